@@ -1,0 +1,61 @@
+// The choices of a run that are kept as whole numbers, in the fields of Property and in the network file,
+// with the words that name them on the console and in text files.
+#pragma once
+
+#include <array>
+#include <span>
+#include <string_view>
+
+namespace melta {
+
+// The enumerations are unscoped because their values go in and out of files as plain numbers; each stands in
+// a struct of its own so that names like `tanh` stay out of the namespace.
+struct SymmFuncKind {
+    enum Code : int { manyBody = 1, behler = 2, chebyshev = 3 };
+};
+
+struct Activation {
+    enum Code : int { asis = 1, sigmoid = 2, tanh = 3, eLU = 4, twtanh = 5, GELU = 6 };
+};
+
+struct LineSearch {
+    enum Code : int { moreThuente = 0, armijo = 1, wolfe = 2, strongWolfe = 3 };
+};
+
+// Slope of the linear part of the twisted tanh, tanh(x) + 0.16 x.
+inline constexpr float twistedTanhSlope = 0.16f;
+
+// One choice: its number, its word in the properties file, and how the banner shows it.
+struct CodeName {
+    int code;
+    const char* word;
+    const char* title;
+};
+
+inline constexpr std::array symmFuncNames{
+    CodeName{SymmFuncKind::manyBody, "many-body", "Many-Body Method"},
+    CodeName{SymmFuncKind::behler, "behler", "Behler's G2 & G"},
+    CodeName{SymmFuncKind::chebyshev, "chebyshev", "Chebyshev polynomial"},
+};
+
+inline constexpr std::array activationNames{
+    CodeName{Activation::asis, "asis", "Not Used"},
+    CodeName{Activation::sigmoid, "sigmoid", "sigmoid"},
+    CodeName{Activation::tanh, "tanh", "tanh"},
+    CodeName{Activation::eLU, "eLU", "eLU"},
+    CodeName{Activation::twtanh, "twtanh", "Twisted tanh"},
+    CodeName{Activation::GELU, "GELU", "GELU"},
+};
+
+inline constexpr std::array lineSearchNames{
+    CodeName{LineSearch::moreThuente, "more-thuente", "More-Thuente"},
+    CodeName{LineSearch::armijo, "armijo", "Armijo"},
+    CodeName{LineSearch::wolfe, "wolfe", "Wolfe"},
+    CodeName{LineSearch::strongWolfe, "strong-wolfe", "Strong-Wolfe"},
+};
+
+// The entry of a code or of a word of the properties file (exact comparison); null when there is none.
+const CodeName* findCode(std::span<const CodeName> names, int code);
+const CodeName* findWord(std::span<const CodeName> names, std::string_view word);
+
+} // namespace melta

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "config/Property.hpp"
+
+#include <string>
+
+namespace melta {
+
+// The settings that training and sampling modes begin with: the defaults, then what an existing network file
+// says about the model, then the keys of the properties file. Stops as readProperty does.
+Property loadConfiguration(const std::string& propertyFile, bool chargeMode);
+
+// File of the baseline's parameters: that of ReaxFF when it is on, else that of the Lennard-Jones-like
+// potential, also when no baseline is on.
+std::string baselineFileOf(const Property& property);
+
+} // namespace melta

@@ -1,0 +1,131 @@
+#include "config/NetworkFields.hpp"
+#include "driver/LineReader.hpp"
+#include "driver/Reporting.hpp"
+
+#include <span>
+#include <variant>
+
+namespace melta {
+namespace {
+
+struct TemplateLine {
+    const char* key;
+    std::variant<int Property::*, float Property::*> field;
+};
+
+constexpr TemplateLine runLines[] = {
+    {"restart", &Property::restart},       {"insituTest", &Property::insituTest},
+    {"withCharge", &Property::withCharge}, {"withClassical", &Property::withClassical},
+    {"withReaxFF", &Property::withReaxFF}, {"rateReaxFF", &Property::rateReaxFF},
+};
+constexpr TemplateLine manyBodyLines[] = {
+    {"m2", &Property::m2},
+    {"m3", &Property::m3},
+    {"rinner", &Property::rinner},
+    {"router", &Property::router},
+};
+constexpr TemplateLine weightLines[] = {
+    {"elemWeight", &Property::elemWeight},
+    {"tanhCutoff", &Property::tanhCutoff},
+};
+// A template proposes one cutoff for both kinds of functions, the radial one.
+constexpr TemplateLine chebyshevLines[] = {
+    {"numRadius", &Property::numRadius},
+    {"numAngle", &Property::numAngle},
+    {"rcutRadius", &Property::rcutRadius},
+    {"rcutAngle", &Property::rcutRadius},
+};
+constexpr TemplateLine optimiserLines[] = {
+    {"lbfgs", &Property::lbfgs},
+    {"epochs", &Property::epochs},
+    {"superEpochs", &Property::superEpochs},
+    {"geomsEpoch", &Property::geomsEpoch},
+    {"withHDNNP", &Property::withHDNNP},
+};
+constexpr TemplateLine targetLines[] = {
+    {"rmseEnergy", &Property::rmseEnergy},
+    {"rmseForce", &Property::rmseForce},
+    {"rmseCharge", &Property::rmseCharge},
+};
+
+std::string wordLine(const char* key, const std::string& value) {
+    return formatText("%-15s%s\n", key, value.c_str());
+}
+
+std::string realLine(const char* key, float value, int decimals) {
+    return wordLine(key, formatText("%.*f", decimals, static_cast<double>(value)));
+}
+
+std::string lineText(const Property& property, const TemplateLine& line) {
+    if (const auto* const field = std::get_if<int Property::*>(&line.field)) {
+        return wordLine(line.key, std::to_string(property.**field));
+    }
+    return realLine(line.key, property.*std::get<float Property::*>(line.field), 3);
+}
+
+std::string linesText(const Property& property, std::span<const TemplateLine> lines) {
+    std::string text;
+    for (const TemplateLine& line : lines) {
+        text += lineText(property, line);
+    }
+    return text;
+}
+
+std::string symmFuncText(const Property& property) {
+    const CodeName* const name = findCode(symmFuncNames, property.symmFuncKind);
+    std::string text = wordLine("symmFunc", name != nullptr ? name->word : "???");
+    switch (property.symmFuncKind) {
+    case SymmFuncKind::manyBody:
+        return text + linesText(property, manyBodyLines);
+    case SymmFuncKind::behler:
+        return text + linesText(property, weightLines);
+    case SymmFuncKind::chebyshev:
+        return text + linesText(property, weightLines) + linesText(property, chebyshevLines);
+    default:
+        return text;
+    }
+}
+
+// A network without activation makes no sense in a new training: its template shows the banner's text, which
+// the reader refuses, so that the user has to choose one.
+const char* activationWord(int activ) {
+    const CodeName* const name = findCode(activationNames, activ);
+    if (name == nullptr) {
+        return "???";
+    }
+    return activ == Activation::asis ? name->title : name->word;
+}
+
+std::string networkText(const Property& property, const NetworkFields& fields) {
+    const TemplateLine lines[] = {
+        {"models", fields.models}, {"layers", fields.layers}, {"nodes", fields.nodes}};
+    return linesText(property, lines) + wordLine("activ", activationWord(property.*fields.activ));
+}
+
+// Four significant digits are enough for a limit.
+int decimalsOfLimit(float limit) {
+    if (limit < 10.0f) {
+        return 3;
+    }
+    return limit < 100.0f ? 2 : 1;
+}
+
+std::string templateText(const Property& property, bool chargeMode) {
+    return linesText(property, runLines) + "\n" + symmFuncText(property) + "\n" +
+           networkText(property, chargeMode ? chargeNetwork : energyNetwork) +
+           linesText(property, optimiserLines) + "\n" + linesText(property, targetLines) +
+           realLine("maxForce", property.maxForce, decimalsOfLimit(property.maxForce));
+}
+
+} // namespace
+
+void Property::writeTemplate(const std::string& fileName, bool chargeMode, bool overwrite) const {
+    if (!overwrite && LineReader(fileName).isOpen()) {
+        return;
+    }
+    FilePointer file = openForWriting(fileName);
+    std::fputs(templateText(*this, chargeMode).c_str(), file.get());
+    closeWritten(std::move(file), fileName);
+}
+
+} // namespace melta

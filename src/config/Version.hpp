@@ -1,0 +1,7 @@
+#pragma once
+
+namespace melta {
+
+inline constexpr const char* versionText = "1.9.2";
+
+} // namespace melta

@@ -1,0 +1,49 @@
+#include "driver/LineReader.hpp"
+
+#include "driver/Reporting.hpp"
+
+#include <filesystem>
+
+namespace melta {
+
+LineReader::LineReader(const std::string& name) : fileName(name), file(openForReading(name)) {}
+
+bool LineReader::next() {
+    text.clear();
+    int character = std::getc(file.get());
+    if (character == EOF) {
+        return false;
+    }
+    for (; character != EOF && character != '\n'; character = std::getc(file.get())) {
+        if (text.size() >= maxLineLength) {
+            stopWithMessage("too long line: %s", fileName.c_str());
+        }
+        text.push_back(static_cast<char>(character));
+    }
+    return true;
+}
+
+FilePointer openForReading(const std::string& fileName) {
+    std::error_code ignored;
+    if (std::filesystem::is_directory(fileName, ignored)) {
+        return nullptr;
+    }
+    return FilePointer(std::fopen(fileName.c_str(), "r"));
+}
+
+FilePointer openForWriting(const std::string& fileName) {
+    FilePointer file(std::fopen(fileName.c_str(), "w"));
+    if (!file) {
+        stopWithMessage("cannot open file: %s", fileName.c_str());
+    }
+    return file;
+}
+
+void closeWritten(FilePointer file, const std::string& fileName) {
+    const bool isBroken = std::ferror(file.get()) != 0;
+    if (std::fclose(file.release()) != 0 || isBroken) {
+        stopWithMessage("cannot write file: %s", fileName.c_str());
+    }
+}
+
+} // namespace melta

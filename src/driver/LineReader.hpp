@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace melta {
+
+// Closes a C stream at the end of its owner's life.
+struct FileCloser {
+    void operator()(std::FILE* file) const noexcept {
+        if (file != nullptr) {
+            std::fclose(file);
+        }
+    }
+};
+using FilePointer = std::unique_ptr<std::FILE, FileCloser>;
+
+// Reads a text file line by line. Lines are read whole; one beyond `maxLineLength` characters is no text of
+// ours and stops with "too long line: %s" (the file), so that a binary file cannot fill the memory.
+class LineReader {
+public:
+    static constexpr std::size_t maxLineLength = 1U << 20U;
+
+    // Opens the file for reading; isOpen() tells whether it worked.
+    explicit LineReader(const std::string& fileName);
+
+    [[nodiscard]] bool isOpen() const { return file != nullptr; }
+
+    // Reads the next line into line() without its line end. False at the end of the file.
+    bool next();
+
+    [[nodiscard]] const std::string& line() const { return text; }
+
+private:
+    std::string fileName;
+    FilePointer file;
+    std::string text;
+};
+
+// Opens a file for reading; null when that does not work. A directory does not open.
+FilePointer openForReading(const std::string& fileName);
+
+// Opens a file for writing, or stops with "cannot open file: %s".
+FilePointer openForWriting(const std::string& fileName);
+
+// Writes what is buffered and closes; stops with "cannot write file: %s" when the medium refused any of it.
+void closeWritten(FilePointer file, const std::string& fileName);
+
+} // namespace melta

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <exception>
+#include <mutex>
+#include <utility>
+
+namespace melta {
+
+// Carries the first exception out of an OpenMP region, which an exception must not leave by itself. Only a
+// stop handler that throws makes one.
+//
+//     ParallelGuard guard;
+//     #pragma omp parallel for
+//     for (...) { guard.run([&] { work(i); }); }
+//     guard.rethrow();
+class ParallelGuard {
+public:
+    template <class Work>
+    void run(Work&& work) noexcept {
+        try {
+            std::forward<Work>(work)();
+        } catch (...) {
+            const std::lock_guard<std::mutex> lock(mutex);
+            if (!first) {
+                first = std::current_exception();
+            }
+        }
+    }
+
+    void rethrow() const {
+        if (first) {
+            std::rethrow_exception(first);
+        }
+    }
+
+private:
+    std::mutex mutex;
+    std::exception_ptr first;
+};
+
+} // namespace melta

@@ -1,0 +1,44 @@
+// How a run speaks and how it fails. Everything below the command's entry uses these operations only, so that
+// a host program can redirect failures without touching the library.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+#if defined(__GNUC__)
+#define MELTA_PRINTF_FORMAT(formatIndex, firstArgument)                                                      \
+    __attribute__((format(printf, formatIndex, firstArgument)))
+#else
+#define MELTA_PRINTF_FORMAT(formatIndex, firstArgument)
+#endif
+
+namespace melta {
+
+// Receives the text of a failure (without the "[STOP] " mark). It must not return normally: it ends the
+// process or throws. When it does return, the process is aborted.
+using StopHandler = void (*)(const std::string& message);
+
+// Installs the process-wide stop handler and gives the previous one. A null pointer brings back the default,
+// which prints "[STOP] %s\n" on the standard output and ends the process at once with exit status 1,
+// destroying nothing.
+StopHandler setStopHandler(StopHandler handler);
+
+// Reports a fatal condition to the stop handler. Safe to call from inside a parallel region with the default
+// handler; with a throwing handler the region needs a ParallelGuard.
+[[noreturn]] void stopWithMessage(const char* format, ...) MELTA_PRINTF_FORMAT(1, 2);
+
+// Formatted printing to the standard output.
+void printOut(const char* format, ...) MELTA_PRINTF_FORMAT(1, 2);
+
+// Flushes the standard output, at the milestones of long runs.
+void flushOut();
+
+// Formats like printf into a string.
+std::string formatText(const char* format, ...) MELTA_PRINTF_FORMAT(1, 2);
+
+// Identity of this process among those that share a run: one process, number 0.
+int numProcesses();
+int processRank();
+bool isRootProcess();
+
+} // namespace melta

@@ -1,0 +1,165 @@
+#include "modelio/NetworkCompanion.hpp"
+
+#include "config/Property.hpp"
+#include "driver/LineReader.hpp"
+#include "driver/Reporting.hpp"
+#include "modelio/InputMap.hpp"
+#include "structure/GeometrySet.hpp"
+
+#include <cmath>
+#include <optional>
+#include <utility>
+
+namespace melta {
+namespace {
+
+// Inputs of the first layers in the file. Nobody has trained networks beyond the limit of the arrangement, so
+// that a file that asks for them is broken.
+int inputsOfFile(const std::string& fileName, const Property& property, std::size_t numElems,
+                 const NNEnsemble& ensemble) {
+    if (property.elemWeight != 0) {
+        return ensemble.getNumInp();
+    }
+    constexpr double limit = 1.0e9;
+    const NNShape& shape = ensemble.getShape();
+    const double numInputs = countInputs(property, static_cast<int>(numElems));
+    if (numInputs * shape.numNodes * shape.numModels * static_cast<double>(numElems) > limit) {
+        stopWithMessage("neural network is too large: %s", fileName.c_str());
+    }
+    return static_cast<int>(numInputs);
+}
+
+// The value of an input whose element does not occur, after normalisation.
+double absentInput(const HeadElement& element) {
+    return -static_cast<double>(element.symmAve) / static_cast<double>(element.symmDev);
+}
+
+// Sum of the weights from some inputs to one output.
+double sumOfWeights(const NNLayer& layer, int model, std::size_t output, std::span<const int> inputs) {
+    const auto numInp = static_cast<std::size_t>(layer.getNumInp());
+    const std::span<const float> weights = layer.weightOf(model).subspan(output * numInp, numInp);
+    double sum = 0.0;
+    for (const int input : inputs) {
+        sum += static_cast<double>(weights[static_cast<std::size_t>(input)]);
+    }
+    return sum;
+}
+
+// Takes one model of a first layer over to other inputs. Its function stays the same where dropped and added
+// inputs have the value `absent`, because the bias takes their place.
+void projectFirstLayer(const NNLayer& source, const InputMap& map, double absent, NNLayer& layer, int model) {
+    layer.projectWeightFrom(model, source, 0, map.targets);
+    if (map.dropped.empty() && map.added.empty()) {
+        return;
+    }
+    const std::span<float> bias = layer.biasOf(model);
+    for (std::size_t o = 0; o < bias.size(); ++o) {
+        const double sum = sumOfWeights(source, 0, o, map.dropped) - sumOfWeights(layer, model, o, map.added);
+        bias[o] = static_cast<float>(static_cast<double>(bias[o]) + sum * absent);
+        if (!std::isfinite(bias[o])) {
+            stopWithMessage("cannot scan neural network @bias");
+        }
+    }
+}
+
+// Reads one output bias and measures it from the element's mean energy.
+float scanOutputBias(std::FILE* stream, double energyAve) {
+    double number = 0.0;
+    const bool isRead = std::fscanf(stream, "%lf", &number) == 1;
+    const auto bias = static_cast<float>(number - energyAve);
+    if (!isRead || !std::isfinite(bias)) {
+        stopWithMessage("cannot scan neural network @bias1");
+    }
+    return bias;
+}
+
+// Reads networks one after the other, those that nobody wants into a scratch network.
+class CompanionReader {
+public:
+    // `scratch` has one model and the first layer of the file; without `map` the inputs stay as they are.
+    CompanionReader(std::FILE* file, NNEnsemble scratchNetwork, std::optional<InputMap> inputMap)
+        : stream(file), scratch(std::move(scratchNetwork)), map(std::move(inputMap)) {}
+
+    // One model of an ensemble whose element has the mean energy `energyAve`.
+    void readNetwork(NNEnsemble& ensemble, int model, const HeadElement& element, double energyAve) {
+        readFirstLayer(ensemble.getInterLayers().front(), model, element);
+        readUpperLayers(ensemble, model, energyAve);
+    }
+
+    void skipNetwork() {
+        scratch.getInterLayers().front().scanWeight(stream, 0, true);
+        readUpperLayers(scratch, 0, 0.0);
+    }
+
+private:
+    void readFirstLayer(NNLayer& layer, int model, const HeadElement& element) {
+        if (!map) {
+            layer.scanWeight(stream, model, true);
+            return;
+        }
+        NNLayer& source = scratch.getInterLayers().front();
+        source.scanWeight(stream, 0, true);
+        projectFirstLayer(source, *map, absentInput(element), layer, model);
+    }
+
+    void readUpperLayers(NNEnsemble& ensemble, int model, double energyAve) {
+        for (NNLayer& layer : std::span(ensemble.getInterLayers()).subspan(1)) {
+            layer.scanWeight(stream, model, true);
+        }
+        NNLayer& lastLayer = ensemble.getLastLayer();
+        lastLayer.scanWeight(stream, model, false);
+        lastLayer.biasOf(model).front() = scanOutputBias(stream, energyAve);
+    }
+
+    std::FILE* stream;
+    NNEnsemble scratch;
+    std::optional<InputMap> map;
+};
+
+} // namespace
+
+void writeCompanion(std::FILE* stream, const GeometrySet& geometrySet,
+                    const std::vector<NNEnsemble>& ensembles) {
+    for (std::size_t e = 0; e < ensembles.size(); ++e) {
+        const NNLayer& lastLayer = ensembles[e].getLastLayer();
+        for (int m = 0; m < ensembles[e].getNumModels(); ++m) {
+            for (const NNLayer& layer : ensembles[e].getInterLayers()) {
+                layer.printWeight(stream, m, true);
+            }
+            lastLayer.printWeight(stream, m, false);
+            std::fprintf(stream, "%.16e\n",
+                         static_cast<double>(lastLayer.biasOf(m).front()) +
+                             geometrySet.getElementEnergy(static_cast<int>(e)));
+        }
+    }
+}
+
+void readCompanion(const std::string& fileName, const Property& property, const GeometrySet& geometrySet,
+                   std::span<const HeadElement> elements, std::span<const int> mapOfElems,
+                   std::vector<NNEnsemble>& ensembles) {
+    const FilePointer file = openForReading(fileName);
+    if (!file) {
+        stopWithMessage("cannot open file: %s", fileName.c_str());
+    }
+    NNShape shape = ensembles.front().getShape();
+    const int numModels = std::exchange(shape.numModels, 1);
+    const int numInputs = inputsOfFile(fileName, property, elements.size(), ensembles.front());
+    std::optional<InputMap> map;
+    if (property.elemWeight == 0) {
+        map = makeInputMap(property, mapOfElems, geometrySet.numElems);
+    }
+    CompanionReader reader(file.get(), NNEnsemble(shape, numInputs, false, false), std::move(map));
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+        const int target = mapOfElems[i];
+        for (int m = 0; m < numModels; ++m) {
+            if (target < 0) {
+                reader.skipNetwork();
+            } else {
+                reader.readNetwork(ensembles[static_cast<std::size_t>(target)], m, elements[i],
+                                   geometrySet.getElementEnergy(target));
+            }
+        }
+    }
+}
+
+} // namespace melta

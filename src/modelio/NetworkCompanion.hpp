@@ -1,0 +1,29 @@
+// The companion of a head: weights and biases of all networks of one kind, as text.
+#pragma once
+
+#include "modelio/NetworkHead.hpp"
+#include "network/NNEnsemble.hpp"
+
+#include <cstdio>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace melta {
+
+class GeometrySet;
+class Property;
+
+// Writes the networks element by element, model by model; output biases count from zero energy.
+void writeCompanion(std::FILE* stream, const GeometrySet& geometrySet,
+                    const std::vector<NNEnsemble>& ensembles);
+
+// Reads the companion of a head with these elements into the networks of the elements that the set has as
+// well. `mapOfElems`: index in the set for each element of the head, or -1. Stops with "neural network is too
+// large: %s", "cannot open file: %s" (the companion), "cannot scan neural network @weight" (@bias, @bias1)
+// when a finite number is missing.
+void readCompanion(const std::string& fileName, const Property& property, const GeometrySet& geometrySet,
+                   std::span<const HeadElement> elements, std::span<const int> mapOfElems,
+                   std::vector<NNEnsemble>& ensembles);
+
+} // namespace melta

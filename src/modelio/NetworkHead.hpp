@@ -1,0 +1,37 @@
+// The head of a model's files; its lines are told at NNIO.
+#pragma once
+
+#include "network/SymmPreparation.hpp"
+
+#include <cstddef>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace melta {
+
+class GeometrySet;
+class Property;
+
+// What the head says about one element, apart from the atomic number, which is not read back.
+struct HeadElement {
+    // Most characters of a name in a head.
+    static constexpr std::size_t maxNameLength = 31;
+
+    std::string name;
+    float symmAve; // centre of the raw symmetry values
+    float symmDev; // their half width, positive
+};
+
+// Writes the head of a model with the elements of `geometrySet`.
+void writeNetworkHead(std::FILE* stream, const Property& property, const GeometrySet& geometrySet,
+                      const SymmStatistics& statistics);
+
+// Reads the head, checks what defines the model against `property`, and gives the elements in their order.
+// The shape of the energy networks is checked only `withEnergy`. Cutoffs, parameters of Behler functions,
+// `tanhCutoff` and the numbers of ReaxFF are read past. At the first difference it stops with a message that
+// names the item; lines that are not there, elements that stand twice and an empty `geometrySet` stop too.
+std::vector<HeadElement> readNetworkHead(const std::string& fileName, const Property& property,
+                                         const GeometrySet& geometrySet, bool withEnergy);
+
+} // namespace melta

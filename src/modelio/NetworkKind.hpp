@@ -1,0 +1,24 @@
+#pragma once
+
+#include "config/NetworkFields.hpp"
+
+#include <string>
+
+namespace melta {
+
+// What tells the two kinds of networks of a model apart in its files.
+struct NetworkKind {
+    const NetworkFields& fields; // where the settings keep the shape
+    const char* owner;           // how messages call the kind
+    const char* suffix;          // what the companion's name adds to that of the head
+};
+
+inline constexpr NetworkKind energyKind{energyNetwork, "energy's", "_e"};
+inline constexpr NetworkKind chargeKind{chargeNetwork, "charge's", "_q"};
+
+// Name of the companion of the head `fileName`, which holds the weights of one kind of networks.
+inline std::string companionName(const std::string& fileName, const NetworkKind& kind) {
+    return fileName + kind.suffix;
+}
+
+} // namespace melta

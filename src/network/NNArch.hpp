@@ -1,0 +1,203 @@
+#pragma once
+
+#include "config/Property.hpp"
+#include "network/EnergyModeScheme.hpp"
+#include "network/EnergyPass.hpp"
+#include "network/NNEnsemble.hpp"
+#include "network/SymmPreparation.hpp"
+#include "structure/GeometrySet.hpp"
+#include "symmfunc/SymmFunc.hpp"
+#include "symmfunc/SymmFuncDistribution.hpp"
+
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace melta {
+
+// The whole arrangement of networks: for each element an ensemble of networks, the current batch of
+// geometries, their symmetry functions, and the passes over them. Training, testing and sampling go through
+// this class.
+//
+// Stages: constructed; initLayers; then setGeometries and clearGeometries in turn. A training run registers
+// an in-core set with setGeometriesAll, whose symmetry functions are computed once, and takes batches from it
+// by index; other clients set their geometries directly and let the symmetry functions be computed for each
+// batch.
+//
+// Results are means over the models; losses belong to each model alone. Energies in eV, forces in
+// eV/Angstrom. Not for concurrent use: the operations run parallel regions of their own.
+class NNArch {
+public:
+    enum Mode : int { energyAndCharge = 0, onlyEnergy = 1, onlyCharge = 2 };
+
+    // `property` is borrowed. `isMainArch`: the arrangement that is trained. `useAdam`: layers carry Adam's
+    // moments. Stops with "#elements is not positive." and "property is null.".
+    NNArch(int archMode, int numElems, const Property* property, bool isMainArch, bool useAdam);
+    virtual ~NNArch() = default;
+    NNArch(const NNArch&) = delete;
+    NNArch& operator=(const NNArch&) = delete;
+    NNArch(NNArch&&) = delete;
+    NNArch& operator=(NNArch&&) = delete;
+
+    // Makes the networks with random start weights. Stops with "geometrySet is null.", "index of element is
+    // out of range.", "cannot create symmFunc.", "there are no symmetry functions." and "neural network is
+    // too large.".
+    void initLayers(const GeometrySet* geometrySet);
+
+    // --- in-core set
+    // -------------------------------------------------------------------------------------------------
+
+    // Registers the geometries; they are borrowed. Stops with "geometrySet is null.", "#all-geometries is not
+    // positive.", "geometriesAll have been set, already.".
+    void setGeometriesAll(const GeometrySet* geometrySet);
+    void setGeometriesAll(std::span<Geometry* const> geometries);
+
+    // Stops with "geometriesAll have not been set.".
+    void clearGeometriesAll();
+
+    // --- batch
+    // -------------------------------------------------------------------------------------------------------
+
+    // The caller's geometries, borrowed; calculateSymmFuncs and renormalizeSymmFuncs follow. Stops with
+    // "#geometries is not positive.", "geometries have been set, already.".
+    void setGeometries(std::span<Geometry* const> geometries);
+
+    // Entries of the in-core set with their prepared symmetry functions. Stops with "geometriesAll have not
+    // been set.", "geometries have been set, already.", "#geometries is not positive.", "symmDataAll have not
+    // been prepared.", "idxGeoms is out of range.".
+    void setGeometries(std::span<const int> idxGeoms);
+
+    // Stops with "geometries have not been set.".
+    void clearGeometries();
+
+    int getNumGeoms() const { return static_cast<int>(geometries.size()); }
+    int getNumAtomsBatch() const;
+
+    // --- symmetry functions
+    // ------------------------------------------------------------------------------------------
+
+    // Computes the symmetry functions of the in-core set (`all`) or of the batch, with `derive` their
+    // derivatives. Title and bar are printed for the in-core set unless `silent`. Stops with "geometriesAll
+    // have not been set." or "geometries have not been set.".
+    void calculateSymmFuncs(bool derive, bool all, bool silent);
+
+    // Takes the range of the raw in-core data, or of the whole set where there are none, prints it, and
+    // adapts the first layers of a restored network, whose function stays the same. Stops with "geometrySet
+    // is null.", "total number of geometries is not positive.", "deviation of symmetry functions is too
+    // small.".
+    void statisticsSymmFuncs(const GeometrySet* geometrySet);
+
+    // Normalises the in-core data (`all`) or the batch's, once. Stops with "symmDev have not been prepared.",
+    // "geometriesAll have not been set.", "symmDataAll have not been prepared.", "geometries have not been
+    // set.", "symmData have not been prepared.".
+    void renormalizeSymmFuncs(bool all);
+
+    // Takes the ranges of another arrangement. Stops with "arch is null." and "incorrect #elements of arch.".
+    void copySymmStatistics(const NNArch* arch);
+
+    // Histograms of the in-core data, or of the whole set, to a file. Stops as SymmFuncDistribution.
+    void writeSymmDistributions(const std::string& fileName, const GeometrySet* geometrySet);
+
+    // Ranges by element, [numElems] each; NNIO stores and fills them.
+    SymmStatistics& getSymmStatistics() { return statistics; }
+    const SymmStatistics& getSymmStatistics() const { return statistics; }
+
+    // --- energy and forces
+    // -------------------------------------------------------------------------------------------
+
+    // Atomic energies of the batch. Stops with "this is not energy-mode." and "geometries have not been
+    // set.", like all operations of this group.
+    void goForwardOnEnergy();
+
+    // Forces of the batch, after goForwardOnEnergy. Needs derivatives.
+    void goBackwardOnForce();
+
+    // Both in one sweep that keeps memory small for large batches.
+    void evaluateEnergy(bool wantForces);
+
+    // Energies, forces (with a force term) and losses of the batch, and their gradient, which is added to the
+    // layers. The force gradient follows energyModeScheme. Stops also with "cannot calculate gradients of
+    // weights, because this is not learnable.", "energyModeScheme is not set." and "incorrect energyModeSchem
+    // to derive force.".
+    void evaluateEnergyLoss(std::span<const float> energyScale, std::span<const float> forceScale);
+
+    // energies [numAtoms] of geometry `index` of the batch.
+    std::span<const float> obtainEnergies(int index) const;
+
+    // forces [numAtoms][3] of geometry `index` of the batch.
+    std::span<const float> obtainForces(int index) const;
+
+    // Adds the sums of squared errors over the batch: of the total energies per atom, of the atomic energies
+    // and, unless null, of the force components.
+    void squareErrorsOfEnergy(float& etotError, float& eatomError, float* forceError) const;
+
+    // Loss terms of each model, [numModels], of the last evaluateEnergyLoss.
+    std::span<const float> getLossEnergy() const { return loss.energy; }
+    std::span<const float> getLossForce() const { return loss.force; }
+
+    // Mean over the models of the output bias of an element's energy networks; 0 for an element that is not
+    // there.
+    float obtainOutputBias(int element) const;
+
+    // --- scheme
+    // ------------------------------------------------------------------------------------------------------
+
+    // See EnergyModeScheme. Without energy networks neither does anything.
+    void updateEnergyModeScheme(int epoch);
+    void setEnergyModeScheme(int scheme, bool silent);
+    int getEnergyModeScheme() const { return scheme.getValue(); }
+
+    // --- weights
+    // -----------------------------------------------------------------------------------------------------
+
+    bool hasEnergyNetworks() const { return archMode != onlyCharge; }
+    bool hasChargeNetworks() const { return archMode != onlyEnergy; }
+    int getArchMode() const { return archMode; }
+    int getNumElems() const { return numElems; }
+    int getNumBasis() const { return numBasis; }
+    const Property& getProperty() const { return *property; }
+
+    // Ensembles by element; empty without networks of that kind.
+    std::vector<NNEnsemble>& getEnergyEnsembles() { return energyEnsembles; }
+    const std::vector<NNEnsemble>& getEnergyEnsembles() const { return energyEnsembles; }
+
+    void clearWeightGrads();
+
+    // One Adam step with `learningScale` times the learning rate. Stops with "cannot use Adam, to update
+    // layers." and "learning scale is not positive.".
+    void updateLayers(float learningScale);
+
+private:
+    void makeSymmFunc();
+    void makeEnsembles(const GeometrySet& geometrySet);
+    void prepareBatch();
+    void requireEnergyBatch() const;
+    void printTitleOfSymmFuncs() const;
+    void printSymmStatistics(const GeometrySet& geometrySet) const;
+
+    int archMode;
+    int numElems;
+    const Property* property; // borrowed
+    bool isMainArch;
+    bool useAdam;
+    EnergyModeScheme scheme;
+
+    std::unique_ptr<SymmFunc> symmFunc; // made at first need
+    int numBasis = 0;                   // length of the symmetry functions, inputs of the networks
+    SymmStatistics statistics;
+    std::unique_ptr<SymmFuncDistribution> symmDistribution; // made at first need
+
+    std::vector<NNEnsemble> energyEnsembles; // [numElems]
+
+    std::vector<Geometry*> geometriesAll; // the in-core set, borrowed
+    std::vector<SymmRows> symmAll;        // its symmetry functions
+
+    std::vector<Geometry*> geometries;        // the batch, borrowed
+    std::vector<SymmRows> symmOwned;          // symmetry functions computed for the batch
+    std::vector<const SymmRows*> symmOfBatch; // those in use: the batch's own or rows of the in-core set
+    EnergyPass energyPass;
+    EnergyLoss loss;
+};
+
+} // namespace melta

@@ -1,0 +1,168 @@
+#include "network/NNEnsemble.hpp"
+
+#include "config/Codes.hpp"
+#include "network/MatrixProducts.hpp"
+#include "network/NNLayerKernels.hpp"
+
+namespace melta {
+
+void EnsembleGrads::setZero() {
+    for (NNLayerGrads& layer : interLayers) {
+        layer.setZero();
+    }
+    lastLayer.setZero();
+}
+
+NNEnsemble::NNEnsemble(const NNShape& networkShape, int numInputs, bool learnable, bool useAdam)
+    : shape(networkShape), numInp(numInputs),
+      lastLayer(shape.numModels, shape.numNodes, 1, Activation::asis, learnable, useAdam) {
+    for (int l = 0; l < shape.numLayers; ++l) {
+        interLayers.emplace_back(shape.numModels, l == 0 ? numInp : shape.numNodes, shape.numNodes,
+                                 shape.activation, learnable, useAdam);
+    }
+}
+
+void NNEnsemble::initWeight(float outputScale, float outputShift) {
+    for (int m = 0; m < shape.numModels; ++m) {
+        for (NNLayer& layer : interLayers) {
+            layer.initWeight(m, 1.0f, 0.0f);
+        }
+    }
+    for (int m = 0; m < shape.numModels; ++m) {
+        lastLayer.initWeight(m, outputScale, outputShift);
+    }
+}
+
+std::size_t NNEnsemble::getRowLength() const {
+    return interLayers.front().getRowLength();
+}
+
+std::vector<NNLayer*> NNEnsemble::obtainLayers() {
+    std::vector<NNLayer*> layers;
+    for (NNLayer& layer : interLayers) {
+        layers.push_back(&layer);
+    }
+    layers.push_back(&lastLayer);
+    return layers;
+}
+
+std::vector<const NNLayer*> NNEnsemble::obtainLayers() const {
+    std::vector<const NNLayer*> layers;
+    for (const NNLayer& layer : interLayers) {
+        layers.push_back(&layer);
+    }
+    layers.push_back(&lastLayer);
+    return layers;
+}
+
+void NNEnsemble::prepareTile(EnsembleTile& tile, std::size_t numSamples, bool forTraining) const {
+    const std::size_t size = numSamples * getRowLength();
+    tile.numSamples = numSamples;
+    tile.layers.resize(interLayers.size());
+    for (EnsembleTile::Layer& layer : tile.layers) {
+        for (AlignedBuffer<float>* const buffer : {&layer.out, &layer.drv1, &layer.drv2, &layer.grad}) {
+            buffer->reserve(size);
+        }
+        if (forTraining) {
+            layer.tangent.reserve(size);
+            layer.adjoint.reserve(size);
+        }
+    }
+    if (forTraining) {
+        tile.work.reserve(size);
+    }
+}
+
+void NNEnsemble::goForward(EnsembleTile& tile, bool wantDerivs) const {
+    const float* inpData = tile.inpData;
+    for (std::size_t l = 0; l < interLayers.size(); ++l) {
+        EnsembleTile::Layer& layer = tile.layers[l];
+        interLayers[l].goForward(tile.numSamples, inpData, l == 0, layer.out.data(),
+                                 wantDerivs ? layer.drv1.data() : nullptr,
+                                 wantDerivs ? layer.drv2.data() : nullptr);
+        inpData = layer.out.data();
+    }
+    // One output node for each model: a matrix-vector product for each of them beats a matrix product of one
+    // row.
+    const auto numModels = static_cast<std::size_t>(shape.numModels);
+    const auto numNodes = static_cast<std::size_t>(shape.numNodes);
+    for (std::size_t m = 0; m < numModels; ++m) {
+        const std::span<const float> weight = lastLayer.weightOf(static_cast<int>(m));
+        multiply(tile.numSamples, 1, numNodes, {inpData + m * numNodes, getRowLength()}, {weight.data(), 1},
+                 {tile.outData + m, numModels}, Store::replace);
+        const float bias = lastLayer.biasOf(static_cast<int>(m)).front();
+        for (std::size_t s = 0; s < tile.numSamples; ++s) {
+            tile.outData[s * numModels + m] += bias;
+        }
+    }
+}
+
+void NNEnsemble::goBackward(EnsembleTile& tile) const {
+    const std::size_t top = interLayers.size() - 1;
+    EnsembleTile::Layer& last = tile.layers[top];
+    kernels::seedGradient(tile.numSamples, getRowLength(), lastLayer.weightOf(0).data(), last.drv1.data(),
+                          last.drv2.data(), last.grad.data());
+    for (std::size_t l = top; l > 0; --l) {
+        EnsembleTile::Layer& below = tile.layers[l - 1];
+        interLayers[l].goBackward(tile.numSamples, tile.layers[l].grad.data(), below.grad.data());
+        kernels::passGradient(tile.numSamples * getRowLength(), below.drv1.data(), below.drv2.data(),
+                              below.grad.data());
+    }
+}
+
+void NNEnsemble::obtainInputGrads(EnsembleTile& tile) const {
+    interLayers.front().goBackward(tile.numSamples, tile.layers.front().grad.data(), tile.inpGrad);
+}
+
+void NNEnsemble::obtainSummedInputGrads(EnsembleTile& tile) const {
+    interLayers.front().goBackwardSummed(tile.numSamples, tile.layers.front().grad.data(), tile.inpGrad);
+}
+
+void NNEnsemble::addWeightGrads(EnsembleTile& tile, const float* outGrad, EnsembleGrads& grads) const {
+    const auto numModels = static_cast<std::size_t>(shape.numModels);
+    const auto numNodes = static_cast<std::size_t>(shape.numNodes);
+    const float* inpData = tile.inpData;
+    for (std::size_t l = 0; l < interLayers.size(); ++l) {
+        EnsembleTile::Layer& layer = tile.layers[l];
+        kernels::scaleNodes(tile.numSamples, numModels, numNodes, outGrad, layer.grad.data(),
+                            layer.adjoint.data(), false);
+        interLayers[l].addWeightGrad(tile.numSamples, layer.adjoint.data(), inpData, l == 0,
+                                     grads.interLayers[l]);
+        kernels::addColumnSums(tile.numSamples, getRowLength(), layer.adjoint.data(),
+                               grads.interLayers[l].bias.data());
+        inpData = layer.out.data();
+    }
+    kernels::addWeightedColumnSums(tile.numSamples, numModels, numNodes, outGrad, inpData,
+                                   grads.lastLayer.weight.data());
+    kernels::addColumnSums(tile.numSamples, numModels, outGrad, grads.lastLayer.bias.data());
+}
+
+EnsembleGrads NNEnsemble::makeGrads() const {
+    EnsembleGrads grads;
+    for (const NNLayer& layer : interLayers) {
+        grads.interLayers.push_back(layer.makeGrads());
+    }
+    grads.lastLayer = lastLayer.makeGrads();
+    return grads;
+}
+
+void NNEnsemble::initWeightGrad() {
+    for (NNLayer* const layer : obtainLayers()) {
+        layer->initWeightGrad();
+    }
+}
+
+void NNEnsemble::mergeWeightGrad(const EnsembleGrads& grads) {
+    for (std::size_t l = 0; l < interLayers.size(); ++l) {
+        interLayers[l].mergeWeightGrad(grads.interLayers[l]);
+    }
+    lastLayer.mergeWeightGrad(grads.lastLayer);
+}
+
+void NNEnsemble::updateWeight(float alpha, float beta1, float beta2) {
+    for (NNLayer* const layer : obtainLayers()) {
+        layer->updateWeight(alpha, beta1, beta2);
+    }
+}
+
+} // namespace melta

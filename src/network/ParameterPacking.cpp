@@ -1,0 +1,118 @@
+#include "network/ParameterPacking.hpp"
+
+#include "driver/Reporting.hpp"
+
+#include <algorithm>
+
+namespace melta {
+namespace {
+
+void requireOneKind(const NNArch& arch) {
+    switch (arch.getArchMode()) {
+    case NNArch::energyAndCharge:
+        stopWithMessage("total-data does not support energy-mode and charge-mode, simultaneously.");
+    case NNArch::onlyEnergy:
+    case NNArch::onlyCharge:
+        return;
+    default:
+        stopWithMessage("incorrect mode for total-data.");
+    }
+}
+
+// Calls work(layer, model, offset) for each layer of each model in the order of the vector, offset being
+// where the layer begins, and gives the length of the whole.
+template <class Ensembles, class Work>
+std::size_t forEachLayer(Ensembles& ensembles, Work&& work) {
+    std::size_t offset = 0;
+    for (auto& ensemble : ensembles) {
+        const auto layers = ensemble.obtainLayers();
+        for (int m = 0; m < ensemble.getNumModels(); ++m) {
+            for (auto* const layer : layers) {
+                work(*layer, m, offset);
+                offset += layer->weightOf(m).size() + layer->biasOf(m).size();
+            }
+        }
+    }
+    return offset;
+}
+
+void requireSameShape(const NNEnsemble& target, const NNEnsemble& source) {
+    if (target.getShape().numModels != source.getShape().numModels) {
+        stopWithMessage("incorrect #models of arch.");
+    }
+    if (target.getShape().numLayers != source.getShape().numLayers) {
+        stopWithMessage("incorrect #layers of arch.");
+    }
+    const auto requireNodes = [](const NNLayer& a, const NNLayer& b, const char* kind) {
+        if (a.getNumInp() != b.getNumInp()) {
+            stopWithMessage("incorrect #nodes(INP) of %s-layer.", kind);
+        }
+        if (a.getNumOut() != b.getNumOut()) {
+            stopWithMessage("incorrect #nodes(OUT) of %s-layer.", kind);
+        }
+    };
+    for (std::size_t l = 0; l < target.getInterLayers().size(); ++l) {
+        requireNodes(target.getInterLayers()[l], source.getInterLayers()[l], "inter");
+    }
+    requireNodes(target.getLastLayer(), source.getLastLayer(), "last");
+}
+
+} // namespace
+
+std::size_t getTotalDataSize(const NNArch& arch) {
+    requireOneKind(arch);
+    return forEachLayer(arch.getEnergyEnsembles(), [](const NNLayer&, int, std::size_t) {});
+}
+
+void convertToTotalData(const NNArch& arch, std::span<float> x, bool wantGrad) {
+    requireOneKind(arch);
+    forEachLayer(arch.getEnergyEnsembles(), [&](const NNLayer& layer, int m, std::size_t offset) {
+        const float scale = wantGrad ? layer.getWeightScale() : 1.0f / layer.getWeightScale();
+        const float shift = wantGrad ? 0.0f : layer.getBiasShift();
+        const auto weights = wantGrad ? layer.weightGradOf(m) : layer.weightOf(m);
+        const auto biases = wantGrad ? layer.biasGradOf(m) : layer.biasOf(m);
+        float* const start = x.data() + offset;
+        std::ranges::transform(weights, start, [=](float w) { return w * scale; });
+        std::ranges::transform(biases, start + weights.size(), [=](float b) { return (b - shift) * scale; });
+    });
+}
+
+void convertFromTotalData(NNArch& arch, std::span<const float> x) {
+    requireOneKind(arch);
+    forEachLayer(arch.getEnergyEnsembles(), [&](NNLayer& layer, int m, std::size_t offset) {
+        const float scale = layer.getWeightScale();
+        const float shift = layer.getBiasShift();
+        const std::span<float> weights = layer.weightOf(m);
+        const std::span<float> biases = layer.biasOf(m);
+        std::ranges::transform(x.subspan(offset, weights.size()), weights.begin(),
+                               [=](float v) { return v * scale; });
+        std::ranges::transform(x.subspan(offset + weights.size(), biases.size()), biases.begin(),
+                               [=](float v) { return v * scale + shift; });
+    });
+}
+
+void copyLayers(NNArch& target, const NNArch* source) {
+    if (source == nullptr) {
+        stopWithMessage("arch is null.");
+    }
+    if (target.getNumElems() != source->getNumElems()) {
+        stopWithMessage("incorrect #elements of arch.");
+    }
+    requireOneKind(target);
+    requireOneKind(*source);
+    for (std::size_t e = 0; e < target.getEnergyEnsembles().size(); ++e) {
+        NNEnsemble& to = target.getEnergyEnsembles()[e];
+        const NNEnsemble& from = source->getEnergyEnsembles()[e];
+        requireSameShape(to, from);
+        const std::vector<NNLayer*> toLayers = to.obtainLayers();
+        const std::vector<const NNLayer*> fromLayers = from.obtainLayers();
+        for (std::size_t l = 0; l < toLayers.size(); ++l) {
+            for (int m = 0; m < to.getNumModels(); ++m) {
+                std::ranges::copy(fromLayers[l]->weightOf(m), toLayers[l]->weightOf(m).begin());
+                std::ranges::copy(fromLayers[l]->biasOf(m), toLayers[l]->biasOf(m).begin());
+            }
+        }
+    }
+}
+
+} // namespace melta

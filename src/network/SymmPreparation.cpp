@@ -1,0 +1,191 @@
+#include "network/SymmPreparation.hpp"
+
+#include "driver/ParallelGuard.hpp"
+#include "driver/ProgressBar.hpp"
+#include "driver/RandomSource.hpp"
+#include "driver/Reporting.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <numeric>
+#include <omp.h>
+#include <optional>
+
+namespace melta {
+namespace {
+
+constexpr float startOfMax = -1.0e8f;
+constexpr float startOfMin = 1.0e8f;
+
+// Largest and smallest value of each element.
+struct SymmRange {
+    explicit SymmRange(int numElems)
+        : maxValue(static_cast<std::size_t>(numElems), startOfMax),
+          minValue(static_cast<std::size_t>(numElems), startOfMin) {}
+
+    void fold(std::size_t element, std::span<const float> values) {
+        for (const float value : values) {
+            maxValue[element] = std::max(maxValue[element], value);
+            minValue[element] = std::min(minValue[element], value);
+        }
+    }
+
+    SymmStatistics finish() const {
+        SymmStatistics statistics;
+        for (std::size_t e = 0; e < maxValue.size(); ++e) {
+            statistics.symmAve.push_back((maxValue[e] + minValue[e]) * 0.5f);
+            statistics.symmDev.push_back((maxValue[e] - minValue[e]) * 0.5f);
+            if (!(statistics.symmDev.back() >= 0.01f)) {
+                stopWithMessage("deviation of symmetry functions is too small.");
+            }
+        }
+        return statistics;
+    }
+
+    std::vector<float> maxValue;
+    std::vector<float> minValue;
+};
+
+SymmRows makeRows(const SymmFunc& symmFunc, const Geometry& geometry, bool derive) {
+    std::vector<std::size_t> numNeighbors;
+    for (int a = 0; a < geometry.numAtoms; ++a) {
+        numNeighbors.push_back(static_cast<std::size_t>(geometry.numNeighbors(a)));
+    }
+    SymmRows rows;
+    rows.resize(static_cast<std::size_t>(symmFunc.getNumBasis()), numNeighbors, derive);
+    return rows;
+}
+
+void calculateAtom(const SymmFunc& symmFunc, const Geometry& geometry, int atom, SymmRows& rows) {
+    const auto index = static_cast<std::size_t>(atom);
+    symmFunc.calculate(geometry, atom, rows.valuesOf(index), rows.derivsOf(index));
+}
+
+void requireFinite(const SymmRows& rows, std::size_t geometry) {
+    const auto isFinite = [](float value) { return std::isfinite(value); };
+    if (!std::ranges::all_of(rows.allValues(), isFinite)) {
+        stopWithMessage("NaN at symmetry functions of the %d -th geometry.", static_cast<int>(geometry));
+    }
+}
+
+// One geometry: its atoms are shared among the threads.
+void calculateByAtoms(const SymmFunc& symmFunc, const Geometry& geometry, SymmRows& rows) {
+    ParallelGuard guard;
+#pragma omp parallel for schedule(static)
+    for (int a = 0; a < geometry.numAtoms; ++a) {
+        guard.run([&] { calculateAtom(symmFunc, geometry, a, rows); });
+    }
+    guard.rethrow();
+}
+
+void calculateByGeometries(const SymmFunc& symmFunc, std::span<Geometry* const> geometries, bool derive,
+                           std::vector<SymmRows>& rows, ProgressBar* bar) {
+    const int count = static_cast<int>(geometries.size());
+    std::vector<int> order(geometries.size());
+    std::iota(order.begin(), order.end(), 0);
+    sharedRandom().shuffle(order);
+    ParallelGuard guard;
+#pragma omp parallel
+    {
+        int counter = 0;
+#pragma omp for schedule(static)
+        for (int i = 0; i < count; ++i) {
+            const auto g = static_cast<std::size_t>(order[static_cast<std::size_t>(i)]);
+            guard.run([&] {
+                rows[g] = makeRows(symmFunc, *geometries[g], derive);
+                for (int a = 0; a < geometries[g]->numAtoms; ++a) {
+                    calculateAtom(symmFunc, *geometries[g], a, rows[g]);
+                }
+            });
+            // The first thread speaks for all of them.
+            if (bar != nullptr && omp_get_thread_num() == 0) {
+                counter += omp_get_num_threads();
+                bar->advance(counter);
+            }
+        }
+    }
+    guard.rethrow();
+}
+
+} // namespace
+
+std::vector<SymmRows> calculateSymmRows(const SymmFunc& symmFunc, std::span<Geometry* const> geometries,
+                                        bool derive, bool withBar) {
+    std::vector<SymmRows> rows(geometries.size());
+    if (geometries.size() < 2) {
+        rows.front() = makeRows(symmFunc, *geometries.front(), derive);
+        calculateByAtoms(symmFunc, *geometries.front(), rows.front());
+    } else {
+        std::optional<ProgressBar> bar;
+        if (withBar) {
+            bar.emplace(static_cast<int>(geometries.size()));
+        }
+        calculateByGeometries(symmFunc, geometries, derive, rows, bar ? &*bar : nullptr);
+        if (bar) {
+            bar->finish();
+        }
+    }
+    for (std::size_t g = 0; g < rows.size(); ++g) {
+        requireFinite(rows[g], g);
+    }
+    return rows;
+}
+
+SymmStatistics statisticsOfRows(std::span<Geometry* const> geometries, std::span<const SymmRows> rows,
+                                int numElems) {
+    SymmRange range(numElems);
+    for (std::size_t g = 0; g < geometries.size(); ++g) {
+        for (std::size_t a = 0; a < rows[g].getNumAtoms(); ++a) {
+            range.fold(static_cast<std::size_t>(geometries[g]->elements[a]), rows[g].valuesOf(a));
+        }
+    }
+    return range.finish();
+}
+
+SymmStatistics statisticsOfSet(const SymmFunc& symmFunc, const GeometrySet& geometrySet) {
+    std::optional<ProgressBar> bar;
+    if (geometrySet.numGeoms > 1) {
+        bar.emplace(geometrySet.numGeoms);
+    }
+    SymmRange range(geometrySet.numElems);
+    for (int g = 0; g < geometrySet.numGeoms; ++g) {
+        const Geometry& geometry = geometrySet.obtainGeometry(g);
+        SymmRows rows = makeRows(symmFunc, geometry, false);
+        calculateByAtoms(symmFunc, geometry, rows);
+        requireFinite(rows, static_cast<std::size_t>(g));
+        for (std::size_t a = 0; a < rows.getNumAtoms(); ++a) {
+            range.fold(static_cast<std::size_t>(geometry.elements[a]), rows.valuesOf(a));
+        }
+        if (bar) {
+            bar->advance(g);
+        }
+    }
+    const SymmStatistics statistics = range.finish();
+    if (bar) {
+        bar->finish();
+    }
+    return statistics;
+}
+
+void renormalizeSymmRows(std::span<Geometry* const> geometries, std::span<SymmRows> rows,
+                         const SymmStatistics& statistics) {
+    for (std::size_t g = 0; g < geometries.size(); ++g) {
+        const Geometry& geometry = *geometries[g];
+#pragma omp parallel for schedule(static)
+        for (int a = 0; a < geometry.numAtoms; ++a) {
+            const auto atom = static_cast<std::size_t>(a);
+            const auto element = static_cast<std::size_t>(geometry.elements[atom]);
+            const float ave = statistics.symmAve[element];
+            const float dev = statistics.symmDev[element];
+            for (float& value : rows[g].valuesOf(atom)) {
+                value = (value - ave) / dev;
+            }
+            for (float& value : rows[g].derivsOf(atom)) {
+                value /= dev;
+            }
+        }
+    }
+}
+
+} // namespace melta

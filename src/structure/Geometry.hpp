@@ -1,0 +1,134 @@
+#pragma once
+
+#include <array>
+#include <cassert>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace melta {
+
+// One entry of a neighbour list: an atom of the cell and the numbers of cell vectors by which its image is
+// shifted. Integers only, so that a list stays valid when merely the data of the atoms change.
+struct Neighbor {
+    std::int32_t atom; // index of the atom in the cell, 0-based
+    std::int32_t ia;   // shift along cell vector 0
+    std::int32_t ib;   // shift along cell vector 1
+    std::int32_t ic;   // shift along cell vector 2
+
+    bool operator==(const Neighbor&) const = default;
+};
+static_assert(sizeof(Neighbor) == 16);
+
+// One periodic configuration: the cell, its atoms with their reference data, and the neighbours of each atom
+// within the cutoff of the run. Lengths are in Angstrom, energies in eV, forces in eV/Angstrom, charges in e.
+//
+// Per-atom vectors have three components that lie side by side: positions [numAtoms][3], forces
+// [numAtoms][3].
+//
+// The neighbour lists of all atoms lie behind each other in one array, in the order of the atoms. Within a
+// list the order is fixed by the search (see NeighborSearch.hpp): the same input always gives the same list.
+// An atom can be its own neighbour through an image, and can meet another atom many times.
+//
+// The operations share their work among threads by atoms. Inside an enclosing parallel region they run
+// serially.
+class Geometry {
+public:
+    std::array<float, 9> lattice{};    // [3][3], row k is cell vector k, Angstrom
+    std::array<float, 9> invLattice{}; // [3][3], inverse of lattice, 1/Angstrom; valid after haveSetAtoms
+    int numAtoms = 0;
+    bool hasAtomEnergy = false;            // the source gave atomic energies that mean something
+    double energyTotal = 0.0;              // eV
+    std::vector<std::int32_t> elements;    // [numAtoms], index into the element table of the set, 0-based
+    std::vector<std::int32_t> atomNumbers; // [numAtoms], atomic number
+    std::vector<float> positions;          // [numAtoms][3], Cartesian, Angstrom
+    std::vector<float> forces;             // [numAtoms][3], reference force, eV/Angstrom
+    std::vector<double> energies;          // [numAtoms], reference atomic energy, eV
+    std::vector<float> charges;            // [numAtoms], reference atomic charge, e
+
+    // `lattice` [3][3], Angstrom. All atoms start at zero; setAtom fills them.
+    // Stops with "lattice is null." without nine numbers, "number of atoms is not positive." if `numAtoms` is
+    // below 1.
+    Geometry(std::span<const float> lattice, int numAtoms, bool hasAtomEnergy);
+    virtual ~Geometry() = default;
+
+    // Large, and never copied on purpose.
+    Geometry(const Geometry&) = delete;
+    Geometry& operator=(const Geometry&) = delete;
+    Geometry(Geometry&&) noexcept = default;
+    Geometry& operator=(Geometry&&) noexcept = default;
+
+    // Stores one atom: position in Angstrom, force in eV/Angstrom, energy in eV, charge in e.
+    // Stops with "index of atom is out of range." if `index` is not an atom.
+    void setAtom(int index, int element, int atomNumber, float x, float y, float z, float fx, float fy,
+                 float fz, double energy, float charge);
+
+    // Makes what follows from the atoms, once, after the last setAtom: inverts the cell, wraps the atoms into
+    // it, makes the neighbour lists within `rcut` (Angstrom) if that is positive and, `withShortCoulomb`,
+    // takes the short-range Coulomb part out of the reference data. Stops with "volume of lattice is zero."
+    // if the volume is below 0.1 cubic Angstrom, "inverse of lattice is not finite." if it exceeds single precision,
+    // "cannot calculate short-coulomb, because cutoff is not positive." and as createNeighbors.
+    void haveSetAtoms(float rcut, bool withShortCoulomb);
+
+    // After positions were changed: wraps the atoms and makes new lists within `rcut` (Angstrom). Stops as
+    // createNeighbors.
+    void updateAtoms(float rcut);
+
+    // Makes new lists within `rcut` (Angstrom) without wrapping the atoms. Stops as createNeighbors.
+    void updateNeighbors(float rcut);
+
+    // Gives the lists back.
+    void deleteNeighbors();
+
+    // Makes the lists of all neighbours nearer than `rcut` and not nearer than 0.1 Angstrom.
+    // Stops with "cutoff radius is not positive for detecting neighbors.", "projected lattice length is
+    // incorrect.", "x-dimension of binning table is not positive." (y-, z-) for a cell or cutoff that is not
+    // usable, and with "too many bins for detecting neighbors.", "too many periodic images for detecting
+    // neighbors.", "too many neighbors." for one that would exhaust the memory.
+    void createNeighbors(float rcut);
+
+    // Adds to the reference energies, and takes from the reference forces accordingly, half of each pair's
+    // Coulomb energy times a cosine cutoff at `rcut` (Angstrom), over the present lists.
+    void removeShortCoulomb(float rcut);
+
+    // Whether there are lists.
+    [[nodiscard]] bool hasNeighbors() const { return !neighborOffsets.empty(); }
+
+    // The list of one atom; empty without lists. Valid until the lists are made anew.
+    [[nodiscard]] std::span<const Neighbor> obtainNeighbors(int iatom) const {
+        assert(iatom >= 0 && iatom < numAtoms);
+        if (neighborOffsets.empty()) {
+            return {};
+        }
+        const auto index = static_cast<std::size_t>(iatom);
+        const std::size_t first = neighborOffsets[index];
+        return std::span<const Neighbor>(neighbors).subspan(first, neighborOffsets[index + 1] - first);
+    }
+
+    // Length of the list of one atom.
+    [[nodiscard]] int numNeighbors(int iatom) const {
+        return static_cast<int>(obtainNeighbors(iatom).size());
+    }
+
+    // Cartesian position of a neighbour, Angstrom.
+    [[nodiscard]] std::array<float, 3> obtainNeighborPosition(const Neighbor& neighbor) const {
+        const std::size_t first = 3 * static_cast<std::size_t>(neighbor.atom);
+        std::array<float, 3> position{};
+        for (std::size_t c = 0; c < 3; ++c) {
+            position[c] = positions[first + c] + static_cast<float>(neighbor.ia) * lattice[c] +
+                          static_cast<float>(neighbor.ib) * lattice[3 + c] +
+                          static_cast<float>(neighbor.ic) * lattice[6 + c];
+        }
+        return position;
+    }
+
+private:
+    void invertLattice();
+    void wrapAtoms();
+
+    std::vector<Neighbor> neighbors;          // all lists, atom by atom
+    std::vector<std::size_t> neighborOffsets; // [numAtoms + 1], start of each list; empty without lists
+};
+
+} // namespace melta

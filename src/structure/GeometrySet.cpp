@@ -1,0 +1,156 @@
+#include "structure/GeometrySet.hpp"
+
+#include "config/Property.hpp"
+#include "driver/ParallelGuard.hpp"
+#include "driver/RandomSource.hpp"
+#include "driver/Reporting.hpp"
+#include "structure/GeometrySetReader.hpp"
+
+#include <algorithm>
+#include <numeric>
+
+namespace melta {
+
+void GeometrySet::readGeometrySet(const std::string& fileName, bool withCharge) {
+    readFile(fileName, withCharge, false);
+}
+
+void GeometrySet::readFirstGeometry(const std::string& fileName, bool withCharge) {
+    readFile(fileName, withCharge, true);
+}
+
+void GeometrySet::readFile(const std::string& fileName, bool withCharge, bool isFirstOnly) {
+    flushOut();
+    GeometrySetReader reader(*this, fileName, withCharge, isFirstOnly);
+    reader.read();
+    reader.moveTo(*this);
+}
+
+void GeometrySet::haveReadGeometrySet(const Property* property, bool withShortCoulomb,
+                                      const std::string& baselineFile, int printMode) {
+    if (numGeoms < 1) {
+        return;
+    }
+    if (property == nullptr) {
+        stopWithMessage("property is null.");
+    }
+    prepareGeometries(obtainLargestCutoff(*property), withShortCoulomb);
+    removeBaseline(baselineFile);
+    updateStatistics();
+    const auto lacksAtomEnergy = [](const auto& geometry) { return !geometry->hasAtomEnergy; };
+    if (withHDNNP || std::any_of(geometries.begin(), geometries.end(), lacksAtomEnergy)) {
+        fitAtomicEnergies();
+    }
+    shiftEnergies();
+    printGeometrySet(printMode);
+}
+
+void GeometrySet::prepareGeometries(float rcut, bool withShortCoulomb) {
+    // Neighbouring geometries of a file tend to be of one size; shuffled, they give each thread the same
+    // work.
+    std::vector<int> order(geometries.size());
+    std::iota(order.begin(), order.end(), 0);
+    sharedRandom().shuffle(order);
+    ParallelGuard guard;
+#pragma omp parallel for schedule(static)
+    for (int i = 0; i < numGeoms; ++i) {
+        guard.run(
+            [&] { obtainGeometry(order[static_cast<std::size_t>(i)]).haveSetAtoms(rcut, withShortCoulomb); });
+    }
+    guard.rethrow();
+}
+
+void GeometrySet::removeBaseline(const std::string& baselineFile) const {
+    if (!baselineFile.empty()) {
+        requireNoBaseline(withClassical, withReaxFF, baselineFile);
+    }
+}
+
+void GeometrySet::shiftEnergies() {
+    const GeometrySet& reference = trainingSet != nullptr ? *trainingSet : *this;
+    for (const auto& geometry : geometries) {
+        double sum = 0.0;
+        for (std::size_t i = 0; i < geometry->energies.size(); ++i) {
+            const double mean = reference.getElementEnergy(geometry->elements[i]);
+            geometry->energies[i] -= mean;
+            sum += mean;
+        }
+        geometry->energyTotal -= sum;
+    }
+}
+
+void GeometrySet::printGeometrySet(int mode) const {
+    if (mode == 0) {
+        return;
+    }
+    const auto addAtoms = [](int sum, const auto& geometry) { return sum + geometry->numAtoms; };
+    printOut("  %s\n", "Geometry Set:");
+    printOut("  %s%d\n", "  Total Geometries    = ", numGeoms + numRejected);
+    printOut("  %s%d\n", "  Accepted Geometries = ", numGeoms);
+    printOut("  %s%d", "  Rejected Geometries = ", numRejected);
+    if (maxForce > 0.0f) {
+        printOut("  (Force > %.3e eV/A)", static_cast<double>(maxForce));
+    }
+    printOut("\n");
+    printOut("  %s%d\n",
+             "  Number of Atoms     = ", std::accumulate(geometries.begin(), geometries.end(), 0, addAtoms));
+    printOut("  %s%d\n", "  Number of Elements  = ", numElems);
+    printOut("  %s\n", "  List of Elements:");
+    printElements(mode);
+    flushOut();
+}
+
+void GeometrySet::printElements(int mode) const {
+    for (std::size_t e = 0; e < elemNames.size(); ++e) {
+        printOut("        %-6s->%9d atoms", elemNames[e].c_str(), elemCounts[e]);
+        if (mode == 1) {
+            printOut("  E: [ %+.3e eV   , %+.3e eV   ]\n", energyMin[e], energyMax[e]);
+            printOut("                                 F: [  %.3e eV/A ,  %.3e eV/A ]\n",
+                     static_cast<double>(forceMin[e]), static_cast<double>(forceMax[e]));
+            printOut("                                 Q: [ %+.3e e    , %+.3e e    ]",
+                     static_cast<double>(chargeMin[e]), static_cast<double>(chargeMax[e]));
+        }
+        printOut("\n");
+    }
+    printOut("\n");
+    if (mode == 1 && isEnergyFitted) {
+        printOut("  %s\n", "Presumed Atomic Energy (from Total Energy)");
+        for (std::size_t e = 0; e < elemNames.size(); ++e) {
+            printOut("        %-6s :   %+.3e (+/- %.3e) eV\n", elemNames[e].c_str(), energyAve[e],
+                     energyDev[e]);
+        }
+        printOut("\n");
+    }
+}
+
+Geometry& GeometrySet::obtainGeometry(int index) const {
+    if (index < 0 || index >= static_cast<int>(geometries.size())) {
+        stopWithMessage("index of geometry is out of range.");
+    }
+    return *geometries[static_cast<std::size_t>(index)];
+}
+
+const std::string& GeometrySet::getElementName(int index) const {
+    if (index < 0 || index >= static_cast<int>(elemNames.size())) {
+        stopWithMessage("index of element is out of range.");
+    }
+    return elemNames[static_cast<std::size_t>(index)];
+}
+
+double GeometrySet::getElementEnergy(int index) const {
+    if (index < 0 || index >= static_cast<int>(energyAve.size())) {
+        stopWithMessage("index of element is out of range.");
+    }
+    return energyAve[static_cast<std::size_t>(index)];
+}
+
+void requireNoBaseline(bool withClassical, bool withReaxFF, const std::string& baselineFile) {
+    if (withClassical) {
+        stopWithMessage("the Lennard-Jones-like potential is not available: %s", baselineFile.c_str());
+    }
+    if (withReaxFF) {
+        stopWithMessage("the ReaxFF potential is not available: %s", baselineFile.c_str());
+    }
+}
+
+} // namespace melta

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+namespace melta {
+
+class Geometry;
+
+// Turns the neighbourhood of one atom into a vector of `numBasis` numbers, the input of the network of the
+// atom's element, and, on demand, into the vector's derivatives. Read-only after construction, so that
+// threads share one object; scratch memory belongs to the calling thread.
+//
+// Layouts, slowest index first:
+//     symmData [numBasis]: the radial (two-body) block, then the angular (three-body) block.
+//     symmDiff [3 (numNeighbors + 1)][numBasis], 1/Angstrom: rows 0, 1, 2 are the derivatives by x, y, z of
+//     the central
+//         atom, rows 3 n + 3 + c the derivative by coordinate c of entry n of the atom's neighbour list. Each
+//         periodic image has rows of its own. The derivatives are the exact gradient of symmData.
+//
+// Without `elemWeight` the radial block has one part per element and the angular block one part per unordered
+// pair of elements, numbered e2 + e1 (e1 + 1) / 2 for e1 >= e2. With `elemWeight` all elements share one
+// part: two-body terms are weighted with the neighbour's atomic number, three-body terms with the geometric
+// mean of the two numbers.
+class SymmFunc {
+public:
+    // The arguments become numElems, tanhCutoff and elemWeight. Stops with "number of elements is not
+    // positive." below one element.
+    SymmFunc(int elems, bool withTanh, bool withWeight);
+    virtual ~SymmFunc() = default;
+    SymmFunc(const SymmFunc&) = delete;
+    SymmFunc& operator=(const SymmFunc&) = delete;
+    SymmFunc(SymmFunc&&) = delete;
+    SymmFunc& operator=(SymmFunc&&) = delete;
+
+    // Fills both arrays for atom `iatom` of `geometry`, whose neighbour lists must be there; an empty
+    // symmDiff asks for the values alone. Whatever the arrays hold before is overwritten. They may be longer
+    // than needed; the rest stays. Stops with "index of atom is out of range.", "symmData is too short." or
+    // "symmDiff is too short.".
+    virtual void calculate(const Geometry& geometry, int iatom, std::span<float> symmData,
+                           std::span<float> symmDiff) const = 0;
+
+    [[nodiscard]] int getNumBasis() const { return numBasis; }
+
+protected:
+    // The checks that begin every calculate.
+    void checkArguments(const Geometry& geometry, int iatom, std::span<const float> symmData,
+                        std::span<const float> symmDiff) const;
+
+    // Length of symmDiff for an atom with that many neighbours.
+    [[nodiscard]] std::size_t diffSize(std::size_t numNeighbors) const {
+        return 3 * (numNeighbors + 1) * static_cast<std::size_t>(numBasis);
+    }
+
+    int numElems;
+    int numBasis = 0; // set by the kind's constructor
+    bool tanhCutoff;  // false: cosine cutoff; true: tanh-cubed cutoff
+    bool elemWeight;  // false: resolved by element; true: one weighted vector for all elements
+};
+
+} // namespace melta

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "training/TrainingSession.hpp"
+
+#include <vector>
+
+namespace melta {
+
+// Training by Adam over mini-batches or the full batch. Both arguments are borrowed.
+class AdamOptimizer {
+public:
+    AdamOptimizer(TrainingSession* ofRun, TrainingTask* ofTrainer) : session(ofRun), task(ofTrainer) {}
+
+    // Runs the epochs of one super epoch and leaves the outcome in the session's trainState. With `direct`
+    // symmetry functions are computed for each batch. Stops with "incorrect number of geometries." when the
+    // batch is larger than the data.
+    void optimize(bool fullBatch, bool direct, int batchSize);
+
+private:
+    void prepareInCore() const;
+    bool runBatches(bool isLastEpoch);
+    bool runBatch(int position, bool isLastEpoch);
+    void setBatch(int position) const;
+    bool stepOnBatch();
+    void finishEpoch(int epoch, bool isStopped) const;
+
+    TrainingSession* session;
+    TrainingTask* task;
+    bool fullBatch = true;
+    bool direct = false;
+    int batchSize = 0;
+    float scale = 1.0f;     // learning rate of the present epoch in units of learnRate
+    bool hasBatch = false;  // the batch of a full-batch run stays from epoch to epoch
+    std::vector<int> index; // shuffled numbers of the geometries
+};
+
+} // namespace melta

@@ -1,0 +1,150 @@
+#include "training/NNEnergyTrainer.hpp"
+
+#include "driver/Reporting.hpp"
+
+#include <cmath>
+#include <numeric>
+
+namespace melta {
+
+void NNEnergyTrainer::performTraining(const std::string& nnFile, const std::string& distrFile,
+                                      const std::string& stopFile) {
+    requireUsableData();
+    NNTrainer::performTraining(nnFile, distrFile, stopFile);
+}
+
+void NNEnergyTrainer::requireUsableData() const {
+    const bool withHDNNP = getProperty().withHDNNP != 0;
+    for (const auto& geometry : getGeometrySet().geometries) {
+        if (!withHDNNP && !geometry->hasAtomEnergy) {
+            stopWithMessage("this training data does not support MELTA, please set \"withHDNNP 1\".");
+        }
+    }
+    if (withHDNNP && getProperty().renormLoss != 0) {
+        stopWithMessage("HDNNP does not support \"renormLoss 1\".");
+    }
+}
+
+void NNEnergyTrainer::optimize(bool fullBatch, bool direct, int batchSize) {
+    setLossScales();
+    NNTrainer::optimize(fullBatch, direct, batchSize);
+}
+
+void NNEnergyTrainer::setLossScales() {
+    const Property& property = getProperty();
+    float energy = property.coefEnergy;
+    float force = property.coefForce;
+    if (property.sqrtLoss != 0) {
+        // The root of the loss then carries the coefficient itself.
+        energy *= energy;
+        force *= force;
+    }
+    const auto numElems = static_cast<std::size_t>(session.arch->getNumElems());
+    energyScale.assign(numElems, energy);
+    forceScale.assign(numElems, force);
+    if (property.renormLoss == 0) {
+        return;
+    }
+    printOut("  * Renormalize the loss function.\n\n");
+    for (std::size_t e = 0; e < numElems; ++e) {
+        if (e >= getGeometrySet().energyDev.size()) {
+            stopWithMessage("index of element is out of range.");
+        }
+        const auto deviation = static_cast<float>(getGeometrySet().energyDev[e]);
+        energyScale[e] = (energy / deviation) / deviation;
+        forceScale[e] = (force / deviation) / deviation;
+    }
+}
+
+bool NNEnergyTrainer::evaluateTraining() {
+    const Property& property = getProperty();
+    using Scale = std::span<const float>;
+    session.arch->clearWeightGrads();
+    session.arch->evaluateEnergyLoss(property.hasEnergyCoef != 0 ? Scale(energyScale) : Scale(),
+                                     property.hasForceCoef != 0 ? Scale(forceScale) : Scale());
+    trainErrors = obtainErrors(*session.arch);
+    return meetsTargets(trainErrors);
+}
+
+bool NNEnergyTrainer::evaluateTest() {
+    if (!session.testArch) {
+        return false;
+    }
+    session.testArch->evaluateEnergy(getProperty().hasForceCoef != 0);
+    testErrors = obtainErrors(*session.testArch);
+    return meetsTargets(testErrors);
+}
+
+NNEnergyTrainer::Errors NNEnergyTrainer::obtainErrors(const NNArch& arch) const {
+    float etotError = 0.0f;
+    float eatomError = 0.0f;
+    float forceError = 0.0f;
+    arch.squareErrorsOfEnergy(etotError, eatomError, getProperty().hasForceCoef != 0 ? &forceError : nullptr);
+    const auto numAtoms = static_cast<float>(arch.getNumAtomsBatch());
+    Errors errors;
+    errors.energy = getProperty().withHDNNP != 0
+                        ? std::sqrt(etotError / static_cast<float>(arch.getNumGeoms()))
+                        : std::sqrt(eatomError / numAtoms);
+    errors.force = std::sqrt(forceError / (3.0f * numAtoms));
+    return errors;
+}
+
+bool NNEnergyTrainer::meetsTargets(const Errors& errors) const {
+    const Property& property = getProperty();
+    return (property.hasEnergyCoef == 0 || errors.energy <= property.rmseEnergy) &&
+           (property.hasForceCoef == 0 || errors.force <= property.rmseForce);
+}
+
+float NNEnergyTrainer::lossValue() const {
+    const auto sumOf = [](std::span<const float> terms) {
+        return std::accumulate(terms.begin(), terms.end(), 0.0f);
+    };
+    float loss = 0.0f;
+    if (getProperty().hasEnergyCoef != 0) {
+        loss += sumOf(session.arch->getLossEnergy());
+    }
+    if (getProperty().hasForceCoef != 0) {
+        loss += sumOf(session.arch->getLossForce());
+    }
+    return loss;
+}
+
+void NNEnergyTrainer::printProgress(int epoch) const {
+    printOut("  #.%6d  RMSE(E):%10.3e  RMSE(F):%10.3e  Loss:%10.3e  Time[ wall=%s epoch=%s ]\n", epoch,
+             static_cast<double>(trainErrors.energy), static_cast<double>(trainErrors.force),
+             static_cast<double>(lossValue()), session.wallTimer.getTime().c_str(),
+             session.epochTimer.getTime().c_str());
+    if (session.testArch) {
+        printOut("  @         RMSE(E):%10.3e  RMSE(F):%10.3e  (for test data)\n",
+                 static_cast<double>(testErrors.energy), static_cast<double>(testErrors.force));
+    }
+    flushOut();
+}
+
+bool NNEnergyTrainer::updateScheme(int epoch) {
+    const int before = session.arch->getEnergyModeScheme();
+    if (epoch < 0) {
+        // Further super epochs start from weights that have seen the exact gradient.
+        session.arch->setEnergyModeScheme(EnergyModeScheme::exactForce, false);
+    } else {
+        session.arch->updateEnergyModeScheme(epoch);
+    }
+    return session.arch->getEnergyModeScheme() != before;
+}
+
+bool NNEnergyTrainer::advanceScheme() {
+    const Property& property = getProperty();
+    const int scheme = session.arch->getEnergyModeScheme();
+    const bool isApproximate = property.approxForce != 0;
+    const bool isAtEnd = scheme == EnergyModeScheme::exactForce ||
+                         (scheme == EnergyModeScheme::approximateForce && isApproximate) ||
+                         (scheme == EnergyModeScheme::onlyEnergy && property.hasForceCoef == 0);
+    if (isAtEnd) {
+        return NNTrainer::advanceScheme();
+    }
+    session.arch->setEnergyModeScheme(
+        isApproximate ? EnergyModeScheme::approximateForce : EnergyModeScheme::exactForce, false);
+    return false;
+}
+
+} // namespace melta

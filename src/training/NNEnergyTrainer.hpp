@@ -1,0 +1,48 @@
+#pragma once
+
+#include "training/NNTrainer.hpp"
+
+#include <vector>
+
+namespace melta {
+
+// Trains the energy networks on energies and forces.
+class NNEnergyTrainer final : public NNTrainer {
+public:
+    using NNTrainer::NNTrainer;
+
+    // Stops with "this training data does not support MELTA, please set "withHDNNP 1"." when atomic energies
+    // are the target and a geometry has none, and with "HDNNP does not support "renormLoss 1"." when total
+    // energies are.
+    void performTraining(const std::string& nnFile, const std::string& distrFile,
+                         const std::string& stopFile) override;
+
+private:
+    // Root mean square errors of one set.
+    struct Errors {
+        float energy = 0.0f; // eV; per atom of the total energy with withHDNNP, else of the atomic energies
+        float force = 0.0f;  // eV/Angstrom
+    };
+
+    void optimize(bool fullBatch, bool direct, int batchSize) override;
+    [[nodiscard]] int archModeOfTrainer() const override { return NNArch::onlyEnergy; }
+    [[nodiscard]] bool needsDerivatives() const override { return getProperty().hasForceCoef != 0; }
+    bool evaluateTraining() override;
+    bool evaluateTest() override;
+    [[nodiscard]] float lossValue() const override;
+    void printProgress(int epoch) const override;
+    bool updateScheme(int epoch) override;
+    bool advanceScheme() override;
+
+    void requireUsableData() const;
+    void setLossScales();
+    [[nodiscard]] Errors obtainErrors(const NNArch& arch) const;
+    [[nodiscard]] bool meetsTargets(const Errors& errors) const;
+
+    std::vector<float> energyScale; // [numElems], factors of the loss
+    std::vector<float> forceScale;  // [numElems]
+    Errors trainErrors;
+    Errors testErrors;
+};
+
+} // namespace melta

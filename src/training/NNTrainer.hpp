@@ -1,0 +1,50 @@
+#pragma once
+
+#include "training/TrainingPlan.hpp"
+#include "training/TrainingSession.hpp"
+
+#include <string>
+#include <vector>
+
+namespace melta {
+
+// One training from the settings and the data to the stored network: it prepares the arrangements, runs the
+// super epochs and reports. What is fitted is left to the subclasses; how, to the optimisers.
+class NNTrainer : protected TrainingTask {
+public:
+    // All borrowed; `testSet` null without in-situ test. Stops with "property is null." and "geometrySet is
+    // null.".
+    NNTrainer(const Property* property, const GeometrySet* geometrySet, const GeometrySet* testSet);
+
+    // Trains and stores the network in `nnFile`, the distributions of the symmetry functions in `distrFile`;
+    // ends early when `stopFile` appears. Stops with "there are no geometries.".
+    virtual void performTraining(const std::string& nnFile, const std::string& distrFile,
+                                 const std::string& stopFile);
+
+protected:
+    // Optimises the present super epoch.
+    virtual void optimize(bool fullBatch, bool direct, int batchSize);
+
+    // Mode of the arrangements, see NNArch.
+    [[nodiscard]] virtual int archModeOfTrainer() const = 0;
+
+    bool updateScheme(int epoch) override;
+    bool advanceScheme() override;
+
+    const Property& getProperty() const { return *session.property; }
+    const GeometrySet& getGeometrySet() const { return *session.geometrySet; }
+    TrainingSession session;
+
+private:
+    void prepareArchs(const TrainingPlan& plan, const std::string& distrFile);
+    void prepareTrainingData(const TrainingPlan& plan, const std::string& distrFile);
+    void prepareTestData();
+    void runSuperEpochs(const TrainingPlan& plan);
+    void chooseGeometries();
+    void printResult() const;
+
+    std::vector<int> permutation; // random order of all geometries, from which super epochs take their share
+    int position = 0;             // how much of it has been taken
+};
+
+} // namespace melta

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <span>
+#include <string>
+
+namespace melta {
+
+// The mode "--train": fits the energy networks to "melta.train". Word 1, if given, names the properties file.
+void runEnergyTraining(std::span<const std::string> words);
+
+} // namespace melta

@@ -1,0 +1,97 @@
+#include "driver/RunCommand.hpp"
+
+#include "support/StopCatcher.hpp"
+#include "support/TemporaryDirectory.hpp"
+
+#include <cblas.h>
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <string>
+#include <vector>
+
+namespace melta {
+namespace {
+
+using Words = std::vector<std::string>;
+
+// The thread counts of the process are as before when a test has ended.
+class RunCommandTest : public testing::Test {
+protected:
+    void TearDown() override {
+        openblas_set_num_threads(numBlasThreads);
+        omp_set_num_threads(numOmpThreads);
+    }
+
+    std::string run(const Words& words) {
+        return test::outputOf([&] { status = runCommand(words); });
+    }
+
+    int status = -1;
+    int numOmpThreads = omp_get_max_threads();
+    int numBlasThreads = openblas_get_num_threads();
+};
+
+TEST_F(RunCommandTest, noWordPrintsTheHelpText) {
+    const std::string output = run({});
+
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(output.starts_with("\nCOMMAND:\n  melta [OPTION] [ARGUMENT]\n\nOPTION:\n")) << output;
+    EXPECT_TRUE(output.ends_with("    you have to prepare the properties file \"melta.prop\".\n\n"))
+        << output;
+}
+
+TEST_F(RunCommandTest, unknownWordsPrintTheHelpText) {
+    const std::string help = run({});
+
+    EXPECT_EQ(run({"--omp"}), help);
+    EXPECT_EQ(run({"--help"}), help);
+    EXPECT_EQ(run({"--omp", "x", "--stop"}), help);
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(RunCommandTest, optionSetsTheThreadCounts) {
+    run({"--omp", "3"});
+
+    EXPECT_EQ(omp_get_max_threads(), 3);
+    EXPECT_EQ(openblas_get_num_threads(), 3);
+}
+
+TEST_F(RunCommandTest, threadCountBeyondTheLimitOfTheLibraryHoldsForOurLoops) {
+    run({"--omp", "1000"});
+
+    EXPECT_EQ(omp_get_max_threads(), 1000);
+}
+
+TEST_F(RunCommandTest, zeroAndNegativeThreadCountsChangeNothing) {
+    omp_set_num_threads(5);
+    const int numBlasBefore = openblas_get_num_threads();
+
+    run({"--omp", "-2", "--unknown"});
+    run({"--omp", "0", "--unknown"});
+
+    EXPECT_EQ(omp_get_max_threads(), 5);
+    EXPECT_EQ(openblas_get_num_threads(), numBlasBefore);
+}
+
+TEST_F(RunCommandTest, parallelRegionsDoNotNest) {
+    omp_set_max_active_levels(3);
+
+    run({});
+
+    EXPECT_EQ(omp_get_max_active_levels(), 1);
+}
+
+TEST_F(RunCommandTest, stopCreatesTheStopFile) {
+    const test::TemporaryDirectory directory;
+    const test::WorkingDirectory inside(directory.path());
+
+    const std::string output = run({"--stop"});
+
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(output, "\n  * Training neural network will be stopped.\n\n");
+    EXPECT_TRUE(std::filesystem::exists(directory.file("melta.EXIT")));
+}
+
+} // namespace
+} // namespace melta

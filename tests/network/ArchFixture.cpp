@@ -1,0 +1,88 @@
+#include "network/ArchFixture.hpp"
+
+#include "driver/RandomSource.hpp"
+#include "driver/Reporting.hpp"
+#include "network/BatchFixture.hpp"
+#include "network/EnsembleFixture.hpp"
+#include "support/StopCatcher.hpp"
+
+#include <numeric>
+
+namespace melta::test {
+
+ArchFixture::ArchFixture(int numElems, std::span<const int> sizes) {
+    property.symmFuncKind = SymmFuncKind::chebyshev;
+    property.elemWeight = 0;
+    property.numRadius = 5;
+    property.numAngle = 3;
+    property.rcutRadius = rcut;
+    property.rcutAngle = 3.5f;
+    property.modelsEnergy = 3;
+    property.layersEnergy = 2;
+    property.nodesEnergy = 7;
+    property.withHDNNP = 0;
+    set.numElems = numElems;
+    for (int e = 0; e < numElems; ++e) {
+        set.elemNames.push_back(formatText("E%d", e + 1));
+        set.energyDev.push_back(0.8 + 0.3 * e);
+    }
+    unsigned seed = 31;
+    for (const int size : sizes) {
+        set.geometries.push_back(std::make_unique<Geometry>(makeGeometry(size, numElems, seed++, rcut)));
+    }
+    set.numGeoms = static_cast<int>(sizes.size());
+}
+
+std::unique_ptr<NNArch> ArchFixture::makeArch(int mode, bool isMain, bool useAdam) const {
+    auto arch = std::make_unique<NNArch>(mode, set.numElems, &property, isMain, useAdam);
+    sharedRandom().seed(42);
+    outputOf([&] { arch->initLayers(&set); });
+    for (NNEnsemble& ensemble : arch->getEnergyEnsembles()) {
+        randomizeBiases(ensemble, 600);
+    }
+    return arch;
+}
+
+std::unique_ptr<NNArch> ArchFixture::makeTrainingArch(bool useAdam) const {
+    std::unique_ptr<NNArch> arch = makeArch(NNArch::onlyEnergy, true, useAdam);
+    outputOf([&] {
+        arch->setGeometriesAll(&set);
+        arch->calculateSymmFuncs(true, true, true);
+        arch->statisticsSymmFuncs(&set);
+        arch->renormalizeSymmFuncs(true);
+    });
+    return arch;
+}
+
+SymmStatistics ArchFixture::makeStatistics() const {
+    const std::unique_ptr<NNArch> arch = makeArch();
+    outputOf([&] { arch->statisticsSymmFuncs(&set); });
+    return arch->getSymmStatistics();
+}
+
+std::vector<Geometry*> ArchFixture::obtainGeometries() const {
+    std::vector<Geometry*> geometries;
+    for (const auto& geometry : set.geometries) {
+        geometries.push_back(geometry.get());
+    }
+    return geometries;
+}
+
+EvaluatedGeometry evaluate(NNArch& arch, Geometry& geometry) {
+    Geometry* const list[] = {&geometry};
+    arch.setGeometries(list);
+    arch.calculateSymmFuncs(true, false, true);
+    arch.renormalizeSymmFuncs(false);
+    arch.goForwardOnEnergy();
+    arch.goBackwardOnForce();
+    EvaluatedGeometry result;
+    const auto energies = arch.obtainEnergies(0);
+    const auto forces = arch.obtainForces(0);
+    result.energies.assign(energies.begin(), energies.end());
+    result.forces.assign(forces.begin(), forces.end());
+    result.total = std::accumulate(energies.begin(), energies.end(), 0.0);
+    arch.clearGeometries();
+    return result;
+}
+
+} // namespace melta::test

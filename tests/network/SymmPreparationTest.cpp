@@ -1,0 +1,259 @@
+#include "network/SymmPreparation.hpp"
+
+#include "driver/RandomSource.hpp"
+#include "network/BatchFixture.hpp"
+#include "network/ToySymmFunc.hpp"
+#include "structure/ThreadCount.hpp"
+#include "support/StopCatcher.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <memory>
+#include <string>
+
+namespace melta {
+namespace {
+
+using test::outputOf;
+using test::stopMessageOf;
+using test::ThreadCount;
+using test::ToySymmFunc;
+
+constexpr float rcut = 4.0f;
+constexpr std::array<int, 5> someSizes{4, 2, 5, 3, 6};
+
+const std::string frame = "    |" + std::string(95, '-') + "|\n    |";
+const std::string fullBar = frame + std::string(95, '=') + "|\n\n";
+
+// A set with two elements, "A1" and "A2".
+struct SetFixture {
+    explicit SetFixture(std::span<const int> sizes) {
+        set.numElems = 2;
+        set.elemNames = {"A1", "A2"};
+        unsigned seed = 21;
+        for (const int size : sizes) {
+            set.geometries.push_back(std::make_unique<Geometry>(test::makeGeometry(size, 2, seed++, rcut)));
+            geometries.push_back(set.geometries.back().get());
+        }
+        set.numGeoms = static_cast<int>(sizes.size());
+    }
+
+    GeometrySet set;
+    std::vector<Geometry*> geometries;
+    ToySymmFunc symmFunc{2, 4, rcut};
+};
+
+void expectRowsOf(const SetFixture& fixture, const std::vector<SymmRows>& rows, bool withDerivs) {
+    ASSERT_EQ(rows.size(), fixture.geometries.size());
+    for (std::size_t g = 0; g < rows.size(); ++g) {
+        const Geometry& geometry = *fixture.geometries[g];
+        ASSERT_EQ(rows[g].getNumAtoms(), static_cast<std::size_t>(geometry.numAtoms));
+        EXPECT_EQ(rows[g].hasDerivs(), withDerivs);
+        for (int a = 0; a < geometry.numAtoms; ++a) {
+            const auto atom = static_cast<std::size_t>(a);
+            const auto numRows = 3 * (static_cast<std::size_t>(geometry.numNeighbors(a)) + 1);
+            std::vector<float> values(4);
+            std::vector<float> derivs(withDerivs ? numRows * 4 : 0);
+            fixture.symmFunc.calculate(geometry, a, values, derivs);
+            const auto gotValues = rows[g].valuesOf(atom);
+            const auto gotDerivs = rows[g].derivsOf(atom);
+
+            EXPECT_EQ(std::vector<float>(gotValues.begin(), gotValues.end()), values);
+            EXPECT_EQ(std::vector<float>(gotDerivs.begin(), gotDerivs.end()), derivs);
+        }
+    }
+}
+
+TEST(SymmPreparation, CalculatesEachAtomOfEachGeometry) {
+    const SetFixture fixture(someSizes);
+    for (const int numThreads : {1, 3}) {
+        for (const bool derive : {false, true}) {
+            const ThreadCount threads(numThreads);
+
+            const std::vector<SymmRows> rows =
+                calculateSymmRows(fixture.symmFunc, fixture.geometries, derive, false);
+
+            expectRowsOf(fixture, rows, derive);
+        }
+    }
+}
+
+TEST(SymmPreparation, CalculatesASingleGeometryByItsAtoms) {
+    const SetFixture fixture(std::array<int, 1>{7});
+    const ThreadCount threads(3);
+    std::vector<SymmRows> rows;
+
+    // One geometry is no reason for a bar.
+    const std::string text =
+        outputOf([&] { rows = calculateSymmRows(fixture.symmFunc, fixture.geometries, true, true); });
+
+    expectRowsOf(fixture, rows, true);
+    EXPECT_EQ(text, "");
+}
+
+TEST(SymmPreparation, DrawsABarOnDemand) {
+    const SetFixture fixture(someSizes);
+    for (const int numThreads : {1, 2, 3}) {
+        const ThreadCount threads(numThreads);
+
+        EXPECT_EQ(outputOf([&] { calculateSymmRows(fixture.symmFunc, fixture.geometries, false, true); }),
+                  fullBar);
+        EXPECT_EQ(outputOf([&] { calculateSymmRows(fixture.symmFunc, fixture.geometries, false, false); }),
+                  "");
+    }
+}
+
+TEST(SymmPreparation, TakesGeometriesInTheOrderOfTheSharedSource) {
+    const SetFixture fixture(someSizes);
+    sharedRandom().seed(7);
+    RandomSource random;
+    random.seed(7);
+    std::vector<int> order{0, 1, 2, 3, 4};
+
+    calculateSymmRows(fixture.symmFunc, fixture.geometries, false, false);
+
+    random.shuffle(order);
+    EXPECT_EQ(sharedRandom().draw(), random.draw());
+}
+
+TEST(SymmPreparation, StopsAtValuesThatAreNotFinite) {
+    for (const int numThreads : {1, 3}) {
+        const ThreadCount threads(numThreads);
+        SetFixture fixture(someSizes);
+        std::ranges::fill(fixture.geometries[4]->positions, std::numeric_limits<float>::quiet_NaN());
+        const std::string message = "NaN at symmetry functions of the 4 -th geometry.";
+
+        EXPECT_EQ(
+            stopMessageOf([&] { calculateSymmRows(fixture.symmFunc, fixture.geometries, false, false); }),
+            message);
+        std::string ofSet;
+        outputOf([&] { ofSet = stopMessageOf([&] { statisticsOfSet(fixture.symmFunc, fixture.set); }); });
+        EXPECT_EQ(ofSet, message);
+    }
+}
+
+// A stop inside the shared loop reaches the caller instead of ending the process.
+TEST(SymmPreparation, PassesOnStopsOfTheSymmetryFunctions) {
+    class Stopping final : public SymmFunc {
+    public:
+        Stopping() : SymmFunc(1, false, true) { numBasis = 2; }
+        void calculate(const Geometry& geometry, int, std::span<float>, std::span<float>) const override {
+            const std::vector<float> none;
+            checkArguments(geometry, -1, none, none);
+        }
+    };
+    const Stopping symmFunc;
+    const ThreadCount threads(3);
+    for (const std::size_t count : {std::size_t{1}, std::size_t{5}}) {
+        const SetFixture fixture{std::span(someSizes).first(count)};
+
+        EXPECT_EQ(stopMessageOf([&] { calculateSymmRows(symmFunc, fixture.geometries, false, false); }),
+                  "index of atom is out of range.");
+    }
+}
+
+// Extremes over all atoms of each element, written out.
+SymmStatistics statisticsTwin(const SetFixture& fixture) {
+    std::array<float, 2> top{-1.0e8f, -1.0e8f};
+    std::array<float, 2> bottom{1.0e8f, 1.0e8f};
+    for (const Geometry* const geometry : fixture.geometries) {
+        for (int a = 0; a < geometry->numAtoms; ++a) {
+            std::array<float, 4> values{};
+            fixture.symmFunc.calculate(*geometry, a, values, {});
+            const auto e = static_cast<std::size_t>(geometry->elements[static_cast<std::size_t>(a)]);
+            top[e] = std::max(top[e], *std::ranges::max_element(values));
+            bottom[e] = std::min(bottom[e], *std::ranges::min_element(values));
+        }
+    }
+    SymmStatistics statistics;
+    for (std::size_t e = 0; e < 2; ++e) {
+        statistics.symmAve.push_back((top[e] + bottom[e]) * 0.5f);
+        statistics.symmDev.push_back((top[e] - bottom[e]) * 0.5f);
+    }
+    return statistics;
+}
+
+TEST(SymmPreparation, TakesTheRangeOfEachElement) {
+    const SetFixture fixture(someSizes);
+    const ThreadCount threads(2);
+    const SymmStatistics want = statisticsTwin(fixture);
+    const std::vector<SymmRows> rows = calculateSymmRows(fixture.symmFunc, fixture.geometries, false, false);
+
+    const SymmStatistics ofRows = statisticsOfRows(fixture.geometries, rows, 2);
+    SymmStatistics ofSet;
+    const std::string text = outputOf([&] { ofSet = statisticsOfSet(fixture.symmFunc, fixture.set); });
+
+    EXPECT_EQ(ofRows.symmAve, want.symmAve);
+    EXPECT_EQ(ofRows.symmDev, want.symmDev);
+    EXPECT_EQ(ofSet.symmAve, want.symmAve);
+    EXPECT_EQ(ofSet.symmDev, want.symmDev);
+    EXPECT_EQ(text, fullBar);
+}
+
+TEST(SymmPreparation, TakesTheRangeOfASingleGeometryWithoutABar) {
+    const SetFixture fixture(std::array<int, 1>{8});
+
+    EXPECT_EQ(outputOf([&] { statisticsOfSet(fixture.symmFunc, fixture.set); }), "");
+}
+
+TEST(SymmPreparation, StopsAtTooSmallARange) {
+    const std::string message = "deviation of symmetry functions is too small.";
+    // Without neighbours all values are zero.
+    std::vector<std::unique_ptr<Geometry>> lone;
+    lone.push_back(std::make_unique<Geometry>(test::makeLoneAtom(0, 20.0f, rcut)));
+    const std::vector<Geometry*> geometries{lone.front().get()};
+    const ToySymmFunc symmFunc(1, 4, rcut);
+    const std::vector<SymmRows> rows = calculateSymmRows(symmFunc, geometries, false, false);
+    const SetFixture fixture(someSizes);
+    const std::vector<SymmRows> rowsOfTwo =
+        calculateSymmRows(fixture.symmFunc, fixture.geometries, false, false);
+
+    EXPECT_EQ(stopMessageOf([&] { statisticsOfRows(geometries, rows, 1); }), message);
+    // A third element has no atom.
+    EXPECT_EQ(stopMessageOf([&] { statisticsOfRows(fixture.geometries, rowsOfTwo, 3); }), message);
+}
+
+TEST(SymmPreparation, NormalisesValuesAndDerivatives) {
+    const SetFixture fixture(someSizes);
+    const std::vector<SymmRows> raw = calculateSymmRows(fixture.symmFunc, fixture.geometries, true, false);
+    std::vector<SymmRows> rows = calculateSymmRows(fixture.symmFunc, fixture.geometries, true, false);
+    const SymmStatistics statistics{{0.25f, 1.5f}, {0.75f, 3.0f}};
+    const ThreadCount threads(3);
+
+    renormalizeSymmRows(fixture.geometries, rows, statistics);
+
+    for (std::size_t g = 0; g < rows.size(); ++g) {
+        for (std::size_t a = 0; a < rows[g].getNumAtoms(); ++a) {
+            const auto e = static_cast<std::size_t>(fixture.geometries[g]->elements[a]);
+            for (std::size_t b = 0; b < 4; ++b) {
+                EXPECT_EQ(rows[g].valuesOf(a)[b],
+                          (raw[g].valuesOf(a)[b] - statistics.symmAve[e]) / statistics.symmDev[e]);
+            }
+            for (std::size_t i = 0; i < raw[g].derivsOf(a).size(); ++i) {
+                EXPECT_EQ(rows[g].derivsOf(a)[i], raw[g].derivsOf(a)[i] / statistics.symmDev[e]);
+            }
+        }
+    }
+}
+
+TEST(SymmPreparation, NormalisesIntoPlusMinusOne) {
+    const SetFixture fixture(someSizes);
+    std::vector<SymmRows> rows = calculateSymmRows(fixture.symmFunc, fixture.geometries, false, false);
+
+    renormalizeSymmRows(fixture.geometries, rows, statisticsOfRows(fixture.geometries, rows, 2));
+
+    float largest = 0.0f;
+    for (const SymmRows& row : rows) {
+        EXPECT_FALSE(row.hasDerivs());
+        for (const float value : row.allValues()) {
+            largest = std::max(largest, std::abs(value));
+        }
+    }
+    EXPECT_NEAR(largest, 1.0f, 1.0e-6f);
+}
+
+} // namespace
+} // namespace melta

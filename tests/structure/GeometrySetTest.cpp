@@ -1,0 +1,408 @@
+#include "structure/GeometrySet.hpp"
+
+#include "config/Property.hpp"
+#include "driver/RandomSource.hpp"
+#include "structure/DataFileText.hpp"
+#include "structure/GeometrySetLoader.hpp"
+#include "structure/ThreadCount.hpp"
+#include "support/StopCatcher.hpp"
+#include "support/TemporaryDirectory.hpp"
+
+#include <cmath>
+
+namespace melta {
+namespace {
+
+using test::atomLine;
+using test::cubicCell;
+using test::outputOf;
+using test::stopMessageOf;
+using test::TemporaryDirectory;
+using test::ThreadCount;
+using test::writeTextFile;
+
+constexpr double rydberg = 13.605691909790039;
+
+// Two blocks whose atomic energies mean something: H at -1 and -2 Ry, O at -30 Ry.
+std::string twoBlocks(const std::string& headOfSecond = "1 1 -2.5\n") {
+    return "2 1 -31.5\n" + cubicCell() +
+           "H 1 1 1 -1 0.1 0 0 0.25 0 0 0 0\nO 3 3 3 -30 0 -0.2 0 -0.5 0 0 0 0\n" + headOfSecond +
+           cubicCell() + "H 2 2 2 -2 0 0 0.3 0.75 0 0 0 0\n";
+}
+
+class GeometryConditioning : public testing::Test {
+protected:
+    GeometryConditioning() { property.withHDNNP = 0; }
+
+    void read(GeometrySet& target, const std::string& text) {
+        writeTextFile(name, text);
+        target.readGeometrySet(name, false);
+    }
+
+    std::string condition(GeometrySet& target, int printMode = 0) {
+        return outputOf([&] { target.haveReadGeometrySet(&property, false, "", printMode); });
+    }
+
+    TemporaryDirectory directory;
+    std::string name = directory.file("melta.train");
+    Property property;
+    GeometrySet set;
+};
+
+TEST_F(GeometryConditioning, GathersStatistics) {
+    read(set, twoBlocks());
+
+    condition(set);
+
+    EXPECT_LE(std::abs(set.energyAve[0] + 1.5 * rydberg), 1.0e-12);
+    EXPECT_LE(std::abs(set.energyDev[0] - 0.5 * rydberg), 1.0e-12);
+    EXPECT_EQ(set.energyMax[0], -1.0 * rydberg);
+    EXPECT_EQ(set.energyMin[0], -2.0 * rydberg);
+    EXPECT_EQ(set.energyAve[1], -30.0 * rydberg);
+    EXPECT_EQ(set.energyDev[1], 0.0);
+    EXPECT_EQ(set.chargeAve, (std::vector<float>{0.5f, -0.5f}));
+    EXPECT_EQ(set.chargeDev, (std::vector<float>{0.25f, 0.0f}));
+    EXPECT_EQ(set.chargeMax, (std::vector<float>{0.75f, -0.5f}));
+    EXPECT_EQ(set.chargeMin, (std::vector<float>{0.25f, -0.5f}));
+    EXPECT_EQ(set.forceMax, (std::vector<float>{0.3f * 25.711033f, 0.2f * 25.711033f}));
+    EXPECT_EQ(set.forceMin, (std::vector<float>{0.1f * 25.711033f, 0.2f * 25.711033f}));
+}
+
+TEST_F(GeometryConditioning, ClampsDeviations) {
+    read(set, twoBlocks());
+    set.minEDev = 0.5f;
+    set.maxEDev = 2.0f;
+    set.minQDev = 0.1f;
+    set.maxQDev = 0.2f;
+
+    condition(set);
+
+    EXPECT_EQ(set.energyDev, (std::vector<double>{2.0, 0.5}));
+    EXPECT_EQ(set.chargeDev, (std::vector<float>{0.2f, 0.1f}));
+}
+
+TEST_F(GeometryConditioning, ShiftsEnergiesByTheMeans) {
+    read(set, twoBlocks());
+
+    condition(set);
+
+    EXPECT_LE(std::abs(set.obtainGeometry(0).energies[0] - 0.5 * rydberg), 1.0e-12);
+    EXPECT_EQ(set.obtainGeometry(0).energies[1], 0.0);
+    EXPECT_LE(std::abs(set.obtainGeometry(1).energies[0] + 0.5 * rydberg), 1.0e-12);
+    EXPECT_LE(std::abs(set.obtainGeometry(0).energyTotal - (-31.5 * 13.605691930242388 + 31.5 * rydberg)),
+              1.0e-12);
+    EXPECT_LE(std::abs(set.obtainGeometry(1).energyTotal - (-2.5 * 13.605691930242388 + 1.5 * rydberg)),
+              1.0e-12);
+    EXPECT_EQ(set.obtainGeometry(0).charges, (std::vector<float>{0.25f, -0.5f}));
+    EXPECT_EQ(set.obtainGeometry(0).forces[0], 0.1f * 25.711033f);
+}
+
+TEST_F(GeometryConditioning, MakesListsWithinTheLargestCutoff) {
+    property.rcutRadius = 4.0f;
+    property.rcutAngle = 5.5f;
+    read(set, twoBlocks());
+    condition(set);
+    Geometry expected(set.obtainGeometry(0).lattice, 2, true);
+    expected.positions = set.obtainGeometry(0).positions;
+    expected.haveSetAtoms(5.5f, false);
+
+    EXPECT_TRUE(set.obtainGeometry(1).hasNeighbors());
+    EXPECT_EQ(set.obtainGeometry(0).numNeighbors(0), expected.numNeighbors(0));
+}
+
+TEST_F(GeometryConditioning, MakesNoListsWithoutFunctions) {
+    property.numRadius = 0;
+    property.numAngle = 0;
+    read(set, twoBlocks());
+
+    condition(set);
+
+    EXPECT_FALSE(set.obtainGeometry(0).hasNeighbors());
+    GeometrySet other;
+    read(other, twoBlocks());
+    EXPECT_EQ(stopMessageOf([&] { other.haveReadGeometrySet(&property, true, "", 0); }),
+              "cannot calculate short-coulomb, because cutoff is not positive.");
+}
+
+TEST_F(GeometryConditioning, TakesTheShortCoulombPartBeforeTheStatistics) {
+    read(set, twoBlocks());
+    GeometrySet plain;
+    read(plain, twoBlocks());
+
+    set.haveReadGeometrySet(&property, true, "", 0);
+    condition(plain);
+
+    EXPECT_GT(std::abs(set.energyAve[1] - plain.energyAve[1]), 1.0e-3);
+    EXPECT_NE(set.obtainGeometry(0).forces, plain.obtainGeometry(0).forces);
+}
+
+TEST_F(GeometryConditioning, FitsEnergiesWhenABlockLacksThem) {
+    read(set, twoBlocks("1 0 -2.5\n"));
+
+    const std::string text = condition(set, 1);
+
+    // H alone has -2.5 Ry, so that O has -29.
+    EXPECT_LE(std::abs(set.energyAve[0] + 2.5 * 13.605691930242388), 1.0e-9);
+    EXPECT_LE(std::abs(set.energyAve[1] + 29.0 * 13.605691930242388), 1.0e-9);
+    EXPECT_LE(std::abs(set.obtainGeometry(0).energyTotal), 1.0e-9);
+    EXPECT_EQ(set.energyMax[0], -1.0 * rydberg);
+    EXPECT_NE(text.find("Presumed Atomic Energy"), std::string::npos);
+}
+
+TEST_F(GeometryConditioning, FitsEnergiesForTotalsAsTheTarget) {
+    set.withHDNNP = true;
+    read(set, twoBlocks());
+
+    condition(set);
+
+    EXPECT_LE(std::abs(set.energyAve[0] + 2.5 * 13.605691930242388), 1.0e-9);
+}
+
+TEST_F(GeometryConditioning, ClampsTheDeviationsOfTheFit) {
+    set.withHDNNP = true;
+    set.minEDev = 0.5f;
+    read(set, twoBlocks());
+
+    condition(set);
+
+    EXPECT_EQ(set.energyDev, (std::vector<double>{0.5, 0.5}));
+}
+
+TEST_F(GeometryConditioning, MeasuresATestingSetFromTheTrainingMeans) {
+    read(set, twoBlocks());
+    condition(set);
+    GeometrySet testing;
+    testing.trainingSet = &set;
+    read(testing, "1 1 -3\n" + cubicCell() + "H 1 1 1 -3 0 0 0 0.125 0 0 0 0\n");
+
+    const std::string text = condition(testing, 1);
+
+    EXPECT_LE(std::abs(testing.obtainGeometry(0).energies[0] + 1.5 * rydberg), 1.0e-12);
+    EXPECT_EQ(testing.energyAve, (std::vector<double>{-3.0 * rydberg, 0.0}));
+    EXPECT_EQ(testing.energyMax[1], 0.0);
+    EXPECT_EQ(testing.energyMin[1], 0.0);
+    EXPECT_EQ(testing.chargeMin[1], 0.0f);
+    EXPECT_EQ(testing.forceMin[1], 0.0f);
+    EXPECT_EQ(testing.elemCounts, (std::vector<std::int32_t>{1, 0}));
+    EXPECT_NE(text.find("H     ->        1 atoms  E: [ -4.082e+01 eV   , -4.082e+01 eV   ]"),
+              std::string::npos)
+        << text;
+}
+
+TEST_F(GeometryConditioning, PrintsAFullSummary) {
+    set.maxForce = 12.5f;
+    set.minEDev = 0.5f;
+    read(set, twoBlocks("1 0 -2.5\n") + "1 0 -1\n" + cubicCell() + "H 1 1 1 0 9 0 0 0 0 0 0 0\n");
+
+    const std::string text = condition(set, 1);
+
+    EXPECT_EQ(text, "  Geometry Set:\n"
+                    "    Total Geometries    = 3\n"
+                    "    Accepted Geometries = 2\n"
+                    "    Rejected Geometries = 1  (Force > 1.250e+01 eV/A)\n"
+                    "    Number of Atoms     = 3\n"
+                    "    Number of Elements  = 2\n"
+                    "    List of Elements:\n"
+                    "        H     ->        2 atoms  E: [ -2.721e+01 eV   , -1.361e+01 eV   ]\n"
+                    "                                 F: [  2.571e+00 eV/A ,  7.713e+00 eV/A ]\n"
+                    "                                 Q: [ +2.500e-01 e    , +7.500e-01 e    ]\n"
+                    "        O     ->        1 atoms  E: [ -4.082e+02 eV   , -4.082e+02 eV   ]\n"
+                    "                                 F: [  5.142e+00 eV/A ,  5.142e+00 eV/A ]\n"
+                    "                                 Q: [ -5.000e-01 e    , -5.000e-01 e    ]\n"
+                    "\n"
+                    "  Presumed Atomic Energy (from Total Energy)\n"
+                    "        H      :   -3.401e+01 (+/- 5.000e-01) eV\n"
+                    "        O      :   -3.946e+02 (+/- 5.000e-01) eV\n"
+                    "\n");
+}
+
+TEST_F(GeometryConditioning, PrintsAShortSummary) {
+    read(set, twoBlocks("1 0 -2.5\n"));
+
+    const std::string text = condition(set, 2);
+
+    EXPECT_EQ(text, "  Geometry Set:\n"
+                    "    Total Geometries    = 2\n"
+                    "    Accepted Geometries = 2\n"
+                    "    Rejected Geometries = 0\n"
+                    "    Number of Atoms     = 3\n"
+                    "    Number of Elements  = 2\n"
+                    "    List of Elements:\n"
+                    "        H     ->        2 atoms\n"
+                    "        O     ->        1 atoms\n"
+                    "\n");
+    EXPECT_EQ(outputOf([&] { set.printGeometrySet(0); }), "");
+}
+
+TEST_F(GeometryConditioning, PrintsNoPresumedEnergiesWithoutAFit) {
+    read(set, twoBlocks());
+
+    const std::string text = condition(set, 1);
+
+    EXPECT_EQ(text.find("Presumed"), std::string::npos);
+    EXPECT_NE(text.find("Q: [ -5.000e-01 e    , -5.000e-01 e    ]\n\n"), std::string::npos);
+}
+
+TEST_F(GeometryConditioning, ForgetsAFitWithTheDataItBelongedTo) {
+    read(set, twoBlocks("1 0 -2.5\n"));
+    condition(set, 1);
+    read(set, twoBlocks());
+
+    const std::string text = condition(set, 1);
+
+    EXPECT_EQ(text.find("Presumed"), std::string::npos);
+}
+
+TEST_F(GeometryConditioning, LeavesAnEmptySetAlone) {
+    EXPECT_EQ(stopMessageOf([&] { set.haveReadGeometrySet(nullptr, true, "x", 1); }), "(no stop)");
+    EXPECT_TRUE(set.energyAve.empty());
+}
+
+TEST_F(GeometryConditioning, NeedsSettings) {
+    read(set, twoBlocks());
+
+    EXPECT_EQ(stopMessageOf([&] { set.haveReadGeometrySet(nullptr, false, "", 1); }), "property is null.");
+}
+
+TEST_F(GeometryConditioning, RemovesABaselineOnlyWithItsFile) {
+    for (const bool isClassical : {true, false}) {
+        GeometrySet target;
+        target.withClassical = isClassical;
+        target.withReaxFF = !isClassical;
+        read(target, twoBlocks());
+        EXPECT_EQ(stopMessageOf([&] { target.haveReadGeometrySet(&property, false, "params", 0); }),
+                  isClassical ? "the Lennard-Jones-like potential is not available: params"
+                              : "the ReaxFF potential is not available: params");
+        read(target, twoBlocks());
+        EXPECT_EQ(condition(target), "");
+    }
+    read(set, twoBlocks());
+    EXPECT_EQ(stopMessageOf([&] { set.haveReadGeometrySet(&property, false, "params", 0); }), "(no stop)");
+}
+
+TEST_F(GeometryConditioning, PassesStopsOutOfTheParallelLoop) {
+    read(set, twoBlocks() + "1 1 -1\n0.1 0 0\n0 0.1 0\n0 0 0.1\nH 0 0 0 0 0 0 0 0 0 0 0 0\n");
+    for (const int count : {1, 4}) {
+        const ThreadCount threads(count);
+
+        EXPECT_EQ(stopMessageOf([&] { set.haveReadGeometrySet(&property, false, "", 0); }),
+                  "volume of lattice is zero.");
+    }
+}
+
+TEST_F(GeometryConditioning, GuardsItsTables) {
+    read(set, twoBlocks());
+
+    EXPECT_EQ(set.getElementName(1), "O");
+    for (const int index : {-1, 2}) {
+        EXPECT_EQ(stopMessageOf([&] { (void)set.getElementName(index); }),
+                  "index of element is out of range.");
+        EXPECT_EQ(stopMessageOf([&] { (void)set.getElementEnergy(index); }),
+                  "index of element is out of range.");
+        EXPECT_EQ(stopMessageOf([&] { (void)set.obtainGeometry(index); }),
+                  "index of geometry is out of range.");
+    }
+    EXPECT_EQ(stopMessageOf([&] { (void)set.getElementEnergy(0); }), "index of element is out of range.");
+    condition(set);
+    EXPECT_EQ(set.getElementEnergy(1), -30.0 * rydberg);
+}
+
+TEST_F(GeometryConditioning, StopsForATrainingSetWithoutMeans) {
+    read(set, twoBlocks());
+    GeometrySet testing;
+    testing.trainingSet = &set;
+    read(testing, twoBlocks());
+
+    EXPECT_EQ(stopMessageOf([&] { testing.haveReadGeometrySet(&property, false, "", 0); }),
+              "index of element is out of range.");
+}
+
+// A set of many geometries with many threads and another shuffle.
+TEST_F(GeometryConditioning, GivesTheSameForAnyThreadsAndShuffle) {
+    std::string text;
+    for (int i = 0; i < 40; ++i) {
+        const std::string shift = std::to_string(0.1 * i);
+        text += "3 0 -" + std::to_string(30 + i % 7) + ".5\n" + cubicCell() + "H 1 1 " + shift +
+                " -1 0.1 0 0 0.25 0 0 0 0\nO 3 " + shift + " 6 -30 0 -0.2 0 -0.5 0 0 0 0\n" +
+                (i % 3 == 0 ? "H" : "O") + " 7 8 5 -2 0 0 0.3 0.75 0 0 0 0\n";
+    }
+    GeometrySet expected;
+    read(expected, text);
+    {
+        const ThreadCount one(1);
+        expected.haveReadGeometrySet(&property, true, "", 0);
+    }
+    for (const int count : {2, 5}) {
+        const ThreadCount several(count);
+        sharedRandom().seed(static_cast<unsigned>(count));
+        read(set, text);
+
+        set.haveReadGeometrySet(&property, true, "", 0);
+
+        EXPECT_EQ(set.energyAve, expected.energyAve);
+        EXPECT_EQ(set.energyDev, expected.energyDev);
+        EXPECT_EQ(set.chargeAve, expected.chargeAve);
+        EXPECT_EQ(set.forceMax, expected.forceMax);
+        for (int g = 0; g < 40; ++g) {
+            const Geometry& one = expected.obtainGeometry(g);
+            const Geometry& other = set.obtainGeometry(g);
+            EXPECT_EQ(other.energies, one.energies);
+            EXPECT_EQ(other.energyTotal, one.energyTotal);
+            EXPECT_EQ(other.forces, one.forces);
+            for (int i = 0; i < 3; ++i) {
+                const auto a = one.obtainNeighbors(i);
+                const auto b = other.obtainNeighbors(i);
+                EXPECT_EQ(std::vector<Neighbor>(a.begin(), a.end()),
+                          std::vector<Neighbor>(b.begin(), b.end()));
+            }
+        }
+    }
+}
+
+TEST_F(GeometryConditioning, LoadsWithTheSettingsOfTheRun) {
+    writeTextFile(name, twoBlocks() + "1 1 -1\n" + cubicCell() + "H9 1 1 1 0 9 0 0 0 0 0 0 0\n");
+    property.maxForce = 100.0f;
+    property.withHDNNP = 1;
+    property.minEDev = 0.75f;
+    property.maxEDev = 8.0f;
+    property.minQDev = 0.125f;
+    property.maxQDev = 4.0f;
+
+    std::unique_ptr<GeometrySet> training;
+    const std::string text = outputOf([&] { training = loadGeometrySet(name, property, ""); });
+    std::unique_ptr<GeometrySet> testing;
+    (void)outputOf([&] { testing = loadGeometrySet(name, property, "", training.get()); });
+
+    EXPECT_EQ(training->numGeoms, 2);
+    EXPECT_EQ(training->numRejected, 1);
+    EXPECT_EQ(training->elemNames, (std::vector<std::string>{"H", "O"}));
+    EXPECT_EQ(training->minEDev, 0.75f);
+    EXPECT_EQ(training->maxEDev, 8.0f);
+    EXPECT_EQ(training->minQDev, 0.125f);
+    EXPECT_EQ(training->maxQDev, 4.0f);
+    EXPECT_TRUE(training->withHDNNP);
+    EXPECT_FALSE(training->withClassical);
+    EXPECT_FALSE(training->withReaxFF);
+    EXPECT_NE(text.find("Presumed Atomic Energy"), std::string::npos);
+    EXPECT_EQ(testing->trainingSet, training.get());
+    EXPECT_EQ(testing->obtainGeometry(0).energies, training->obtainGeometry(0).energies);
+}
+
+TEST_F(GeometryConditioning, LoadsWithChargesAndBaseline) {
+    writeTextFile(name, "1 1 -1\n" + cubicCell() + "H 1 1 1 -1 0 0 0 0 0.25 0 0 0\n");
+    property.withCharge = 1;
+    std::unique_ptr<GeometrySet> charged;
+    (void)outputOf([&] { charged = loadGeometrySet(name, property, ""); });
+    EXPECT_EQ(charged->energyMax[0], -1.25 * rydberg);
+
+    property.withClassical = 1;
+    EXPECT_EQ(stopMessageOf([&] { (void)loadGeometrySet(name, property, "melta.class"); }),
+              "the Lennard-Jones-like potential is not available: melta.class");
+    property.withClassical = 0;
+    property.withReaxFF = 1;
+    EXPECT_EQ(stopMessageOf([&] { (void)loadGeometrySet(name, property, "ffield.reax"); }),
+              "the ReaxFF potential is not available: ffield.reax");
+}
+
+} // namespace
+} // namespace melta

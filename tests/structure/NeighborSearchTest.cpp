@@ -1,0 +1,310 @@
+#include "structure/NeighborSearch.hpp"
+
+#include "structure/LiteralNeighborSearch.hpp"
+#include "structure/ThreadCount.hpp"
+#include "support/StopCatcher.hpp"
+
+#include <algorithm>
+#include <limits>
+#include <random>
+#include <tuple>
+
+namespace melta {
+namespace {
+
+using test::NeighborList;
+using test::stopMessageOf;
+using test::ThreadCount;
+
+struct Case {
+    const char* name;
+    std::array<float, 9> lattice;
+    int numAtoms;
+    float rcut;
+};
+
+const std::vector<Case> cases = {
+    {"cube of water's size", {12.4f, 0, 0, 0, 12.4f, 0, 0, 0, 12.4f}, 96, 6.0f},
+    {"one atom in a small cube", {3, 0, 0, 0, 3, 0, 0, 0, 3}, 1, 6.0f},
+    {"one atom in a tiny cube", {1.1f, 0, 0, 0, 1.2f, 0, 0, 0, 1.3f}, 1, 7.5f},
+    {"triclinic", {14.2f, 5.6f, 15.6f, 0, 9.1f, 0.3f, 0, 0, 9.2f}, 40, 5.0f},
+    {"highly skewed", {10, 0, 0, 9.8f, 1.1f, 0, 0.3f, -0.7f, 4}, 5, 4.0f},
+    {"left-handed with negative vectors", {-4, 1, 0, 1, 5, -2, 0, -1, 6}, 7, 6.5f},
+    {"much larger than the cutoff", {60, 0, 0, 3, 55, 0, -7, 4, 50}, 150, 4.0f},
+    {"slab", {4, 0, 0, 0, 4, 0, 0, 0, 40}, 12, 6.0f},
+};
+
+// Atoms anywhere in and around the cell, up to one and a half cells away.
+Geometry makeGeometry(const Case& c, unsigned seed) {
+    Geometry geometry(c.lattice, c.numAtoms, false);
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<float> fraction(-1.5f, 2.5f);
+    for (int i = 0; i < c.numAtoms; ++i) {
+        const float a = fraction(random);
+        const float b = fraction(random);
+        const float d = fraction(random);
+        const auto along = [&](std::size_t axis) {
+            return a * c.lattice[axis] + b * c.lattice[3 + axis] + d * c.lattice[6 + axis];
+        };
+        geometry.setAtom(i, 0, 1, along(0), along(1), along(2), 0, 0, 0, 0.0, 0);
+    }
+    return geometry;
+}
+
+std::vector<NeighborList> listsOf(const Geometry& geometry) {
+    std::vector<NeighborList> lists;
+    for (int i = 0; i < geometry.numAtoms; ++i) {
+        const auto list = geometry.obtainNeighbors(i);
+        EXPECT_EQ(geometry.numNeighbors(i), static_cast<int>(list.size()));
+        lists.emplace_back(list.begin(), list.end());
+    }
+    return lists;
+}
+
+// Distance in double precision between atom i and an image.
+double distance(const Geometry& geometry, int i, const Neighbor& image) {
+    double sum = 0.0;
+    for (std::size_t c = 0; c < 3; ++c) {
+        const double own = geometry.positions[3 * static_cast<std::size_t>(i) + c];
+        const double other = geometry.positions[3 * static_cast<std::size_t>(image.atom) + c];
+        const auto& lattice = geometry.lattice;
+        const double d = other + image.ia * static_cast<double>(lattice[c]) +
+                         image.ib * static_cast<double>(lattice[3 + c]) +
+                         image.ic * static_cast<double>(lattice[6 + c]) - own;
+        sum += d * d;
+    }
+    return std::sqrt(sum);
+}
+
+bool isBefore(const Neighbor& a, const Neighbor& b) {
+    return std::tie(a.atom, a.ia, a.ib, a.ic) < std::tie(b.atom, b.ia, b.ib, b.ic);
+}
+
+// All images within `range` cells, without those so near to a limit that rounding decides.
+NeighborList searchByForce(const Geometry& geometry, int i, double rcut, int range) {
+    NeighborList list;
+    for (int j = 0; j < geometry.numAtoms; ++j) {
+        for (int ia = -range; ia <= range; ++ia) {
+            for (int ib = -range; ib <= range; ++ib) {
+                for (int ic = -range; ic <= range; ++ic) {
+                    const double r = distance(geometry, i, {j, ia, ib, ic});
+                    if (r < rcut - 1.0e-4 && r > 0.1 + 1.0e-4) {
+                        list.push_back({j, ia, ib, ic});
+                    }
+                }
+            }
+        }
+    }
+    return list;
+}
+
+NeighborList withoutNearLimits(const Geometry& geometry, int i, double rcut) {
+    NeighborList list;
+    for (const Neighbor& record : geometry.obtainNeighbors(i)) {
+        const double r = distance(geometry, i, record);
+        EXPECT_LE(r, rcut + 1.0e-4);
+        if (r < rcut - 1.0e-4 && r > 0.1 + 1.0e-4) {
+            list.push_back(record);
+        }
+    }
+    std::sort(list.begin(), list.end(), isBefore);
+    return list;
+}
+
+TEST(NeighborSearch, FindsWhatTryingAllImagesFinds) {
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Geometry geometry = makeGeometry(c, 3);
+
+        geometry.haveSetAtoms(c.rcut, false);
+
+        const int range = c.numAtoms > 100 ? 2 : 13;
+        const int step = std::max(1, c.numAtoms / 5);
+        std::size_t numFound = 0;
+        for (int i = 0; i < c.numAtoms; i += step) {
+            const NeighborList expected = searchByForce(geometry, i, static_cast<double>(c.rcut), range);
+            EXPECT_EQ(withoutNearLimits(geometry, i, static_cast<double>(c.rcut)), expected) << "atom " << i;
+            numFound += expected.size();
+        }
+        EXPECT_GT(numFound, 0U);
+    }
+}
+
+TEST(NeighborSearch, KeepsTheOrderOfThePlainSearch) {
+    for (const Case& c : cases) {
+        for (unsigned seed = 1; seed <= 3; ++seed) {
+            SCOPED_TRACE(c.name);
+            Geometry geometry = makeGeometry(c, seed);
+
+            geometry.haveSetAtoms(c.rcut, false);
+
+            EXPECT_EQ(listsOf(geometry), test::searchLiterally(geometry, c.rcut));
+        }
+    }
+}
+
+TEST(NeighborSearch, KeepsThatOrderForAtomsOutsideTheCell) {
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Geometry geometry = makeGeometry(c, 5);
+        geometry.haveSetAtoms(0.0f, false);
+        geometry.positions = makeGeometry(c, 5).positions;
+
+        geometry.updateNeighbors(c.rcut);
+
+        EXPECT_EQ(listsOf(geometry), test::searchLiterally(geometry, c.rcut));
+    }
+}
+
+TEST(NeighborSearch, FindsTheSameWithManyThreads) {
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Geometry geometry = makeGeometry(c, 7);
+        {
+            const ThreadCount one(1);
+            geometry.haveSetAtoms(c.rcut, false);
+        }
+        const auto expected = listsOf(geometry);
+        for (const int count : {2, 3, 8}) {
+            const ThreadCount several(count);
+
+            geometry.updateNeighbors(c.rcut);
+
+            EXPECT_EQ(listsOf(geometry), expected) << count;
+        }
+    }
+}
+
+TEST(NeighborSearch, ListsImagesOfASingleAtomBelowTheCutoffOnly) {
+    Geometry geometry(std::array<float, 9>{3, 0, 0, 0, 3, 0, 0, 0, 3}, 1, false);
+    geometry.setAtom(0, 0, 1, 1.0f, 1.0f, 1.0f, 0, 0, 0, 0.0, 0);
+
+    geometry.haveSetAtoms(6.0f, false);
+
+    // 6 images at 3, 12 at 4.24 and 8 at 5.2 Angstrom; the 6 at exactly 6 are left out.
+    EXPECT_EQ(geometry.numNeighbors(0), 26);
+    for (const Neighbor& record : geometry.obtainNeighbors(0)) {
+        EXPECT_EQ(record.atom, 0);
+        EXPECT_NE(record, (Neighbor{0, 0, 0, 0}));
+        EXPECT_LE(std::abs(record.ia) + std::abs(record.ib) + std::abs(record.ic), 3);
+    }
+}
+
+TEST(NeighborSearch, LeavesOutAtomsThatAreNearlyOne) {
+    for (const bool isNear : {true, false}) {
+        Geometry geometry(std::array<float, 9>{20, 0, 0, 0, 20, 0, 0, 0, 20}, 2, false);
+        geometry.setAtom(0, 0, 1, 5.0f, 5.0f, 5.0f, 0, 0, 0, 0.0, 0);
+        geometry.setAtom(1, 0, 1, isNear ? 5.09f : 5.11f, 5.0f, 5.0f, 0, 0, 0, 0.0, 0);
+
+        geometry.haveSetAtoms(6.0f, false);
+
+        EXPECT_EQ(geometry.numNeighbors(0), isNear ? 0 : 1);
+        EXPECT_EQ(geometry.numNeighbors(1), isNear ? 0 : 1);
+    }
+}
+
+TEST(NeighborSearch, LeavesOutADistanceOfExactlyTheCutoff) {
+    Geometry geometry(std::array<float, 9>{20, 0, 0, 0, 20, 0, 0, 0, 20}, 3, false);
+    geometry.setAtom(0, 0, 1, 5.0f, 5.0f, 5.0f, 0, 0, 0, 0.0, 0);
+    geometry.setAtom(1, 0, 1, 9.0f, 5.0f, 5.0f, 0, 0, 0, 0.0, 0);
+    geometry.setAtom(2, 0, 1, 5.0f, 8.999f, 5.0f, 0, 0, 0, 0.0, 0);
+
+    geometry.haveSetAtoms(4.0f, false);
+
+    ASSERT_EQ(geometry.numNeighbors(0), 1);
+    EXPECT_EQ(geometry.obtainNeighbors(0)[0], (Neighbor{2, 0, 0, 0}));
+}
+
+TEST(NeighborSearch, ReachesFarAlongASkewedVector) {
+    // The second vector is long, but the faces it connects are 0.5 apart.
+    Geometry geometry(std::array<float, 9>{10, 0, 0, 30, 0.5f, 0, 0, 0, 10}, 1, false);
+
+    geometry.haveSetAtoms(4.0f, false);
+
+    int farthest = 0;
+    for (const Neighbor& record : geometry.obtainNeighbors(0)) {
+        farthest = std::max(farthest, std::abs(record.ib));
+    }
+    EXPECT_EQ(farthest, 7);
+    EXPECT_EQ(geometry.numNeighbors(0), 14);
+}
+
+TEST(NeighborSearch, RefusesACutoffThatIsNone) {
+    for (const float rcut : {0.0f, -1.0f, std::numeric_limits<float>::quiet_NaN()}) {
+        Geometry geometry(std::array<float, 9>{3, 0, 0, 0, 3, 0, 0, 0, 3}, 1, false);
+        geometry.haveSetAtoms(2.0f, false);
+
+        EXPECT_EQ(stopMessageOf([&] { geometry.createNeighbors(rcut); }),
+                  "cutoff radius is not positive for detecting neighbors.");
+    }
+}
+
+TEST(NeighborSearch, RefusesACellThatWasNotInverted) {
+    Geometry geometry(std::array<float, 9>{3, 0, 0, 0, 3, 0, 0, 0, 3}, 1, false);
+
+    EXPECT_EQ(stopMessageOf([&] { geometry.createNeighbors(2.0f); }),
+              "projected lattice length is incorrect.");
+}
+
+TEST(NeighborSearch, RefusesABinningTableWithoutBins) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const std::array<float, 9> unit{1, 0, 0, 0, 1, 0, 0, 0, 1};
+    const std::array<float, 3> origin{};
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        std::array<float, 9> lattice = unit;
+        lattice[4 * axis] = nan;
+
+        const std::string message =
+            stopMessageOf([&] { (void)searchNeighbors(lattice, unit, origin, 1.0f); });
+
+        EXPECT_EQ(message, std::string(1, "xyz"[axis]) + "-dimension of binning table is not positive.");
+    }
+    const float infinity = std::numeric_limits<float>::infinity();
+    EXPECT_EQ(stopMessageOf([&] { (void)searchNeighbors(unit, unit, origin, infinity); }),
+              "x-dimension of binning table is not positive.");
+}
+
+std::string stopOfCell(const std::array<float, 9>& lattice, float rcut) {
+    return stopMessageOf([&] { Geometry(lattice, 1, false).haveSetAtoms(rcut, false); });
+}
+
+TEST(NeighborSearch, RefusesWhatWouldExhaustTheMemory) {
+    const std::string bins = "too many bins for detecting neighbors.";
+    const std::string images = "too many periodic images for detecting neighbors.";
+
+    EXPECT_EQ(stopOfCell({1.0e12f, 0, 0, 0, 1.0e12f, 0, 0, 0, 1.0e12f}, 6.0f), bins);
+    EXPECT_EQ(stopOfCell({5.0e9f, 0, 0, 0, 5.0e9f, 0, 0, 0, 5.0e9f}, 1.0f), bins);
+    EXPECT_EQ(stopOfCell({5.0e3f, 0, 0, 0, 5.0e3f, 0, 0, 0, 5.0e3f}, 6.0f), bins);
+    EXPECT_EQ(stopOfCell({1.0e18f, 0, 0, 0, 1, 0, 0, 0, 1}, 6.0f), bins);
+    EXPECT_EQ(stopOfCell({1.0e5f, 0, 0, 0, 1.0e-3f, 0, 0, 0, 1.0e-2f}, 6.0f), images);
+    EXPECT_EQ(stopOfCell({3, 0, 0, 0, 3, 0, 0, 0, 3}, 1.0e6f), images);
+    EXPECT_EQ(stopOfCell({1.0e30f, 0, 0, 0, 1, 0, 0, 0, 1}, 6.0f), "projected lattice length is incorrect.");
+}
+
+TEST(NeighborSearch, RefusesMoreNeighborsThanTheMemoryTakes) {
+    // Ten thousand atoms in a cubic Angstrom have some ten million neighbours each.
+    const std::array<float, 9> unit{1, 0, 0, 0, 1, 0, 0, 0, 1};
+    std::vector<float> positions(3 * 10000);
+    std::mt19937 random(1);
+    std::uniform_real_distribution<float> coordinate(0.0f, 1.0f);
+    std::generate(positions.begin(), positions.end(), [&] { return coordinate(random); });
+
+    EXPECT_EQ(stopMessageOf([&] { (void)searchNeighbors(unit, unit, positions, 4.0f); }),
+              "too many neighbors.");
+}
+
+TEST(NeighborSearch, SurvivesAtomsFarOutsideTheTable) {
+    const std::array<float, 9> cell{5, 0, 0, 0, 5, 0, 0, 0, 5};
+    const std::array<float, 9> inverse{0.2f, 0, 0, 0, 0.2f, 0, 0, 0, 0.2f};
+    const float infinity = std::numeric_limits<float>::infinity();
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const std::vector<float> positions{1, 1, 1, 3.0e38f, -3.0e38f, 1, infinity, 1, -infinity, nan, nan, 1};
+
+    const NeighborLists lists = searchNeighbors(cell, inverse, positions, 3.0f);
+
+    EXPECT_EQ(lists.offsets, (std::vector<std::size_t>{0, 0, 0, 0, 0}));
+    EXPECT_TRUE(lists.records.empty());
+}
+
+} // namespace
+} // namespace melta

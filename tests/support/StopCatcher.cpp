@@ -1,0 +1,39 @@
+#include "support/StopCatcher.hpp"
+
+#include "driver/Reporting.hpp"
+
+namespace melta::test {
+namespace {
+
+void throwStopped(const std::string& message) {
+    throw Stopped(message);
+}
+
+} // namespace
+
+StopCatcher::StopCatcher() {
+    setStopHandler(throwStopped);
+}
+
+StopCatcher::~StopCatcher() {
+    setStopHandler(nullptr);
+}
+
+std::string stopMessageOf(const std::function<void()>& action) {
+    const StopCatcher catcher;
+    try {
+        action();
+    } catch (const Stopped& stopped) {
+        return stopped.what();
+    }
+    return "(no stop)";
+}
+
+std::string outputOf(const std::function<void()>& action) {
+    testing::internal::CaptureStdout();
+    action();
+    flushOut();
+    return testing::internal::GetCapturedStdout();
+}
+
+} // namespace melta::test

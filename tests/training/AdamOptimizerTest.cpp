@@ -1,0 +1,399 @@
+#include "training/AdamOptimizer.hpp"
+
+#include "training/OptimizerFixture.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+namespace melta {
+namespace {
+
+using test::ladderSizes;
+using test::outputOf;
+using test::parametersOf;
+using test::ScriptedTask;
+using test::stopMessageOf;
+
+class Adam : public test::OptimizerFixture {
+protected:
+    Adam() {
+        property.lbfgs = 0;
+        property.learnRate = 0.01f;
+        property.learnRateFinal = 0.001f;
+        property.learnRateDecay = 1.0f;
+    }
+
+    void prepare(int numGeoms) { OptimizerFixture::prepare(numGeoms, true); }
+
+    void optimizeInBatches(int batchSize, bool direct = false) {
+        AdamOptimizer(&session, &task).optimize(batchSize >= session.numGeomsSuper, direct, batchSize);
+    }
+
+    // How far one epoch moves a parameter when its gradient is the same at all times, in units of the first
+    // epoch.
+    std::vector<float> obtainStepRatios() {
+        task.lossOf = [](const std::vector<float>&, std::vector<float>& gradient) {
+            std::ranges::fill(gradient, 1.0f);
+            return 1.0f;
+        };
+        // A bias counts from zero, so that its steps keep their digits.
+        std::vector<float> values{parametersOf(*session.arch).back()};
+        optimizeInBatches(session.numGeomsSuper);
+        for (const std::vector<float>& parameters : task.printedParameters) {
+            values.push_back(parameters.back());
+        }
+        std::vector<float> ratios;
+        for (std::size_t i = 1; i < values.size(); ++i) {
+            ratios.push_back((values[i] - values[i - 1]) / (values[1] - values[0]));
+        }
+        return ratios;
+    }
+
+    ScriptedTask task{&session};
+};
+
+TEST_F(Adam, FillsTheLastBatchFromTheStartOfTheList) {
+    prepare(70);
+    property.epochs = 1;
+
+    optimizeInBatches(30);
+
+    ASSERT_EQ(task.batches.size(), 3U);
+    std::vector<int> list = task.batches[0];
+    list.insert(list.end(), task.batches[1].begin(), task.batches[1].end());
+    list.insert(list.end(), task.batches[2].begin(), task.batches[2].begin() + 10);
+    const std::vector<int> start(list.begin(), list.begin() + 20);
+    EXPECT_EQ(std::vector<int>(task.batches[2].begin() + 10, task.batches[2].end()), start);
+    EXPECT_NE(list, ladderSizes(70));
+    std::ranges::sort(list);
+    EXPECT_EQ(list, ladderSizes(70));
+}
+
+TEST_F(Adam, ShufflesAnewInEachEpochOfAMiniBatchRun) {
+    prepare(12);
+    property.epochs = 2;
+
+    optimizeInBatches(6);
+
+    ASSERT_EQ(task.batches.size(), 4U);
+    EXPECT_NE(task.batches[0], task.batches[2]);
+}
+
+TEST_F(Adam, KeepsTheBatchOfAFullBatchRun) {
+    prepare(12);
+    property.epochs = 3;
+
+    optimizeInBatches(12);
+
+    ASSERT_EQ(task.batches.size(), 3U);
+    EXPECT_NE(task.batches[0], ladderSizes(12));
+    EXPECT_EQ(task.batches[1], task.batches[0]);
+    EXPECT_EQ(task.batches[2], task.batches[0]);
+    EXPECT_EQ(session.arch->getNumGeoms(), 0);
+}
+
+TEST_F(Adam, RefusesABatchLargerThanTheSuperEpoch) {
+    prepare(4);
+
+    EXPECT_EQ(stopMessageOf([&] { AdamOptimizer(&session, &task).optimize(false, false, 5); }),
+              "incorrect number of geometries.");
+}
+
+TEST_F(Adam, TakesBatchesFromTheSuperEpoch) {
+    for (const bool direct : {false, true}) {
+        prepare(8);
+        task.batches.clear();
+        takeSuperEpoch({2, 3, 5, 8});
+        property.epochs = 1;
+
+        optimizeInBatches(2, direct);
+
+        ASSERT_EQ(task.batches.size(), 2U);
+        std::vector<int> list = task.batches[0];
+        list.insert(list.end(), task.batches[1].begin(), task.batches[1].end());
+        std::ranges::sort(list);
+        EXPECT_EQ(list, (std::vector<int>{2, 3, 5, 8}));
+        EXPECT_EQ(stopMessageOf([&] { session.arch->clearGeometriesAll(); }),
+                  "geometriesAll have not been set.");
+    }
+}
+
+TEST_F(Adam, StopsAtAGeometryBeyondTheSet) {
+    prepare(4);
+    session.numGeomsSuper = 5;
+
+    EXPECT_EQ(stopMessageOf([&] { AdamOptimizer(&session, &task).optimize(false, true, 2); }),
+              "index of geometry is out of range.");
+}
+
+TEST_F(Adam, DirectBatchesGiveTheWeightsOfStoredOnes) {
+    property.epochs = 1;
+    std::vector<std::vector<float>> results;
+    for (const bool direct : {false, true}) {
+        sharedRandom().seed(7);
+        set = test::makeSet(property, test::makeDataText({.numGeoms = 8}));
+        session.property = &property;
+        session.geometrySet = set.get();
+        session.arch = makeArch(true, true);
+        session.numGeomsSuper = 8;
+        session.stopFileName = directory.file("melta.EXIT");
+        test::prepareStatistics(*session.arch, *set);
+        if (!direct) {
+            registerInCore();
+        }
+        const float scale[] = {1.0f};
+        session.arch->setEnergyModeScheme(EnergyModeScheme::onlyEnergy, true);
+        // Every draw of the batches' own shuffles comes after the list of the epoch has been shuffled.
+        task.onEvaluation = [&] {
+            session.arch->clearWeightGrads();
+            session.arch->evaluateEnergyLoss(scale, {});
+        };
+        for (unsigned epoch = 0; epoch < 4; ++epoch) {
+            sharedRandom().seed(100 + epoch);
+            optimizeInBatches(3, direct);
+        }
+        results.push_back(parametersOf(*session.arch));
+    }
+
+    EXPECT_EQ(results[0], results[1]);
+}
+
+TEST_F(Adam, LearningRateFallsGeometrically) {
+    prepare(3);
+    property.epochs = 6;
+    property.learnRateDecay = 0.5f;
+    property.learnRateFinal = 0.1f * property.learnRate;
+
+    const std::vector<float> ratios = obtainStepRatios();
+
+    const float expected[] = {1.0f, 0.5f, 0.25f, 0.125f, 0.1f, 0.1f};
+    ASSERT_EQ(ratios.size(), std::size(expected));
+    for (std::size_t i = 0; i < ratios.size(); ++i) {
+        EXPECT_LE(std::abs(ratios[i] - expected[i]), 1.0e-3f) << "epoch " << i + 1;
+    }
+}
+
+TEST_F(Adam, AFinalRateAboveTheFirstOneHoldsFromTheSecondEpoch) {
+    prepare(3);
+    property.epochs = 4;
+    property.learnRateDecay = 0.5f;
+    property.learnRateFinal = 3.0f * property.learnRate;
+
+    const std::vector<float> ratios = obtainStepRatios();
+
+    const float expected[] = {1.0f, 3.0f, 3.0f, 3.0f};
+    ASSERT_EQ(ratios.size(), std::size(expected));
+    for (std::size_t i = 0; i < ratios.size(); ++i) {
+        EXPECT_LE(std::abs(ratios[i] - expected[i]), 3.0e-3f) << "epoch " << i + 1;
+    }
+}
+
+TEST_F(Adam, FirstStepHasTheLengthOfTheLearningRate) {
+    prepare(3);
+    property.epochs = 1;
+    task.lossOf = [](const std::vector<float>&, std::vector<float>& gradient) {
+        std::ranges::fill(gradient, -2.0f);
+        return 1.0f;
+    };
+    const std::vector<float> before = parametersOf(*session.arch);
+
+    optimizeInBatches(3);
+
+    const std::vector<float> after = parametersOf(*session.arch);
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        EXPECT_LE(std::abs(after[i] - before[i] - 0.01f), 1.0e-5f) << "parameter " << i;
+    }
+}
+
+TEST_F(Adam, ConvergenceOnAMiniBatchEndsTheTraining) {
+    prepare(9);
+    property.epochs = 5;
+    property.epochsStore = 1;
+    task.convergedAt = 5;
+
+    const std::string output = outputOf([&] { optimizeInBatches(3); });
+
+    EXPECT_EQ(session.trainState, TrainState::converged);
+    EXPECT_EQ(task.numEvaluations, 5);
+    EXPECT_EQ(task.epochs, (std::vector<int>{1, 2}));
+    EXPECT_EQ(task.schemeUpdates, (std::vector<int>{1}));
+    EXPECT_EQ(output, "\n  * Store the neural network to the file.\n\n");
+    EXPECT_EQ(session.arch->getNumGeoms(), 0);
+}
+
+TEST_F(Adam, ConvergenceLeavesTheWeightsThatMetTheTargets) {
+    prepare(4);
+    property.epochs = 5;
+    task.convergedAt = 1;
+    task.lossOf = [](const std::vector<float>&, std::vector<float>& gradient) {
+        std::ranges::fill(gradient, 1.0f);
+        return 1.0f;
+    };
+    const std::vector<float> before = parametersOf(*session.arch);
+
+    optimizeInBatches(4);
+
+    EXPECT_EQ(session.trainState, TrainState::converged);
+    EXPECT_EQ(parametersOf(*session.arch), before);
+    EXPECT_EQ(session.arch->getNumGeoms(), 0);
+}
+
+TEST_F(Adam, TheLastEpochReplacesAConvergence) {
+    prepare(4);
+    property.epochs = 2;
+    task.convergedAt = 2;
+
+    optimizeInBatches(4);
+
+    EXPECT_EQ(task.numEvaluations, 2);
+    EXPECT_EQ(session.trainState, TrainState::allEpochsDone);
+}
+
+TEST_F(Adam, TheLastEpochReplacesAStop) {
+    prepare(4);
+    property.epochs = 1;
+    task.onEvaluation = [&] { askToStop(); };
+
+    optimizeInBatches(4);
+
+    EXPECT_EQ(session.trainState, TrainState::allEpochsDone);
+    EXPECT_FALSE(StopFile(session.stopFileName).exists());
+}
+
+TEST_F(Adam, ObeysTheStopFileWithinAnEpoch) {
+    prepare(9);
+    property.epochs = 50;
+    property.epochsStore = 2;
+    task.lossOf = [](const std::vector<float>&, std::vector<float>& gradient) {
+        std::ranges::fill(gradient, 1.0f);
+        return 1.0f;
+    };
+    std::vector<float> before;
+    task.onEvaluation = [&] {
+        if (task.numEvaluations == 4) {
+            before = parametersOf(*session.arch);
+            askToStop();
+        }
+    };
+
+    const std::string output = outputOf([&] { optimizeInBatches(3); });
+
+    EXPECT_EQ(session.trainState, TrainState::exitedByUser);
+    EXPECT_EQ(task.numEvaluations, 4);
+    EXPECT_EQ(task.epochs, (std::vector<int>{1, 2}));
+    EXPECT_EQ(task.schemeUpdates, (std::vector<int>{1}));
+    EXPECT_NE(parametersOf(*session.arch), before);
+    EXPECT_EQ(output, "");
+    EXPECT_FALSE(StopFile(session.stopFileName).exists());
+}
+
+TEST_F(Adam, ConvergenceLeavesTheStopFile) {
+    prepare(4);
+    property.epochs = 5;
+    task.convergedAt = 1;
+    task.onEvaluation = [&] { askToStop(); };
+
+    optimizeInBatches(4);
+
+    EXPECT_EQ(session.trainState, TrainState::converged);
+    EXPECT_TRUE(StopFile(session.stopFileName).exists());
+}
+
+TEST_F(Adam, WithoutEpochsNothingHappens) {
+    prepare(4);
+    property.epochs = 0;
+
+    optimizeInBatches(4);
+
+    EXPECT_EQ(session.trainState, TrainState::notConverged);
+    EXPECT_EQ(task.numEvaluations, 0);
+    EXPECT_TRUE(task.epochs.empty());
+}
+
+TEST_F(Adam, StoresTheNetworkInItsEpochs) {
+    prepare(4);
+    property.epochs = 7;
+    property.epochsStore = 3;
+
+    const std::string output = outputOf([&] { optimizeInBatches(4); });
+
+    const std::string stored = "\n  * Store the neural network to the file.\n\n";
+    EXPECT_EQ(output, stored + stored);
+    EXPECT_NE(test::readTextFile(session.nnFileName), "");
+    EXPECT_NE(test::readTextFile(session.nnFileName + "_e"), "");
+}
+
+TEST_F(Adam, NeverStoresWithoutAnInterval) {
+    for (const int interval : {0, -1}) {
+        prepare(4);
+        property.epochs = 3;
+        property.epochsStore = interval;
+
+        EXPECT_EQ(outputOf([&] { optimizeInBatches(4); }), "");
+    }
+}
+
+TEST_F(Adam, MovesTheSchemeAfterEachEpoch) {
+    prepare(4);
+    property.epochs = 3;
+
+    optimizeInBatches(2);
+
+    EXPECT_EQ(task.schemeUpdates, (std::vector<int>{1, 2, 3}));
+}
+
+TEST_F(Adam, TestsWithTheWeightsOfTheEpoch) {
+    prepare(4);
+    property.epochs = 3;
+    session.testArch = makeArch(false, false);
+    task.lossOf = [](const std::vector<float>&, std::vector<float>& gradient) {
+        std::ranges::fill(gradient, 1.0f);
+        return 1.0f;
+    };
+    ASSERT_NE(parametersOf(*session.testArch), parametersOf(*session.arch));
+
+    optimizeInBatches(2);
+
+    EXPECT_EQ(task.numTests, 3);
+    EXPECT_EQ(parametersOf(*session.testArch), parametersOf(*session.arch));
+}
+
+TEST_F(Adam, StartsEachCallFromTheFirstLearningRate) {
+    prepare(3);
+    property.epochs = 2;
+    property.learnRateDecay = 0.5f;
+
+    const std::vector<float> first = obtainStepRatios();
+    task.printedParameters.clear();
+    const std::vector<float> second = obtainStepRatios();
+
+    EXPECT_LE(std::abs(first[1] - 0.5f), 1.0e-3f);
+    EXPECT_LE(std::abs(second[1] - 0.5f), 1.0e-3f);
+}
+
+TEST_F(Adam, FindsTheMinimumOfAParabola) {
+    prepare(3);
+    property.epochs = 3000;
+    property.learnRate = 0.03f;
+    property.learnRateFinal = 1.0e-5f;
+    property.learnRateDecay = 0.997f;
+    task.lossOf = [](const std::vector<float>& x, std::vector<float>& gradient) {
+        float loss = 0.0f;
+        for (std::size_t i = 0; i < x.size(); ++i) {
+            const float distance = x[i] - 0.01f * static_cast<float>(i);
+            loss += distance * distance;
+            gradient[i] = 2.0f * distance;
+        }
+        return loss;
+    };
+
+    optimizeInBatches(3);
+
+    const std::vector<float> found = parametersOf(*session.arch);
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        EXPECT_LE(std::abs(found[i] - 0.01f * static_cast<float>(i)), 1.0e-3f) << "parameter " << i;
+    }
+}
+
+} // namespace
+} // namespace melta

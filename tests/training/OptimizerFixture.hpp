@@ -1,0 +1,163 @@
+// What the tests of both optimisers share: a session over geometries that are known by their sizes, and a
+// task that notes what an optimiser asks of it and answers from a script.
+#pragma once
+
+#include "driver/RandomSource.hpp"
+#include "driver/Reporting.hpp"
+#include "support/StopCatcher.hpp"
+#include "support/TemporaryDirectory.hpp"
+#include "training/SmallData.hpp"
+#include "training/TrainingSession.hpp"
+
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace melta::test {
+
+class ScriptedTask final : public TrainingTask {
+public:
+    explicit ScriptedTask(TrainingSession* ofRun) : session(ofRun) {}
+
+    bool needsDerivatives() const override { return false; }
+
+    bool evaluateTraining() override {
+        NNArch& arch = *session->arch;
+        ++numEvaluations;
+        std::vector<int> sizes;
+        for (int g = 0; g < arch.getNumGeoms(); ++g) {
+            sizes.push_back(static_cast<int>(arch.obtainEnergies(g).size()));
+        }
+        batches.push_back(sizes);
+        arch.clearWeightGrads();
+        const std::vector<float> x = parametersOf(arch);
+        std::vector<float> gradient(x.size(), 0.0f);
+        loss = lossOf ? lossOf(x, gradient) : 0.0f;
+        addTotalGradient(arch, gradient);
+        if (onEvaluation) {
+            onEvaluation();
+        }
+        return numEvaluations == convergedAt;
+    }
+
+    bool evaluateTest() override {
+        ++numTests;
+        return false;
+    }
+
+    float lossValue() const override { return loss; }
+
+    void printProgress(int epoch) const override {
+        epochs.push_back(epoch);
+        printedLoss.push_back(loss);
+        printedParameters.push_back(parametersOf(*session->arch));
+    }
+
+    bool updateScheme(int epoch) override {
+        schemeUpdates.push_back(epoch);
+        if (epoch != schemeChangesAt) {
+            return false;
+        }
+        if (onSchemeChange) {
+            onSchemeChange();
+        }
+        return true;
+    }
+
+    bool advanceScheme() override {
+        ++numAdvances;
+        if (numAdvances < lastAdvance) {
+            if (onSchemeChange) {
+                onSchemeChange();
+            }
+            return false;
+        }
+        session->trainState = TrainState::converged;
+        return true;
+    }
+
+    // The script.
+    int convergedAt = -1;     // number of the evaluation that meets the targets
+    int schemeChangesAt = -1; // epoch whose updateScheme changes the loss
+    int lastAdvance = 1;      // number of the advanceScheme that ends the training
+    std::function<void()> onEvaluation;
+    std::function<void()> onSchemeChange;
+    // Loss and its gradient at the total data x; zero when there is none.
+    std::function<float(const std::vector<float>& x, std::vector<float>& gradient)> lossOf;
+
+    // What has been asked.
+    int numEvaluations = 0;
+    int numTests = 0;
+    int numAdvances = 0;
+    std::vector<std::vector<int>> batches; // sizes of the geometries of each evaluation
+    std::vector<int> schemeUpdates;        // their epochs
+    mutable std::vector<int> epochs;       // those that were printed
+    mutable std::vector<float> printedLoss;
+    mutable std::vector<std::vector<float>> printedParameters; // at the time of each progress line
+
+private:
+    TrainingSession* session;
+    float loss = 0.0f;
+};
+
+// Sizes 1 to `count` in ascending order.
+inline std::vector<int> ladderSizes(int count) {
+    std::vector<int> sizes;
+    for (int size = 1; size <= count; ++size) {
+        sizes.push_back(size);
+    }
+    return sizes;
+}
+
+class OptimizerFixture : public testing::Test {
+protected:
+    OptimizerFixture() : property(makeSmallProperty()) { sharedRandom().seed(20240229); }
+
+    // A session over a set with geometries of 1, 2, ... atoms, all of them in a super epoch and in core.
+    void prepare(int numGeoms, bool useAdam) {
+        set = makeSet(property, makeLadderText(numGeoms));
+        session.property = &property;
+        session.geometrySet = set.get();
+        session.arch = makeArch(true, useAdam);
+        session.numGeomsSuper = numGeoms;
+        session.nnFileName = directory.file("melta.data");
+        session.stopFileName = directory.file("melta.EXIT");
+        session.wallTimer.start();
+        session.epochTimer.start();
+        registerInCore();
+    }
+
+    std::unique_ptr<NNArch> makeArch(bool isMain, bool useAdam) const {
+        auto arch = std::make_unique<NNArch>(NNArch::onlyEnergy, set->numElems, &property, isMain, useAdam);
+        outputOf([&] { arch->initLayers(set.get()); });
+        arch->getSymmStatistics().symmAve.assign(1, 0.0f);
+        arch->getSymmStatistics().symmDev.assign(1, 1.0f);
+        return arch;
+    }
+
+    void registerInCore() const {
+        session.arch->setGeometriesAll(set.get());
+        session.arch->calculateSymmFuncs(false, true, true);
+        session.arch->renormalizeSymmFuncs(true);
+    }
+
+    // Makes the geometries of these sizes the super epoch, as a training with a part of its data does.
+    void takeSuperEpoch(const std::vector<int>& sizes) {
+        session.arch->clearGeometriesAll();
+        session.geomsOfSuper.clear();
+        for (const int size : sizes) {
+            session.geomsOfSuper.push_back(&set->obtainGeometry(size - 1));
+        }
+        session.numGeomsSuper = static_cast<int>(sizes.size());
+    }
+
+    void askToStop() const { std::ofstream(session.stopFileName).put('\n'); }
+
+    TemporaryDirectory directory;
+    Property property;
+    std::unique_ptr<GeometrySet> set;
+    TrainingSession session;
+};
+
+} // namespace melta::test
