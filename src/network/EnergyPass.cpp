@@ -12,7 +12,7 @@ namespace {
 std::vector<float> takeRoots(std::vector<float>& loss) {
     std::vector<float> factors;
     for (float& value : loss) {
-        value = std::sqrt(std::max(0.0f, value));
+        value = std::sqrt(std::max(value, 0.0f)); // in this order NaN stays NaN
         factors.push_back(value > 1.0e-6f ? 0.5f / value : 0.0f);
     }
     return factors;

@@ -39,7 +39,8 @@ int codeOfLineSearch(int lineSearch) {
 lbfgs_parameter_t makeParameters(const Property& property) {
     lbfgs_parameter_t parameters;
     lbfgs_parameter_init(&parameters);
-    parameters.m = property.lbfgs;
+    // More steps than iterations would only take memory.
+    parameters.m = std::min(property.lbfgs, std::max(property.epochs, 1));
     parameters.epsilon = 1.0e-10f;
     parameters.linesearch = codeOfLineSearch(property.lineSearch);
     parameters.max_linesearch = property.lineSteps;

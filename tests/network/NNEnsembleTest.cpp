@@ -75,7 +75,7 @@ TEST(NNEnsemble, ForwardIsThatOfTheTwin) {
                 want[s * fixture.numModels() + m] = twin.energyOf(fixture.inputsOf(s));
             }
         }
-        EXPECT_LE(worstError(fixture.outputs, want), 1.0e-6);
+        EXPECT_LE(worstError(fixture.outputs, want), 2.0e-6);
         EXPECT_EQ(fixture.outputs, withDerivs);
     });
 }
@@ -95,7 +95,7 @@ TEST(NNEnsemble, InputGradientsAreThoseOfTheTwin) {
                 want.insert(want.end(), row.begin(), row.end());
             }
         }
-        EXPECT_LE(worstError(fixture.inpGrad, want), 2.0e-6);
+        EXPECT_LE(worstError(fixture.inpGrad, want), 4.0e-6);
     });
 }
 
@@ -115,7 +115,7 @@ TEST(NNEnsemble, SummedInputGradientsAreTheSumOverTheModels) {
 
         fixture.ensemble.obtainSummedInputGrads(fixture.tile);
 
-        EXPECT_LE(worstError(summed, want), 2.0e-6);
+        EXPECT_LE(worstError(summed, want), 4.0e-6);
     });
 }
 
@@ -135,7 +135,7 @@ TEST(NNEnsemble, WeightGradientsAreThoseOfTheTwin) {
             }
             EXPECT_LE(
                 worstError(gradsOfModel(fixture.ensemble, grads, static_cast<int>(m)), twin.obtainGrads()),
-                3.0e-6);
+                5.0e-6);
         }
     });
 }
@@ -210,7 +210,7 @@ TEST(NNEnsemble, ReusesATileForFewerSamples) {
     for (std::size_t s = 0; s < 5; ++s) {
         twin.addEnergyGrads(fixture.inputsOf(s), static_cast<double>(fixture.outGrad[3 * s + 2]));
     }
-    EXPECT_LE(worstError(gradsOfModel(fixture.ensemble, grads, 2), twin.obtainGrads()), 3.0e-6);
+    EXPECT_LE(worstError(gradsOfModel(fixture.ensemble, grads, 2), twin.obtainGrads()), 5.0e-6);
     EXPECT_LE(worstError(fixture.outputs, before), 1.0e-6);
 }
 

@@ -11,12 +11,10 @@ void throwStopped(const std::string& message) {
 
 } // namespace
 
-StopCatcher::StopCatcher() {
-    setStopHandler(throwStopped);
-}
+StopCatcher::StopCatcher() : previous(setStopHandler(throwStopped)) {}
 
 StopCatcher::~StopCatcher() {
-    setStopHandler(nullptr);
+    setStopHandler(previous);
 }
 
 std::string stopMessageOf(const std::function<void()>& action) {
@@ -31,7 +29,13 @@ std::string stopMessageOf(const std::function<void()>& action) {
 
 std::string outputOf(const std::function<void()>& action) {
     testing::internal::CaptureStdout();
-    action();
+    try {
+        action();
+    } catch (...) {
+        // Whoever reports the exception wants to be heard.
+        testing::internal::GetCapturedStdout();
+        throw;
+    }
     flushOut();
     return testing::internal::GetCapturedStdout();
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "driver/Reporting.hpp"
+
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -20,6 +22,9 @@ public:
     ~StopCatcher();
     StopCatcher(const StopCatcher&) = delete;
     StopCatcher& operator=(const StopCatcher&) = delete;
+
+private:
+    StopHandler previous;
 };
 
 // The message that `action` stops with, or "(no stop)".

@@ -94,6 +94,64 @@ TEST_F(Lbfgs, FindsTheMinimumOfAParabolaWithEachLineSearch) {
     }
 }
 
+// The first trial goes one unit of length down the gradient. On a round parabola whose minimum lies at a
+// chosen distance the searches judge it differently.
+TEST_F(Lbfgs, SearchesAsTheSettingsSay) {
+    struct Case {
+        int lineSearch;
+        bool takesSteepTrial; // the minimum is far away and the slope as steep as before
+        int overshotTrials;   // until the first iteration, when the first trial has passed the minimum
+        bool isOneEnough;     // with a single step allowed, the first trial at the minimum itself
+    };
+    const Case cases[] = {
+        {LineSearch::moreThuente, false, 2, false},
+        {LineSearch::armijo, true, 1, true},
+        {LineSearch::wolfe, false, 1, true},
+        {LineSearch::strongWolfe, false, 2, true},
+    };
+    for (const Case& given : cases) {
+        SCOPED_TRACE(testing::Message() << "line search " << given.lineSearch);
+        const auto trialsAt = [&](float distance, int lineSteps) {
+            prepare();
+            property.lineSearch = given.lineSearch;
+            property.lineSteps = lineSteps;
+            property.epochs = 1;
+            task.numEvaluations = 0;
+            task.epochs.clear();
+            Values target = parametersOf(*session.arch);
+            for (float& value : target) {
+                value += distance / std::sqrt(static_cast<float>(target.size()));
+            }
+            task.lossOf = [target](const Values& x, Values& gradient) {
+                float loss = 0.0f;
+                for (std::size_t i = 0; i < x.size(); ++i) {
+                    gradient[i] = x[i] - target[i];
+                    loss += 0.5f * gradient[i] * gradient[i];
+                }
+                return loss;
+            };
+            optimize();
+            return task.epochs.empty() ? 0 : task.numEvaluations - 1;
+        };
+
+        EXPECT_EQ(trialsAt(100.0f, 32) == 1, given.takesSteepTrial);
+        EXPECT_EQ(trialsAt(0.505f, 32), given.overshotTrials);
+        EXPECT_EQ(trialsAt(1.0f, 1), given.isOneEnough ? 1 : 0);
+    }
+}
+
+TEST_F(Lbfgs, KeepsNoMoreHistoryThanItCanFill) {
+    prepare();
+    property.lbfgs = std::numeric_limits<int>::max();
+    property.epochs = 10;
+    task.lossOf = Parabola();
+
+    optimize();
+
+    EXPECT_EQ(task.epochs.size(), 10U);
+    EXPECT_EQ(session.trainState, TrainState::allEpochsDone);
+}
+
 TEST_F(Lbfgs, CompleteOptimisationEndsTheTraining) {
     prepare();
     property.epochs = 100000;

@@ -87,6 +87,7 @@ protected:
 
     std::string file(const std::string& name) const { return directory.file(name); }
 
+    StopCatcher stopCatcher; // a stop that nobody expects fails the test
     TemporaryDirectory directory;
     std::string network = directory.file("melta.data");
     Property property;
