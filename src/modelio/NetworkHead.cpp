@@ -1,5 +1,6 @@
 #include "modelio/NetworkHead.hpp"
 
+#include "config/Codes.hpp"
 #include "config/FiniteNumber.hpp"
 #include "config/Property.hpp"
 #include "driver/LineReader.hpp"
@@ -155,14 +156,18 @@ public:
         if (scanInts(reader.line(), values) == 3) {
             values[3] = 1;
         }
-        const auto check = [&](int value, int Property::*expected, const char* item, bool isCode) {
-            const bool isValid = (value > 0 || (isCode && value != 0)) && value == property.*expected;
+        const auto check = [&](int value, int Property::*expected, const char* item) {
+            const bool isValid = value > 0 && value == property.*expected;
             require(isValid, formatText("%s of %s neural network", item, kind.owner).c_str());
         };
-        check(values[3], kind.fields.models, "#models", false);
-        check(values[0], kind.fields.layers, "#layers", false);
-        check(values[1], kind.fields.nodes, "#nodes", false);
-        check(values[2], kind.fields.activ, "activation", true);
+        check(values[3], kind.fields.models, "#models");
+        check(values[0], kind.fields.layers, "#layers");
+        check(values[1], kind.fields.nodes, "#nodes");
+        check(values[2], kind.fields.activ, "activation");
+        // A test compares the file with settings that came from it, so that an unknown code would agree with
+        // itself.
+        require(findCode(activationNames, values[2]) != nullptr,
+                formatText("activation of %s neural network", kind.owner).c_str());
     }
 
     std::vector<HeadElement> readElements(const GeometrySet& geometrySet) {

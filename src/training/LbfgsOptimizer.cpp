@@ -136,7 +136,11 @@ bool LbfgsOptimizer::runLibrary(std::span<float> x) {
     accepted.assign(x.begin(), x.end());
     lbfgs_parameter_t parameters = makeParameters(*session->property);
     lbfgsfloatval_t loss = 0.0f;
-    lbfgs(static_cast<int>(x.size()), x.data(), &loss, evaluateCallback, progressCallback, this, &parameters);
+    const int result = lbfgs(static_cast<int>(x.size()), x.data(), &loss, evaluateCallback, progressCallback,
+                             this, &parameters);
+    if (result == LBFGSERR_OUTOFMEMORY) {
+        stopWithMessage("cannot allocate data of L-BFGS.");
+    }
     // A failed line search leaves its last trial in the layers.
     convertFromTotalData(*session->arch, accepted);
     return lbfgsSchemeChanged || epochCount != before;

@@ -249,6 +249,14 @@ TEST_F(Head, StopsAtEachFault) {
     }
 }
 
+TEST_F(Head, RefusesAnUnknownActivationThatAgreesWithTheSettings) {
+    property.activEnergy = 9;
+    std::vector<Fields> lines = soundLines();
+    lines[4][2] = "9";
+
+    EXPECT_EQ(stopOfLines(lines), about("incorrect activation of energy's neural network"));
+}
+
 TEST_F(Head, ReportsTheFirstOfManyFaults) {
     std::vector<Fields> lines = soundLines();
     for (auto fault = faults.rbegin(); fault != faults.rend(); ++fault) {
