@@ -25,12 +25,14 @@ bool FieldScanner::readInt(int& value) {
     return true;
 }
 
-bool FieldScanner::readFloat(float& value) {
+// Takes what `parse`, one of the C library's functions, finds at the present position.
+template <class Number>
+bool FieldScanner::readNumber(Number (*parse)(const char*, char**), Number& value) {
     if (hasFailed) {
         return false;
     }
     char* end = nullptr;
-    const float number = std::strtof(position, &end);
+    const Number number = parse(position, &end);
     if (end == position) {
         hasFailed = true;
         return false;
@@ -40,19 +42,12 @@ bool FieldScanner::readFloat(float& value) {
     return true;
 }
 
+bool FieldScanner::readFloat(float& value) {
+    return readNumber(std::strtof, value);
+}
+
 bool FieldScanner::readDouble(double& value) {
-    if (hasFailed) {
-        return false;
-    }
-    char* end = nullptr;
-    const double number = std::strtod(position, &end);
-    if (end == position) {
-        hasFailed = true;
-        return false;
-    }
-    value = number;
-    position = end;
-    return true;
+    return readNumber(std::strtod, value);
 }
 
 bool FieldScanner::readWord(std::string& word) {

@@ -20,6 +20,9 @@ public:
     bool readWord(std::string& word);
 
 private:
+    template <class Number>
+    bool readNumber(Number (*parse)(const char*, char**), Number& value);
+
     const char* position;
     bool hasFailed = false;
 };

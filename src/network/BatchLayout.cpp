@@ -17,16 +17,25 @@ std::size_t workOf(const Geometry& geometry, std::size_t atom) {
 
 } // namespace
 
-BatchLayout::BatchLayout(int numElems, std::span<Geometry* const> geometries, int numThreads, Cut cut)
-    : numAtomsOfElem(static_cast<std::size_t>(numElems), 0) {
+BatchLayout::BatchLayout(int numElems, std::span<Geometry* const> geometries, int numThreads, Cut cut) {
     for (const Geometry* const geometry : geometries) {
         numAtoms += static_cast<std::size_t>(geometry->numAtoms);
         geometryStart.push_back(numAtoms);
-        for (const std::int32_t element : geometry->elements) {
-            ++numAtomsOfElem[static_cast<std::size_t>(element)];
-        }
     }
     const std::vector<Range> ranges = makeRanges(geometries, numThreads, cut);
+    std::size_t first = 0;
+    for (const std::size_t last : endsOfShares(ranges, geometries, numThreads)) {
+        addTiles(std::span(ranges).subspan(first, last - first), geometries, numElems);
+        threadStart.push_back(tiles.size());
+        first = last;
+    }
+}
+
+// Where the share of each thread ends: a range belongs to the thread in whose part of the work its middle
+// lies.
+std::vector<std::size_t> BatchLayout::endsOfShares(std::span<const Range> ranges,
+                                                   std::span<Geometry* const> geometries,
+                                                   int numThreads) const {
     std::vector<std::size_t> workBefore{0};
     for (const Range& range : ranges) {
         std::size_t work = 0;
@@ -35,21 +44,31 @@ BatchLayout::BatchLayout(int numElems, std::span<Geometry* const> geometries, in
         }
         workBefore.push_back(workBefore.back() + work);
     }
+    std::vector<std::size_t> ends;
     std::size_t next = 0;
-    for (int thread = 1; thread <= numThreads; ++thread) {
+    for (int thread = 1; thread < numThreads; ++thread) {
         const std::size_t target =
             workBefore.back() * static_cast<std::size_t>(thread) / static_cast<std::size_t>(numThreads);
-        while (next < ranges.size() &&
-               (thread == numThreads || (workBefore[next] + workBefore[next + 1]) / 2 < target)) {
-            const std::size_t first = next;
-            std::size_t atoms = ranges[next++].numAtoms;
-            while (next < ranges.size() && atoms + ranges[next].numAtoms <= atomsOfTile &&
-                   (thread == numThreads || (workBefore[next] + workBefore[next + 1]) / 2 < target)) {
-                atoms += ranges[next++].numAtoms;
-            }
-            addTile(std::span(ranges).subspan(first, next - first), geometries, numElems);
+        while (next < ranges.size() && (workBefore[next] + workBefore[next + 1]) / 2 < target) {
+            ++next;
         }
-        threadStart.push_back(tiles.size());
+        ends.push_back(next);
+    }
+    ends.push_back(ranges.size());
+    return ends;
+}
+
+// Cuts one share into tiles of at most atomsOfTile atoms, or of a single larger range.
+void BatchLayout::addTiles(std::span<const Range> ranges, std::span<Geometry* const> geometries,
+                           int numElems) {
+    std::size_t next = 0;
+    while (next < ranges.size()) {
+        const std::size_t first = next;
+        std::size_t atoms = ranges[next++].numAtoms;
+        while (next < ranges.size() && atoms + ranges[next].numAtoms <= atomsOfTile) {
+            atoms += ranges[next++].numAtoms;
+        }
+        addTile(ranges.subspan(first, next - first), geometries, numElems);
     }
 }
 

@@ -45,7 +45,6 @@ public:
 
     int getNumThreads() const { return static_cast<int>(threadStart.size()) - 1; }
     std::size_t getNumAtoms() const { return numAtoms; }
-    const std::vector<std::size_t>& getNumAtomsOfElem() const { return numAtomsOfElem; }
 
     // Number of the first atom of each geometry, [numGeoms + 1].
     const std::vector<std::size_t>& getGeometryStart() const { return geometryStart; }
@@ -58,11 +57,13 @@ private:
     };
 
     std::vector<Range> makeRanges(std::span<Geometry* const> geometries, int numThreads, Cut cut) const;
+    std::vector<std::size_t> endsOfShares(std::span<const Range> ranges,
+                                          std::span<Geometry* const> geometries, int numThreads) const;
+    void addTiles(std::span<const Range> ranges, std::span<Geometry* const> geometries, int numElems);
     void addTile(std::span<const Range> ranges, std::span<Geometry* const> geometries, int numElems);
 
     std::vector<BatchTile> tiles;
     std::vector<std::size_t> threadStart{0}; // [numThreads + 1], first tile of each thread
-    std::vector<std::size_t> numAtomsOfElem;
     std::vector<std::size_t> geometryStart{0};
     std::size_t numAtoms = 0;
 };

@@ -60,9 +60,6 @@ TEST(BatchLayout, CountsAtoms) {
 
     EXPECT_EQ(layout.getNumAtoms(), 34U);
     EXPECT_EQ(layout.getGeometryStart(), (std::vector<std::size_t>{0, 4, 5, 12, 15, 27, 29, 34}));
-    ASSERT_EQ(layout.getNumAtomsOfElem().size(), 3U);
-    EXPECT_EQ(layout.getNumAtomsOfElem()[0] + layout.getNumAtomsOfElem()[1], 34U);
-    EXPECT_EQ(layout.getNumAtomsOfElem()[2], 0U);
 }
 
 TEST(BatchLayout, HoldsEachAtomOnceInOrder) {
