@@ -4,8 +4,8 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "network/ForceKernels.cpp"
-#include <hwy/foreach_target.h>
 #include <hwy/cache_control.h>
+#include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
@@ -71,9 +71,10 @@ HWY_INLINE void multiplyBlock(D d, std::size_t count, std::size_t depth, const f
     }
 }
 
-// Asks for the rows that come after the next ones. The derivatives of a batch come from the main memory, and at the
-// border of each page the processor's own prefetching begins anew.
-HWY_INLINE void prefetchRows(const float* symmDiff, std::size_t row, std::size_t count, std::size_t numBasis) {
+// Asks for the rows that come after the next ones. The derivatives of a batch come from the main memory, and
+// at the border of each page the processor's own prefetching begins anew.
+HWY_INLINE void prefetchRows(const float* symmDiff, std::size_t row, std::size_t count,
+                             std::size_t numBasis) {
     constexpr std::size_t floatsOfLine = 16;
     const float* const first = symmDiff + (row + 3 * count) * numBasis;
     for (std::size_t i = 0; i < count * numBasis; i += floatsOfLine) {

@@ -67,8 +67,8 @@ public:
     // Makes what follows from the atoms, once, after the last setAtom: inverts the cell, wraps the atoms into
     // it, makes the neighbour lists within `rcut` (Angstrom) if that is positive and, `withShortCoulomb`,
     // takes the short-range Coulomb part out of the reference data. Stops with "volume of lattice is zero."
-    // if the volume is below 0.1 cubic Angstrom, "inverse of lattice is not finite." if it exceeds single precision,
-    // "cannot calculate short-coulomb, because cutoff is not positive." and as createNeighbors.
+    // if the volume is below 0.1 cubic Angstrom, "inverse of lattice is not finite." if it exceeds single
+    // precision, "cannot calculate short-coulomb, because cutoff is not positive." and as createNeighbors.
     void haveSetAtoms(float rcut, bool withShortCoulomb);
 
     // After positions were changed: wraps the atoms and makes new lists within `rcut` (Angstrom). Stops as
