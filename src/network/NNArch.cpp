@@ -59,7 +59,7 @@ void NNArch::makeEnsembles(const GeometrySet& geometrySet) {
     // A network file may claim fewer than no models; its reader refuses that later.
     const NNShape shape{std::max(property->modelsEnergy, 0), property->layersEnergy, property->nodesEnergy,
                         property->activEnergy};
-    // Weights beyond what BLAS can index are a slip of the pen in the settings, not a network.
+    // So many weights are a slip of the pen in the settings, not a network.
     constexpr double limit = 1.0e9;
     const double perModel = static_cast<double>(shape.numNodes) *
                             (static_cast<double>(numBasis) + static_cast<double>(shape.numLayers) *
@@ -77,8 +77,7 @@ void NNArch::makeEnsembles(const GeometrySet& geometrySet) {
     }
 }
 
-// --- in-core set and batch
-// -------------------------------------------------------------------------------------------
+// In-core set and batch.
 
 void NNArch::setGeometriesAll(const GeometrySet* geometrySet) {
     if (geometrySet == nullptr) {
@@ -168,8 +167,7 @@ int NNArch::getNumAtomsBatch() const {
     return numAtoms;
 }
 
-// --- symmetry functions
-// ----------------------------------------------------------------------------------------------
+// Symmetry functions.
 
 void NNArch::printTitleOfSymmFuncs() const {
     if (property->insituTest == 0) {
@@ -279,8 +277,7 @@ void NNArch::writeSymmDistributions(const std::string& fileName, const GeometryS
     symmDistribution->writeDistribution(fileName, geometrySet);
 }
 
-// --- energy and forces
-// -----------------------------------------------------------------------------------------------
+// Energy and forces.
 
 void NNArch::requireEnergyBatch() const {
     if (!hasEnergyNetworks()) {
@@ -386,8 +383,7 @@ float NNArch::obtainOutputBias(int element) const {
     return sum / static_cast<float>(lastLayer.getNumModels());
 }
 
-// --- scheme and weights
-// ----------------------------------------------------------------------------------------------
+// Scheme and weights.
 
 void NNArch::updateEnergyModeScheme(int epoch) {
     if (hasEnergyNetworks()) {

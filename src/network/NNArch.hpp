@@ -45,8 +45,7 @@ public:
     // too large.".
     void initLayers(const GeometrySet* geometrySet);
 
-    // --- in-core set
-    // -------------------------------------------------------------------------------------------------
+    // In-core set.
 
     // Registers the geometries; they are borrowed. Stops with "geometrySet is null.", "#all-geometries is not
     // positive.", "geometriesAll have been set, already.".
@@ -56,8 +55,7 @@ public:
     // Stops with "geometriesAll have not been set.".
     void clearGeometriesAll();
 
-    // --- batch
-    // -------------------------------------------------------------------------------------------------------
+    // Batch.
 
     // The caller's geometries, borrowed; calculateSymmFuncs and renormalizeSymmFuncs follow. Stops with
     // "#geometries is not positive.", "geometries have been set, already.".
@@ -74,8 +72,7 @@ public:
     int getNumGeoms() const { return static_cast<int>(geometries.size()); }
     int getNumAtomsBatch() const;
 
-    // --- symmetry functions
-    // ------------------------------------------------------------------------------------------
+    // Symmetry functions.
 
     // Computes the symmetry functions of the in-core set (`all`) or of the batch, with `derive` their
     // derivatives. Title and bar are printed for the in-core set unless `silent`. Stops with "geometriesAll
@@ -103,8 +100,7 @@ public:
     SymmStatistics& getSymmStatistics() { return statistics; }
     const SymmStatistics& getSymmStatistics() const { return statistics; }
 
-    // --- energy and forces
-    // -------------------------------------------------------------------------------------------
+    // Energy and forces.
 
     // Atomic energies of the batch. Stops with "this is not energy-mode." and "geometries have not been
     // set.", like all operations of this group.
@@ -140,16 +136,14 @@ public:
     // there.
     float obtainOutputBias(int element) const;
 
-    // --- scheme
-    // ------------------------------------------------------------------------------------------------------
+    // Scheme.
 
     // See EnergyModeScheme. Without energy networks neither does anything.
     void updateEnergyModeScheme(int epoch);
     void setEnergyModeScheme(int scheme, bool silent);
     int getEnergyModeScheme() const { return scheme.getValue(); }
 
-    // --- weights
-    // -----------------------------------------------------------------------------------------------------
+    // Weights.
 
     bool hasEnergyNetworks() const { return archMode != onlyCharge; }
     bool hasChargeNetworks() const { return archMode != onlyEnergy; }
