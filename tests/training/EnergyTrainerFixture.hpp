@@ -29,6 +29,14 @@ struct Reference {
 
 class EnergyTrainer : public test::EnergyTraining {
 protected:
+    // Leaves the energy or the force term out of the loss, as coefficients of 0 in the properties file do.
+    void switchTerms(bool hasEnergy, bool hasForce) {
+        property.hasEnergyCoef = hasEnergy ? 1 : 0;
+        property.coefEnergy = hasEnergy ? 1.0f : 0.0f;
+        property.hasForceCoef = hasForce ? 1 : 0;
+        property.coefForce = hasForce ? 1.0f : 0.0f;
+    }
+
     Reference evaluate(const GeometrySet& set) const {
         // The energies of a testing set are measured from the means of its training set.
         const GeometrySet* const origin = set.trainingSet != nullptr ? set.trainingSet : &set;

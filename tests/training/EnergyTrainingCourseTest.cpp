@@ -55,10 +55,7 @@ TEST_F(EnergyTrainer, StallsMoveTheScheme) {
         property.epochsOnlyE = given.epochsOnlyE;
         property.epochsApproxF = given.epochsApproxF;
         property.approxForce = given.approxForce ? 1 : 0;
-        property.hasEnergyCoef = given.hasEnergy ? 1 : 0;
-        property.coefEnergy = given.hasEnergy ? 1.0f : 0.0f;
-        property.hasForceCoef = given.hasForce ? 1 : 0;
-        property.coefForce = given.hasForce ? 1.0f : 0.0f;
+        switchTerms(given.hasEnergy, given.hasForce);
         const auto set = makeSet(property, makeDataText({}));
 
         const std::string text = train(*set);
