@@ -1,45 +1,14 @@
 #include "symmfunc/PlainChebyshev.hpp"
 
+#include "symmfunc/PlainRecords.hpp"
+
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 namespace melta::bench {
 namespace {
 
 constexpr float pi = 3.1415927f;
-
-struct Record {
-    float r;
-    std::array<float, 3> d;
-    float fc;
-    float dfc;
-    int element;
-    int atomNumber;
-};
-
-std::vector<Record> makeRecords(const Geometry& geometry, int iatom, float rcut) {
-    std::vector<Record> records;
-    for (const auto& neighbor : geometry.obtainNeighbors(iatom)) {
-        Record record{};
-        record.d = geometry.obtainNeighborPosition(neighbor);
-        float squared = 0.0f;
-        for (std::size_t c = 0; c < 3; ++c) {
-            record.d[c] -= geometry.positions[3 * static_cast<std::size_t>(iatom) + c];
-            squared += record.d[c] * record.d[c];
-        }
-        record.r = std::sqrt(squared);
-        if (record.r < rcut) {
-            const float t = std::tanh(1.0f - record.r / rcut);
-            record.fc = t * t * t;
-            record.dfc = -3.0f * t * t * (1.0f - t * t) / rcut;
-        }
-        record.element = geometry.elements[static_cast<std::size_t>(neighbor.atom)];
-        record.atomNumber = geometry.atomNumbers[static_cast<std::size_t>(neighbor.atom)];
-        records.push_back(record);
-    }
-    return records;
-}
 
 float slopeOf(float order, float theta, float sine) {
     if (theta >= 0.00001f) {
@@ -48,8 +17,8 @@ float slopeOf(float order, float theta, float sine) {
     return order * order * (1.0f - (order * order - 1.0f) / 6.0f * theta * theta);
 }
 
-void addRadial(const PlainChebyshev& plain, const Record& record, std::size_t n, float* values, float* diff,
-               std::size_t stride) {
+void addRadial(const PlainChebyshev& plain, const PlainRecord& record, std::size_t n, float* values,
+               float* diff, std::size_t stride) {
     const float w = plain.elemWeight ? static_cast<float>(record.atomNumber) : 1.0f;
     const float theta = std::acos(2.0f * record.r / plain.rcut - 1.0f);
     const float sine = std::sin(theta);
@@ -71,10 +40,10 @@ void addRadial(const PlainChebyshev& plain, const Record& record, std::size_t n,
     }
 }
 
-void addPair(const PlainChebyshev& plain, const std::vector<Record>& records, std::size_t j, std::size_t n,
-             float* values, float* diff, std::size_t stride) {
-    const Record& a = records[j];
-    const Record& b = records[n];
+void addPair(const PlainChebyshev& plain, const std::vector<PlainRecord>& records, std::size_t j,
+             std::size_t n, float* values, float* diff, std::size_t stride) {
+    const PlainRecord& a = records[j];
+    const PlainRecord& b = records[n];
     const float w = plain.elemWeight
                         ? std::sqrt(static_cast<float>(a.atomNumber) * static_cast<float>(b.atomNumber))
                         : 1.0f;
@@ -104,16 +73,6 @@ void addPair(const PlainChebyshev& plain, const std::vector<Record>& records, st
     }
 }
 
-bool isPair(const PlainChebyshev& plain, const std::vector<Record>& records, std::size_t j, std::size_t n) {
-    if (!(records[j].r < plain.rcut) || !(records[n].r < plain.rcut)) {
-        return false;
-    }
-    if (plain.elemWeight || records[j].element == records[n].element) {
-        return n < j;
-    }
-    return records[n].element < records[j].element;
-}
-
 } // namespace
 
 int PlainChebyshev::numBasis() const {
@@ -123,7 +82,7 @@ int PlainChebyshev::numBasis() const {
 
 void PlainChebyshev::calculate(const Geometry& geometry, int iatom, std::span<float> symmData,
                                std::span<float> symmDiff) const {
-    const auto records = makeRecords(geometry, iatom, rcut);
+    const auto records = makePlainRecords(geometry, iatom, rcut);
     const auto stride = static_cast<std::size_t>(numBasis());
     std::ranges::fill(symmData, 0.0f);
     std::ranges::fill(symmDiff, 0.0f);
@@ -139,7 +98,7 @@ void PlainChebyshev::calculate(const Geometry& geometry, int iatom, std::span<fl
     const int sizeRadius = numRadius * (elemWeight ? 1 : numElems);
     for (std::size_t j = 0; j < records.size(); ++j) {
         for (std::size_t n = 0; n < records.size(); ++n) {
-            if (isPair(*this, records, j, n)) {
+            if (isPlainPair(records, elemWeight, rcut, j, n)) {
                 const int e = records[j].element;
                 const int pair = elemWeight ? 0 : records[n].element + e * (e + 1) / 2;
                 const int start = sizeRadius + numAngle * pair;

@@ -13,10 +13,15 @@ inline constexpr const char* reaxFF = "ffield.reax";         // ReaxFF potential
 inline constexpr const char* distribution = "melta.gdist";   // distributions of the symmetry functions
 inline constexpr const char* stopFile = "melta.EXIT";        // request to end a training
 inline constexpr const char* metropolis = "melta.metro";     // input of the Metropolis walk
+inline constexpr const char* metropolisStart = ".metropolis.geom"; // its first geometry, until it begins
 inline constexpr const char* forceField = "ffield.melta";    // exported force field
 inline constexpr const char* testTotalEnergy = "melta.etot"; // results of the accuracy test
 inline constexpr const char* testAtomicEnergy = "melta.eatom";
 inline constexpr const char* testForce = "melta.force";
 inline constexpr const char* testCharge = "melta.charge";
+
+// Geometries of the Metropolis walk, "dft_geom/geom.1" and so on, which the DFT jobs take up.
+inline constexpr const char* geometryDirectory = "dft_geom";
+inline constexpr const char* geometryStem = "geom.";
 
 } // namespace melta::fileNames

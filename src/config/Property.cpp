@@ -45,7 +45,7 @@ void Property::readProperty(const std::string& fileName, const std::string& behl
     checkCombinations(*this, fileName, chargeMode);
     learnRateFinal = std::min(learnRate, learnRateFinal);
     if (symmFuncKind == SymmFuncKind::behler) {
-        stopWithMessage("Behler functions are not available: %s", behlerFileName.c_str());
+        readBehlerFile(behlerFileName);
     }
     if (numAngle <= 0) {
         rcutAngle = 0.0f;

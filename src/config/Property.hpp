@@ -29,15 +29,23 @@ public:
     // and keeps what the lines before have said. Without `tolerant` it prints the banner of a testing run.
     void peekData(const std::string& fileName, bool tolerant);
 
-    // Applies the keys of the properties file, checks the settings against each other and prints the banner
-    // of a training run. A missing file is first written as a template. With `chargeMode` the keys "models",
-    // "layers", "nodes" and "activ" mean the charge network, else the energy network. Stops with a message
-    // that names the key or the file when something is wrong; the tables of keys say which.
+    // Applies the keys of the properties file, checks the settings against each other, reads the Behler
+    // functions if they are chosen, and prints the banner of a training run. A missing file is first written
+    // as a template. With `chargeMode` the keys "models", "layers", "nodes" and "activ" mean the charge
+    // network, else the energy network. Stops with a message that names the key or the file when something is
+    // wrong; the tables of keys say which.
     void readProperty(const std::string& fileName, const std::string& behlerFileName, bool chargeMode);
 
     // Writes a properties file with the current settings. Without `overwrite` an existing file stays as it
     // is. Stops with "cannot open file: %s" if it cannot be written.
     void writeTemplate(const std::string& fileName, bool chargeMode, bool overwrite) const;
+
+    // Takes the Behler functions and their cutoffs from a file. A missing file is first written, as a grid of
+    // functions with the present counts (one G3 for two angular functions) and cutoffs. Stops with
+    // "cannot open file: %s", "you can set G3/G4 only once.", with a message about the section whose line is
+    // unreadable, not finite or out of range, such as "cannot read G2: %s", and with "there are no G2
+    // functions: %s", "Rcut for radius is not positive: %s" or "Rcut for angle is not positive: %s".
+    void readBehlerFile(const std::string& fileName);
 
     // Tells on the console what the run is going to do.
     void printBanner(bool testing, bool chargeMode) const;

@@ -1,10 +1,18 @@
 #include "driver/CommandTable.hpp"
 
+#include "baseline/ClassicalMode.hpp"
+#include "config/BehlerDialogue.hpp"
 #include "config/FileNames.hpp"
 #include "config/Property.hpp"
+#include "dfttools/DFTMode.hpp"
+#include "dfttools/SplitMode.hpp"
 #include "driver/Reporting.hpp"
 #include "driver/StopFile.hpp"
+#include "modelio/ExportMode.hpp"
+#include "sampling/MetropolisMode.hpp"
+#include "testing/ForceTestMode.hpp"
 #include "testing/TestingMode.hpp"
+#include "training/DebugMode.hpp"
 #include "training/TrainingMode.hpp"
 
 #include <algorithm>
@@ -31,9 +39,19 @@ void runTemplate(std::span<const std::string> /*words*/) {
 std::span<const Command> commandTable() {
     static const std::vector<Command> table = {
         {{"--train", "--train-energy"}, runEnergyTraining, Threading::parallel},
+        {{"--train-charge"}, runChargeTraining, Threading::parallel},
         {{"--stop", "--stop-training"}, runStop, Threading::serial},
         {{"--test", "--test-with-bias", "--test-without-bias"}, runAccuracyTest, Threading::parallel},
+        {{"--debug", "--debug-energy"}, runEnergyDebug, Threading::parallel},
+        {{"--debug-charge"}, runChargeDebug, Threading::parallel},
+        {{"--force", "--force-test"}, runForceTest, Threading::parallel},
         {{"--temp", "--template"}, runTemplate, Threading::serial},
+        {{"--behler", "--behler-temp"}, runBehlerDialogue, Threading::serial},
+        {{"--export", "--force-field", "--lammps"}, runExport, Threading::serial},
+        {{"--dft", "--qe", "--quantum-espresso"}, runDFT, Threading::serial},
+        {{"--split", "--split-train"}, runSplit, Threading::serial},
+        {{"--metro-temp", "--monte-carlo-temp", "--mc-temp"}, runMetropolisTemplate, Threading::serial},
+        {{"--classical"}, runClassicalFit, Threading::parallel},
     };
     return table;
 }

@@ -18,6 +18,9 @@ bool isComplete(const NNArch& arch, const std::string& fileName) {
     if (!arch.getEnergyEnsembles().empty()) {
         names.push_back(companionName(fileName, energyKind));
     }
+    if (!arch.getChargeEnsembles().empty()) {
+        names.push_back(companionName(fileName, chargeKind));
+    }
     return std::ranges::all_of(names,
                                [](const std::string& name) { return openForReading(name) != nullptr; });
 }
@@ -30,7 +33,8 @@ void storeNN(const NNArch& arch, const std::string& fileName, const GeometrySet*
     }
     printOut("  * Store the neural network to the file.\n\n");
     NNIO(&arch.getProperty(), geometrySet)
-        .writeNetworkFile(fileName, arch.getSymmStatistics(), arch.getEnergyEnsembles());
+        .writeNetworkFile(fileName, arch.getSymmStatistics(), arch.getEnergyEnsembles(),
+                          arch.getChargeEnsembles());
 }
 
 void restoreNN(NNArch& arch, const std::string& fileName, const GeometrySet* geometrySet, bool checkFiles) {
@@ -43,7 +47,8 @@ void restoreNN(NNArch& arch, const std::string& fileName, const GeometrySet* geo
     }
     printOut("  * Restore the neural network from the file.\n\n");
     NNIO(&arch.getProperty(), geometrySet)
-        .readNetworkFile(fileName, arch.getSymmStatistics(), arch.getEnergyEnsembles());
+        .readNetworkFile(fileName, arch.getSymmStatistics(), arch.getEnergyEnsembles(),
+                         arch.getChargeEnsembles());
 }
 
 } // namespace melta

@@ -4,6 +4,7 @@
 #include "driver/LineReader.hpp"
 #include "driver/Reporting.hpp"
 #include "modelio/InputMap.hpp"
+#include "modelio/NetworkKind.hpp"
 #include "structure/GeometrySet.hpp"
 
 #include <cmath>
@@ -77,8 +78,9 @@ float scanOutputBias(std::FILE* stream, double energyAve) {
 class CompanionReader {
 public:
     // `scratch` has one model and the first layer of the file; without `map` the inputs stay as they are.
-    CompanionReader(std::FILE* file, NNEnsemble scratchNetwork, std::optional<InputMap> inputMap)
-        : stream(file), scratch(std::move(scratchNetwork)), map(std::move(inputMap)) {}
+    CompanionReader(std::FILE* file, const NetworkKind& networkKind, NNEnsemble scratchNetwork,
+                    std::optional<InputMap> inputMap)
+        : stream(file), kind(networkKind), scratch(std::move(scratchNetwork)), map(std::move(inputMap)) {}
 
     // One model of an ensemble whose element has the mean energy `energyAve`.
     void readNetwork(NNEnsemble& ensemble, int model, const HeadElement& element, double energyAve) {
@@ -107,18 +109,21 @@ private:
             layer.scanWeight(stream, model, true);
         }
         NNLayer& lastLayer = ensemble.getLastLayer();
-        lastLayer.scanWeight(stream, model, false);
-        lastLayer.biasOf(model).front() = scanOutputBias(stream, energyAve);
+        lastLayer.scanWeight(stream, model, !kind.isFromMean);
+        if (kind.isFromMean) {
+            lastLayer.biasOf(model).front() = scanOutputBias(stream, energyAve);
+        }
     }
 
     std::FILE* stream;
+    const NetworkKind& kind;
     NNEnsemble scratch;
     std::optional<InputMap> map;
 };
 
 } // namespace
 
-void writeCompanion(std::FILE* stream, const GeometrySet& geometrySet,
+void writeCompanion(std::FILE* stream, const NetworkKind& kind, const GeometrySet& geometrySet,
                     const std::vector<NNEnsemble>& ensembles) {
     for (std::size_t e = 0; e < ensembles.size(); ++e) {
         const NNLayer& lastLayer = ensembles[e].getLastLayer();
@@ -126,17 +131,20 @@ void writeCompanion(std::FILE* stream, const GeometrySet& geometrySet,
             for (const NNLayer& layer : ensembles[e].getInterLayers()) {
                 layer.printWeight(stream, m, true);
             }
-            lastLayer.printWeight(stream, m, false);
-            std::fprintf(stream, "%.16e\n",
-                         static_cast<double>(lastLayer.biasOf(m).front()) +
-                             geometrySet.getElementEnergy(static_cast<int>(e)));
+            lastLayer.printWeight(stream, m, !kind.isFromMean);
+            if (kind.isFromMean) {
+                std::fprintf(stream, "%.16e\n",
+                             static_cast<double>(lastLayer.biasOf(m).front()) +
+                                 geometrySet.getElementEnergy(static_cast<int>(e)));
+            }
         }
     }
 }
 
-void readCompanion(const std::string& fileName, const Property& property, const GeometrySet& geometrySet,
-                   std::span<const HeadElement> elements, std::span<const int> mapOfElems,
-                   std::vector<NNEnsemble>& ensembles) {
+void readCompanion(const std::string& headName, const NetworkKind& kind, const Property& property,
+                   const GeometrySet& geometrySet, std::span<const HeadElement> elements,
+                   std::span<const int> mapOfElems, std::vector<NNEnsemble>& ensembles) {
+    const std::string fileName = companionName(headName, kind);
     const FilePointer file = openForReading(fileName);
     if (!file) {
         stopWithMessage("cannot open file: %s", fileName.c_str());
@@ -148,7 +156,7 @@ void readCompanion(const std::string& fileName, const Property& property, const 
     if (property.elemWeight == 0) {
         map = makeInputMap(property, mapOfElems, geometrySet.numElems);
     }
-    CompanionReader reader(file.get(), NNEnsemble(shape, numInputs, false, false), std::move(map));
+    CompanionReader reader(file.get(), kind, NNEnsemble(shape, numInputs, false, false), std::move(map));
     for (std::size_t i = 0; i < elements.size(); ++i) {
         const int target = mapOfElems[i];
         for (int m = 0; m < numModels; ++m) {

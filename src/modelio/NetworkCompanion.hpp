@@ -13,17 +13,18 @@ namespace melta {
 
 class GeometrySet;
 class Property;
+struct NetworkKind;
 
-// Writes the networks element by element, model by model; output biases count from zero energy.
-void writeCompanion(std::FILE* stream, const GeometrySet& geometrySet,
+// Writes the networks element by element, model by model; output biases of energies count from zero energy.
+void writeCompanion(std::FILE* stream, const NetworkKind& kind, const GeometrySet& geometrySet,
                     const std::vector<NNEnsemble>& ensembles);
 
-// Reads the companion of a head with these elements into the networks of the elements that the set has as
-// well. `mapOfElems`: index in the set for each element of the head, or -1. Stops with "neural network is too
-// large: %s", "cannot open file: %s" (the companion), "cannot scan neural network @weight" (@bias, @bias1)
-// when a finite number is missing.
-void readCompanion(const std::string& fileName, const Property& property, const GeometrySet& geometrySet,
-                   std::span<const HeadElement> elements, std::span<const int> mapOfElems,
-                   std::vector<NNEnsemble>& ensembles);
+// Reads the companion of the head `headName` with these elements into the networks of the elements that the
+// set has as well. `mapOfElems`: index in the set for each element of the head, or -1. Stops with "neural
+// network is too large: %s", "cannot open file: %s" (the companion), "cannot scan neural network @weight"
+// (@bias, @bias1) when a finite number is missing.
+void readCompanion(const std::string& headName, const NetworkKind& kind, const Property& property,
+                   const GeometrySet& geometrySet, std::span<const HeadElement> elements,
+                   std::span<const int> mapOfElems, std::vector<NNEnsemble>& ensembles);
 
 } // namespace melta

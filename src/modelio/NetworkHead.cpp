@@ -255,14 +255,14 @@ void writeNetworkHead(std::FILE* stream, const Property& property, const Geometr
 }
 
 std::vector<HeadElement> readNetworkHead(const std::string& fileName, const Property& property,
-                                         const GeometrySet& geometrySet, bool withEnergy) {
+                                         const GeometrySet& geometrySet, bool withEnergy, bool withCharge) {
     HeadReader reader(fileName, property);
     reader.readKinds();
     reader.readSymmFunc();
     reader.readWithCharge();
     reader.readShape(energyKind, withEnergy);
     if (property.withCharge != 0) {
-        reader.readShape(chargeKind, false);
+        reader.readShape(chargeKind, withCharge);
     }
     return reader.readElements(geometrySet);
 }

@@ -28,10 +28,11 @@ void writeNetworkHead(std::FILE* stream, const Property& property, const Geometr
                       const SymmStatistics& statistics);
 
 // Reads the head, checks what defines the model against `property`, and gives the elements in their order.
-// The shape of the energy networks is checked only `withEnergy`. Cutoffs, parameters of Behler functions,
-// `tanhCutoff` and the numbers of ReaxFF are read past. At the first difference it stops with a message that
-// names the item; lines that are not there, elements that stand twice and an empty `geometrySet` stop too.
+// The shapes of the networks are checked only `withEnergy` and `withCharge`. Cutoffs, parameters of Behler
+// functions, `tanhCutoff` and the numbers of ReaxFF are read past. At the first difference it stops with a
+// message that names the item; lines that are not there, elements that stand twice and an empty `geometrySet`
+// stop too.
 std::vector<HeadElement> readNetworkHead(const std::string& fileName, const Property& property,
-                                         const GeometrySet& geometrySet, bool withEnergy);
+                                         const GeometrySet& geometrySet, bool withEnergy, bool withCharge);
 
 } // namespace melta

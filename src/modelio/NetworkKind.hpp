@@ -11,10 +11,11 @@ struct NetworkKind {
     const NetworkFields& fields; // where the settings keep the shape
     const char* owner;           // how messages call the kind
     const char* suffix;          // what the companion's name adds to that of the head
+    bool isFromMean;             // the outputs count from the mean energy of their element
 };
 
-inline constexpr NetworkKind energyKind{energyNetwork, "energy's", "_e"};
-inline constexpr NetworkKind chargeKind{chargeNetwork, "charge's", "_q"};
+inline constexpr NetworkKind energyKind{energyNetwork, "energy's", "_e", true};
+inline constexpr NetworkKind chargeKind{chargeNetwork, "charge's", "_q", false};
 
 // Name of the companion of the head `fileName`, which holds the weights of one kind of networks.
 inline std::string companionName(const std::string& fileName, const NetworkKind& kind) {

@@ -12,6 +12,14 @@ double squareOf(float error) {
     return static_cast<double>(error * error);
 }
 
+// The part of `values` [numAtoms of the batch][perAtom] that belongs to geometry `index`.
+std::span<const float> partOf(std::span<const float> values, const BatchLayout& layout, int index,
+                              std::size_t perAtom) {
+    const std::vector<std::size_t>& start = layout.getGeometryStart();
+    const auto g = static_cast<std::size_t>(index);
+    return values.subspan(perAtom * start[g], perAtom * (start[g + 1] - start[g]));
+}
+
 } // namespace
 
 NNArch::NNArch(int mode, int elements, const Property* settings, bool isMain, bool withAdam)
@@ -32,8 +40,13 @@ void NNArch::initLayers(const GeometrySet* geometrySet) {
     statistics.symmAve.assign(static_cast<std::size_t>(numElems), 0.0f);
     // Not prepared yet: normalisation refuses to run, and no restored network is rescaled.
     statistics.symmDev.assign(static_cast<std::size_t>(numElems), -1.0f);
+    // Reference energies are measured from the mean of their element, charges are not.
     if (hasEnergyNetworks()) {
-        makeEnsembles(*geometrySet);
+        const std::vector<float> scales(geometrySet->energyDev.begin(), geometrySet->energyDev.end());
+        makeEnsembles(energyNetwork, scales, std::vector<float>(scales.size(), 0.0f), energyEnsembles);
+    }
+    if (hasChargeNetworks()) {
+        makeEnsembles(chargeNetwork, geometrySet->chargeDev, geometrySet->chargeAve, chargeEnsembles);
     }
 }
 
@@ -55,10 +68,12 @@ void NNArch::makeSymmFunc() {
     }
 }
 
-void NNArch::makeEnsembles(const GeometrySet& geometrySet) {
+// Networks of one kind, whose outputs begin around `shifts` with the spread `scales`, [numElems] each.
+void NNArch::makeEnsembles(const NetworkFields& fields, const std::vector<float>& scales,
+                           const std::vector<float>& shifts, std::vector<NNEnsemble>& ensembles) const {
     // A network file may claim fewer than no models; its reader refuses that later.
-    const NNShape shape{std::max(property->modelsEnergy, 0), property->layersEnergy, property->nodesEnergy,
-                        property->activEnergy};
+    const NNShape shape{std::max(property->*fields.models, 0), property->*fields.layers,
+                        property->*fields.nodes, property->*fields.activ};
     // So many weights are a slip of the pen in the settings, not a network.
     constexpr double limit = 1.0e9;
     const double perModel = static_cast<double>(shape.numNodes) *
@@ -67,13 +82,12 @@ void NNArch::makeEnsembles(const GeometrySet& geometrySet) {
     if (perModel * shape.numModels * numElems > limit) {
         stopWithMessage("neural network is too large.");
     }
-    for (int e = 0; e < numElems; ++e) {
-        if (e >= geometrySet.numElems) {
+    for (std::size_t e = 0; e < static_cast<std::size_t>(numElems); ++e) {
+        if (e >= scales.size()) {
             stopWithMessage("index of element is out of range.");
         }
-        energyEnsembles.emplace_back(shape, numBasis, isMainArch, useAdam);
-        energyEnsembles.back().initWeight(
-            static_cast<float>(geometrySet.energyDev[static_cast<std::size_t>(e)]), 0.0f);
+        ensembles.emplace_back(shape, numBasis, isMainArch, useAdam);
+        ensembles.back().initWeight(scales[e], shifts[e]);
     }
 }
 
@@ -146,6 +160,7 @@ void NNArch::clearGeometries() {
         stopWithMessage("geometries have not been set.");
     }
     energyPass.clearBatch();
+    chargePass.clearBatch();
     geometries.clear();
     symmOfBatch.clear();
     symmOwned.clear();
@@ -153,9 +168,12 @@ void NNArch::clearGeometries() {
 
 // Lays the batch out once its symmetry functions are there.
 void NNArch::prepareBatch() {
+    const auto cut = isMainArch ? BatchLayout::Cut::geometries : BatchLayout::Cut::atoms;
     if (hasEnergyNetworks()) {
-        const BatchView view{energyEnsembles, geometries, symmOfBatch, 0};
-        energyPass.setBatch(view, isMainArch ? BatchLayout::Cut::geometries : BatchLayout::Cut::atoms);
+        energyPass.setBatch({energyEnsembles, geometries, symmOfBatch, 0, NetworkTarget::energy}, cut);
+    }
+    if (hasChargeNetworks()) {
+        chargePass.setBatch({chargeEnsembles, geometries, symmOfBatch, 0, NetworkTarget::charge}, cut);
     }
 }
 
@@ -216,12 +234,12 @@ void NNArch::statisticsSymmFuncs(const GeometrySet* geometrySet) {
     statistics = useStored ? statisticsOfRows(geometriesAll, symmAll, numElems)
                            : statisticsOfSet(*symmFunc, *geometrySet);
     printSymmStatistics(*geometrySet);
-    for (std::size_t e = 0; e < energyEnsembles.size(); ++e) {
+    forEachEnsemble([&](std::size_t e, NNEnsemble& ensemble) {
         if (old.symmDev[e] > 0.0f) {
-            energyEnsembles[e].getInterLayers().front().rescaleWeight(
-                old.symmAve[e], old.symmDev[e], statistics.symmAve[e], statistics.symmDev[e]);
+            ensemble.getInterLayers().front().rescaleWeight(old.symmAve[e], old.symmDev[e],
+                                                            statistics.symmAve[e], statistics.symmDev[e]);
         }
-    }
+    });
 }
 
 void NNArch::printSymmStatistics(const GeometrySet& geometrySet) const {
@@ -290,7 +308,7 @@ void NNArch::requireEnergyBatch() const {
 
 void NNArch::goForwardOnEnergy() {
     requireEnergyBatch();
-    energyPass.goForwardOnEnergy();
+    energyPass.goForward();
 }
 
 void NNArch::goBackwardOnForce() {
@@ -305,9 +323,7 @@ void NNArch::evaluateEnergy(bool wantForces) {
 
 void NNArch::evaluateEnergyLoss(std::span<const float> energyScale, std::span<const float> forceScale) {
     requireEnergyBatch();
-    if (!isMainArch) {
-        stopWithMessage("cannot calculate gradients of weights, because this is not learnable.");
-    }
+    requireLearnable();
     ForceGradient forceGradient = ForceGradient::none;
     switch (scheme.getValue()) {
     case EnergyModeScheme::notSet:
@@ -323,21 +339,17 @@ void NNArch::evaluateEnergyLoss(std::span<const float> energyScale, std::span<co
     default:
         stopWithMessage("incorrect energyModeSchem to derive force.");
     }
-    const EnergyLossSettings settings{energyScale, forceScale, forceGradient, property->withHDNNP != 0,
-                                      property->sqrtLoss != 0};
-    energyPass.evaluateLoss(settings, energyEnsembles, loss);
+    const LossSettings settings{energyScale, forceScale, forceGradient, property->withHDNNP != 0,
+                                property->sqrtLoss != 0};
+    energyPass.evaluateLoss(settings, energyEnsembles, energyLoss);
 }
 
 std::span<const float> NNArch::obtainEnergies(int index) const {
-    const std::vector<std::size_t>& start = energyPass.getLayout().getGeometryStart();
-    const auto g = static_cast<std::size_t>(index);
-    return energyPass.obtainEnergies().subspan(start[g], start[g + 1] - start[g]);
+    return partOf(energyPass.obtainOutputs(), energyPass.getLayout(), index, 1);
 }
 
 std::span<const float> NNArch::obtainForces(int index) const {
-    const std::vector<std::size_t>& start = energyPass.getLayout().getGeometryStart();
-    const auto g = static_cast<std::size_t>(index);
-    return energyPass.obtainForces().subspan(3 * start[g], 3 * (start[g + 1] - start[g]));
+    return partOf(energyPass.obtainForces(), energyPass.getLayout(), index, 3);
 }
 
 void NNArch::squareErrorsOfEnergy(float& etotError, float& eatomError, float* forceError) const {
@@ -383,6 +395,53 @@ float NNArch::obtainOutputBias(int element) const {
     return sum / static_cast<float>(lastLayer.getNumModels());
 }
 
+// Charges.
+
+void NNArch::requireChargeBatch() const {
+    if (!hasChargeNetworks()) {
+        stopWithMessage("this is not charge-mode.");
+    }
+    if (geometries.empty()) {
+        stopWithMessage("geometries have not been set.");
+    }
+}
+
+void NNArch::goForwardOnCharge() {
+    requireChargeBatch();
+    chargePass.evaluate(false);
+}
+
+void NNArch::goBackwardOnCharge(std::span<const float> chargeScale) {
+    if (chargeScale.empty()) {
+        stopWithMessage("chargeScale is null.");
+    }
+    requireChargeBatch();
+    requireLearnable();
+    const LossSettings settings{chargeScale, {}, ForceGradient::none, false, property->sqrtLoss != 0};
+    chargePass.evaluateLoss(settings, chargeEnsembles, chargeLoss);
+}
+
+std::span<const float> NNArch::obtainCharges(int index) const {
+    requireChargeBatch();
+    return partOf(chargePass.obtainOutputs(), chargePass.getLayout(), index, 1);
+}
+
+void NNArch::squareErrorsOfCharge(float& qatomError) const {
+    requireChargeBatch();
+    double sum = 0.0;
+    const int count = getNumGeoms();
+#pragma omp parallel for schedule(static) reduction(+ : sum)
+    for (int g = 0; g < count; ++g) {
+        const Geometry& geometry = *geometries[static_cast<std::size_t>(g)];
+        const std::span<const float> charges =
+            partOf(chargePass.obtainOutputs(), chargePass.getLayout(), g, 1);
+        for (std::size_t a = 0; a < charges.size(); ++a) {
+            sum += squareOf(charges[a] - geometry.charges[a]);
+        }
+    }
+    qatomError += static_cast<float>(sum);
+}
+
 // Scheme and weights.
 
 void NNArch::updateEnergyModeScheme(int epoch) {
@@ -397,10 +456,23 @@ void NNArch::setEnergyModeScheme(int value, bool silent) {
     }
 }
 
-void NNArch::clearWeightGrads() {
-    for (NNEnsemble& ensemble : energyEnsembles) {
-        ensemble.initWeightGrad();
+template <class Work>
+void NNArch::forEachEnsemble(Work&& work) {
+    for (std::vector<NNEnsemble>* const ensembles : {&energyEnsembles, &chargeEnsembles}) {
+        for (std::size_t e = 0; e < ensembles->size(); ++e) {
+            work(e, (*ensembles)[e]);
+        }
     }
+}
+
+void NNArch::requireLearnable() const {
+    if (!isMainArch) {
+        stopWithMessage("cannot calculate gradients of weights, because this is not learnable.");
+    }
+}
+
+void NNArch::clearWeightGrads() {
+    forEachEnsemble([](std::size_t, NNEnsemble& ensemble) { ensemble.initWeightGrad(); });
 }
 
 void NNArch::updateLayers(float learningScale) {
@@ -411,9 +483,9 @@ void NNArch::updateLayers(float learningScale) {
         stopWithMessage("learning scale is not positive.");
     }
     const float alpha = learningScale * property->learnRate;
-    for (NNEnsemble& ensemble : energyEnsembles) {
+    forEachEnsemble([&](std::size_t, NNEnsemble& ensemble) {
         ensemble.updateWeight(alpha, property->adamBeta1, property->adamBeta2);
-    }
+    });
 }
 
 } // namespace melta

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "config/NetworkFields.hpp"
 #include "config/Property.hpp"
 #include "network/EnergyModeScheme.hpp"
-#include "network/EnergyPass.hpp"
 #include "network/NNEnsemble.hpp"
+#include "network/NetworkPass.hpp"
 #include "network/SymmPreparation.hpp"
 #include "structure/GeometrySet.hpp"
 #include "symmfunc/SymmFunc.hpp"
@@ -129,12 +130,33 @@ public:
     void squareErrorsOfEnergy(float& etotError, float& eatomError, float* forceError) const;
 
     // Loss terms of each model, [numModels], of the last evaluateEnergyLoss.
-    std::span<const float> getLossEnergy() const { return loss.energy; }
-    std::span<const float> getLossForce() const { return loss.force; }
+    std::span<const float> getLossEnergy() const { return energyLoss.output; }
+    std::span<const float> getLossForce() const { return energyLoss.force; }
 
     // Mean over the models of the output bias of an element's energy networks; 0 for an element that is not
     // there.
     float obtainOutputBias(int element) const;
+
+    // Charges. No neutrality is imposed: a charge is whatever the network gives.
+
+    // Charges of the batch. Stops with "this is not charge-mode." and "geometries have not been set.", like
+    // all operations of this group.
+    void goForwardOnCharge();
+
+    // Charges and losses of the batch, and the gradient of the losses, which is added to the layers; in one
+    // sweep, so that no goForwardOnCharge is needed before. chargeScale [numElems]: factors of the loss.
+    // Stops also with "chargeScale is null." when it is empty and with "cannot calculate gradients of
+    // weights, because this is not learnable.".
+    void goBackwardOnCharge(std::span<const float> chargeScale);
+
+    // charges [numAtoms] of geometry `index` of the batch, e.
+    std::span<const float> obtainCharges(int index) const;
+
+    // Adds the sum of squared errors over the atoms of the batch.
+    void squareErrorsOfCharge(float& qatomError) const;
+
+    // Loss of each model, [numModels], of the last goBackwardOnCharge.
+    std::span<const float> getLossCharge() const { return chargeLoss.output; }
 
     // Scheme.
 
@@ -155,6 +177,8 @@ public:
     // Ensembles by element; empty without networks of that kind.
     std::vector<NNEnsemble>& getEnergyEnsembles() { return energyEnsembles; }
     const std::vector<NNEnsemble>& getEnergyEnsembles() const { return energyEnsembles; }
+    std::vector<NNEnsemble>& getChargeEnsembles() { return chargeEnsembles; }
+    const std::vector<NNEnsemble>& getChargeEnsembles() const { return chargeEnsembles; }
 
     void clearWeightGrads();
 
@@ -164,9 +188,14 @@ public:
 
 private:
     void makeSymmFunc();
-    void makeEnsembles(const GeometrySet& geometrySet);
+    void makeEnsembles(const NetworkFields& fields, const std::vector<float>& scales,
+                       const std::vector<float>& shifts, std::vector<NNEnsemble>& ensembles) const;
     void prepareBatch();
     void requireEnergyBatch() const;
+    void requireChargeBatch() const;
+    void requireLearnable() const;
+    template <class Work>
+    void forEachEnsemble(Work&& work);
     void printTitleOfSymmFuncs() const;
     void printSymmStatistics(const GeometrySet& geometrySet) const;
 
@@ -183,6 +212,7 @@ private:
     std::unique_ptr<SymmFuncDistribution> symmDistribution; // made at first need
 
     std::vector<NNEnsemble> energyEnsembles; // [numElems]
+    std::vector<NNEnsemble> chargeEnsembles; // [numElems]
 
     std::vector<Geometry*> geometriesAll; // the in-core set, borrowed
     std::vector<SymmRows> symmAll;        // its symmetry functions
@@ -190,8 +220,10 @@ private:
     std::vector<Geometry*> geometries;        // the batch, borrowed
     std::vector<SymmRows> symmOwned;          // symmetry functions computed for the batch
     std::vector<const SymmRows*> symmOfBatch; // those in use: the batch's own or rows of the in-core set
-    EnergyPass energyPass;
-    EnergyLoss loss;
+    NetworkPass energyPass;
+    NetworkPass chargePass;
+    NetworkLoss energyLoss;
+    NetworkLoss chargeLoss;
 };
 
 } // namespace melta

@@ -19,6 +19,12 @@ void requireOneKind(const NNArch& arch) {
     }
 }
 
+// The ensembles of the one kind that the arrangement has.
+template <class Arch> auto& ensemblesOf(Arch& arch) {
+    requireOneKind(arch);
+    return arch.hasEnergyNetworks() ? arch.getEnergyEnsembles() : arch.getChargeEnsembles();
+}
+
 // Calls work(layer, model, offset) for each layer of each model in the order of the vector, offset being
 // where the layer begins, and gives the length of the whole.
 template <class Ensembles, class Work>
@@ -60,13 +66,11 @@ void requireSameShape(const NNEnsemble& target, const NNEnsemble& source) {
 } // namespace
 
 std::size_t getTotalDataSize(const NNArch& arch) {
-    requireOneKind(arch);
-    return forEachLayer(arch.getEnergyEnsembles(), [](const NNLayer&, int, std::size_t) {});
+    return forEachLayer(ensemblesOf(arch), [](const NNLayer&, int, std::size_t) {});
 }
 
 void convertToTotalData(const NNArch& arch, std::span<float> x, bool wantGrad) {
-    requireOneKind(arch);
-    forEachLayer(arch.getEnergyEnsembles(), [&](const NNLayer& layer, int m, std::size_t offset) {
+    forEachLayer(ensemblesOf(arch), [&](const NNLayer& layer, int m, std::size_t offset) {
         const float scale = wantGrad ? layer.getWeightScale() : 1.0f / layer.getWeightScale();
         const float shift = wantGrad ? 0.0f : layer.getBiasShift();
         const auto weights = wantGrad ? layer.weightGradOf(m) : layer.weightOf(m);
@@ -78,8 +82,7 @@ void convertToTotalData(const NNArch& arch, std::span<float> x, bool wantGrad) {
 }
 
 void convertFromTotalData(NNArch& arch, std::span<const float> x) {
-    requireOneKind(arch);
-    forEachLayer(arch.getEnergyEnsembles(), [&](NNLayer& layer, int m, std::size_t offset) {
+    forEachLayer(ensemblesOf(arch), [&](NNLayer& layer, int m, std::size_t offset) {
         const float scale = layer.getWeightScale();
         const float shift = layer.getBiasShift();
         const std::span<float> weights = layer.weightOf(m);
@@ -98,11 +101,14 @@ void copyLayers(NNArch& target, const NNArch* source) {
     if (target.getNumElems() != source->getNumElems()) {
         stopWithMessage("incorrect #elements of arch.");
     }
-    requireOneKind(target);
-    requireOneKind(*source);
-    for (std::size_t e = 0; e < target.getEnergyEnsembles().size(); ++e) {
-        NNEnsemble& to = target.getEnergyEnsembles()[e];
-        const NNEnsemble& from = source->getEnergyEnsembles()[e];
+    std::vector<NNEnsemble>& targets = ensemblesOf(target);
+    const std::vector<NNEnsemble>& sources = ensemblesOf(*source);
+    if (target.getArchMode() != source->getArchMode()) {
+        stopWithMessage("incorrect mode of arch.");
+    }
+    for (std::size_t e = 0; e < targets.size(); ++e) {
+        NNEnsemble& to = targets[e];
+        const NNEnsemble& from = sources[e];
         requireSameShape(to, from);
         const std::vector<NNLayer*> toLayers = to.obtainLayers();
         const std::vector<const NNLayer*> fromLayers = from.obtainLayers();

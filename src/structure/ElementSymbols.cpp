@@ -24,14 +24,19 @@ void regularizeElement(std::string& label) {
     label.resize(std::min({label.size(), end, longestSymbol}));
 }
 
-int atomicNumberOf(const std::string& label) {
+int findAtomicNumber(const std::string& label) {
     std::string symbol = label;
     regularizeElement(symbol);
     const auto* const found = std::find(elementSymbols.begin(), elementSymbols.end(), symbol);
-    if (found == elementSymbols.end()) {
+    return found == elementSymbols.end() ? 0 : static_cast<int>(found - elementSymbols.begin()) + 1;
+}
+
+int atomicNumberOf(const std::string& label) {
+    const int atomicNumber = findAtomicNumber(label);
+    if (atomicNumber < 1) {
         stopWithMessage("cannot resolve the atomic number of the element: %s", label.c_str());
     }
-    return static_cast<int>(found - elementSymbols.begin()) + 1;
+    return atomicNumber;
 }
 
 } // namespace melta

@@ -14,7 +14,11 @@ extern const std::array<std::string_view, numElementSymbols> elementSymbols;
 // digit, blank, or one of # * + - : _ ~. Fe2 becomes Fe, O_1 becomes O.
 void regularizeElement(std::string& label);
 
-// Atomic number of an element label, which may carry what regularizeElement removes.
+// Atomic number of an element label, which may carry what regularizeElement removes; 0 if the rest is no
+// symbol.
+[[nodiscard]] int findAtomicNumber(const std::string& label);
+
+// The same for a label that has to name an element.
 // Stops with "cannot resolve the atomic number of the element: %s" (the label) if the rest is no symbol.
 [[nodiscard]] int atomicNumberOf(const std::string& label);
 

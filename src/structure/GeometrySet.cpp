@@ -27,15 +27,22 @@ void GeometrySet::readFile(const std::string& fileName, bool withCharge, bool is
 }
 
 void GeometrySet::haveReadGeometrySet(const Property* property, bool withShortCoulomb,
-                                      const std::string& baselineFile, int printMode) {
+                                      const BaselineRemoval& baselineRemoval, int printMode) {
     if (numGeoms < 1) {
         return;
     }
     if (property == nullptr) {
         stopWithMessage("property is null.");
     }
-    prepareGeometries(obtainLargestCutoff(*property), withShortCoulomb);
-    removeBaseline(baselineFile);
+    // Neighbouring geometries of a file tend to be of one size; shuffled, they give each thread the same
+    // work.
+    std::vector<int> order(geometries.size());
+    std::iota(order.begin(), order.end(), 0);
+    sharedRandom().shuffle(order);
+    prepareGeometries(order, obtainLargestCutoff(*property), withShortCoulomb);
+    if (baselineRemoval) {
+        baselineRemoval(*this, *property, order);
+    }
     updateStatistics();
     const auto lacksAtomEnergy = [](const auto& geometry) { return !geometry->hasAtomEnergy; };
     if (withHDNNP || std::any_of(geometries.begin(), geometries.end(), lacksAtomEnergy)) {
@@ -45,25 +52,13 @@ void GeometrySet::haveReadGeometrySet(const Property* property, bool withShortCo
     printGeometrySet(printMode);
 }
 
-void GeometrySet::prepareGeometries(float rcut, bool withShortCoulomb) {
-    // Neighbouring geometries of a file tend to be of one size; shuffled, they give each thread the same
-    // work.
-    std::vector<int> order(geometries.size());
-    std::iota(order.begin(), order.end(), 0);
-    sharedRandom().shuffle(order);
+void GeometrySet::prepareGeometries(std::span<const int> order, float rcut, bool withShortCoulomb) {
     ParallelGuard guard;
 #pragma omp parallel for schedule(static)
-    for (int i = 0; i < numGeoms; ++i) {
-        guard.run(
-            [&] { obtainGeometry(order[static_cast<std::size_t>(i)]).haveSetAtoms(rcut, withShortCoulomb); });
+    for (const int index : order) {
+        guard.run([&] { obtainGeometry(index).haveSetAtoms(rcut, withShortCoulomb); });
     }
     guard.rethrow();
-}
-
-void GeometrySet::removeBaseline(const std::string& baselineFile) const {
-    if (!baselineFile.empty()) {
-        requireNoBaseline(withClassical, withReaxFF, baselineFile);
-    }
 }
 
 void GeometrySet::shiftEnergies() {
@@ -142,15 +137,6 @@ double GeometrySet::getElementEnergy(int index) const {
         stopWithMessage("index of element is out of range.");
     }
     return energyAve[static_cast<std::size_t>(index)];
-}
-
-void requireNoBaseline(bool withClassical, bool withReaxFF, const std::string& baselineFile) {
-    if (withClassical) {
-        stopWithMessage("the Lennard-Jones-like potential is not available: %s", baselineFile.c_str());
-    }
-    if (withReaxFF) {
-        stopWithMessage("the ReaxFF potential is not available: %s", baselineFile.c_str());
-    }
 }
 
 } // namespace melta

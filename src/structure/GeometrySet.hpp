@@ -1,5 +1,6 @@
 #pragma once
 
+#include "structure/BaselineRemoval.hpp"
 #include "structure/ElementSymbols.hpp"
 #include "structure/Geometry.hpp"
 
@@ -82,12 +83,11 @@ public:
     // Turns raw data into training targets: neighbour lists, reference data free of the baseline potential,
     // statistics, energies measured from a mean per kind; then printGeometrySet(printMode). Once for each
     // set; does nothing for a set without geometries. `withShortCoulomb`: the short-range Coulomb part is
-    // taken out as well. `baselineFile`: parameters of the baseline potential; empty: no baseline is taken
-    // out, whatever the flags say. Stops with "property is null.", "error in LAPACK(dsyev).", "the
-    // Lennard-Jones-like potential is not available: %s" or "the ReaxFF potential is not available: %s" (the
-    // baseline file), and as Geometry::haveSetAtoms.
-    void haveReadGeometrySet(const Property* property, bool withShortCoulomb, const std::string& baselineFile,
-                             int printMode);
+    // taken out as well. `baselineRemoval`: takes the baseline potential out; empty: none is taken out,
+    // whatever the flags say. Stops with "property is null.", "error in LAPACK(dsyev).", and as
+    // Geometry::haveSetAtoms and the removal.
+    void haveReadGeometrySet(const Property* property, bool withShortCoulomb,
+                             const BaselineRemoval& baselineRemoval, int printMode);
 
     // Prints a summary: mode 0 nothing, 1 with ranges of the data, 2 short.
     void printGeometrySet(int mode) const;
@@ -102,8 +102,7 @@ public:
 
 private:
     void readFile(const std::string& fileName, bool withCharge, bool isFirstOnly);
-    void prepareGeometries(float rcut, bool withShortCoulomb);
-    void removeBaseline(const std::string& baselineFile) const;
+    void prepareGeometries(std::span<const int> order, float rcut, bool withShortCoulomb);
     void updateStatistics();
     void updateAverages();
     void updateDeviations();
@@ -113,10 +112,5 @@ private:
 
     bool isEnergyFitted = false; // energyAve and energyDev come from the fit to total energies
 };
-
-// Stops with "the Lennard-Jones-like potential is not available: %s" or "the ReaxFF potential is not
-// available: %s" when one of them is asked for: results without the baseline that a model was trained on
-// would be wrong without a word.
-void requireNoBaseline(bool withClassical, bool withReaxFF, const std::string& baselineFile);
 
 } // namespace melta

@@ -5,7 +5,7 @@
 namespace melta {
 
 std::unique_ptr<GeometrySet> loadGeometrySet(const std::string& fileName, const Property& property,
-                                             const std::string& baselineFile,
+                                             const BaselineRemoval& baselineRemoval,
                                              const GeometrySet* trainingSet) {
     const bool withCharge = property.withCharge != 0;
     auto set = std::make_unique<GeometrySet>();
@@ -20,7 +20,7 @@ std::unique_ptr<GeometrySet> loadGeometrySet(const std::string& fileName, const 
     set->regularElem = property.regularElem != 0;
     set->trainingSet = trainingSet;
     set->readGeometrySet(fileName, withCharge);
-    set->haveReadGeometrySet(&property, withCharge, baselineFile, 1);
+    set->haveReadGeometrySet(&property, withCharge, baselineRemoval, 1);
     return set;
 }
 

@@ -28,16 +28,6 @@ namespace melta {
 namespace HWY_NAMESPACE {
 namespace {
 
-// Three components of a vector for each neighbour.
-struct Components {
-    float* HWY_RESTRICT x;
-    float* HWY_RESTRICT y;
-    float* HWY_RESTRICT z;
-
-    Components(ScratchCarver& carver, std::size_t count)
-        : x(carver.take(count)), y(carver.take(count)), z(carver.take(count)) {}
-};
-
 // The orders are worked off in chunks of two vectors, so that the sums of the outer neighbour stay in
 // registers.
 struct AngularWork {
@@ -45,7 +35,7 @@ struct AngularWork {
     std::size_t numOrders;       // orders, padded to whole chunks
     std::size_t sumStride;       // distance of two neighbours in sums
     std::size_t chunkStride;     // distance of two chunks in sums
-    Components u, e1, e2;        // [numNeighbors], unit vector towards the neighbour, and its frame
+    NeighborFrames frames;       // [numNeighbors]
     StagedPowers powers;         // of the partners of the present outer neighbour, [numPartners]
     float* HWY_RESTRICT baseCos; // [numPartners], cos(k theta) with k the first order of the present chunk
     float* HWY_RESTRICT baseSin; // the same with the sine
@@ -54,49 +44,17 @@ struct AngularWork {
     float* HWY_RESTRICT partner2; // neighbour and the partner's frame, and the same with e2
     float* HWY_RESTRICT outer1;   // [numPartners], the same with the roles exchanged
     float* HWY_RESTRICT outer2;
-    float* HWY_RESTRICT values;  // [numOrders]
-    float* HWY_RESTRICT central; // [3][numOrders], sums of the neighbours' rows
-    float* HWY_RESTRICT sums;    // [numChunks][numNeighbors][2][3][N], the three sums of each neighbour
+    BlockSums block;          // of the whole block
+    float* HWY_RESTRICT sums; // [numChunks][numNeighbors][2][3][N], the three sums of each neighbour
 
     AngularWork(ScratchCarver carver, std::size_t numNeighbors, std::size_t padded, std::size_t orders,
                 std::size_t numLanes)
         : chunkOrders(2 * numLanes), numOrders(hwy::RoundUpTo(orders, chunkOrders)), sumStride(6 * numLanes),
-          chunkStride(numNeighbors * sumStride), u(carver, padded), e1(carver, padded), e2(carver, padded),
-          powers(carver, padded), baseCos(carver.take(padded)), baseSin(carver.take(padded)),
-          partner1(carver.take(padded)), partner2(carver.take(padded)), outer1(carver.take(padded)),
-          outer2(carver.take(padded)), values(carver.take(numOrders)), central(carver.take(3 * numOrders)),
-          sums(carver.take(numOrders / chunkOrders * chunkStride)) {}
+          chunkStride(numNeighbors * sumStride), frames(carver, padded), powers(carver, padded),
+          baseCos(carver.take(padded)), baseSin(carver.take(padded)), partner1(carver.take(padded)),
+          partner2(carver.take(padded)), outer1(carver.take(padded)), outer2(carver.take(padded)),
+          block(carver, numOrders), sums(carver.take(numOrders / chunkOrders * chunkStride)) {}
 };
-
-// Unit vectors and frames. The frame is that of T. Duff et al., J. Comput. Graph. Tech. 6 (1), 1 (2017),
-// eq. 4.
-void PrepareNeighbors(const ChebyshevShell& shell, ChebyshevRange range, const AngularWork& work) {
-    const Lanes d;
-    const auto one = hn::Set(d, 1.0f);
-    for (std::size_t n = range.begin; n < range.end; n += hn::Lanes(d)) {
-        const auto inverse = hn::Div(one, hn::LoadU(d, shell.r.data() + n));
-        const auto x = hn::Mul(hn::LoadU(d, shell.dx.data() + n), inverse);
-        const auto y = hn::Mul(hn::LoadU(d, shell.dy.data() + n), inverse);
-        const auto z = hn::Mul(hn::LoadU(d, shell.dz.data() + n), inverse);
-        hn::StoreU(x, d, work.u.x + n);
-        hn::StoreU(y, d, work.u.y + n);
-        hn::StoreU(z, d, work.u.z + n);
-        const auto sign = hn::CopySign(one, z);
-        const auto a = hn::Neg(hn::Div(one, hn::Add(sign, z)));
-        const auto b = hn::Mul(hn::Mul(x, y), a);
-        hn::StoreU(hn::MulAdd(hn::Mul(sign, hn::Mul(x, x)), a, one), d, work.e1.x + n);
-        hn::StoreU(hn::Mul(sign, b), d, work.e1.y + n);
-        hn::StoreU(hn::Neg(hn::Mul(sign, x)), d, work.e1.z + n);
-        hn::StoreU(b, d, work.e2.x + n);
-        hn::StoreU(hn::MulAdd(hn::Mul(y, y), a, sign), d, work.e2.y + n);
-        hn::StoreU(hn::Neg(y), d, work.e2.z + n);
-    }
-}
-
-template <class V>
-HWY_INLINE V Dot(V ax, V ay, V az, V bx, V by, V bz) {
-    return hn::MulAdd(ax, bx, hn::MulAdd(ay, by, hn::Mul(az, bz)));
-}
 
 // (2 / pi) asin(v) for 0 <= v <= 0.708; relative error below 1e-7.
 template <class V>
@@ -129,28 +87,25 @@ HWY_INLINE void MapAngle(Lanes d, V cosine, V sine, V& x, V& squaredSine) {
 
 // Powers and factors of all pairs of outer neighbour j with the partners.
 template <bool withDiff>
-void StagePairs(const ChebyshevShell& shell, std::size_t j, ChebyshevRange partners,
-                const AngularWork& work) {
+void StagePairs(const NeighborShell& shell, std::size_t j, NeighborRange partners, const AngularWork& work) {
     const Lanes d;
-    const auto ux = hn::Set(d, work.u.x[j]), uy = hn::Set(d, work.u.y[j]), uz = hn::Set(d, work.u.z[j]);
-    const auto e1x = hn::Set(d, work.e1.x[j]), e1y = hn::Set(d, work.e1.y[j]), e1z = hn::Set(d, work.e1.z[j]);
-    const auto e2x = hn::Set(d, work.e2.x[j]), e2y = hn::Set(d, work.e2.y[j]), e2z = hn::Set(d, work.e2.z[j]);
+    const NeighborFrames frames = work.frames;
+    const auto u = SpreadVector(d, frames.u, j);
+    const auto e1 = SpreadVector(d, frames.e1, j);
+    const auto e2 = SpreadVector(d, frames.e2, j);
     const auto weight = hn::Set(d, shell.fc[j]);
     for (std::size_t k = partners.begin; k < partners.end; k += hn::Lanes(d)) {
         const std::size_t i = k - partners.begin;
-        const auto vx = hn::LoadU(d, work.u.x + k), vy = hn::LoadU(d, work.u.y + k),
-                   vz = hn::LoadU(d, work.u.z + k);
-        const auto across1 = Dot(ux, uy, uz, hn::LoadU(d, work.e1.x + k), hn::LoadU(d, work.e1.y + k),
-                                 hn::LoadU(d, work.e1.z + k));
-        const auto across2 = Dot(ux, uy, uz, hn::LoadU(d, work.e2.x + k), hn::LoadU(d, work.e2.y + k),
-                                 hn::LoadU(d, work.e2.z + k));
+        const auto v = LoadVectors(d, frames.u, k);
+        const auto across1 = Dot(u, LoadVectors(d, frames.e1, k));
+        const auto across2 = Dot(u, LoadVectors(d, frames.e2, k));
         // The tiny summand keeps the root of exactly collinear neighbours finite.
         const auto sine2 = hn::MulAdd(across1, across1, hn::MulAdd(across2, across2, hn::Set(d, 1.0e-30f)));
         const auto inverseSine = ReciprocalRoot(d, sine2);
 
         auto x = hn::Zero(d);
         auto squared = hn::Zero(d);
-        MapAngle(d, Dot(ux, uy, uz, vx, vy, vz), hn::Mul(sine2, inverseSine), x, squared);
+        MapAngle(d, Dot(u, v), hn::Mul(sine2, inverseSine), x, squared);
         const auto inverseRoot = ReciprocalRoot(d, squared);
         StagePowers(d, x, hn::Mul(squared, inverseRoot), i, work.powers);
         if constexpr (withDiff) {
@@ -161,8 +116,8 @@ void StagePairs(const ChebyshevShell& shell, std::size_t j, ChebyshevRange partn
             hn::StoreU(hn::Mul(ofPartner, across1), d, work.partner1 + i);
             hn::StoreU(hn::Mul(ofPartner, across2), d, work.partner2 + i);
             const auto ofOuter = hn::Mul(h, hn::LoadU(d, shell.fc.data() + k));
-            hn::StoreU(hn::Mul(ofOuter, Dot(vx, vy, vz, e1x, e1y, e1z)), d, work.outer1 + i);
-            hn::StoreU(hn::Mul(ofOuter, Dot(vx, vy, vz, e2x, e2y, e2z)), d, work.outer2 + i);
+            hn::StoreU(hn::Mul(ofOuter, Dot(v, e1)), d, work.outer1 + i);
+            hn::StoreU(hn::Mul(ofOuter, Dot(v, e2)), d, work.outer2 + i);
         }
     }
 }
@@ -199,7 +154,7 @@ HWY_INLINE void AddPair(Lanes d, V c, V s, V outerWeight, V partner1, V partner2
 
 // All pairs of outer neighbour j, one chunk of orders.
 template <bool withDiff, bool isRotated, bool hasTwo>
-void AddPairs(const ChebyshevShell& shell, std::size_t j, ChebyshevRange partners, std::size_t chunk,
+void AddPairs(const NeighborShell& shell, std::size_t j, NeighborRange partners, std::size_t chunk,
               const AngularWork& work) {
     const Lanes d;
     const std::size_t numLanes = hn::Lanes(d);
@@ -236,7 +191,7 @@ void AddPairs(const ChebyshevShell& shell, std::size_t j, ChebyshevRange partner
             }
         }
     }
-    float* HWY_RESTRICT values = work.values + chunk * work.chunkOrders;
+    float* HWY_RESTRICT values = work.block.values + chunk * work.chunkOrders;
     hn::Store(hn::MulAdd(outerWeight, sum0, hn::Load(d, values)), d, values);
     hn::Store(hn::MulAdd(outerWeight, next0, hn::Load(d, values + numLanes)), d, values + numLanes);
     if constexpr (withDiff) {
@@ -251,7 +206,7 @@ void AddPairs(const ChebyshevShell& shell, std::size_t j, ChebyshevRange partner
 }
 
 template <bool withDiff, bool isRotated>
-void AddChunk(const ChebyshevShell& shell, std::size_t j, ChebyshevRange partners, std::size_t chunk,
+void AddChunk(const NeighborShell& shell, std::size_t j, NeighborRange partners, std::size_t chunk,
               bool hasTwo, const AngularWork& work) {
     if (hasTwo) {
         AddPairs<withDiff, isRotated, true>(shell, j, partners, chunk, work);
@@ -262,7 +217,7 @@ void AddChunk(const ChebyshevShell& shell, std::size_t j, ChebyshevRange partner
 
 // All pairs of outer neighbour j.
 template <bool withDiff>
-void AddOuter(const ChebyshevShell& shell, std::size_t j, ChebyshevRange partners, std::size_t numOrders,
+void AddOuter(const NeighborShell& shell, std::size_t j, NeighborRange partners, std::size_t numOrders,
               const AngularWork& work) {
     StagePairs<withDiff>(shell, j, partners, work);
     const std::size_t numLanes = work.chunkOrders / 2;
@@ -278,17 +233,13 @@ void AddOuter(const ChebyshevShell& shell, std::size_t j, ChebyshevRange partner
 }
 
 // Writes the rows of neighbour n from its sums, and adds them to those of the central atom.
-void StoreRows(const ChebyshevShell& shell, std::size_t n, const ChebyshevBlock& block,
-               const AngularWork& work) {
+void StoreRows(const NeighborShell& shell, std::size_t n, const BasisBlock& block, const AngularWork& work) {
     const Lanes d;
     const std::size_t numLanes = hn::Lanes(d);
     const std::size_t numOrders = block.values.size();
     const auto along = hn::Set(d, shell.dfc[n]);
     const auto across = hn::Set(d, shell.fc[n] / shell.r[n]);
-    const float* const u[3] = {work.u.x + n, work.u.y + n, work.u.z + n};
-    const float* const e1[3] = {work.e1.x + n, work.e1.y + n, work.e1.z + n};
-    const float* const e2[3] = {work.e2.x + n, work.e2.y + n, work.e2.z + n};
-    float* const rows = block.diff + 3 * (static_cast<std::size_t>(shell.entry[n]) + 1) * block.rowStride;
+    float* const rows = FindRows(shell, n, block);
     for (std::size_t k = 0; k < numOrders; k += numLanes) {
         const float* HWY_RESTRICT sums = work.sums + k / work.chunkOrders * work.chunkStride +
                                          n * work.sumStride + k % work.chunkOrders * 3;
@@ -296,19 +247,13 @@ void StoreRows(const ChebyshevShell& shell, std::size_t n, const ChebyshevBlock&
         const auto part0 = hn::Mul(along, hn::Load(d, sums));
         const auto part1 = hn::Mul(slope, hn::Load(d, sums + numLanes));
         const auto part2 = hn::Mul(slope, hn::Load(d, sums + 2 * numLanes));
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            const auto row =
-                Dot(hn::Set(d, *u[axis]), hn::Set(d, *e1[axis]), hn::Set(d, *e2[axis]), part0, part1, part2);
-            float* const central = work.central + axis * work.numOrders + k;
-            hn::Store(hn::Add(hn::Load(d, central), row), d, central);
-            StorePart(d, row, numOrders - k, rows + axis * block.rowStride + k);
-        }
+        StoreFramedRows(d, work.frames, n, part0, part1, part2, k, block, work.block, rows);
     }
 }
 
 template <bool withDiff>
-void AddAllPairs(const ChebyshevShell& shell, ChebyshevRange first, ChebyshevRange second,
-                 std::size_t numOrders, const AngularWork& work) {
+void AddAllPairs(const NeighborShell& shell, NeighborRange first, NeighborRange second, std::size_t numOrders,
+                 const AngularWork& work) {
     const bool isWithin = first == second;
     if (withDiff && !isWithin) {
         for (std::size_t start = 0; start < work.numOrders; start += work.chunkOrders) {
@@ -317,21 +262,20 @@ void AddAllPairs(const ChebyshevShell& shell, ChebyshevRange first, ChebyshevRan
         }
     }
     for (std::size_t j = first.begin; j < first.end; ++j) {
-        const ChebyshevRange partners{second.begin, isWithin ? j : second.end};
+        const NeighborRange partners{second.begin, isWithin ? j : second.end};
         AddOuter<withDiff>(shell, j, partners, numOrders, work);
     }
 }
 
-void Angular(const ChebyshevShell& shell, ChebyshevRange first, ChebyshevRange second,
-             const ChebyshevBlock& block, std::span<float> scratch) {
+void Angular(const NeighborShell& shell, NeighborRange first, NeighborRange second, const BasisBlock& block,
+             std::span<float> scratch) {
     const Lanes d;
-    const std::size_t padded = hwy::RoundUpTo(shell.size, chebyshevPadding) + chebyshevPadding;
+    const std::size_t padded = hwy::RoundUpTo(shell.size, shellPadding) + shellPadding;
     const AngularWork work(ScratchCarver(scratch), shell.size, padded, block.values.size(), hn::Lanes(d));
-    std::fill_n(work.values, work.numOrders, 0.0f);
-    std::fill_n(work.central, 3 * work.numOrders, 0.0f);
-    PrepareNeighbors(shell, second, work);
+    work.block.clear();
+    PrepareFrames(shell, second, work.frames);
     if (first != second) {
-        PrepareNeighbors(shell, first, work);
+        PrepareFrames(shell, first, work.frames);
     }
     if (block.diff == nullptr) {
         AddAllPairs<false>(shell, first, second, block.values.size(), work);
@@ -344,7 +288,7 @@ void Angular(const ChebyshevShell& shell, ChebyshevRange first, ChebyshevRange s
             StoreRows(shell, n, block, work);
         }
     }
-    StoreBlock(d, block, work.values, work.central, work.numOrders);
+    StoreBlock(d, block, work.block);
 }
 
 } // namespace
@@ -360,13 +304,13 @@ HWY_EXPORT(Angular);
 std::size_t obtainChebyshevScratchSize(std::size_t numNeighbors, std::size_t numOrders) {
     // Nine components, eighteen powers and six factors for each neighbour, three sums for each neighbour and
     // order.
-    const std::size_t padded = hwy::RoundUpTo(numNeighbors, chebyshevPadding) + chebyshevPadding;
-    const std::size_t paddedOrders = hwy::RoundUpTo(numOrders, 2 * chebyshevPadding);
+    const std::size_t padded = hwy::RoundUpTo(numNeighbors, shellPadding) + shellPadding;
+    const std::size_t paddedOrders = hwy::RoundUpTo(numOrders, 2 * shellPadding);
     return 33 * padded + (4 + 3 * numNeighbors) * paddedOrders;
 }
 
-void computeChebyshevAngular(const ChebyshevShell& shell, ChebyshevRange first, ChebyshevRange second,
-                             const ChebyshevBlock& block, std::span<float> scratch) {
+void computeChebyshevAngular(const NeighborShell& shell, NeighborRange first, NeighborRange second,
+                             const BasisBlock& block, std::span<float> scratch) {
     HWY_DYNAMIC_DISPATCH(Angular)(shell, first, second, block, scratch);
 }
 

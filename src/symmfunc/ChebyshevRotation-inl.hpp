@@ -16,36 +16,15 @@
 #define MELTA_CHEBYSHEV_ROTATION_INL
 #endif
 
-#include "symmfunc/ChebyshevKernels.hpp"
-
 #include <cstddef>
-#include <span>
 
 #include <hwy/highway.h>
+
+#include "symmfunc/ShellKernels-inl.hpp"
 
 HWY_BEFORE_NAMESPACE();
 namespace melta {
 namespace HWY_NAMESPACE {
-
-namespace hn = hwy::HWY_NAMESPACE;
-
-// Sixteen lanes at most: four blocks, as there are four high powers.
-using Lanes = hn::CappedTag<float, 16>;
-
-// Takes arrays one after the other from a scratch array.
-class ScratchCarver {
-public:
-    explicit ScratchCarver(std::span<float> scratch) : rest(scratch) {}
-
-    float* take(std::size_t count) {
-        float* const begin = rest.data();
-        rest = rest.subspan(count);
-        return begin;
-    }
-
-private:
-    std::span<float> rest;
-};
 
 // Staged powers of a batch of angles. Four powers of one angle make a quad; the quads lie in the order that
 // QuadOffset tells.
@@ -163,38 +142,6 @@ HWY_INLINE V ReciprocalRoot(Lanes d, V v) {
 // Where the polynomials' angle is so small that its sine would vanish, this takes its place: k sin(k theta) /
 // sin(theta) is k^2 to rounding there, the limit, and cos(k theta) is 1.
 constexpr float smallestSquaredSine = 1.0e-12f;
-
-// Stores the first `count` lanes, and touches nothing behind them.
-template <class V>
-HWY_INLINE void StorePart(Lanes d, V v, std::size_t count, float* HWY_RESTRICT to) {
-    if (count >= hn::Lanes(d)) {
-        hn::StoreU(v, d, to);
-        return;
-    }
-#if HWY_TARGET <= HWY_AVX3
-    hn::BlendedStore(v, hn::FirstN(d, count), d, to);
-#else
-    HWY_ALIGN float lanes[16];
-    hn::Store(v, d, lanes);
-    for (std::size_t i = 0; i < count; ++i) {
-        to[i] = lanes[i];
-    }
-#endif
-}
-
-// Writes the accumulated values, and the central atom's rows, which are minus the sums of the neighbours'
-// rows. sums [3][stride], values [numOrders] padded to whole vectors.
-HWY_INLINE void StoreBlock(Lanes d, const ChebyshevBlock& block, const float* HWY_RESTRICT values,
-                           const float* HWY_RESTRICT sums, std::size_t stride) {
-    const std::size_t numOrders = block.values.size();
-    for (std::size_t k = 0; k < numOrders; k += hn::Lanes(d)) {
-        StorePart(d, hn::Load(d, values + k), numOrders - k, block.values.data() + k);
-        for (std::size_t c = 0; c < 3 && block.diff != nullptr; ++c) {
-            StorePart(d, hn::Neg(hn::Load(d, sums + c * stride + k)), numOrders - k,
-                      block.diff + c * block.rowStride + k);
-        }
-    }
-}
 
 } // namespace HWY_NAMESPACE
 } // namespace melta

@@ -1,167 +1,29 @@
 #include "symmfunc/SymmFuncChebyshev.hpp"
 
-#include "driver/Reporting.hpp"
-#include "structure/Geometry.hpp"
 #include "symmfunc/ChebyshevKernels.hpp"
-#include "symmfunc/ChebyshevShellBuilder.hpp"
-#include "symmfunc/NeighborRecords.hpp"
-
-#include <algorithm>
-#include <cstdint>
-#include <limits>
 
 namespace melta {
 
-// What one thread keeps from call to call, so that only larger neighbourhoods than before allocate.
-struct SymmFuncChebyshev::Workspace {
-    NeighborRecords records;
-    ChebyshevShellBuilder shell;
-    AlignedBuffer<float> scratch;
-
-    std::span<float> reserveScratch(std::size_t numNeighbors, std::size_t numOrders) {
-        scratch.reserve(obtainChebyshevScratchSize(numNeighbors, numOrders));
-        return scratch.span();
-    }
-};
-
 SymmFuncChebyshev::SymmFuncChebyshev(int elems, bool withTanh, bool withWeight, int radiusSize, int angleSize,
                                      float radiusCutoff, float angleCutoff)
-    : SymmFunc(elems, withTanh, withWeight), numRadius(radiusSize), numAngle(angleSize),
-      rcutRadius(radiusCutoff), rcutAngle(angleCutoff) {
-    if (numRadius < 1) {
-        stopWithMessage("size of radius basis is not positive.");
-    }
-    if (numAngle < 0) {
-        stopWithMessage("size of angle basis is negative.");
-    }
-    if (!(rcutRadius > 0.0f)) {
-        stopWithMessage("cutoff for radius is not positive.");
-    }
-    if (numAngle >= 1 && !(rcutAngle > 0.0f)) {
-        stopWithMessage("cutoff for angle is not positive.");
-    }
-    const std::int64_t numKinds = elemWeight ? 1 : numElems;
-    const std::int64_t size = numRadius * numKinds + numAngle * (numKinds * (numKinds + 1) / 2);
-    if (size > std::numeric_limits<int>::max()) {
-        stopWithMessage("too many symmetry functions.");
-    }
-    sizeRadiusBasis = static_cast<int>(numRadius * numKinds);
-    sizeAngleBasis = static_cast<int>(size) - sizeRadiusBasis;
-    numBasis = sizeRadiusBasis + sizeAngleBasis;
+    : BlockSymmFunc(elems, withTanh, withWeight, radiusSize, angleSize, 1, radiusCutoff, angleCutoff) {}
+
+std::size_t SymmFuncChebyshev::obtainRadiusScratchSize(std::size_t numNeighbors) const {
+    return obtainChebyshevScratchSize(numNeighbors, static_cast<std::size_t>(numRadius));
 }
 
-void SymmFuncChebyshev::calculate(const Geometry& geometry, int iatom, std::span<float> symmData,
-                                  std::span<float> symmDiff) const {
-    checkArguments(geometry, iatom, symmData, symmDiff);
-    const std::size_t numNeighbors = geometry.obtainNeighbors(iatom).size();
-    const auto values = symmData.first(static_cast<std::size_t>(numBasis));
-    const auto derivatives = symmDiff.empty() ? symmDiff : symmDiff.first(diffSize(numNeighbors));
-    if (numNeighbors == 0) {
-        std::ranges::fill(values, 0.0f);
-        std::ranges::fill(derivatives, 0.0f);
-        return;
-    }
-
-    thread_local Workspace work;
-    const bool withAngle = numNeighbors >= 2 && numAngle >= 1;
-    work.records.update(geometry, iatom, tanhCutoff, rcutRadius, numAngle >= 1 ? rcutAngle : -1.0f);
-    clearUntouched(work.records, withAngle, values, derivatives);
-    calculateRadius(work, values, derivatives);
-    if (withAngle) {
-        calculateAngle(work, values, derivatives);
-    }
+std::size_t SymmFuncChebyshev::obtainAngleScratchSize(std::size_t numNeighbors) const {
+    return obtainChebyshevScratchSize(numNeighbors, static_cast<std::size_t>(numAngle));
 }
 
-// The kernels write the whole of every block that is not empty, so that only what lies outside needs to be
-// cleared. The derivatives fill whole caches; writing them twice would be felt.
-void SymmFuncChebyshev::clearUntouched(const NeighborRecords& records, bool withAngle,
-                                       std::span<float> values, std::span<float> derivatives) const {
-    const auto rowLength = static_cast<std::size_t>(numBasis);
-    const auto sizeRadius = static_cast<std::size_t>(sizeRadiusBasis);
-    if (!withAngle) {
-        std::ranges::fill(values.subspan(sizeRadius), 0.0f);
-        for (std::size_t row = 0; row < 3 && !derivatives.empty(); ++row) {
-            std::ranges::fill(derivatives.subspan(row * rowLength + sizeRadius, rowLength - sizeRadius),
-                              0.0f);
-        }
-    }
-    for (std::size_t n = 0; n < records.size() && !derivatives.empty(); ++n) {
-        const int kind = elemWeight ? 0 : records.elements()[n];
-        const bool isInRadius = records.r()[n] < rcutRadius;
-        const bool isInAngle = withAngle && records.r()[n] < rcutAngle;
-        for (std::size_t row = 3 * n + 3; row < 3 * n + 6; ++row) {
-            clearRow(derivatives.subspan(row * rowLength, rowLength), kind, isInRadius, isInAngle);
-        }
-    }
+void SymmFuncChebyshev::computeRadius(const NeighborShell& shell, NeighborRange range,
+                                      const BasisBlock& block, std::span<float> scratch) const {
+    computeChebyshevRadial(shell, range, rcutRadius, block, scratch);
 }
 
-// Clears a neighbour's row but for the blocks that its kind takes part in.
-void SymmFuncChebyshev::clearRow(std::span<float> row, int kind, bool isInRadius, bool isInAngle) const {
-    std::size_t cleared = 0;
-    const auto leave = [&](int start, int size) {
-        const auto begin = static_cast<std::size_t>(start);
-        std::ranges::fill(row.subspan(cleared, begin - cleared), 0.0f);
-        cleared = begin + static_cast<std::size_t>(size);
-    };
-    if (isInRadius) {
-        leave(kind * numRadius, numRadius);
-    }
-    if (isInAngle) {
-        leave(sizeRadiusBasis + numAngle * (kind * (kind + 1) / 2), numAngle * (kind + 1));
-        for (int other = kind + 1; other < numKinds(); ++other) {
-            leave(sizeRadiusBasis + numAngle * (kind + other * (other + 1) / 2), numAngle);
-        }
-    }
-    leave(numBasis, 0);
-}
-
-void SymmFuncChebyshev::calculateRadius(Workspace& work, std::span<float> values,
-                                        std::span<float> derivatives) const {
-    const auto fc = work.records.fcRadius();
-    const auto dfc = work.records.dfcRadius();
-    if (elemWeight) {
-        work.shell.pickWeighted(work.records, fc, dfc, rcutRadius, false);
-    } else {
-        work.shell.pickByElement(work.records, fc, dfc, rcutRadius, numElems);
-    }
-    const auto numOrders = static_cast<std::size_t>(numRadius);
-    const auto& shell = work.shell.shell();
-    const auto scratch = work.reserveScratch(shell.size, numOrders);
-    for (int kind = 0; kind < numKinds(); ++kind) {
-        const auto range = work.shell.obtainRange(static_cast<std::size_t>(kind));
-        const auto block = obtainBlock(values, derivatives, kind * numRadius, numRadius);
-        computeChebyshevRadial(shell, range, rcutRadius, block, scratch);
-    }
-}
-
-void SymmFuncChebyshev::calculateAngle(Workspace& work, std::span<float> values,
-                                       std::span<float> derivatives) const {
-    const auto fc = work.records.fcAngle();
-    const auto dfc = work.records.dfcAngle();
-    if (elemWeight) {
-        work.shell.pickWeighted(work.records, fc, dfc, rcutAngle, true);
-    } else {
-        work.shell.pickByElement(work.records, fc, dfc, rcutAngle, numElems);
-    }
-    const auto numOrders = static_cast<std::size_t>(numAngle);
-    const auto& shell = work.shell.shell();
-    const auto scratch = work.reserveScratch(shell.size, numOrders);
-    for (int first = 0; first < numKinds(); ++first) {
-        for (int second = 0; second <= first; ++second) {
-            const int pair = second + first * (first + 1) / 2;
-            const auto block = obtainBlock(values, derivatives, sizeRadiusBasis + pair * numAngle, numAngle);
-            computeChebyshevAngular(shell, work.shell.obtainRange(static_cast<std::size_t>(first)),
-                                    work.shell.obtainRange(static_cast<std::size_t>(second)), block, scratch);
-        }
-    }
-}
-
-ChebyshevBlock SymmFuncChebyshev::obtainBlock(std::span<float> values, std::span<float> derivatives,
-                                              int start, int size) const {
-    const auto offset = static_cast<std::size_t>(start);
-    return {.values = values.subspan(offset, static_cast<std::size_t>(size)),
-            .diff = derivatives.empty() ? nullptr : derivatives.data() + offset,
-            .rowStride = static_cast<std::size_t>(numBasis)};
+void SymmFuncChebyshev::computeAngle(const NeighborShell& shell, NeighborRange first, NeighborRange second,
+                                     const BasisBlock& block, std::span<float> scratch) const {
+    computeChebyshevAngular(shell, first, second, block, scratch);
 }
 
 } // namespace melta

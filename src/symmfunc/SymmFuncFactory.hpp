@@ -14,7 +14,8 @@ public:
     virtual ~SymmFuncFactory() = default;
 
     // Null when `symmFuncKind` names no kind that can be made. Stops with "#elements is not positive." below
-    // one element and with whatever the kind's constructor refuses.
+    // one element, with whatever the kind's constructor refuses, and with what
+    // SymmFuncBehler::checkParameters says. Behler functions borrow their parameters from `property`.
     [[nodiscard]] std::unique_ptr<SymmFunc> createSymmFunc(int numElems, const Property& property) const;
 };
 

@@ -1,5 +1,6 @@
 #include "testing/NNTester.hpp"
 
+#include "baseline/BaselineRemover.hpp"
 #include "driver/MyTimer.hpp"
 #include "driver/Reporting.hpp"
 #include "modelio/ModelStore.hpp"
@@ -17,29 +18,47 @@ NNTester::NNTester(const Property* settings, const GeometrySet* set) : property(
     }
 }
 
-void NNTester::performTesting(const std::string& networkFile, const TestFiles& files) const {
+void NNTester::performTesting(const std::string& networkFile, const std::string& baselineFile,
+                              const TestFiles& files) const {
     MyTimer timer;
     timer.start();
-    NNArch arch(NNArch::onlyEnergy, geometrySet->numElems, property, false, false);
-    arch.initLayers(geometrySet);
+    const int mode = withCharge() ? NNArch::energyAndCharge : NNArch::onlyEnergy;
+    Model model{NNArch(mode, geometrySet->numElems, property, false, false), nullptr};
+    model.arch.initLayers(geometrySet);
     flushOut();
-    restoreNN(arch, networkFile, geometrySet, false);
+    restoreNN(model.arch, networkFile, geometrySet, false);
+    model.baseline = makeBaseline(geometrySet, property, baselineFile);
     printOut("  Testing:\n\n");
     flushOut();
     Errors errors;
-    Tables tables{{files.etot, "Etot"}, {files.eatom, "Eatom"}, {files.force, "Force"}};
+    Tables tables = openTables(files);
     for (int g = 0; g < geometrySet->numGeoms; ++g) {
-        testGeometry(arch, geometrySet->obtainGeometry(g), errors, tables);
+        testGeometry(model, geometrySet->obtainGeometry(g), errors, tables);
     }
     printErrors(errors);
     tables.etot.close();
     tables.eatom.close();
     tables.force.close();
+    if (tables.charge) {
+        tables.charge->close();
+    }
     timer.stop();
     printOut("  * Wall time: %s.\n\n", timer.getFullTime().c_str());
 }
 
-void NNTester::testGeometry(NNArch& arch, Geometry& geometry, Errors& errors, Tables& tables) const {
+NNTester::Tables NNTester::openTables(const TestFiles& files) const {
+    Tables tables{{files.etot, "Etot"}, {files.eatom, "Eatom"}, {files.force, "Force"}, std::nullopt};
+    if (withCharge()) {
+        tables.charge.emplace(files.charge, "Charge");
+    }
+    return tables;
+}
+
+void NNTester::testGeometry(Model& model, Geometry& geometry, Errors& errors, Tables& tables) const {
+    NNArch& arch = model.arch;
+    if (model.baseline) {
+        model.baseline->removeFromGeometry(&geometry);
+    }
     errors.numAtoms += geometry.numAtoms;
     Geometry* const batch[] = {&geometry};
     arch.setGeometries(batch);
@@ -48,7 +67,11 @@ void NNTester::testGeometry(NNArch& arch, Geometry& geometry, Errors& errors, Ta
     arch.goForwardOnEnergy();
     arch.goBackwardOnForce();
     arch.squareErrorsOfEnergy(errors.etotError, errors.eatomError, &errors.forceError);
-    printGeometryResults(arch, geometry, tables);
+    if (withCharge()) {
+        arch.goForwardOnCharge();
+        arch.squareErrorsOfCharge(errors.qatomError);
+    }
+    printGeometryResults(model, geometry, tables);
     arch.clearGeometries();
 }
 
@@ -58,7 +81,19 @@ double NNTester::referenceOf(const NNArch& arch, int element) const {
                     : static_cast<double>(arch.obtainOutputBias(element));
 }
 
-void NNTester::printGeometryResults(const NNArch& arch, const Geometry& geometry, Tables& tables) const {
+NNTester::BaselineValues NNTester::baselineOf(BaselinePotential* baseline, const Geometry& geometry) {
+    // A sum with -0 keeps the sign of every zero.
+    BaselineValues values{-0.0f, std::vector<float>(geometry.energies.size(), -0.0f),
+                          std::vector<float>(geometry.forces.size(), -0.0f)};
+    if (baseline != nullptr) {
+        values.total = baseline->obtainEnergiesAndForces(&geometry, values.energies, values.forces);
+    }
+    return values;
+}
+
+void NNTester::printGeometryResults(const Model& model, const Geometry& geometry, Tables& tables) const {
+    const NNArch& arch = model.arch;
+    const BaselineValues baseline = baselineOf(model.baseline.get(), geometry);
     const std::span<const float> energies = arch.obtainEnergies(0);
     const std::span<const float> forces = arch.obtainForces(0);
     double etotDFT = geometry.energyTotal;
@@ -68,13 +103,21 @@ void NNTester::printGeometryResults(const NNArch& arch, const Geometry& geometry
         const double predicted = static_cast<double>(energies[a]) - reference;
         etotDFT -= reference;
         etotNNP += predicted;
-        tables.eatom.write(geometry.energies[a] - reference, predicted);
-        for (std::size_t c = 0; c < 3; ++c) {
-            tables.force.write(static_cast<double>(geometry.forces[3 * a + c]),
-                               static_cast<double>(forces[3 * a + c]));
+        const auto shift = static_cast<double>(baseline.energies[a]);
+        tables.eatom.write(geometry.energies[a] - reference + shift, predicted + shift);
+        for (std::size_t c = 3 * a; c < 3 * a + 3; ++c) {
+            tables.force.write(static_cast<double>(geometry.forces[c] + baseline.forces[c]),
+                               static_cast<double>(forces[c] + baseline.forces[c]));
         }
     }
-    tables.etot.write(etotDFT / geometry.numAtoms, etotNNP / geometry.numAtoms);
+    if (tables.charge) {
+        const std::span<const float> charges = arch.obtainCharges(0);
+        for (std::size_t a = 0; a < charges.size(); ++a) {
+            tables.charge->write(static_cast<double>(geometry.charges[a]), static_cast<double>(charges[a]));
+        }
+    }
+    const auto total = static_cast<double>(baseline.total);
+    tables.etot.write((etotDFT + total) / geometry.numAtoms, (etotNNP + total) / geometry.numAtoms);
 }
 
 void NNTester::printErrors(const Errors& errors) const {
@@ -84,6 +127,9 @@ void NNTester::printErrors(const Errors& errors) const {
     printOut("    RMSE(Etot)  : %12.5e eV/atom\n", root(errors.etotError, numGeoms));
     printOut("    RMSE(Eatom) : %12.5e eV\n", root(errors.eatomError, numAtoms));
     printOut("    RMSE(Force) : %12.5e eV/Angstrom\n", root(errors.forceError, 3.0f * numAtoms));
+    if (withCharge()) {
+        printOut("    RMSE(Charge): %12.5e e\n", root(errors.qatomError, numAtoms));
+    }
     printOut("\n");
 }
 

@@ -2,18 +2,23 @@
 
 #include "config/Property.hpp"
 #include "network/NNArch.hpp"
+#include "structure/BaselinePotential.hpp"
 #include "structure/GeometrySet.hpp"
 #include "testing/ResultFile.hpp"
 
+#include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace melta {
 
 // Names of the files that a test writes.
 struct TestFiles {
-    std::string etot;  // total energies per atom, eV
-    std::string eatom; // atomic energies, eV
-    std::string force; // force components, eV/Angstrom
+    std::string etot;   // total energies per atom, eV
+    std::string eatom;  // atomic energies, eV
+    std::string force;  // force components, eV/Angstrom
+    std::string charge; // charges, e; of models with charge networks
 };
 
 // Measures how well a trained network reproduces the data of a set: root mean square errors on the console,
@@ -21,7 +26,7 @@ struct TestFiles {
 //
 // Energies in the tables are shifted by a reference for each element: without bias the output bias of the
 // networks is taken out of both columns, with bias the mean energy that conditioning took from the data is
-// put back into both.
+// put back into both. Tables show a baseline potential in both columns, errors are without it.
 class NNTester {
 public:
     // Both are borrowed. Stops with "geometrySet is null." and "property is null.".
@@ -34,24 +39,43 @@ public:
 
     void setWithBias(bool value) { withBias = value; }
 
-    // The whole test, one geometry after the other. Stops with "cannot open file: %s" and as restoreNN.
-    void performTesting(const std::string& networkFile, const TestFiles& files) const;
+    // The whole test, one geometry after the other. A baseline potential of the model, with parameters from
+    // `baselineFile`, is taken out of each geometry's data, for good. Stops with "cannot open file: %s", as
+    // restoreNN and as makeBaseline.
+    void performTesting(const std::string& networkFile, const std::string& baselineFile,
+                        const TestFiles& files) const;
 
 private:
     struct Errors {
         float etotError = 0.0f; // sums of squares
         float eatomError = 0.0f;
         float forceError = 0.0f;
+        float qatomError = 0.0f;
         int numAtoms = 0;
+    };
+    // What a test works with, geometry by geometry.
+    struct Model {
+        NNArch arch;
+        std::unique_ptr<BaselinePotential> baseline; // null without one
+    };
+    // Energies and forces of the baseline potential of one geometry; -0 without one.
+    struct BaselineValues {
+        float total;
+        std::vector<float> energies;
+        std::vector<float> forces;
     };
     struct Tables {
         ResultFile etot;
         ResultFile eatom;
         ResultFile force;
+        std::optional<ResultFile> charge; // of models with charge networks
     };
 
-    void testGeometry(NNArch& arch, Geometry& geometry, Errors& errors, Tables& tables) const;
-    void printGeometryResults(const NNArch& arch, const Geometry& geometry, Tables& tables) const;
+    [[nodiscard]] bool withCharge() const { return property->withCharge != 0; }
+    Tables openTables(const TestFiles& files) const;
+    void testGeometry(Model& model, Geometry& geometry, Errors& errors, Tables& tables) const;
+    static BaselineValues baselineOf(BaselinePotential* baseline, const Geometry& geometry);
+    void printGeometryResults(const Model& model, const Geometry& geometry, Tables& tables) const;
     double referenceOf(const NNArch& arch, int element) const;
     void printErrors(const Errors& errors) const;
 

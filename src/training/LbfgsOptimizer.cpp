@@ -1,54 +1,18 @@
 #include "training/LbfgsOptimizer.hpp"
 
-#include "config/Codes.hpp"
+#include "config/LbfgsSetup.hpp"
 #include "driver/RandomSource.hpp"
 #include "driver/Reporting.hpp"
 #include "network/ParameterPacking.hpp"
 
-#include <lbfgs.h>
-
 #include <algorithm>
 #include <cmath>
-#include <limits>
-#include <memory>
 #include <numeric>
-
-static_assert(sizeof(lbfgsfloatval_t) == sizeof(float), "liblbfgs has to be built in single precision");
 
 namespace melta {
 namespace {
 
-struct FreeVector {
-    void operator()(lbfgsfloatval_t* vector) const { lbfgs_free(vector); }
-};
-using LbfgsVector = std::unique_ptr<lbfgsfloatval_t, FreeVector>;
-
-int codeOfLineSearch(int lineSearch) {
-    switch (lineSearch) {
-    case LineSearch::armijo:
-        return LBFGS_LINESEARCH_BACKTRACKING_ARMIJO;
-    case LineSearch::wolfe:
-        return LBFGS_LINESEARCH_BACKTRACKING_WOLFE;
-    case LineSearch::strongWolfe:
-        return LBFGS_LINESEARCH_BACKTRACKING_STRONG_WOLFE;
-    default:
-        return LBFGS_LINESEARCH_MORETHUENTE;
-    }
-}
-
-lbfgs_parameter_t makeParameters(const Property& property) {
-    lbfgs_parameter_t parameters;
-    lbfgs_parameter_init(&parameters);
-    // More steps than iterations would only take memory.
-    parameters.m = std::min(property.lbfgs, std::max(property.epochs, 1));
-    parameters.epsilon = 1.0e-10f;
-    parameters.linesearch = codeOfLineSearch(property.lineSearch);
-    parameters.max_linesearch = property.lineSteps;
-    parameters.min_step = 1.0e-10f;
-    parameters.max_step = 1.0e+10f;
-    parameters.xtol = 1.0e-7f;
-    return parameters;
-}
+constexpr float smallestGradient = 1.0e-10f;
 
 lbfgsfloatval_t evaluateCallback(void* instance, const lbfgsfloatval_t* x, lbfgsfloatval_t* g, int n,
                                  lbfgsfloatval_t /*step*/) {
@@ -77,13 +41,7 @@ void LbfgsOptimizer::optimize(bool fullBatch, bool direct, int batchSize) {
     }
     setBatch();
     const std::size_t length = getTotalDataSize(*session->arch);
-    if (length < 1 || length > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
-        stopWithMessage("data length of L-BFGS is not positive.");
-    }
-    const LbfgsVector lbfgsData(lbfgs_malloc(static_cast<int>(length)));
-    if (!lbfgsData) {
-        stopWithMessage("cannot allocate data of L-BFGS.");
-    }
+    const LbfgsVector lbfgsData = allocateLbfgsVector(length);
     session->trainState = TrainState::notConverged;
     epochCount = 0;
     run({lbfgsData.get(), length});
@@ -134,13 +92,11 @@ bool LbfgsOptimizer::runLibrary(std::span<float> x) {
     const int before = epochCount;
     convertToTotalData(*session->arch, x, false);
     accepted.assign(x.begin(), x.end());
-    lbfgs_parameter_t parameters = makeParameters(*session->property);
+    lbfgs_parameter_t parameters = makeLbfgsParameters(*session->property, smallestGradient);
     lbfgsfloatval_t loss = 0.0f;
     const int result = lbfgs(static_cast<int>(x.size()), x.data(), &loss, evaluateCallback, progressCallback,
                              this, &parameters);
-    if (result == LBFGSERR_OUTOFMEMORY) {
-        stopWithMessage("cannot allocate data of L-BFGS.");
-    }
+    requireLbfgsMemory(result);
     // A failed line search leaves its last trial in the layers.
     convertFromTotalData(*session->arch, accepted);
     return lbfgsSchemeChanged || epochCount != before;

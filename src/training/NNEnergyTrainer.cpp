@@ -1,6 +1,7 @@
 #include "training/NNEnergyTrainer.hpp"
 
 #include "driver/Reporting.hpp"
+#include "training/LossScales.hpp"
 
 #include <cmath>
 #include <numeric>
@@ -11,6 +12,23 @@ void NNEnergyTrainer::performTraining(const std::string& nnFile, const std::stri
                                       const std::string& stopFile) {
     requireUsableData();
     NNTrainer::performTraining(nnFile, distrFile, stopFile);
+}
+
+void NNEnergyTrainer::performDebug(const std::string& nnFile, float shift) {
+    requireUsableData();
+    NNTrainer::performDebug(nnFile, shift);
+}
+
+// The loss in the form in which a training ends.
+void NNEnergyTrainer::debugGradients(float shift) {
+    const Property& property = getProperty();
+    int scheme = EnergyModeScheme::onlyEnergy;
+    if (property.hasForceCoef != 0) {
+        scheme =
+            property.approxForce != 0 ? EnergyModeScheme::approximateForce : EnergyModeScheme::exactForce;
+    }
+    session.arch->setEnergyModeScheme(scheme, false);
+    NNTrainer::debugGradients(shift);
 }
 
 void NNEnergyTrainer::requireUsableData() const {
@@ -25,35 +43,11 @@ void NNEnergyTrainer::requireUsableData() const {
     }
 }
 
-void NNEnergyTrainer::optimize(bool fullBatch, bool direct, int batchSize) {
-    setLossScales();
-    NNTrainer::optimize(fullBatch, direct, batchSize);
-}
-
 void NNEnergyTrainer::setLossScales() {
-    const Property& property = getProperty();
-    float energy = property.coefEnergy;
-    float force = property.coefForce;
-    if (property.sqrtLoss != 0) {
-        // The root of the loss then carries the coefficient itself.
-        energy *= energy;
-        force *= force;
-    }
-    const auto numElems = static_cast<std::size_t>(session.arch->getNumElems());
-    energyScale.assign(numElems, energy);
-    forceScale.assign(numElems, force);
-    if (property.renormLoss == 0) {
-        return;
-    }
-    printOut("  * Renormalize the loss function.\n\n");
-    for (std::size_t e = 0; e < numElems; ++e) {
-        if (e >= getGeometrySet().energyDev.size()) {
-            stopWithMessage("index of element is out of range.");
-        }
-        const auto deviation = static_cast<float>(getGeometrySet().energyDev[e]);
-        energyScale[e] = (energy / deviation) / deviation;
-        forceScale[e] = (force / deviation) / deviation;
-    }
+    const std::vector<float> deviations(getGeometrySet().energyDev.begin(), getGeometrySet().energyDev.end());
+    const int numElems = session.arch->getNumElems();
+    energyScale = makeLossScales(getProperty(), getProperty().coefEnergy, deviations, numElems);
+    forceScale = makeLossScales(getProperty(), getProperty().coefForce, deviations, numElems);
 }
 
 bool NNEnergyTrainer::evaluateTraining() {

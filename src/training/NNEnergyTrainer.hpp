@@ -17,6 +17,9 @@ public:
     void performTraining(const std::string& nnFile, const std::string& distrFile,
                          const std::string& stopFile) override;
 
+    // Stops as performTraining does, before anything else.
+    void performDebug(const std::string& nnFile, float shift) override;
+
 private:
     // Root mean square errors of one set.
     struct Errors {
@@ -24,7 +27,8 @@ private:
         float force = 0.0f;  // eV/Angstrom
     };
 
-    void optimize(bool fullBatch, bool direct, int batchSize) override;
+    void setLossScales() override;
+    void debugGradients(float shift) override;
     [[nodiscard]] int archModeOfTrainer() const override { return NNArch::onlyEnergy; }
     [[nodiscard]] bool needsDerivatives() const override { return getProperty().hasForceCoef != 0; }
     bool evaluateTraining() override;
@@ -35,7 +39,6 @@ private:
     bool advanceScheme() override;
 
     void requireUsableData() const;
-    void setLossScales();
     [[nodiscard]] Errors obtainErrors(const NNArch& arch) const;
     [[nodiscard]] bool meetsTargets(const Errors& errors) const;
 

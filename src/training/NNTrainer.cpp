@@ -4,6 +4,7 @@
 #include "driver/Reporting.hpp"
 #include "modelio/ModelStore.hpp"
 #include "training/AdamOptimizer.hpp"
+#include "training/GradientCheck.hpp"
 #include "training/LbfgsOptimizer.hpp"
 
 #include <numeric>
@@ -93,13 +94,17 @@ void NNTrainer::prepareArchs(const TrainingPlan& plan, const std::string& distrF
     if (session.testArch) {
         session.testArch->initLayers(session.testSet);
     }
+    restoreIfAsked();
+    prepareTrainingData(plan, distrFile);
+    prepareTestData();
+}
+
+void NNTrainer::restoreIfAsked() {
     if (getProperty().restart != 0) {
         flushOut();
         restoreNN(*session.arch, session.nnFileName, &getGeometrySet(), true);
     }
     flushOut();
-    prepareTrainingData(plan, distrFile);
-    prepareTestData();
 }
 
 void NNTrainer::prepareTrainingData(const TrainingPlan& plan, const std::string& distrFile) {
@@ -176,11 +181,50 @@ void NNTrainer::printResult() const {
 }
 
 void NNTrainer::optimize(bool fullBatch, bool direct, int batchSize) {
+    prepareLoss();
     if (getProperty().lbfgs < 1) {
         AdamOptimizer(&session, this).optimize(fullBatch, direct, batchSize);
     } else {
         LbfgsOptimizer(&session, this).optimize(fullBatch, direct, batchSize);
     }
+}
+
+void NNTrainer::performDebug(const std::string& nnFile, float shift) {
+    if (shift == 0.0f) {
+        stopWithMessage("weight/bias shift is zero.");
+    }
+    session.wallTimer.start();
+    session.nnFileName = nnFile;
+    session.arch =
+        std::make_unique<NNArch>(archModeOfTrainer(), getGeometrySet().numElems, &getProperty(), true, false);
+    NNArch& arch = *session.arch;
+    arch.setGeometriesAll(&getGeometrySet());
+    arch.initLayers(&getGeometrySet());
+    restoreIfAsked();
+    arch.calculateSymmFuncs(needsDerivatives(), true, false);
+    arch.statisticsSymmFuncs(&getGeometrySet());
+    arch.renormalizeSymmFuncs(true);
+    printOut("  * Weight and Bias shift is %10.3e .\n\n", static_cast<double>(shift));
+    printOut("  Debug Gradient of Weight and Bias:\n\n");
+    flushOut();
+    debugGradients(shift);
+    session.wallTimer.stop();
+    printOut("\n  * Wall time: %s.\n\n", session.wallTimer.getFullTime().c_str());
+    session.arch.reset();
+}
+
+void NNTrainer::debugGradients(float shift) {
+    prepareLoss();
+    const std::vector<int> indices = makeShuffledList(getGeometrySet().numGeoms);
+    session.arch->setGeometries(std::span<const int>(indices));
+    GradientCheck(&session, this).run(shift);
+}
+
+void NNTrainer::prepareLoss() {
+    if (getProperty().renormLoss != 0) {
+        printOut("  * Renormalize the loss function.\n\n");
+    }
+    setLossScales();
 }
 
 bool NNTrainer::updateScheme(int /*epoch*/) {

@@ -9,7 +9,8 @@
 namespace melta {
 
 // One training from the settings and the data to the stored network: it prepares the arrangements, runs the
-// super epochs and reports. What is fitted is left to the subclasses; how, to the optimisers.
+// super epochs and reports. What is fitted is left to the subclasses; how, to the optimisers. It can also
+// check the gradient that a training would follow.
 class NNTrainer : protected TrainingTask {
 public:
     // All borrowed; `testSet` null without in-situ test. Stops with "property is null." and "geometrySet is
@@ -21,9 +22,22 @@ public:
     virtual void performTraining(const std::string& nnFile, const std::string& distrFile,
                                  const std::string& stopFile);
 
+    // Prints the analytic gradient of the loss beside finite differences with `shift`, for every parameter of
+    // fresh networks or, with `restart`, of those in `nnFile`, on all geometries in one batch. Writes no
+    // files. Stops with "weight/bias shift is zero.", "#all-geometries is not positive." and as
+    // GradientCheck.
+    virtual void performDebug(const std::string& nnFile, float shift);
+
 protected:
     // Optimises the present super epoch.
     virtual void optimize(bool fullBatch, bool direct, int batchSize);
+
+    // Makes the factors of the loss ready for the evaluations that follow. Called once for each super epoch
+    // or check; the arrangement has its networks by then.
+    virtual void setLossScales() = 0;
+
+    // The check itself, with the arrangement ready for batches.
+    virtual void debugGradients(float shift);
 
     // Mode of the arrangements, see NNArch.
     [[nodiscard]] virtual int archModeOfTrainer() const = 0;
@@ -39,6 +53,8 @@ private:
     void prepareArchs(const TrainingPlan& plan, const std::string& distrFile);
     void prepareTrainingData(const TrainingPlan& plan, const std::string& distrFile);
     void prepareTestData();
+    void restoreIfAsked();
+    void prepareLoss();
     void runSuperEpochs(const TrainingPlan& plan);
     void chooseGeometries();
     void printResult() const;

@@ -1,9 +1,11 @@
 #include "training/TrainingMode.hpp"
 
+#include "baseline/BaselineRemover.hpp"
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
 #include "driver/Reporting.hpp"
 #include "structure/GeometrySetLoader.hpp"
+#include "training/NNChargeTrainer.hpp"
 #include "training/NNEnergyTrainer.hpp"
 
 #include <fstream>
@@ -22,20 +24,32 @@ std::unique_ptr<GeometrySet> loadTestSet(const Property& property, const Geometr
         return nullptr;
     }
     printOut("  * Read TESTING data.\n\n");
-    return loadGeometrySet(fileNames::test, property, baselineFileOf(property), &trainingSet);
+    return loadGeometrySet(fileNames::test, property, makeBaselineRemoval(baselineFileOf(property)),
+                           &trainingSet);
+}
+
+// What both kinds of training do, up to the quantity that is fitted.
+template <class Trainer>
+void runTraining(std::span<const std::string> words, bool chargeMode) {
+    const std::string propertyFile = words.size() >= 2 ? words[1] : fileNames::properties;
+    const Property property = loadConfiguration(propertyFile, chargeMode);
+    printOut("  * Read TRAINING data.\n\n");
+    flushOut();
+    const auto trainingSet =
+        loadGeometrySet(fileNames::train, property, makeBaselineRemoval(baselineFileOf(property)));
+    const auto testSet = loadTestSet(property, *trainingSet);
+    Trainer trainer(&property, trainingSet.get(), testSet.get());
+    trainer.performTraining(fileNames::network, fileNames::distribution, fileNames::stopFile);
 }
 
 } // namespace
 
 void runEnergyTraining(std::span<const std::string> words) {
-    const std::string propertyFile = words.size() >= 2 ? words[1] : fileNames::properties;
-    const Property property = loadConfiguration(propertyFile, false);
-    printOut("  * Read TRAINING data.\n\n");
-    flushOut();
-    const auto trainingSet = loadGeometrySet(fileNames::train, property, baselineFileOf(property));
-    const auto testSet = loadTestSet(property, *trainingSet);
-    NNEnergyTrainer trainer(&property, trainingSet.get(), testSet.get());
-    trainer.performTraining(fileNames::network, fileNames::distribution, fileNames::stopFile);
+    runTraining<NNEnergyTrainer>(words, false);
+}
+
+void runChargeTraining(std::span<const std::string> words) {
+    runTraining<NNChargeTrainer>(words, true);
 }
 
 } // namespace melta

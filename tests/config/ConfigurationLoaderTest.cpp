@@ -78,6 +78,19 @@ TEST_F(ConfigurationLoaderTest, chargeModeReachesTheKeys) {
     EXPECT_EQ(property.nodesEnergy, 40);
 }
 
+TEST_F(ConfigurationLoaderTest, theClassicalFitCannotLeaveLbfgs) {
+    test::writeTextFile("melta.data", chebyshevHead);
+    test::writeTextFile("melta.prop", "lbfgs 0\nnodes 33\n");
+    Property property;
+
+    (void)test::outputOf([&] { property = loadClassicalConfiguration("melta.prop"); });
+
+    EXPECT_EQ(property.lbfgs, 32);
+    EXPECT_EQ(property.lineSearch, LineSearch::wolfe);
+    EXPECT_EQ(property.numRadius, 12);
+    EXPECT_EQ(property.nodesEnergy, 33);
+}
+
 TEST_F(ConfigurationLoaderTest, trainingBannerIsPrintedOnce) {
     test::writeTextFile("melta.data", chebyshevHead);
 

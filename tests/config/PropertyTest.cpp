@@ -195,12 +195,6 @@ TEST_F(PropertyTest, CombinationsAreCheckedInOrder) {
     EXPECT_EQ(stopOfText(text, true), about("minEDev is not positive"));
 }
 
-TEST_F(PropertyTest, BehlerFunctionsStopAfterTheCombinations) {
-    EXPECT_EQ(stopOfText("symmFunc behler\n"), "Behler functions are not available: " + behlerName);
-    EXPECT_EQ(stopOfText("symmFunc behler\ncoefEnergy 0\ncoefForce 0\n"),
-              about("both of coefEnergy and coefForce are zero"));
-}
-
 TEST_F(PropertyTest, FinalLearnRateIsNotAboveTheFirst) {
     readText("learnRate 0.001\nlearnRateFinal 0.01\n");
     EXPECT_EQ(property.learnRateFinal, 0.001f);

@@ -14,6 +14,9 @@ TEST(CommandTableTest, aliasesNameOneMode) {
     EXPECT_NE(findCommand("--temp"), nullptr);
     EXPECT_EQ(findCommand("--temp"), findCommand("--template"));
     EXPECT_NE(findCommand("--stop"), findCommand("--temp"));
+    EXPECT_NE(findCommand("--behler"), nullptr);
+    EXPECT_EQ(findCommand("--behler"), findCommand("--behler-temp"));
+    EXPECT_NE(findCommand("--behler"), findCommand("--temp"));
 }
 
 TEST(CommandTableTest, wordsAreComparedWhole) {

@@ -23,6 +23,7 @@ struct Model {
     GeometrySet set;
     SymmStatistics statistics;
     std::vector<NNEnsemble> energy;
+    std::vector<NNEnsemble> charge;
 };
 
 // The value of each input by its meaning, which does not depend on the elements that are around: these
@@ -151,11 +152,11 @@ protected:
     }
 
     void write(const Model& model) const {
-        NNIO(&property, &model.set).writeNetworkFile(headName, model.statistics, model.energy);
+        NNIO(&property, &model.set).writeNetworkFile(headName, model.statistics, model.energy, model.charge);
     }
 
     void read(Model& model) const {
-        NNIO(&property, &model.set).readNetworkFile(headName, model.statistics, model.energy);
+        NNIO(&property, &model.set).readNetworkFile(headName, model.statistics, model.energy, model.charge);
     }
 
     [[nodiscard]] std::string stopOfReading(Model& model) const {
@@ -208,7 +209,7 @@ protected:
         std::vector<std::string> names;
         for (const auto& entry : std::filesystem::directory_iterator(directory.path())) {
             const std::string name = entry.path().filename().string();
-            if (name != "melta.data" && name != "melta.data_e") {
+            if (name != "melta.data" && name != "melta.data_e" && name != "melta.data_q") {
                 names.push_back(name);
             }
         }
@@ -218,6 +219,7 @@ protected:
     TemporaryDirectory directory;
     std::string headName = directory.file("melta.data");
     std::string energyName = directory.file("melta.data_e");
+    std::string chargeName = directory.file("melta.data_q");
     Property property;
 };
 

@@ -44,7 +44,7 @@ protected:
     void readSet(GeometrySet& set, const std::string& text) {
         writeTextFile(directory.file("data"), text);
         set.readGeometrySet(directory.file("data"), false);
-        outputOf([&] { set.haveReadGeometrySet(&property, false, "", 0); });
+        outputOf([&] { set.haveReadGeometrySet(&property, false, {}, 0); });
         std::filesystem::remove(directory.file("data"));
     }
 
@@ -76,6 +76,17 @@ protected:
         }
         arch.clearGeometries();
         return energies;
+    }
+
+    static std::vector<float> chargesOf(NNArch& arch, const GeometrySet& set, int index) {
+        Geometry* const geometry = &set.obtainGeometry(index);
+        arch.setGeometries(std::span<Geometry* const>(&geometry, 1));
+        arch.calculateSymmFuncs(false, false, true);
+        arch.renormalizeSymmFuncs(false);
+        arch.goForwardOnCharge();
+        std::vector<float> charges(arch.obtainCharges(0).begin(), arch.obtainCharges(0).end());
+        arch.clearGeometries();
+        return charges;
     }
 
     GeometrySet silicon;
@@ -126,16 +137,83 @@ TEST_F(Store, LeavesTheArrangementWithoutAllFiles) {
     }
 }
 
-TEST_F(Store, NeedsTheHeadAloneWithoutEnergyNetworks) {
-    const auto stored = makeArch(silicon);
+// Each kind of networks needs its own companion only.
+TEST_F(Store, NeedsTheCompanionsOfItsNetworks) {
+    property.withCharge = 1;
+    const auto stored = makeArch(silicon, NNArch::energyAndCharge);
     takeRanges(*stored, silicon);
-    outputOf([&] { storeNN(*stored, headName, &silicon); });
-    std::filesystem::remove(energyName);
-    const auto arch = makeArch(silicon, NNArch::onlyCharge);
+    const auto restoredWithout = [&](int mode, const std::string& missing) {
+        outputOf([&] { storeNN(*stored, headName, &silicon); });
+        std::filesystem::remove(missing);
+        const auto arch = makeArch(silicon, mode);
+        const std::string output = outputOf([&] { restoreNN(*arch, headName, &silicon, true); });
+        EXPECT_EQ(arch->getSymmStatistics().symmDev == stored->getSymmStatistics().symmDev,
+                  output == restored);
+        return output;
+    };
 
-    EXPECT_EQ(outputOf([&] { restoreNN(*arch, headName, &silicon, true); }), restored);
+    EXPECT_EQ(restoredWithout(NNArch::onlyEnergy, chargeName), restored);
+    EXPECT_EQ(restoredWithout(NNArch::onlyEnergy, energyName), notRestored);
+    EXPECT_EQ(restoredWithout(NNArch::onlyCharge, energyName), restored);
+    EXPECT_EQ(restoredWithout(NNArch::onlyCharge, chargeName), notRestored);
+    EXPECT_EQ(restoredWithout(NNArch::energyAndCharge, energyName), notRestored);
+    EXPECT_EQ(restoredWithout(NNArch::energyAndCharge, chargeName), notRestored);
+    EXPECT_EQ(restoredWithout(NNArch::energyAndCharge, headName), notRestored);
+}
 
-    EXPECT_EQ(arch->getSymmStatistics().symmAve, stored->getSymmStatistics().symmAve);
+// The two kinds are trained one after the other, each leaving the other's weights as they are.
+TEST_F(Store, LeavesTheOtherCompanionAlone) {
+    property.withCharge = 1;
+    const auto whole = makeArch(silicon, NNArch::energyAndCharge);
+    takeRanges(*whole, silicon);
+    outputOf([&] { storeNN(*whole, headName, &silicon); });
+    const std::string energy = readTextFile(energyName);
+    const std::string charge = readTextFile(chargeName);
+    for (const int mode : {NNArch::onlyEnergy, NNArch::onlyCharge}) {
+        const auto other = makeArch(silicon, mode);
+        takeRanges(*other, silicon);
+
+        outputOf([&] { storeNN(*other, headName, &silicon); });
+
+        EXPECT_EQ(readTextFile(energyName) == energy, mode == NNArch::onlyCharge);
+        EXPECT_EQ(readTextFile(chargeName) == charge, mode == NNArch::onlyEnergy);
+        outputOf([&] { storeNN(*whole, headName, &silicon); });
+    }
+}
+
+TEST_F(Store, GivesTheSameChargesAgain) {
+    property.withCharge = 1;
+    const auto stored = makeArch(both, NNArch::onlyCharge);
+    takeRanges(*stored, both);
+    outputOf([&] { storeNN(*stored, headName, &both); });
+    const auto arch = makeArch(both, NNArch::onlyCharge);
+
+    outputOf([&] { restoreNN(*arch, headName, &both, true); });
+
+    for (int g = 0; g < both.numGeoms; ++g) {
+        EXPECT_EQ(chargesOf(*arch, both, g), chargesOf(*stored, both, g)) << g;
+    }
+}
+
+TEST_F(Store, GivesTheSameChargesToOtherSets) {
+    property.withCharge = 1;
+    const auto large = makeArch(both, NNArch::onlyCharge);
+    takeRanges(*large, both);
+    const auto small = makeArch(silicon, NNArch::onlyCharge);
+
+    outputOf([&] {
+        storeNN(*large, headName, &both);
+        restoreNN(*small, headName, &silicon, true);
+    });
+
+    EXPECT_LE(test::worstError(chargesOf(*small, silicon, 0), chargesOf(*large, both, 1)), 2.0e-7);
+    const auto grown = makeArch(both, NNArch::onlyCharge);
+    outputOf([&] {
+        storeNN(*small, headName, &silicon);
+        restoreNN(*grown, headName, &both, true);
+    });
+    takeRanges(*grown, both);
+    EXPECT_LE(test::worstError(chargesOf(*grown, both, 1), chargesOf(*large, both, 1)), 4.0e-7);
 }
 
 TEST_F(Store, GivesTheSameEnergiesAgain) {

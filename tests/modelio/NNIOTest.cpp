@@ -1,8 +1,8 @@
 #include "modelio/NNIO.hpp"
 
 #include "driver/Reporting.hpp"
-#include "modelio/FileSizeLimit.hpp"
 #include "modelio/ModelFiles.hpp"
+#include "support/FileSizeLimit.hpp"
 
 #include <cmath>
 

@@ -37,12 +37,12 @@ protected:
     }
 
     std::string writtenHead() {
-        NNIO(&property, &set).writeNetworkFile(headName, statistics, {});
+        NNIO(&property, &set).writeNetworkFile(headName, statistics, {}, {});
         return readTextFile(headName);
     }
 
     // Reads a head made of these lines.
-    std::string stopOfLines(const std::vector<Fields>& lines, bool withEnergy = true) {
+    std::string stopOfLines(const std::vector<Fields>& lines, bool withNetworks = true) {
         std::string text;
         for (const Fields& fields : lines) {
             for (const std::string& field : fields) {
@@ -51,7 +51,8 @@ protected:
             text += "\n";
         }
         writeTextFile(headName, text);
-        return stopMessageOf([&] { elements = readNetworkHead(headName, property, set, withEnergy); });
+        return stopMessageOf(
+            [&] { elements = readNetworkHead(headName, property, set, withNetworks, withNetworks); });
     }
 
     [[nodiscard]] std::string about(const std::string& complaint) const {
@@ -171,7 +172,7 @@ TEST_F(Head, GivesElementsInTheOrderOfTheFile) {
 }
 
 TEST_F(Head, StopsWithoutFile) {
-    EXPECT_EQ(stopMessageOf([&] { readNetworkHead(headName, property, set, true); }),
+    EXPECT_EQ(stopMessageOf([&] { readNetworkHead(headName, property, set, true, true); }),
               about("cannot open file"));
 }
 
@@ -227,6 +228,13 @@ const std::vector<Fault> faults = {
     {4, 1, "41", "incorrect #nodes of energy's neural network"},
     {4, 2, "0", "incorrect activation of energy's neural network"},
     {4, 2, "6", "incorrect activation of energy's neural network"},
+    {5, 0, "x", "incorrect #models of charge's neural network"},
+    {5, 3, "7", "incorrect #models of charge's neural network"},
+    {5, 0, "2", "incorrect #layers of charge's neural network"},
+    {5, 1, "0", "incorrect #nodes of charge's neural network"},
+    {5, 1, "31", "incorrect #nodes of charge's neural network"},
+    {5, 2, "0", "incorrect activation of charge's neural network"},
+    {5, 2, "5", "incorrect activation of charge's neural network"},
     {6, 0, "x", "incorrect #elements"},
     {6, 0, "0", "incorrect #elements"},
     {6, 0, "-2", "incorrect #elements"},
@@ -295,7 +303,7 @@ TEST_F(Head, RefusesBinaryData) {
     }
     writeTextFile(headName, bytes);
 
-    EXPECT_EQ(stopMessageOf([&] { readNetworkHead(headName, property, set, true); }),
+    EXPECT_EQ(stopMessageOf([&] { readNetworkHead(headName, property, set, true, true); }),
               about("incorrect symmFunc"));
 }
 
@@ -304,7 +312,6 @@ TEST_F(Head, ReadsPastWhatDoesNotDefineTheModel) {
     lines[0][2] = "1";
     lines[1] = {"9.0", "x"};
     lines[2] = {"7", "5", "1.0", "1.0"};
-    lines[5] = {"1", "1", "1", "1"};
     lines.push_back({"anything", "behind"});
 
     EXPECT_EQ(stopOfLines(lines), "(no stop)");
@@ -313,6 +320,7 @@ TEST_F(Head, ReadsPastWhatDoesNotDefineTheModel) {
 TEST_F(Head, ChecksNoShapeWithoutNetworks) {
     std::vector<Fields> lines = soundLines();
     lines[4] = {"9", "9", "9", "9"};
+    lines[5] = {"1", "1", "1", "1"};
 
     EXPECT_EQ(stopOfLines(lines, false), "(no stop)");
 }

@@ -20,11 +20,16 @@ ArchFixture::ArchFixture(int numElems, std::span<const int> sizes) {
     property.modelsEnergy = 3;
     property.layersEnergy = 2;
     property.nodesEnergy = 7;
+    property.modelsCharge = 2;
+    property.layersCharge = 2;
+    property.nodesCharge = 5;
     property.withHDNNP = 0;
     set.numElems = numElems;
     for (int e = 0; e < numElems; ++e) {
         set.elemNames.push_back(formatText("E%d", e + 1));
         set.energyDev.push_back(0.8 + 0.3 * e);
+        set.chargeDev.push_back(0.2f + 0.1f * static_cast<float>(e));
+        set.chargeAve.push_back(0.6f - 0.4f * static_cast<float>(e));
     }
     unsigned seed = 31;
     for (const int size : sizes) {
@@ -37,14 +42,17 @@ std::unique_ptr<NNArch> ArchFixture::makeArch(int mode, bool isMain, bool useAda
     auto arch = std::make_unique<NNArch>(mode, set.numElems, &property, isMain, useAdam);
     sharedRandom().seed(42);
     outputOf([&] { arch->initLayers(&set); });
-    for (NNEnsemble& ensemble : arch->getEnergyEnsembles()) {
-        randomizeBiases(ensemble, 600);
+    for (std::vector<NNEnsemble>* const ensembles :
+         {&arch->getEnergyEnsembles(), &arch->getChargeEnsembles()}) {
+        for (NNEnsemble& ensemble : *ensembles) {
+            randomizeBiases(ensemble, 600);
+        }
     }
     return arch;
 }
 
-std::unique_ptr<NNArch> ArchFixture::makeTrainingArch(bool useAdam) const {
-    std::unique_ptr<NNArch> arch = makeArch(NNArch::onlyEnergy, true, useAdam);
+std::unique_ptr<NNArch> ArchFixture::makeTrainingArch(bool useAdam, int mode) const {
+    std::unique_ptr<NNArch> arch = makeArch(mode, true, useAdam);
     outputOf([&] {
         arch->setGeometriesAll(&set);
         arch->calculateSymmFuncs(true, true, true);

@@ -14,7 +14,8 @@ class ArchFixture {
 public:
     static constexpr float rcut = 4.0f;
 
-    // Elements alternate; the deviations of their energies are 0.8, 1.1, ... eV.
+    // Elements alternate; the deviations of their energies are 0.8, 1.1, ... eV, those of their charges 0.2,
+    // 0.3, ... e.
     ArchFixture(int numElems, std::span<const int> sizes);
 
     // An arrangement with layers; what it prints is dropped.
@@ -22,7 +23,7 @@ public:
                                      bool useAdam = false) const;
 
     // The same with the in-core set registered, computed with derivatives and normalised.
-    std::unique_ptr<NNArch> makeTrainingArch(bool useAdam = false) const;
+    std::unique_ptr<NNArch> makeTrainingArch(bool useAdam = false, int mode = NNArch::onlyEnergy) const;
 
     // Ranges of the set, as a training would find them.
     SymmStatistics makeStatistics() const;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "network/EnergyTile.hpp"
+#include "network/NetworkTile.hpp"
 #include "network/NetworkTwin.hpp"
 
 #include <vector>

@@ -49,6 +49,14 @@ TEST(ElementSymbols, AreAllDifferent) {
     EXPECT_EQ(symbols.count(""), 0U);
 }
 
+TEST(ElementSymbols, AreFoundOrNot) {
+    EXPECT_EQ(findAtomicNumber("H"), 1);
+    EXPECT_EQ(findAtomicNumber("Fe2"), 26);
+    EXPECT_EQ(findAtomicNumber("Pu"), 94);
+    EXPECT_EQ(findAtomicNumber("X"), 0);
+    EXPECT_EQ(findAtomicNumber(""), 0);
+}
+
 TEST(ElementSymbols, RefuseWhatIsNone) {
     for (const char* label : {"X", "12", "", "fe", "FE", "Am", "h", "Carbonxyz_"}) {
         const std::string message = stopMessageOf([&] { EXPECT_EQ(atomicNumberOf(label), 20); });

@@ -2,12 +2,14 @@
 
 #include "config/Property.hpp"
 #include "driver/RandomSource.hpp"
+#include "driver/Reporting.hpp"
 #include "structure/DataFileText.hpp"
 #include "structure/GeometrySetLoader.hpp"
 #include "structure/ThreadCount.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 namespace melta {
@@ -40,7 +42,7 @@ protected:
     }
 
     std::string condition(GeometrySet& target, int printMode = 0) {
-        return outputOf([&] { target.haveReadGeometrySet(&property, false, "", printMode); });
+        return outputOf([&] { target.haveReadGeometrySet(&property, false, {}, printMode); });
     }
 
     TemporaryDirectory directory;
@@ -120,7 +122,7 @@ TEST_F(GeometryConditioning, MakesNoListsWithoutFunctions) {
     EXPECT_FALSE(set.obtainGeometry(0).hasNeighbors());
     GeometrySet other;
     read(other, twoBlocks());
-    EXPECT_EQ(stopMessageOf([&] { other.haveReadGeometrySet(&property, true, "", 0); }),
+    EXPECT_EQ(stopMessageOf([&] { other.haveReadGeometrySet(&property, true, {}, 0); }),
               "cannot calculate short-coulomb, because cutoff is not positive.");
 }
 
@@ -129,7 +131,7 @@ TEST_F(GeometryConditioning, TakesTheShortCoulombPartBeforeTheStatistics) {
     GeometrySet plain;
     read(plain, twoBlocks());
 
-    set.haveReadGeometrySet(&property, true, "", 0);
+    set.haveReadGeometrySet(&property, true, {}, 0);
     condition(plain);
 
     EXPECT_GT(std::abs(set.energyAve[1] - plain.energyAve[1]), 1.0e-3);
@@ -254,30 +256,39 @@ TEST_F(GeometryConditioning, ForgetsAFitWithTheDataItBelongedTo) {
 }
 
 TEST_F(GeometryConditioning, LeavesAnEmptySetAlone) {
-    EXPECT_EQ(stopMessageOf([&] { set.haveReadGeometrySet(nullptr, true, "x", 1); }), "(no stop)");
+    const BaselineRemoval refuse = [](const GeometrySet&, const Property&, std::span<const int>) {
+        stopWithMessage("no geometry to take a baseline from");
+    };
+    EXPECT_EQ(stopMessageOf([&] { set.haveReadGeometrySet(nullptr, true, refuse, 1); }), "(no stop)");
     EXPECT_TRUE(set.energyAve.empty());
 }
 
 TEST_F(GeometryConditioning, NeedsSettings) {
     read(set, twoBlocks());
 
-    EXPECT_EQ(stopMessageOf([&] { set.haveReadGeometrySet(nullptr, false, "", 1); }), "property is null.");
+    EXPECT_EQ(stopMessageOf([&] { set.haveReadGeometrySet(nullptr, false, {}, 1); }), "property is null.");
 }
 
-TEST_F(GeometryConditioning, RemovesABaselineOnlyWithItsFile) {
-    for (const bool isClassical : {true, false}) {
-        GeometrySet target;
-        target.withClassical = isClassical;
-        target.withReaxFF = !isClassical;
-        read(target, twoBlocks());
-        EXPECT_EQ(stopMessageOf([&] { target.haveReadGeometrySet(&property, false, "params", 0); }),
-                  isClassical ? "the Lennard-Jones-like potential is not available: params"
-                              : "the ReaxFF potential is not available: params");
-        read(target, twoBlocks());
-        EXPECT_EQ(condition(target), "");
-    }
+// The baseline goes out of data that have neighbours, before the statistics are made.
+TEST_F(GeometryConditioning, TakesTheBaselineOutBeforeTheStatistics) {
     read(set, twoBlocks());
-    EXPECT_EQ(stopMessageOf([&] { set.haveReadGeometrySet(&property, false, "params", 0); }), "(no stop)");
+    std::vector<int> seen;
+    const BaselineRemoval removal = [&](const GeometrySet& of, const Property& settings,
+                                        std::span<const int> order) {
+        EXPECT_EQ(&settings, &property);
+        EXPECT_TRUE(of.energyAve.empty());
+        seen.assign(order.begin(), order.end());
+        for (const int index : order) {
+            EXPECT_TRUE(of.obtainGeometry(index).hasNeighbors());
+            of.obtainGeometry(index).forces[0] = 77.0f;
+        }
+    };
+
+    (void)outputOf([&] { set.haveReadGeometrySet(&property, false, removal, 1); });
+
+    std::ranges::sort(seen);
+    EXPECT_EQ(seen, (std::vector<int>{0, 1}));
+    EXPECT_GE(*std::ranges::max_element(set.forceMax), 77.0f);
 }
 
 TEST_F(GeometryConditioning, PassesStopsOutOfTheParallelLoop) {
@@ -285,7 +296,7 @@ TEST_F(GeometryConditioning, PassesStopsOutOfTheParallelLoop) {
     for (const int count : {1, 4}) {
         const ThreadCount threads(count);
 
-        EXPECT_EQ(stopMessageOf([&] { set.haveReadGeometrySet(&property, false, "", 0); }),
+        EXPECT_EQ(stopMessageOf([&] { set.haveReadGeometrySet(&property, false, {}, 0); }),
                   "volume of lattice is zero.");
     }
 }
@@ -313,7 +324,7 @@ TEST_F(GeometryConditioning, StopsForATrainingSetWithoutMeans) {
     testing.trainingSet = &set;
     read(testing, twoBlocks());
 
-    EXPECT_EQ(stopMessageOf([&] { testing.haveReadGeometrySet(&property, false, "", 0); }),
+    EXPECT_EQ(stopMessageOf([&] { testing.haveReadGeometrySet(&property, false, {}, 0); }),
               "index of element is out of range.");
 }
 
@@ -330,14 +341,14 @@ TEST_F(GeometryConditioning, GivesTheSameForAnyThreadsAndShuffle) {
     read(expected, text);
     {
         const ThreadCount one(1);
-        expected.haveReadGeometrySet(&property, true, "", 0);
+        expected.haveReadGeometrySet(&property, true, {}, 0);
     }
     for (const int count : {2, 5}) {
         const ThreadCount several(count);
         sharedRandom().seed(static_cast<unsigned>(count));
         read(set, text);
 
-        set.haveReadGeometrySet(&property, true, "", 0);
+        set.haveReadGeometrySet(&property, true, {}, 0);
 
         EXPECT_EQ(set.energyAve, expected.energyAve);
         EXPECT_EQ(set.energyDev, expected.energyDev);
@@ -369,9 +380,9 @@ TEST_F(GeometryConditioning, LoadsWithTheSettingsOfTheRun) {
     property.maxQDev = 4.0f;
 
     std::unique_ptr<GeometrySet> training;
-    const std::string text = outputOf([&] { training = loadGeometrySet(name, property, ""); });
+    const std::string text = outputOf([&] { training = loadGeometrySet(name, property, {}); });
     std::unique_ptr<GeometrySet> testing;
-    (void)outputOf([&] { testing = loadGeometrySet(name, property, "", training.get()); });
+    (void)outputOf([&] { testing = loadGeometrySet(name, property, {}, training.get()); });
 
     EXPECT_EQ(training->numGeoms, 2);
     EXPECT_EQ(training->numRejected, 1);
@@ -392,16 +403,16 @@ TEST_F(GeometryConditioning, LoadsWithChargesAndBaseline) {
     writeTextFile(name, "1 1 -1\n" + cubicCell() + "H 1 1 1 -1 0 0 0 0 0.25 0 0 0\n");
     property.withCharge = 1;
     std::unique_ptr<GeometrySet> charged;
-    (void)outputOf([&] { charged = loadGeometrySet(name, property, ""); });
+    (void)outputOf([&] { charged = loadGeometrySet(name, property, {}); });
     EXPECT_EQ(charged->energyMax[0], -1.25 * rydberg);
 
     property.withClassical = 1;
-    EXPECT_EQ(stopMessageOf([&] { (void)loadGeometrySet(name, property, "melta.class"); }),
-              "the Lennard-Jones-like potential is not available: melta.class");
-    property.withClassical = 0;
-    property.withReaxFF = 1;
-    EXPECT_EQ(stopMessageOf([&] { (void)loadGeometrySet(name, property, "ffield.reax"); }),
-              "the ReaxFF potential is not available: ffield.reax");
+    bool hasFlag = false;
+    const BaselineRemoval removal = [&](const GeometrySet& loaded, const Property&, std::span<const int>) {
+        hasFlag = loaded.withClassical && !loaded.withReaxFF;
+    };
+    (void)outputOf([&] { (void)loadGeometrySet(name, property, removal); });
+    EXPECT_TRUE(hasFlag);
 }
 
 } // namespace

@@ -89,7 +89,7 @@ TEST_F(SharedData, IsConditionedWithTheKnownForceRanges) {
 
         std::unique_ptr<GeometrySet> set;
         const std::string text = test::outputOf(
-            [&] { set = loadGeometrySet(sharedFile(data.folder, data.file).string(), property, ""); });
+            [&] { set = loadGeometrySet(sharedFile(data.folder, data.file).string(), property, {}); });
 
         const float largest = *std::max_element(set->forceMax.begin(), set->forceMax.end());
         EXPECT_LE(std::abs(largest - data.largestForce), 5.1e-4f);

@@ -2,12 +2,7 @@
 // one order at a time, straight from the formulas. What the fast kernels are measured with.
 #pragma once
 
-#include <array>
-#include <vector>
-
-namespace melta {
-class Geometry;
-}
+#include "symmfunc/TwinTools.hpp"
 
 namespace melta::test {
 
@@ -21,27 +16,9 @@ struct ChebyshevSettings {
     float rcutAngle = 6.0f;  // Angstrom
 };
 
-// The surroundings of one atom; each entry of the neighbour list has a position of its own.
-struct Neighborhood {
-    std::array<double, 3> center{};
-    std::vector<std::array<double, 3>> positions;
-    std::vector<int> elements;
-    std::vector<int> atomNumbers;
-};
-
-Neighborhood makeNeighborhood(const Geometry& geometry, int iatom);
-
-// Values and derivatives in the layout of SymmFunc. The scales are the sums of the magnitudes that the terms
-// can reach: weight and cutoff for the values, with polynomials of size 1, and their slopes for the
-// derivatives, with polynomial slopes of size k^2. Errors are measured in units of them.
-struct TwinResult {
-    int numBasis = 0;
-    std::vector<double> values;     // [numBasis]
-    std::vector<double> valueScale; // [numBasis]
-    std::vector<double> diff;       // [3 (numNeighbors + 1)][numBasis]
-    std::vector<double> diffScale;  // the same
-};
-
+// The scales of the result are the sums of the magnitudes that the terms can reach: weight and cutoff for the
+// values, with polynomials of size 1, and their slopes for the derivatives, with polynomial slopes of size
+// k^2.
 TwinResult computeTwin(const ChebyshevSettings& settings, const Neighborhood& hood);
 
 } // namespace melta::test

@@ -14,7 +14,7 @@
 namespace melta {
 namespace {
 
-using test::calculateChebyshev;
+using test::calculateSymmFunc;
 using test::ChebyshevSettings;
 using test::expectTwin;
 using test::makeChebyshev;
@@ -140,7 +140,7 @@ TEST(SymmFuncChebyshevTest, atomWithoutNeighborsGivesZeros) {
     const auto geometry = test::makeGeometry(test::openCell(), {{0, {1.0f, 1.0f, 1.0f}}}, 6.0f);
     const auto symmFunc = makeChebyshev({.numRadius = 4, .numAngle = 3});
 
-    const auto result = calculateChebyshev(symmFunc, *geometry, 0);
+    const auto result = calculateSymmFunc(symmFunc, *geometry, 0);
 
     EXPECT_EQ(result.values, std::vector<float>(7, 0.0f));
     EXPECT_EQ(result.diff, std::vector<float>(21, 0.0f));
@@ -150,7 +150,7 @@ TEST(SymmFuncChebyshevTest, singleNeighborGivesNoAngularTerms) {
     const auto geometry = makeStar({{0, {1.5f, 0.5f, 0.0f}}}, 6.0f);
     const auto symmFunc = makeChebyshev({.numRadius = 2, .numAngle = 3});
 
-    const auto result = calculateChebyshev(symmFunc, *geometry, 0);
+    const auto result = calculateSymmFunc(symmFunc, *geometry, 0);
 
     EXPECT_GT(result.values[0], 0.0f);
     EXPECT_TRUE(std::ranges::all_of(result.values.begin() + 2, result.values.end(),
@@ -172,9 +172,9 @@ TEST(SymmFuncChebyshevTest, neighborAtTheCutoffContributesNothing) {
     const auto neighbors = geometry->obtainNeighbors(0);
     ASSERT_EQ(neighbors.size(), 2U);
 
-    const auto result = calculateChebyshev(symmFunc, *geometry, 0);
+    const auto result = calculateSymmFunc(symmFunc, *geometry, 0);
 
-    EXPECT_EQ(result.values, calculateChebyshev(symmFunc, *without, 0).values);
+    EXPECT_EQ(result.values, calculateSymmFunc(symmFunc, *without, 0).values);
     const std::size_t entry = neighbors[0].atom == 1 ? 0 : 1;
     for (std::size_t i = 0; i < 15; ++i) {
         EXPECT_EQ(result.diff[(3 * entry + 3) * 5 + i], 0.0f);
@@ -186,11 +186,11 @@ TEST(SymmFuncChebyshevTest, nearlyEqualCutoffsCountAsOne) {
     ChebyshevSettings set{.numRadius = 1, .numAngle = 4, .rcutRadius = 5.0f, .rcutAngle = 5.00009f};
     const ChebyshevSettings equal{.numRadius = 1, .numAngle = 4, .rcutRadius = 5.0f, .rcutAngle = 5.0f};
 
-    const auto result = calculateChebyshev(makeChebyshev(set), *geometry, 0);
+    const auto result = calculateSymmFunc(makeChebyshev(set), *geometry, 0);
 
-    EXPECT_EQ(result.values, calculateChebyshev(makeChebyshev(equal), *geometry, 0).values);
+    EXPECT_EQ(result.values, calculateSymmFunc(makeChebyshev(equal), *geometry, 0).values);
     set.rcutAngle = 5.001f;
-    EXPECT_NE(result.values, calculateChebyshev(makeChebyshev(set), *geometry, 0).values);
+    EXPECT_NE(result.values, calculateSymmFunc(makeChebyshev(set), *geometry, 0).values);
 }
 
 TEST(SymmFuncChebyshevTest, orderZeroIsThePlainCutoffSum) {
@@ -202,7 +202,7 @@ TEST(SymmFuncChebyshevTest, orderZeroIsThePlainCutoffSum) {
     const double b = cutoff(3.0);
     const double c = cutoff(4.0);
 
-    const auto result = calculateChebyshev(symmFunc, *geometry, 0);
+    const auto result = calculateSymmFunc(symmFunc, *geometry, 0);
 
     EXPECT_LE(std::fabs(static_cast<double>(result.values[0]) - (a + b + c)), 1.0e-6);
     EXPECT_LE(std::fabs(static_cast<double>(result.values[2]) - (a * b + a * c + b * c)), 1.0e-6);
@@ -217,7 +217,7 @@ TEST(SymmFuncChebyshevTest, neighborJustInsideTheCutoffHasFiniteDerivatives) {
     for (const bool tanhCutoff : {false, true}) {
         ChebyshevSettings set{.tanhCutoff = tanhCutoff, .numRadius = 50, .rcutRadius = 3.0f};
 
-        const auto result = calculateChebyshev(makeChebyshev(set), *geometry, 0);
+        const auto result = calculateSymmFunc(makeChebyshev(set), *geometry, 0);
 
         EXPECT_TRUE(std::ranges::all_of(result.diff, [](float v) { return std::isfinite(v); }));
         expectTwin(set, *geometry, 0);
@@ -234,7 +234,7 @@ TEST(SymmFuncChebyshevTest, collinearNeighborsHaveFiniteDerivatives) {
                     makeStar({{0, {x, y, z}}, {0, {factor * x, factor * y, factor * z}}}, 6.0f);
                 const ChebyshevSettings set{.numRadius = 1, .numAngle = 30};
 
-                const auto result = calculateChebyshev(makeChebyshev(set), *geometry, 0);
+                const auto result = calculateSymmFunc(makeChebyshev(set), *geometry, 0);
 
                 EXPECT_TRUE(std::ranges::all_of(result.diff, [](float v) { return std::isfinite(v); }));
                 const auto twin = computeTwin(set, test::makeNeighborhood(*geometry, 0));
@@ -286,9 +286,9 @@ TEST(SymmFuncChebyshevTest, repeatedCallsGiveEqualBits) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 3, 2, 6.0f, 5);
     const auto symmFunc = makeChebyshev({.numElems = 2, .elemWeight = false, .numRadius = 9, .numAngle = 20});
 
-    const auto first = calculateChebyshev(symmFunc, *geometry, 0);
-    calculateChebyshev(symmFunc, *geometry, 1);
-    const auto second = calculateChebyshev(symmFunc, *geometry, 0);
+    const auto first = calculateSymmFunc(symmFunc, *geometry, 0);
+    calculateSymmFunc(symmFunc, *geometry, 1);
+    const auto second = calculateSymmFunc(symmFunc, *geometry, 0);
 
     EXPECT_EQ(first.values, second.values);
     EXPECT_EQ(first.diff, second.diff);
@@ -307,7 +307,7 @@ TEST(SymmFuncChebyshevTest, threadsGiveTheResultsOfOne) {
 
     for (int i = 0; i < 60; ++i) {
         EXPECT_EQ(rows[static_cast<std::size_t>(i)],
-                  calculateChebyshev(symmFunc, *geometry, i % 3, false).values);
+                  calculateSymmFunc(symmFunc, *geometry, i % 3, false).values);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "testing/NNTester.hpp"
 
+#include "baseline/ClassicalPot.hpp"
 #include "driver/Reporting.hpp"
 #include "modelio/ModelStore.hpp"
 #include "structure/Units.hpp"
@@ -75,13 +76,15 @@ protected:
         return makeSet(settings, text);
     }
 
-    [[nodiscard]] TestFiles files() const { return {file("etot"), file("eatom"), file("force")}; }
+    [[nodiscard]] TestFiles files() const {
+        return {file("etot"), file("eatom"), file("force"), file("charge")};
+    }
 
     std::string runTest(const GeometrySet& set, bool withBias = false) const {
         return outputOf([&] {
             NNTester tester(&property, &set);
             tester.setWithBias(withBias);
-            tester.performTesting(network, files());
+            tester.performTesting(network, "", files());
         });
     }
 
@@ -134,6 +137,28 @@ protected:
         tables.etot.push_back({total.reference / geometry.numAtoms, total.predicted / geometry.numAtoms});
         for (std::size_t i = 0; i < forces.size(); ++i) {
             tables.force.push_back({static_cast<double>(geometry.forces[i]), static_cast<double>(forces[i])});
+        }
+    }
+
+    static void addBaseline(const GeometrySet& set, ClassicalPot& pot, Tables& tables) {
+        std::size_t atom = 0;
+        const auto shift = [](Pair& pair, float value) {
+            pair.reference += static_cast<double>(value);
+            pair.predicted += static_cast<double>(value);
+        };
+        for (std::size_t g = 0; g < set.geometries.size(); ++g) {
+            const Geometry& geometry = *set.geometries[g];
+            std::vector<float> energies(geometry.energies.size());
+            std::vector<float> forces(geometry.forces.size());
+            const float total = pot.obtainEnergiesAndForces(&geometry, energies, forces);
+            EXPECT_GT(std::abs(total), 0.1f);
+            shift(tables.etot[g], total / static_cast<float>(geometry.numAtoms));
+            for (std::size_t a = 0; a < energies.size(); ++a, ++atom) {
+                shift(tables.eatom[atom], energies[a]);
+                for (std::size_t c = 0; c < 3; ++c) {
+                    shift(tables.force[3 * atom + c], forces[3 * a + c]);
+                }
+            }
         }
     }
 
@@ -243,6 +268,101 @@ TEST_F(Tester, TheBiasChangesEnergyLinesAndNothingElse) {
     }
 }
 
+// Errors are those of the networks; the tables have the baseline in both columns.
+TEST_F(Tester, ShowsTheBaselineInItsTablesAndNotInItsErrors) {
+    property.withClassical = 1;
+    train(*makeSet(property, makeDataText({.labels = {"Si", "O", "Si"}, .seed = 40})));
+    const std::string classFile = file("melta.class");
+    test::writeTextFile(classFile, "2\nSi 5\nO 6\nSi Si 30 0 0 -40\nSi O 20 10 0 -30\nO O 10 0 20 -20\n");
+    const auto without = makeTestSet(makeDataText(mixed));
+    ClassicalPot pot(without.get(), &property);
+    (void)outputOf([&] { pot.restoreParameters(classFile); });
+    for (const auto& geometry : without->geometries) {
+        pot.removeFromGeometry(geometry.get());
+    }
+    Tables expected = expectTables(*without, false);
+    const double errors[3] = {rootMeanSquare(expected.etot), rootMeanSquare(expected.eatom),
+                              rootMeanSquare(expected.force)};
+    addBaseline(*without, pot, expected);
+    const auto set = makeTestSet(makeDataText(mixed));
+    NNTester tester(&property, set.get());
+
+    const std::string output = outputOf([&] { tester.performTesting(network, classFile, files()); });
+
+    const std::string begin = "  * There are 12 symmetry functions.\n\n"
+                              "  * Restore the neural network from the file.\n\n"
+                              "  * Restore the Lennard-Jones-like parameters from the file.\n\n"
+                              "  Testing:\n\n    RMSE(Etot)  : ";
+    ASSERT_EQ(output.substr(0, begin.size()), begin);
+    double shown[3] = {};
+    ASSERT_EQ(std::sscanf(output.c_str() + begin.size(),
+                          "%lf eV/atom RMSE(Eatom) : %lf eV RMSE(Force) : %lf eV/Angstrom", &shown[0],
+                          &shown[1], &shown[2]),
+              3)
+        << output;
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_LE(std::abs(shown[i] - errors[i]), 2.0e-5 * errors[i]) << "measure " << i;
+    }
+    const Tables found = readTables();
+    expectSame(found.etot, expected.etot);
+    expectSame(found.eatom, expected.eatom);
+    expectSame(found.force, expected.force);
+}
+
+// A model with charges of its own, tested on charges.
+TEST_F(Tester, TestsTheCharges) {
+    property.withCharge = 1;
+    property.modelsCharge = 2;
+    property.layersCharge = 1;
+    property.nodesCharge = 3;
+    const auto set = makeTestSet(makeDataText(mixed));
+    for (const auto& geometry : set->geometries) {
+        const auto step = static_cast<float>(geometry->numAtoms) * 0.01f;
+        for (std::size_t a = 0; a < geometry->charges.size(); ++a) {
+            geometry->charges[a] = 0.25f - step * static_cast<float>(a);
+        }
+    }
+    NNArch arch(NNArch::energyAndCharge, set->numElems, &property, false, false);
+    outputOf([&] {
+        arch.initLayers(set.get());
+        arch.statisticsSymmFuncs(set.get());
+        storeNN(arch, network, set.get());
+    });
+
+    const std::string output = runTest(*set);
+
+    const std::vector<Pair> charges = readTable(file("charge"), "Charge");
+    ASSERT_EQ(charges.size(), 16U);
+    std::size_t line = 0;
+    for (const auto& geometry : set->geometries) {
+        Geometry* const batch[] = {geometry.get()};
+        arch.setGeometries(batch);
+        arch.calculateSymmFuncs(false, false, true);
+        arch.renormalizeSymmFuncs(false);
+        arch.goForwardOnCharge();
+        for (std::size_t a = 0; a < geometry->charges.size(); ++a, ++line) {
+            EXPECT_NEAR(charges[line].reference, static_cast<double>(geometry->charges[a]), 1.0e-8);
+            EXPECT_NEAR(charges[line].predicted, static_cast<double>(arch.obtainCharges(0)[a]), 1.0e-6);
+        }
+        arch.clearGeometries();
+    }
+    const std::string label = " eV/Angstrom\n    RMSE(Charge): ";
+    const std::size_t place = output.find(label);
+    ASSERT_NE(place, std::string::npos) << output;
+    const double expected = rootMeanSquare(charges);
+    EXPECT_NEAR(std::stod(output.substr(place + label.size())), expected, 2.0e-5 * expected);
+    EXPECT_EQ(output.substr(place + label.size() + 12, 4), " e\n\n");
+}
+
+TEST_F(Tester, MakesNoTableOfChargesWithoutTheirNetworks) {
+    const auto set = makeTestSet(makeDataText(mixed));
+
+    const std::string output = runTest(*set);
+
+    EXPECT_FALSE(std::filesystem::exists(file("charge")));
+    EXPECT_EQ(output.find("Charge"), std::string::npos);
+}
+
 TEST_F(Tester, LosesOldTables) {
     const auto set = makeTestSet(makeDataText(mixed));
     test::writeTextFile(file("etot"), std::string(100000, 'x'));
@@ -283,7 +403,7 @@ TEST_F(Tester, StopsAtAnElementWithoutNetworks) {
     std::string message;
 
     outputOf([&] {
-        message = stopMessageOf([&] { NNTester(&property, set.get()).performTesting(network, files()); });
+        message = stopMessageOf([&] { NNTester(&property, set.get()).performTesting(network, "", files()); });
     });
 
     EXPECT_EQ(message, "symmDev have not been prepared.");
@@ -295,7 +415,7 @@ TEST_F(Tester, StopsWithoutANetworkFile) {
     std::string message;
 
     const std::string output = outputOf([&] {
-        message = stopMessageOf([&] { NNTester(&property, set.get()).performTesting(network, files()); });
+        message = stopMessageOf([&] { NNTester(&property, set.get()).performTesting(network, "", files()); });
     });
 
     EXPECT_EQ(message, "cannot open file: " + network + "_e");
@@ -312,7 +432,8 @@ TEST_F(Tester, NamesTheTableThatCannotBeOpened) {
         std::string message;
 
         const std::string output = outputOf([&] {
-            message = stopMessageOf([&] { NNTester(&property, set.get()).performTesting(network, names); });
+            message =
+                stopMessageOf([&] { NNTester(&property, set.get()).performTesting(network, "", names); });
         });
 
         EXPECT_EQ(message, "cannot open file: " + missing);

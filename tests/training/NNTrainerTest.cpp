@@ -54,6 +54,7 @@ private:
             session.trainState = script[superEpochs.size() - 1];
         }
     }
+    void setLossScales() override {}
     int archModeOfTrainer() const override { return NNArch::onlyEnergy; }
     bool needsDerivatives() const override { return false; }
     bool evaluateTraining() override {

@@ -121,7 +121,7 @@ std::unique_ptr<GeometrySet> makeSet(const Property& property, const std::string
     set->regularElem = true;
     set->trainingSet = trainingSet;
     set->readGeometrySet(directory.file("data"), false);
-    set->haveReadGeometrySet(&property, false, "", 0);
+    set->haveReadGeometrySet(&property, false, {}, 0);
     return set;
 }
 

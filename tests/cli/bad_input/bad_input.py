@@ -111,6 +111,7 @@ class Reader:
         self.file = file
         self.words = words
         self.files = {path.name: path.read_text(encoding="utf-8") for path in FILES.iterdir()}
+        self.files["melta.data_q"] = self.files["melta.data_e"]
         self.files["melta.prop"] += properties
         self.stride = stride  # takes every so-manieth case
 
@@ -226,7 +227,43 @@ class CompanionReader(Reader):
                 yield replace_field(self.text, line, 0, value)
 
 
+class BehlerReader(Reader):
+    def __init__(self) -> None:
+        super().__init__("melta.behler", ["--train"], "symmFunc behler\n")
+        for name in ("melta.data", "melta.data_e"):
+            del self.files[name]
+
+    def own_cases(self) -> Iterator[Case]:
+        lines = self.text.split("\n")
+        for line, words in enumerate(map(str.split, lines)):
+            for field in range(len(words)):
+                for value in (*NOT_FINITE, "x", LONG_WORD):
+                    # What stands behind the first word of a header means nothing, and a shift may be missing.
+                    is_number = words[0][0].isdigit()
+                    must_stop = is_number and (value in NOT_FINITE or field == 0)
+                    yield replace_field(self.text, line, field, value, must_stop)
+                for value in ODD_NUMBERS:
+                    yield replace_field(self.text, line, field, value)
+        yield Case("too long line", self.text.encode() + b" " * TOO_LONG_LINE, must_stop=True)
+        yield Case("two angular sections", (self.text + "\nG4\n0.1 1\n").encode(), must_stop=True)
+
+
+class ChargeCompanionReader(CompanionReader):
+    """The companion of charges: the same shape as that of energies, and a head that asks for it."""
+
+    def __init__(self) -> None:
+        super().__init__("melta.data_q", ["--test"])
+        head = self.files["melta.data"].split("\n")
+        shape = head[3]
+        head[2:4] = ["1", shape, shape]
+        self.files["melta.data"] = "\n".join(head)
+
+
 def make_reader(name: str) -> Reader:
+    if name == "melta.behler":
+        return BehlerReader()
+    if name == "melta.data_q":
+        return ChargeCompanionReader()
     if name == "melta.prop":
         return PropertiesReader("melta.prop", ["--train"])
     if name == "melta.train":

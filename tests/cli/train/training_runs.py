@@ -167,6 +167,86 @@ class WholeTrainings(TrainingRun):
         self.assertAlmostEqual(float(last_line.split("RMSE(F):")[1].split()[0]), force, delta=1.1e-3 * force)
 
 
+CHARGE_PROPERTIES = """\
+withCharge    1
+coefCharge    2.0
+rmseCharge    1e-30
+"""
+
+
+class ChargeTrainings(TrainingRun):
+    """The networks of charges, which are trained beside those of energies."""
+
+    def setUp(self) -> None:
+        super().setUp()
+        self.take("melta.test")
+        for name in ("melta.train", "melta.test"):
+            self.add_charges(self.directory / name)
+
+    @staticmethod
+    def add_charges(path: Path) -> None:
+        lines = read(path).split("\n")
+        for number, line in enumerate(lines):
+            fields = line.split()
+            if fields and fields[0] in ("Si", "O"):
+                charge = 0.3 if fields[0] == "Si" else -0.6
+                fields[8] = f"{charge + 0.01 * (number % 5):.4f}"
+                lines[number] = " ".join(fields)
+        path.write_text("\n".join(lines), encoding="utf-8")
+
+    def train_charges(self) -> str:
+        output, status = self.run_command("--train-charge")
+        self.assertEqual(status, 0, output)
+        return output
+
+    def test_whole_model(self) -> None:
+        self.set_properties("lbfgs 8\ninsituTest 1\n" + CHARGE_PROPERTIES)
+
+        self.train()
+        output = self.train_charges()
+
+        self.assert_form("charges.txt", output)
+        self.assert_files(
+            "melta.train", "melta.test", "melta.prop", "melta.data", "melta.data_e", "melta.data_q", "melta.gdist"
+        )
+        numbers = read(self.directory / "melta.data_q").split()
+        self.assertEqual(len(numbers), 2 * 2 * (4 * 12 + 4 + 4 * 4 + 4 + 4 + 1))
+
+        last_line = [line for line in output.split("\n") if line.startswith("  @")][-1]
+        output, status = self.run_command("--test")
+        self.assertEqual(status, 0, output)
+        error = float(output.split("RMSE(Charge):")[1].split()[0])
+        self.assertAlmostEqual(float(last_line.split("RMSE(Q):")[1].split()[0]), error, delta=1.1e-3 * error)
+        rows = [line.split() for line in read(self.directory / "melta.charge").splitlines()]
+        self.assertEqual(rows[0], ["Charge(DFT)", "Charge(NNP)"])
+        squares = [(float(row[0]) - float(row[1])) ** 2 for row in rows[1:]]
+        self.assertAlmostEqual((sum(squares) / len(squares)) ** 0.5, error, delta=1e-4 * error)
+
+    def test_needs_withCharge(self) -> None:
+        self.set_properties("lbfgs 8\n")
+
+        output, status = self.run_command("--train-charge")
+
+        self.assertEqual(
+            (output, status), ("[STOP] you have to let withCharge be 1, for charge training: melta.prop\n", 1)
+        )
+
+    def test_writes_the_template_of_charges(self) -> None:
+        self.run_command("--train-charge")
+
+        self.assertIn("withCharge", read(self.directory / "melta.prop"))
+
+    def test_a_test_needs_the_networks_of_charges(self) -> None:
+        self.set_properties("lbfgs 8\n" + CHARGE_PROPERTIES)
+        self.train()
+
+        output, status = self.run_command("--test")
+
+        self.assertEqual(status, 1)
+        self.assertTrue(output.endswith("\n[STOP] cannot open file: melta.data_q\n"), output)
+        self.assertFalse((self.directory / "melta.charge").exists())
+
+
 class StoppedTrainings(TrainingRun):
     def start(self) -> subprocess.Popen[bytes]:
         self.log = self.directory / "log"

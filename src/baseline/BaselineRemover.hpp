@@ -1,0 +1,25 @@
+// The baseline potential of a run, whichever it is.
+#pragma once
+
+#include "structure/BaselinePotential.hpp"
+#include "structure/BaselineRemoval.hpp"
+
+#include <memory>
+#include <string>
+
+namespace melta {
+
+class GeometrySet;
+class Property;
+
+// What takes the potential out of a set that has `withClassical` or `withReaxFF`, says so, and does nothing
+// to other sets. `baselineFile`: the parameters of the potential. The removal stops as the reading of the
+// file and the potential do.
+BaselineRemoval makeBaselineRemoval(const std::string& baselineFile);
+
+// The potential that the settings have switched on, for a set's elements; null without one. Both arguments
+// are borrowed. Stops as the reading of the file does.
+std::unique_ptr<BaselinePotential> makeBaseline(const GeometrySet* set, const Property* property,
+                                                const std::string& baselineFile);
+
+} // namespace melta

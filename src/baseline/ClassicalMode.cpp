@@ -1,0 +1,28 @@
+#include "baseline/ClassicalMode.hpp"
+
+#include "baseline/ClassicalPot.hpp"
+#include "config/ConfigurationLoader.hpp"
+#include "config/FileNames.hpp"
+#include "structure/GeometrySet.hpp"
+
+namespace melta {
+
+void runClassicalFit(std::span<const std::string> words) {
+    const std::string propertyFile = words.size() >= 2 ? words[1] : fileNames::properties;
+    const Property property = loadClassicalConfiguration(propertyFile);
+    const bool withCharge = property.withCharge != 0;
+    GeometrySet set;
+    set.maxForce = property.maxForce;
+    set.minEDev = property.minEDev;
+    set.maxEDev = property.maxEDev;
+    set.minQDev = property.minQDev;
+    set.maxQDev = property.maxQDev;
+    // The fit is to total energies, whatever the networks will learn.
+    set.withHDNNP = true;
+    set.regularElem = property.regularElem != 0;
+    set.readGeometrySet(fileNames::train, withCharge);
+    set.haveReadGeometrySet(&property, withCharge, {}, 1);
+    ClassicalPot(&set, &property).optimizeParameters(fileNames::classical, fileNames::stopFile);
+}
+
+} // namespace melta

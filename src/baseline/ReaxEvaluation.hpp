@@ -1,0 +1,52 @@
+#pragma once
+
+#include "baseline/ReaxBondOrders.hpp"
+#include "baseline/ReaxBondedTerms.hpp"
+#include "baseline/ReaxShell.hpp"
+#include "baseline/ReaxVdw.hpp"
+
+#include <span>
+#include <vector>
+
+namespace melta {
+
+class Geometry;
+class ReaxParam;
+
+// One evaluation of the reduced ReaxFF potential, in double precision: the place that sums its terms.
+//
+// Keeps its memory between evaluations: one thread at a time.
+class ReaxEvaluation {
+public:
+    // `param` must outlive the object.
+    explicit ReaxEvaluation(const ReaxParam& param);
+
+    // Cutoff that the neighbour lists of an evaluation need, Angstrom.
+    [[nodiscard]] double listCutoff() const;
+
+    // `geometry` gives the cell and the lists of neighbours, `types` [numAtoms] the types of its atoms and
+    // `positions` [numAtoms][3] (Angstrom) where they are: its own positions widened, or others for which its
+    // lists hold.
+    void run(const Geometry& geometry, std::span<const int> types, std::span<const double> positions,
+             bool withForces);
+
+    // Results of the last run. Energies [numAtoms], kcal/mol.
+    [[nodiscard]] std::span<const double> energies() const { return atomEnergies; }
+
+    // Forces [numAtoms][3], kcal/mol/Angstrom; empty without.
+    [[nodiscard]] std::span<const double> forces() const { return atomForces; }
+
+    // The bonds behind them.
+    [[nodiscard]] const ReaxBondOrders& bondOrders() const { return orders; }
+
+private:
+    const ReaxParam* param;
+    ReaxShellBuilder shells;
+    ReaxBondOrders orders;
+    ReaxBondedTerms bondedTerms;
+    ReaxVdw vdw;
+    std::vector<double> atomEnergies;
+    std::vector<double> atomForces;
+};
+
+} // namespace melta

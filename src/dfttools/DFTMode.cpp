@@ -1,0 +1,15 @@
+#include "dfttools/DFTMode.hpp"
+
+#include "config/FileNames.hpp"
+#include "dfttools/DFTTool.hpp"
+#include "driver/ProcessGuard.hpp"
+
+namespace melta {
+
+void runDFT(std::span<const std::string> words) {
+    requireSingleProcess(words[0]);
+    DFTTool tool = words.size() >= 2 ? DFTTool(words[1]) : DFTTool();
+    tool.generateJobs(fileNames::train, fileNames::test);
+}
+
+} // namespace melta

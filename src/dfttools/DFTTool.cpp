@@ -1,0 +1,115 @@
+#include "dfttools/DFTTool.hpp"
+
+#include "dfttools/DFTFileNames.hpp"
+#include "dfttools/DFTInput.hpp"
+#include "dfttools/DFTScripts.hpp"
+#include "driver/FileReplacement.hpp"
+#include "driver/RandomSource.hpp"
+#include "driver/Reporting.hpp"
+
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace melta {
+namespace {
+
+bool hasGeometry(int number) {
+    std::error_code ignored;
+    return fs::exists(dftFileNames::geometryFile(number), ignored);
+}
+
+int countGeometries() {
+    int count = 0;
+    while (hasGeometry(count + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+bool makeDirectory(const char* name) {
+    std::error_code error;
+    fs::create_directory(name, error);
+    if (error) {
+        printOut("\ncannot make directory: %s\n\n", name);
+        return false;
+    }
+    return true;
+}
+
+// The previous script stays until the new one is complete: half a script might remove more than it should.
+bool writeScript(const char* fileName, const std::string& text) {
+    FileReplacement script;
+    std::FILE* const file = script.tryOpen(fileName);
+    if (file == nullptr) {
+        printOut("\ncannot open the file: %s\n\n", fileName);
+        return false;
+    }
+    std::fwrite(text.data(), 1, text.size(), file);
+    script.commit();
+    return true;
+}
+
+} // namespace
+
+void DFTTool::generateJobs(const std::string& fileTrain, const std::string& fileTest) {
+    chooseSource();
+    if (!readTemplate()) {
+        return;
+    }
+    jobs = askForDFTJobs(static_cast<int>(atoms.size()));
+    if (useMetropolis) {
+        jobs.numGeoms = countGeometries();
+    }
+    if (jobs.numGeoms < 1 || !makeDirectory(dftFileNames::inputDirectory) || !writeInputs()) {
+        return;
+    }
+    writeScripts(jobs.forTraining ? fileTrain : fileTest);
+    printOut("\n");
+}
+
+void DFTTool::chooseSource() {
+    useMetropolis = hasGeometry(1);
+    if (useMetropolis) {
+        useMetropolis = askForMetropolis();
+        printOut("\n  * The geometries of Metropolis is %s.\n", useMetropolis ? "used" : "NOT used");
+    }
+}
+
+bool DFTTool::readTemplate() {
+    atoms.clear();
+    const auto fileName = fileInput.empty() ? askForTemplate() : fileInput;
+    return fileName && readDFTTemplate(*fileName, useMetropolis, lines) &&
+           (useMetropolis || parseDFTAtoms(lines.atomLines, atoms));
+}
+
+bool DFTTool::writeInputs() const {
+    for (int number = 1; number <= jobs.numGeoms; ++number) {
+        if (!writeInput(number)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool DFTTool::writeInput(int number) const {
+    const std::string fileName = dftFileNames::inputFile(number);
+    if (useMetropolis) {
+        return writeMetropolisInput(fileName, lines.headLines, dftFileNames::geometryFile(number));
+    }
+    return writeDisplacedInput(fileName, lines, atoms, jobs.shiftAtoms, sharedRandom());
+}
+
+void DFTTool::writeScripts(const std::string& dataFile) const {
+    const char* const kind = jobs.forTraining ? "training" : "testing";
+    if (writeScript(dftFileNames::batchScript, batchScriptOf(jobs, dataFile))) {
+        printOut("\n  * Batch script file \"%s\" is written, which will generate %s data \"%s\".\n",
+                 dftFileNames::batchScript, kind, dataFile.c_str());
+    }
+    if (writeScript(dftFileNames::shellScript, shellScriptOf(jobs, dataFile))) {
+        printOut("\n  * Shell script file \"%s\" is written, which will generate %s data \"%s\".\n",
+                 dftFileNames::shellScript, kind, dataFile.c_str());
+    }
+}
+
+} // namespace melta

@@ -1,0 +1,20 @@
+#include "dfttools/SplitMode.hpp"
+
+#include "config/FileNames.hpp"
+#include "dfttools/DataSplitter.hpp"
+#include "driver/FieldScanner.hpp"
+#include "driver/ProcessGuard.hpp"
+#include "driver/Reporting.hpp"
+
+namespace melta {
+
+void runSplit(std::span<const std::string> words) {
+    requireSingleProcess(words[0]);
+    float rate = -1.0f;
+    if (words.size() >= 2 && !FieldScanner(words[1]).readFloat(rate)) {
+        stopWithMessage("cannot read the rate to split training data into testing data.");
+    }
+    splitTrainingData(fileNames::train, fileNames::test, rate);
+}
+
+} // namespace melta

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "driver/LineReader.hpp"
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace melta {
+
+// Replaces a set of files as one: each is written under a temporary name beside its place, and only when all
+// are complete do they take their names. Whatever goes wrong on the way, a stop or a crash, the files that
+// stood there before are left, and no stop leaves temporary files behind.
+//
+//     FileReplacement files;
+//     std::fprintf(files.open("data"), ...);
+//     std::fprintf(files.open("data_e"), ...);
+//     files.commit();
+//
+// Links are followed to the file they lead to. What is no regular file, such as a device, is written in
+// place. Messages name a file as the caller did.
+class FileReplacement {
+public:
+    FileReplacement() = default;
+    ~FileReplacement() { discard(); }
+    FileReplacement(const FileReplacement&) = delete;
+    FileReplacement& operator=(const FileReplacement&) = delete;
+    FileReplacement(FileReplacement&&) = delete;
+    FileReplacement& operator=(FileReplacement&&) = delete;
+
+    // Opens the next file of the set; the stream stays owned. Stops with "cannot open file: %s" when the file
+    // or its place cannot be written, or when its name leads to a file that is in the set already.
+    std::FILE* open(const std::string& fileName);
+
+    // The same, but gives a null pointer where that stops, and leaves the set as it was.
+    [[nodiscard]] std::FILE* tryOpen(const std::string& fileName);
+
+    // Completes the files and gives them their names, the one that was opened first at last, so that where it
+    // is new the others are. Stops with "cannot write file: %s" when a medium refused anything of a file, or
+    // a file its name; then all names lead to the old files.
+    void commit();
+
+private:
+    struct Target {
+        std::string name;              // as the caller said
+        std::filesystem::path place;   // links followed
+        std::filesystem::path written; // temporary name, or `place` where that is written itself
+        FilePointer file;
+        bool isNew = false;       // there was no such file before
+        bool hasReplaced = false; // the new file has its name
+        bool hasOld = false;      // the old file is kept under a second name until all is done
+
+        [[nodiscard]] bool isInPlace() const { return written == place; }
+        [[nodiscard]] std::filesystem::path oldName() const;
+        void undo() noexcept; // brings back what was there before
+    };
+
+    static bool complete(Target& target);
+    static bool replace(Target& target);
+    void discard() noexcept;
+    [[noreturn]] void fail(const char* action, const std::string& fileName);
+
+    std::vector<Target> targets;
+};
+
+} // namespace melta

@@ -1,0 +1,18 @@
+#include "modelio/ExportMode.hpp"
+
+#include "config/ConfigurationLoader.hpp"
+#include "config/FileNames.hpp"
+#include "config/Property.hpp"
+#include "modelio/ForceFieldExport.hpp"
+
+namespace melta {
+
+void runExport(std::span<const std::string> /*words*/) {
+    constexpr bool tolerant = false;
+    Property property;
+    property.peekData(fileNames::network, tolerant);
+    exportForceField(fileNames::network, baselineFileOf(property), fileNames::forceField,
+                     property.withClassical != 0, property.withReaxFF != 0, property.withCharge != 0);
+}
+
+} // namespace melta

@@ -1,0 +1,170 @@
+#include "symmfunc/BlockSymmFunc.hpp"
+
+#include "driver/Reporting.hpp"
+#include "structure/Geometry.hpp"
+#include "symmfunc/BasisBlock.hpp"
+#include "symmfunc/NeighborRecords.hpp"
+#include "symmfunc/NeighborShellBuilder.hpp"
+
+#include <algorithm>
+#include <limits>
+
+namespace melta {
+
+// What one thread keeps from call to call, so that only larger neighbourhoods than before allocate.
+struct BlockSymmFunc::Workspace {
+    NeighborRecords records;
+    NeighborShellBuilder shell;
+    AlignedBuffer<float> scratch;
+
+    std::span<float> reserveScratch(std::size_t size) {
+        scratch.reserve(size);
+        return scratch.span();
+    }
+};
+
+BlockSymmFunc::BlockSymmFunc(int elems, bool withTanh, bool withWeight, int radiusSize, int angleSize,
+                             int angleColumns, float radiusCutoff, float angleCutoff)
+    : SymmFunc(elems, withTanh, withWeight), numRadius(radiusSize), numAngle(angleSize),
+      columnsPerAngle(angleColumns), rcutRadius(radiusCutoff), rcutAngle(angleCutoff) {
+    if (numRadius < 1) {
+        stopWithMessage("size of radius basis is not positive.");
+    }
+    if (numAngle < 0) {
+        stopWithMessage("size of angle basis is negative.");
+    }
+    if (!(rcutRadius > 0.0f)) {
+        stopWithMessage("cutoff for radius is not positive.");
+    }
+    if (numAngle >= 1 && !(rcutAngle > 0.0f)) {
+        stopWithMessage("cutoff for angle is not positive.");
+    }
+    // In double precision, because even 64 bits are too few for the largest arguments.
+    const double kinds = numKinds();
+    const double size = numRadius * kinds + columnsPerAngle * (numAngle * (kinds * (kinds + 1.0) / 2.0));
+    if (size > std::numeric_limits<int>::max()) {
+        stopWithMessage("too many symmetry functions.");
+    }
+    sizeRadiusBasis = numRadius * numKinds();
+    sizeAngleBasis = static_cast<int>(size) - sizeRadiusBasis;
+    numBasis = sizeRadiusBasis + sizeAngleBasis;
+}
+
+void BlockSymmFunc::calculate(const Geometry& geometry, int iatom, std::span<float> symmData,
+                              std::span<float> symmDiff) const {
+    checkArguments(geometry, iatom, symmData, symmDiff);
+    const std::size_t numNeighbors = geometry.obtainNeighbors(iatom).size();
+    const auto values = symmData.first(static_cast<std::size_t>(numBasis));
+    const auto derivatives = symmDiff.empty() ? symmDiff : symmDiff.first(diffSize(numNeighbors));
+    if (numNeighbors == 0) {
+        std::ranges::fill(values, 0.0f);
+        std::ranges::fill(derivatives, 0.0f);
+        return;
+    }
+
+    thread_local Workspace work;
+    const bool withAngle = numNeighbors >= 2 && numAngle >= 1;
+    work.records.update(geometry, iatom, tanhCutoff, rcutRadius, numAngle >= 1 ? rcutAngle : -1.0f);
+    clearUntouched(work.records, withAngle, values, derivatives);
+    calculateRadius(work, values, derivatives);
+    if (withAngle) {
+        calculateAngle(work, values, derivatives);
+    }
+}
+
+void BlockSymmFunc::prepareAngle(const NeighborShell&, std::span<float>) const {}
+
+// The kernels write the whole of every block that is not empty, so that only what lies outside needs to be
+// cleared. The derivatives fill whole caches; writing them twice would be felt.
+void BlockSymmFunc::clearUntouched(const NeighborRecords& records, bool withAngle, std::span<float> values,
+                                   std::span<float> derivatives) const {
+    const auto rowLength = static_cast<std::size_t>(numBasis);
+    const auto sizeRadius = static_cast<std::size_t>(sizeRadiusBasis);
+    if (!withAngle) {
+        std::ranges::fill(values.subspan(sizeRadius), 0.0f);
+        for (std::size_t row = 0; row < 3 && !derivatives.empty(); ++row) {
+            std::ranges::fill(derivatives.subspan(row * rowLength + sizeRadius, rowLength - sizeRadius),
+                              0.0f);
+        }
+    }
+    for (std::size_t n = 0; n < records.size() && !derivatives.empty(); ++n) {
+        const int kind = elemWeight ? 0 : records.elements()[n];
+        const bool isInRadius = records.r()[n] < rcutRadius;
+        const bool isInAngle = withAngle && records.r()[n] < rcutAngle;
+        for (std::size_t row = 3 * n + 3; row < 3 * n + 6; ++row) {
+            clearRow(derivatives.subspan(row * rowLength, rowLength), kind, isInRadius, isInAngle);
+        }
+    }
+}
+
+// Clears a neighbour's row but for the blocks that its kind takes part in.
+void BlockSymmFunc::clearRow(std::span<float> row, int kind, bool isInRadius, bool isInAngle) const {
+    std::size_t cleared = 0;
+    const auto leave = [&](int start, int size) {
+        const auto begin = static_cast<std::size_t>(start);
+        std::ranges::fill(row.subspan(cleared, begin - cleared), 0.0f);
+        cleared = begin + static_cast<std::size_t>(size);
+    };
+    if (isInRadius) {
+        leave(kind * numRadius, numRadius);
+    }
+    if (isInAngle) {
+        const int length = angleLength();
+        leave(sizeRadiusBasis + length * (kind * (kind + 1) / 2), length * (kind + 1));
+        for (int other = kind + 1; other < numKinds(); ++other) {
+            leave(sizeRadiusBasis + length * (kind + other * (other + 1) / 2), length);
+        }
+    }
+    leave(numBasis, 0);
+}
+
+void BlockSymmFunc::calculateRadius(Workspace& work, std::span<float> values,
+                                    std::span<float> derivatives) const {
+    const auto fc = work.records.fcRadius();
+    const auto dfc = work.records.dfcRadius();
+    if (elemWeight) {
+        work.shell.pickWeighted(work.records, fc, dfc, rcutRadius, false);
+    } else {
+        work.shell.pickByElement(work.records, fc, dfc, rcutRadius, numElems);
+    }
+    const auto& shell = work.shell.shell();
+    const auto scratch = work.reserveScratch(obtainRadiusScratchSize(shell.size));
+    for (int kind = 0; kind < numKinds(); ++kind) {
+        const auto range = work.shell.obtainRange(static_cast<std::size_t>(kind));
+        const auto block = obtainBlock(values, derivatives, kind * numRadius, numRadius);
+        computeRadius(shell, range, block, scratch);
+    }
+}
+
+void BlockSymmFunc::calculateAngle(Workspace& work, std::span<float> values,
+                                   std::span<float> derivatives) const {
+    const auto fc = work.records.fcAngle();
+    const auto dfc = work.records.dfcAngle();
+    if (elemWeight) {
+        work.shell.pickWeighted(work.records, fc, dfc, rcutAngle, true);
+    } else {
+        work.shell.pickByElement(work.records, fc, dfc, rcutAngle, numElems);
+    }
+    const auto& shell = work.shell.shell();
+    const auto scratch = work.reserveScratch(obtainAngleScratchSize(shell.size));
+    prepareAngle(shell, scratch);
+    for (int first = 0; first < numKinds(); ++first) {
+        for (int second = 0; second <= first; ++second) {
+            const int pair = second + first * (first + 1) / 2;
+            const auto block =
+                obtainBlock(values, derivatives, sizeRadiusBasis + pair * angleLength(), angleLength());
+            computeAngle(shell, work.shell.obtainRange(static_cast<std::size_t>(first)),
+                         work.shell.obtainRange(static_cast<std::size_t>(second)), block, scratch);
+        }
+    }
+}
+
+BasisBlock BlockSymmFunc::obtainBlock(std::span<float> values, std::span<float> derivatives, int start,
+                                      int size) const {
+    const auto offset = static_cast<std::size_t>(start);
+    return {.values = values.subspan(offset, static_cast<std::size_t>(size)),
+            .diff = derivatives.empty() ? nullptr : derivatives.data() + offset,
+            .rowStride = static_cast<std::size_t>(numBasis)};
+}
+
+} // namespace melta

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "symmfunc/SymmFunc.hpp"
+
+namespace melta {
+
+class NeighborRecords;
+struct BasisBlock;
+struct NeighborRange;
+struct NeighborShell;
+
+// Symmetry functions that come in blocks of equal length: one radial block for each element and one angular
+// block for each pair of elements, or a single block of both with `elemWeight`. It owns the course of a
+// calculation: the neighbours' records, sorted by element; the clearing of what no neighbour touches; and the
+// calls that fill one block after the other, which are the kind's own.
+class BlockSymmFunc : public SymmFunc {
+public:
+    void calculate(const Geometry& geometry, int iatom, std::span<float> symmData,
+                   std::span<float> symmDiff) const override;
+
+protected:
+    // The arguments become numElems, tanhCutoff, elemWeight, numRadius, numAngle, columnsPerAngle, rcutRadius
+    // and rcutAngle. Stops, in this order, with the message of the base class, "size of radius basis is not
+    // positive.", "size of angle basis is negative.", "cutoff for radius is not positive." and, with numAngle
+    // at least 1, "cutoff for angle is not positive."; and with "too many symmetry functions." when their
+    // number overflows.
+    BlockSymmFunc(int elems, bool withTanh, bool withWeight, int radiusSize, int angleSize, int angleColumns,
+                  float radiusCutoff, float angleCutoff);
+
+    // Length of the scratch array that the calls below get, for shells of that many neighbours.
+    [[nodiscard]] virtual std::size_t obtainRadiusScratchSize(std::size_t numNeighbors) const = 0;
+    [[nodiscard]] virtual std::size_t obtainAngleScratchSize(std::size_t numNeighbors) const = 0;
+
+    // Writes everything that belongs to the columns of a radial block: the values, the rows of the neighbours
+    // in the range, and the rows of the central atom.
+    virtual void computeRadius(const NeighborShell& shell, NeighborRange range, const BasisBlock& block,
+                               std::span<float> scratch) const = 0;
+
+    // Called once before the angular blocks of an atom. The scratch array keeps what it holds until the last
+    // of them.
+    virtual void prepareAngle(const NeighborShell& shell, std::span<float> scratch) const;
+
+    // The same for an angular block, the sum over pairs of neighbours. The pairs are all of `first` with all
+    // of `second`, or, if the two ranges are the same, each pair within it once.
+    virtual void computeAngle(const NeighborShell& shell, NeighborRange first, NeighborRange second,
+                              const BasisBlock& block, std::span<float> scratch) const = 0;
+
+    int numRadius;       // radial parameter sets
+    int numAngle;        // angular parameter sets; may be 0
+    int columnsPerAngle; // angular functions of one parameter set
+    int sizeRadiusBasis; // length of all radial blocks
+    int sizeAngleBasis;  // length of all angular blocks
+    float rcutRadius;    // Angstrom
+    float rcutAngle;     // Angstrom
+
+private:
+    struct Workspace;
+
+    // Without `elemWeight` every element has blocks of its own.
+    [[nodiscard]] int numKinds() const { return elemWeight ? 1 : numElems; }
+    [[nodiscard]] int angleLength() const { return numAngle * columnsPerAngle; }
+
+    void clearUntouched(const NeighborRecords& records, bool withAngle, std::span<float> values,
+                        std::span<float> derivatives) const;
+    void clearRow(std::span<float> row, int kind, bool isInRadius, bool isInAngle) const;
+    void calculateRadius(Workspace& work, std::span<float> values, std::span<float> derivatives) const;
+    void calculateAngle(Workspace& work, std::span<float> values, std::span<float> derivatives) const;
+    [[nodiscard]] BasisBlock obtainBlock(std::span<float> values, std::span<float> derivatives, int start,
+                                         int size) const;
+};
+
+} // namespace melta

@@ -1,0 +1,72 @@
+#include "symmfunc/SymmFuncBehler.hpp"
+
+#include "driver/Reporting.hpp"
+#include "symmfunc/BehlerKernels.hpp"
+
+namespace melta {
+namespace {
+
+constexpr int numLambdas = 2;
+
+void checkArray(std::span<const float> array, int length, const char* name) {
+    if (array.size() < static_cast<std::size_t>(length)) {
+        stopWithMessage("%s is null.", name);
+    }
+}
+
+} // namespace
+
+SymmFuncBehler::SymmFuncBehler(int elems, bool withTanh, bool withWeight, int radiusSize, int angleSize,
+                               float radiusCutoff, float angleCutoff)
+    : BlockSymmFunc(elems, withTanh, withWeight, radiusSize, angleSize, numLambdas, radiusCutoff,
+                    angleCutoff) {}
+
+void SymmFuncBehler::checkParameters() const {
+    checkArray(radiusEta, numRadius, "radiusEta");
+    checkArray(radiusShift, numRadius, "radiusShift");
+    checkArray(angleEta, numAngle, "angleEta");
+    checkArray(angleZeta, numAngle, "angleZeta");
+    checkArray(angleShift, numAngle, "angleShift");
+}
+
+void SymmFuncBehler::calculate(const Geometry& geometry, int iatom, std::span<float> symmData,
+                               std::span<float> symmDiff) const {
+    checkParameters();
+    BlockSymmFunc::calculate(geometry, iatom, symmData, symmDiff);
+}
+
+std::size_t SymmFuncBehler::obtainRadiusScratchSize(std::size_t numNeighbors) const {
+    return obtainBehlerRadialScratchSize(numNeighbors, static_cast<std::size_t>(numRadius));
+}
+
+std::size_t SymmFuncBehler::obtainAngleScratchSize(std::size_t numNeighbors) const {
+    return obtainBehlerAngularScratchSize(numNeighbors, static_cast<std::size_t>(numAngle));
+}
+
+void SymmFuncBehler::computeRadius(const NeighborShell& shell, NeighborRange range, const BasisBlock& block,
+                                   std::span<float> scratch) const {
+    const auto count = static_cast<std::size_t>(numRadius);
+    const BehlerRadialSet set{.eta = radiusEta.first(count), .shift = radiusShift.first(count)};
+    computeBehlerRadial(shell, range, set, block, scratch);
+}
+
+void SymmFuncBehler::prepareAngle(const NeighborShell& shell, std::span<float> scratch) const {
+    prepareBehlerAngular(shell, obtainAngularSet(), scratch);
+}
+
+void SymmFuncBehler::computeAngle(const NeighborShell& shell, NeighborRange first, NeighborRange second,
+                                  const BasisBlock& block, std::span<float> scratch) const {
+    computeBehlerAngular(shell, first, second, obtainAngularSet(), block, scratch);
+}
+
+BehlerAngularSet SymmFuncBehler::obtainAngularSet() const {
+    const auto count = static_cast<std::size_t>(numAngle);
+    return {.eta = angleEta.first(count),
+            .zeta = angleZeta.first(count),
+            .shift = angleShift.first(count),
+            .isG4 = behlerG4,
+            .tanhCutoff = tanhCutoff,
+            .rcut = rcutAngle};
+}
+
+} // namespace melta

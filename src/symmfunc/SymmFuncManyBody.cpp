@@ -1,0 +1,147 @@
+#include "symmfunc/SymmFuncManyBody.hpp"
+
+#include "driver/Reporting.hpp"
+#include "structure/Geometry.hpp"
+#include "symmfunc/ManyBodyKernels.hpp"
+#include "symmfunc/ManyBodyShell.hpp"
+#include "symmfunc/NeighborRecords.hpp"
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+namespace melta {
+namespace {
+
+// The library's way of writing large blocks does not read them first, as stores one by one do. All bits zero
+// is 0.0f.
+void clear(std::span<float> block) {
+    std::memset(block.data(), 0, block.size_bytes());
+}
+
+} // namespace
+
+// What one thread keeps from call to call, so that only larger neighbourhoods than before allocate.
+struct SymmFuncManyBody::Workspace {
+    NeighborRecords records;
+    ManyBodyShell shell;
+    ManyBodyScratch scratch;
+};
+
+SymmFuncManyBody::SymmFuncManyBody(int elems, bool withWeight, int size2, int size3, float innerRadius,
+                                   float outerRadius)
+    : SymmFunc(elems, false, withWeight), m2(size2), m3(size3), rinner(innerRadius), router(outerRadius) {
+    if (elemWeight) {
+        stopWithMessage("many-body does not support elemWeight.");
+    }
+    if (m2 < 1) {
+        stopWithMessage("size of 2-body is not positive.");
+    }
+    if (m3 < 0) {
+        stopWithMessage("size of 3-body is negative.");
+    }
+    if (rinner < 0.0f) {
+        stopWithMessage("inner radius is negative.");
+    }
+    if (!(rinner < router)) {
+        stopWithMessage("outer radius is too small.");
+    }
+    setSizes();
+    step2 = (router - rinner) / static_cast<float>(m2);
+    if (m3 >= 1) {
+        step3 = (router - rinner) / static_cast<float>(m3);
+    }
+}
+
+void SymmFuncManyBody::setSizes() {
+    constexpr std::int64_t largest = std::numeric_limits<int>::max();
+    const std::int64_t sizeRadius = std::int64_t{m2} * numElems;
+    const std::int64_t numColumns = std::int64_t{m3} * numElems;
+    // Without this limit the square itself might overflow.
+    const bool fits = sizeRadius <= largest && numColumns <= 65536;
+    const std::int64_t sizeAngle = fits ? numColumns * (numColumns + 1) / 2 * m3 : 0;
+    if (!fits || sizeRadius + sizeAngle > largest) {
+        stopWithMessage("too many symmetry functions.");
+    }
+    sizeRadiusBasis = static_cast<int>(sizeRadius);
+    sizeAngleBasis = static_cast<int>(sizeAngle);
+    numBasis = sizeRadiusBasis + sizeAngleBasis;
+}
+
+// The derivatives are many and nearly all zero. Each neighbour's rows are cleared just before its own terms
+// are added, while they are still in the cache, and never touched again.
+void SymmFuncManyBody::calculate(const Geometry& geometry, int iatom, std::span<float> symmData,
+                                 std::span<float> symmDiff) const {
+    checkArguments(geometry, iatom, symmData, symmDiff);
+    const std::size_t numNeighbors = geometry.obtainNeighbors(iatom).size();
+    const std::size_t threeRows = 3 * static_cast<std::size_t>(numBasis);
+    const bool withDiff = !symmDiff.empty();
+    const auto values = symmData.first(static_cast<std::size_t>(numBasis));
+    clear(values);
+    if (withDiff) {
+        clear(symmDiff.first(threeRows));
+    }
+    if (numNeighbors == 0) {
+        return;
+    }
+
+    thread_local Workspace work;
+    const bool withAngle = numNeighbors >= 2 && m3 >= 1;
+    work.records.update(geometry, iatom, tanhCutoff, -1.0f, -1.0f);
+    work.shell.update(work.records, router, numElems);
+    work.shell.locateRadius({.numPoints = m2, .start = rinner, .step = step2});
+    const ManyBodyAxis axis{.numPoints = m3, .start = rinner, .step = step3};
+    const ManyBodyBlock block = obtainAngleBlock(values, symmDiff);
+    ManyBodyNeighbors neighbors{};
+    if (withAngle) {
+        work.shell.locateAngle(axis);
+        work.scratch.reserve(numNeighbors);
+        neighbors = work.shell.obtainNeighbors();
+    }
+    for (std::size_t n = 0; n < numNeighbors; ++n) {
+        if (withDiff) {
+            clear(symmDiff.subspan((n + 1) * threeRows, threeRows));
+        }
+        const std::int32_t place = work.shell.obtainPlace(n);
+        if (place < 0) {
+            continue;
+        }
+        addRadius(work, n, values, symmDiff);
+        if (withAngle) {
+            addManyBodyTriangles(neighbors, static_cast<std::size_t>(place), axis, router, block,
+                                 work.scratch);
+        }
+    }
+}
+
+void SymmFuncManyBody::addRadius(const Workspace& work, std::size_t entry, std::span<float> values,
+                                 std::span<float> derivatives) const {
+    const auto place = static_cast<std::size_t>(work.shell.obtainPlace(entry));
+    const auto& points = work.shell.radiusPoints();
+    const float* const weights = points.weights.data() + 4 * place;
+    const std::array d{work.records.dx()[entry], work.records.dy()[entry], work.records.dz()[entry]};
+    const auto rowLength = static_cast<std::size_t>(numBasis);
+    for (std::int32_t k = 0; k < points.count[place]; ++k) {
+        const auto column =
+            static_cast<std::size_t>(m2 * work.records.elements()[entry] + points.first[place] + k);
+        values[column] += weights[k];
+        for (std::size_t axis = 0; axis < 3 && !derivatives.empty(); ++axis) {
+            const float slope = d[axis] * weights[2 + k];
+            derivatives[axis * rowLength + column] -= slope;
+            derivatives[(3 * entry + 3 + axis) * rowLength + column] += slope;
+        }
+    }
+}
+
+ManyBodyBlock SymmFuncManyBody::obtainAngleBlock(std::span<float> values,
+                                                 std::span<float> derivatives) const {
+    const auto start = static_cast<std::size_t>(sizeRadiusBasis);
+    const auto sizeAngle = static_cast<std::size_t>(sizeAngleBasis);
+    return {.values = values.data() + start,
+            .diff = derivatives.empty() ? nullptr : derivatives.data() + start,
+            .rowStride = static_cast<std::size_t>(numBasis),
+            .triangleSize = m3 >= 1 ? sizeAngle / static_cast<std::size_t>(m3) : 0};
+}
+
+} // namespace melta

@@ -1,0 +1,42 @@
+#include "testing/ForceTestMode.hpp"
+
+#include "baseline/BaselineRemover.hpp"
+#include "config/ConfigurationLoader.hpp"
+#include "config/FileNames.hpp"
+#include "driver/FieldScanner.hpp"
+#include "driver/ProcessGuard.hpp"
+#include "driver/Reporting.hpp"
+#include "structure/GeometrySet.hpp"
+#include "testing/NNForceTester.hpp"
+#include "testing/RegularElemWord.hpp"
+
+namespace melta {
+namespace {
+
+float readShift(std::span<const std::string> words) {
+    float shift = 1.0e-4f;
+    if (words.size() >= 2 && !FieldScanner(words[1]).readFloat(shift)) {
+        stopWithMessage("cannot read the value of the position-shift.");
+    }
+    return shift;
+}
+
+} // namespace
+
+void runForceTest(std::span<const std::string> words) {
+    requireSingleProcess(words[0]);
+    const float shift = readShift(words);
+    const bool regularElem = readRegularElem(words, 2);
+    Property property;
+    property.peekData(fileNames::network, false);
+    const bool withCharge = property.withCharge != 0;
+    GeometrySet set;
+    set.withClassical = property.withClassical != 0;
+    set.withReaxFF = property.withReaxFF != 0;
+    set.regularElem = regularElem;
+    set.readFirstGeometry(fileNames::test, withCharge);
+    set.haveReadGeometrySet(&property, withCharge, makeBaselineRemoval(baselineFileOf(property)), 2);
+    NNForceTester(&property, &set).performTesting(fileNames::network, shift);
+}
+
+} // namespace melta

@@ -1,0 +1,44 @@
+#include "training/DebugMode.hpp"
+
+#include "baseline/BaselineRemover.hpp"
+#include "config/ConfigurationLoader.hpp"
+#include "config/FileNames.hpp"
+#include "driver/FieldScanner.hpp"
+#include "driver/Reporting.hpp"
+#include "structure/GeometrySetLoader.hpp"
+#include "training/NNChargeTrainer.hpp"
+#include "training/NNEnergyTrainer.hpp"
+
+namespace melta {
+namespace {
+
+float readShift(std::span<const std::string> words) {
+    float shift = 1.0e-4f;
+    if (words.size() >= 2 && !FieldScanner(words[1]).readFloat(shift)) {
+        stopWithMessage("cannot read the value of the weight/bias-shift.");
+    }
+    return shift;
+}
+
+template <class Trainer>
+void runDebug(std::span<const std::string> words, bool chargeMode) {
+    const float shift = readShift(words);
+    const std::string propertyFile = words.size() >= 3 ? words[2] : fileNames::properties;
+    const Property property = loadConfiguration(propertyFile, chargeMode);
+    const auto trainingSet =
+        loadGeometrySet(fileNames::train, property, makeBaselineRemoval(baselineFileOf(property)));
+    Trainer trainer(&property, trainingSet.get(), nullptr);
+    trainer.performDebug(fileNames::network, shift);
+}
+
+} // namespace
+
+void runEnergyDebug(std::span<const std::string> words) {
+    runDebug<NNEnergyTrainer>(words, false);
+}
+
+void runChargeDebug(std::span<const std::string> words) {
+    runDebug<NNChargeTrainer>(words, true);
+}
+
+} // namespace melta

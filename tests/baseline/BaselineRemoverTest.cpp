@@ -1,0 +1,146 @@
+#include "baseline/BaselineRemover.hpp"
+
+#include "baseline/ClassicalPot.hpp"
+#include "baseline/ClassicalTwin.hpp"
+#include "baseline/ReaxFieldText.hpp"
+#include "baseline/ReaxPot.hpp"
+#include "config/Property.hpp"
+#include "structure/ThreadCount.hpp"
+#include "support/StopCatcher.hpp"
+#include "support/TemporaryDirectory.hpp"
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+
+namespace melta {
+namespace {
+
+using test::outputOf;
+using test::stopMessageOf;
+using test::ThreadCount;
+using test::writeTextFile;
+
+constexpr float rc = 5.0f;
+constexpr int numGeoms = 7;
+
+class BaselineRemoverTest : public testing::Test {
+protected:
+    BaselineRemoverTest() {
+        property.rcutRadius = rc;
+        property.rcutAngle = rc;
+        writeTextFile(name, "1\nAa 2\nAa Aa 1000 0 0 -40\n");
+        writeTextFile(fieldName, test::makeReaxField().makeText());
+    }
+
+    // Carbon atoms under another label; the same for each call.
+    std::unique_ptr<GeometrySet> makeSet() const {
+        std::mt19937 random(9);
+        auto set = std::make_unique<GeometrySet>();
+        test::addElements(*set, 1);
+        for (int g = 0; g < numGeoms; ++g) {
+            auto geometry = test::randomCell(random, {6.0f, 6.5f, 7.0f}, 3 + g, 1, 1.5f, rc);
+            std::ranges::fill(geometry->atomNumbers, 6);
+            test::addGeometry(*set, std::move(geometry));
+        }
+        return set;
+    }
+
+    // Takes the potential out of one geometry after the other.
+    static void removeFrom(GeometrySet& set, BaselinePotential& pot) {
+        for (const auto& geometry : set.geometries) {
+            pot.removeFromGeometry(geometry.get());
+        }
+    }
+
+    std::string apply(const GeometrySet& set, const std::string& file) {
+        std::vector<int> order(numGeoms);
+        std::iota(order.rbegin(), order.rend(), 0);
+        return outputOf([&] { makeBaselineRemoval(file)(set, property, order); });
+    }
+
+    static void expectSame(const GeometrySet& found, const GeometrySet& expected) {
+        for (std::size_t g = 0; g < numGeoms; ++g) {
+            EXPECT_EQ(found.geometries[g]->energyTotal, expected.geometries[g]->energyTotal) << g;
+            EXPECT_EQ(found.geometries[g]->energies, expected.geometries[g]->energies) << g;
+            EXPECT_EQ(found.geometries[g]->forces, expected.geometries[g]->forces) << g;
+        }
+    }
+
+    test::TemporaryDirectory directory;
+    std::string name = directory.file("melta.class");
+    std::string fieldName = directory.file("ffield.reax");
+    Property property;
+};
+
+TEST_F(BaselineRemoverTest, TakesTheLennardJonesLikePotentialOut) {
+    const auto expected = makeSet();
+    ClassicalPot pot(expected.get(), &property);
+    (void)outputOf([&] { pot.restoreParameters(name); });
+    removeFrom(*expected, pot);
+    for (const int count : {1, 4}) {
+        const ThreadCount threads(count);
+        const auto set = makeSet();
+        set->withClassical = true;
+
+        const std::string text = apply(*set, name);
+
+        EXPECT_EQ(text, "  * Restore the Lennard-Jones-like parameters from the file.\n\n"
+                        "  * Remove energies and forces of the Lennard-Jones-like potential.\n\n");
+        expectSame(*set, *expected);
+        EXPECT_NE(set->geometries[3]->energyTotal, makeSet()->geometries[3]->energyTotal);
+    }
+}
+
+TEST_F(BaselineRemoverTest, TakesReaxFFOut) {
+    const auto expected = makeSet();
+    ReaxPot pot(static_cast<double>(property.rcutReaxFF), static_cast<double>(property.rateReaxFF),
+                fieldName);
+    removeFrom(*expected, pot);
+    for (const int count : {1, 4, 16}) {
+        const ThreadCount threads(count);
+        const auto set = makeSet();
+        set->withReaxFF = true;
+
+        const std::string text = apply(*set, fieldName);
+
+        EXPECT_EQ(text, "  * Remove energies and forces of the ReaxFF potential.\n\n");
+        expectSame(*set, *expected);
+        EXPECT_NE(set->geometries[3]->energyTotal, makeSet()->geometries[3]->energyTotal);
+    }
+}
+
+TEST_F(BaselineRemoverTest, LeavesOtherSetsAlone) {
+    const auto set = makeSet();
+
+    EXPECT_EQ(apply(*set, "nowhere"), "");
+
+    expectSame(*set, *makeSet());
+}
+
+TEST_F(BaselineRemoverTest, NeedsTheFileOfThePotential) {
+    const auto set = makeSet();
+    set->withClassical = true;
+    EXPECT_EQ(stopMessageOf([&] { apply(*set, "nowhere"); }), "cannot open file: nowhere");
+    set->withClassical = false;
+    set->withReaxFF = true;
+    EXPECT_NE(stopMessageOf([&] { apply(*set, "nowhere"); }), "(no stop)");
+}
+
+TEST_F(BaselineRemoverTest, MakesThePotentialOfTheSettings) {
+    const auto set = makeSet();
+    EXPECT_EQ(makeBaseline(set.get(), &property, "nowhere"), nullptr);
+
+    property.withClassical = 1;
+    std::unique_ptr<BaselinePotential> pot;
+    (void)outputOf([&] { pot = makeBaseline(set.get(), &property, name); });
+    EXPECT_NE(dynamic_cast<ClassicalPot*>(pot.get()), nullptr);
+
+    property.withClassical = 0;
+    property.withReaxFF = 1;
+    pot = makeBaseline(set.get(), &property, fieldName);
+    EXPECT_NE(dynamic_cast<ReaxPot*>(pot.get()), nullptr);
+}
+
+} // namespace
+} // namespace melta

@@ -1,0 +1,63 @@
+// Runs symmetry functions and compares their results.
+#pragma once
+
+#include "structure/Geometry.hpp"
+#include "symmfunc/SymmFunc.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <span>
+#include <vector>
+
+namespace melta::test {
+
+struct SymmFuncResult {
+    std::vector<float> values; // [numBasis]
+    std::vector<float> diff;   // [3 (numNeighbors + 1)][numBasis], or empty
+};
+
+// The arrays begin as garbage, because calculate has to write all of them, and end in a guard that it must
+// leave alone.
+inline SymmFuncResult calculateSymmFunc(const SymmFunc& symmFunc, const Geometry& geometry, int iatom,
+                                        bool withDiff = true) {
+    constexpr std::size_t numGuards = 20;
+    constexpr float garbage = std::numeric_limits<float>::quiet_NaN();
+    const auto numBasis = static_cast<std::size_t>(symmFunc.getNumBasis());
+    const std::size_t diffSize = withDiff ? 3 * (geometry.obtainNeighbors(iatom).size() + 1) * numBasis : 0;
+    SymmFuncResult result;
+    result.values.assign(numBasis + numGuards, garbage);
+    result.diff.assign(diffSize + numGuards, garbage);
+
+    symmFunc.calculate(geometry, iatom, result.values,
+                       withDiff ? std::span<float>(result.diff) : std::span<float>());
+
+    for (std::size_t i = 0; i < numGuards; ++i) {
+        EXPECT_TRUE(std::isnan(result.values[numBasis + i])) << "values overrun by " << i;
+        EXPECT_TRUE(std::isnan(result.diff[diffSize + i])) << "derivatives overrun by " << i;
+    }
+    result.values.resize(numBasis);
+    result.diff.resize(diffSize);
+    return result;
+}
+
+// Each element within `tolerance` times its scale; exact where the scale is zero.
+inline void expectWithin(const std::vector<float>& actual, const std::vector<double>& expected,
+                         const std::vector<double>& scale, double tolerance, const char* what) {
+    ASSERT_EQ(actual.size(), expected.size());
+    double worst = -1.0;
+    std::size_t place = 0;
+    for (std::size_t i = 0; i < actual.size(); ++i) {
+        const double error = std::fabs(static_cast<double>(actual[i]) - expected[i]);
+        const double excess = error - tolerance * scale[i];
+        if (!(excess <= 0.0) && !(excess <= worst)) {
+            worst = excess;
+            place = i;
+        }
+    }
+    EXPECT_LE(worst, 0.0) << what << " " << place << ": " << actual[place] << " instead of "
+                          << expected[place] << ", scale " << scale[place];
+}
+
+} // namespace melta::test
