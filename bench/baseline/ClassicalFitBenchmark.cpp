@@ -3,6 +3,7 @@
 // and multiplies a matrix of force derivatives for each coefficient. All threads.
 
 #include "baseline/ClassicalLoss.hpp"
+#include "baseline/ClassicalPenalty.hpp"
 #include "config/Property.hpp"
 #include "structure/Geometry.hpp"
 #include "support/PairedTiming.hpp"
@@ -209,6 +210,19 @@ BENCHMARK(plainEvaluation)
     ->Arg(4)
     ->UseRealTime()
     ->Unit(benchmark::kMicrosecond);
+
+// What an evaluation adds for the floor of the pair energies.
+void penaltyEvaluation(benchmark::State& state) {
+    ClassicalParameters parameters(static_cast<std::size_t>(state.range(0)));
+    parameters.reset(10000.0f);
+    ClassicalGradients gradients(parameters.numElems());
+    ClassicalPenalty penalty(PairCutoff(rc), Property().classicalLower);
+    for (auto _ : state) {
+        penalty.addLowerPenalty(parameters, gradients);
+        benchmark::DoNotOptimize(penalty.penalty);
+    }
+}
+BENCHMARK(penaltyEvaluation)->ArgName("elements")->Arg(1)->Arg(2)->Arg(4)->Unit(benchmark::kMicrosecond);
 
 // What precedes the first evaluation.
 void classicalPreparation(benchmark::State& state) {
