@@ -314,6 +314,23 @@ TEST(SymmFuncBehlerTest, nearlyCollinearNeighborsAgreeWithTheTwin) {
     });
 }
 
+// A high exponent would magnify the rounding of c, which is nearly 2 here.
+TEST(SymmFuncBehlerTest, highExponentsKeepTheirAccuracy) {
+    for (const float tilt : {0.02f, 0.03f, 0.05f, 0.07f}) {
+        const auto geometry = test::makeGeometry(
+            test::openCell(), {{0, {0.0f, 0.0f, 0.0f}}, {0, {2.0f, 0.0f, 0.0f}}, {0, {2.0f, tilt, 0.0f}}},
+            6.0f);
+        const BehlerSettings set = makeFlatSet(4096.0f, true);
+        const double angle = std::atan2(static_cast<double>(tilt), 2.0);
+        const double r = std::hypot(static_cast<double>(tilt), 2.0);
+
+        const auto values = calculateSymmFunc(*makeBehler(set), *geometry, 0).values;
+
+        const double power = 2.0 * std::pow(std::cos(0.5 * angle), 2.0 * 4096.0);
+        expectNear(values[1], power * tanhCutoff(2.0) * tanhCutoff(r), 3.0e-6);
+    }
+}
+
 TEST(SymmFuncBehlerTest, thirdSideAtTheCutoffMattersToG3Only) {
     // A right angle with sides 3 and 4: the third side is 5.
     const auto geometry = test::makeGeometry(
