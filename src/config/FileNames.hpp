@@ -24,4 +24,8 @@ inline constexpr const char* testCharge = "melta.charge";
 inline constexpr const char* geometryDirectory = "dft_geom";
 inline constexpr const char* geometryStem = "geom.";
 
+// The same geometries as frames for a viewer, "movie/metro_1.xyz".
+inline constexpr const char* movieDirectory = "movie";
+inline constexpr const char* movieStem = "metro_";
+
 } // namespace melta::fileNames

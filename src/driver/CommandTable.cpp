@@ -50,6 +50,7 @@ std::span<const Command> commandTable() {
         {{"--export", "--force-field", "--lammps"}, runExport, Threading::serial},
         {{"--dft", "--qe", "--quantum-espresso"}, runDFT, Threading::serial},
         {{"--split", "--split-train"}, runSplit, Threading::serial},
+        {{"--metro", "--monte-carlo", "--mc"}, runMetropolis, Threading::parallel},
         {{"--metro-temp", "--monte-carlo-temp", "--mc-temp"}, runMetropolisTemplate, Threading::serial},
         {{"--classical"}, runClassicalFit, Threading::parallel},
     };

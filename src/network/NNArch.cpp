@@ -281,18 +281,38 @@ void NNArch::copySymmStatistics(const NNArch* arch) {
     statistics = arch->statistics;
 }
 
-void NNArch::writeSymmDistributions(const std::string& fileName, const GeometrySet* geometrySet) {
-    printOut("  * Write distributions of symmetry functions.\n\n");
+void NNArch::makeSymmDistribution() {
     if (!symmDistribution) {
         symmDistribution = std::make_unique<SymmFuncDistribution>(numElems, statistics.symmAve,
                                                                   statistics.symmDev, symmFunc.get());
     }
+}
+
+void NNArch::writeSymmDistributions(const std::string& fileName, const GeometrySet* geometrySet) {
+    printOut("  * Write distributions of symmetry functions.\n\n");
+    makeSymmDistribution();
     std::vector<std::span<const float>> values;
     for (const SymmRows& rows : symmAll) {
         values.push_back(rows.allValues());
     }
     symmDistribution->calcDistribution(geometrySet, geometriesAll, values);
     symmDistribution->writeDistribution(fileName, geometrySet);
+}
+
+void NNArch::readSymmDistributions(const std::string& fileName, const GeometrySet* geometrySet) {
+    printOut("  * Read distributions of symmetry functions.\n\n");
+    makeSymmDistribution();
+    symmDistribution->readDistribution(fileName, geometrySet);
+}
+
+bool NNArch::isOutsideSymmDistribution(int maxDist) {
+    makeSymmDistribution();
+    for (std::size_t g = 0; g < symmOfBatch.size(); ++g) {
+        if (symmDistribution->isOutside(*geometries[g], symmOfBatch[g]->allValues(), maxDist)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 // Energy and forces.

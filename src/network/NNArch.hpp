@@ -97,6 +97,13 @@ public:
     // Histograms of the in-core data, or of the whole set, to a file. Stops as SymmFuncDistribution.
     void writeSymmDistributions(const std::string& fileName, const GeometrySet* geometrySet);
 
+    // Takes histograms from a file, once the ranges are known. Stops as SymmFuncDistribution.
+    void readSymmDistributions(const std::string& fileName, const GeometrySet* geometrySet);
+
+    // Whether any geometry of the batch lies outside the histograms (SymmFuncDistribution::isOutside); false
+    // without a batch. Needs normalised values. Stops with "maxDist is not positive.".
+    [[nodiscard]] bool isOutsideSymmDistribution(int maxDist);
+
     // Ranges by element, [numElems] each; NNIO stores and fills them.
     SymmStatistics& getSymmStatistics() { return statistics; }
     const SymmStatistics& getSymmStatistics() const { return statistics; }
@@ -188,6 +195,7 @@ public:
 
 private:
     void makeSymmFunc();
+    void makeSymmDistribution();
     void makeEnsembles(const NetworkFields& fields, const std::vector<float>& scales,
                        const std::vector<float>& shifts, std::vector<NNEnsemble>& ensembles) const;
     void prepareBatch();

@@ -1,11 +1,20 @@
 #include "sampling/MetropolisMode.hpp"
 
+#include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
 #include "config/Property.hpp"
 #include "driver/Reporting.hpp"
 #include "sampling/NNMetropolis.hpp"
 
 namespace melta {
+
+void runMetropolis(std::span<const std::string> /*words*/) {
+    Property property;
+    property.peekData(fileNames::network, false);
+    NNMetropolis sampler(&property);
+    sampler.readMetropolisFile(fileNames::metropolis, fileNames::train, fileNames::distribution);
+    sampler.performMonteCarlo(fileNames::network, baselineFileOf(property), fileNames::distribution);
+}
 
 void runMetropolisTemplate(std::span<const std::string> /*words*/) {
     constexpr bool overwrite = true;

@@ -1,12 +1,28 @@
 #include "sampling/NNMetropolis.hpp"
 
+#include "baseline/BaselineRemover.hpp"
 #include "config/FileNames.hpp"
+#include "config/Property.hpp"
 #include "driver/LineReader.hpp"
+#include "driver/MyTimer.hpp"
+#include "driver/RandomSource.hpp"
 #include "driver/Reporting.hpp"
+#include "modelio/ModelStore.hpp"
+#include "network/NNArch.hpp"
+#include "sampling/GeometryWriter.hpp"
+#include "sampling/InitialShift.hpp"
+#include "sampling/MetropolisMoves.hpp"
 #include "sampling/MetropolisReader.hpp"
 #include "sampling/MetropolisSummary.hpp"
 #include "sampling/MetropolisTemplate.hpp"
+#include "sampling/MonteCarloWalk.hpp"
+#include "sampling/NetworkEnergy.hpp"
+#include "sampling/WalkReport.hpp"
 #include "structure/GeometrySet.hpp"
+
+#include <filesystem>
+#include <numeric>
+#include <vector>
 
 namespace melta {
 
@@ -15,6 +31,8 @@ NNMetropolis::NNMetropolis(const Property* settings) : property(settings) {
         stopWithMessage("property is null.");
     }
 }
+
+NNMetropolis::~NNMetropolis() = default;
 
 void NNMetropolis::writeTemplate(const std::string& metroFile, const std::string& trainFile,
                                  bool overwrite) const {
@@ -33,6 +51,83 @@ void NNMetropolis::readMetropolisFile(const std::string& metroFile, const std::s
     writeTemplate(metroFile, trainFile, overwrite);
     MetropolisReader(metroFile, gdistFile, fileNames::metropolisStart).read(input);
     printMetropolisSummary(input);
+}
+
+void NNMetropolis::performMonteCarlo(const std::string& networkFile, const std::string& baselineFile,
+                                     const std::string& gdistFile) {
+    MyTimer timer;
+    timer.start();
+    Geometry& geometry = prepareGeometry();
+    MetropolisMoves moves(input, geometry, sharedRandom());
+    NNArch arch(NNArch::onlyEnergy, geometrySet->numElems, property, false, false);
+    const auto baseline = restoreModel(arch, networkFile, baselineFile, gdistFile);
+    if (property->withCharge != 0) {
+        printOut("  * Electrostatic interaction (or Atomic charge) is ignored !!\n\n");
+    }
+    printWalkTitle(numProcesses());
+    flushOut();
+    walk(geometry, moves, arch, baseline.get());
+    timer.stop();
+    printOut("  * Wall time: %s.\n\n", timer.getFullTime().c_str());
+}
+
+Geometry& NNMetropolis::prepareGeometry() {
+    geometrySet = std::make_unique<GeometrySet>();
+    geometrySet->readFirstGeometry(fileNames::metropolisStart, property->withCharge != 0);
+    std::error_code ignored;
+    std::filesystem::remove(fileNames::metropolisStart, ignored);
+    constexpr bool withShortCoulomb = false;
+    constexpr int shortSummary = 2;
+    geometrySet->haveReadGeometrySet(property, withShortCoulomb, {}, shortSummary);
+    Geometry& geometry = geometrySet->obtainGeometry(0);
+    if (geometry.numAtoms != input.numAtoms) {
+        stopWithMessage("incorrect number of atoms.");
+    }
+    return geometry;
+}
+
+std::unique_ptr<BaselinePotential> NNMetropolis::restoreModel(NNArch& arch, const std::string& networkFile,
+                                                              const std::string& baselineFile,
+                                                              const std::string& gdistFile) const {
+    arch.initLayers(geometrySet.get());
+    flushOut();
+    restoreNN(arch, networkFile, geometrySet.get(), false);
+    auto baseline = makeBaseline(geometrySet.get(), property, baselineFile);
+    arch.readSymmDistributions(gdistFile, geometrySet.get());
+    return baseline;
+}
+
+void NNMetropolis::walk(Geometry& geometry, MetropolisMoves& moves, NNArch& arch,
+                        BaselinePotential* baseline) {
+    const GeometryWriter writer(*geometrySet, input, processRank());
+    writer.makeDirectories();
+    if (input.withShift != 0 && input.shiftInit != 0) {
+        shiftAll(geometry, moves);
+    }
+    NetworkEnergy energy(arch, baseline, *geometrySet, geometry, obtainLargestCutoff(*property));
+    MonteCarloWalk chain(input, moves, energy, sharedRandom());
+    chain.start();
+    while (!chain.isDone()) {
+        const WalkStep& step = chain.tryMove();
+        if (step.output) {
+            writer.writeGeometryForDFT(geometry, chain.getNumOutput() - 1);
+            writer.writeGeometryToMovie(geometry, chain.getNumOutput() - 1);
+        }
+        if (isRootProcess() && (step.index % 10 == 0 || chain.hasAllGeometries())) {
+            printWalkStep(step, chain.getNumOutput(), input.numGeoms);
+            flushOut();
+        }
+        chain.settle();
+    }
+    printWalkCounts(input, chain.getAcceptedCounts(), chain.getTotalCounts());
+}
+
+void NNMetropolis::shiftAll(Geometry& geometry, const MetropolisMoves& moves) {
+    std::vector<int> vacancies(static_cast<std::size_t>(input.numVacancies));
+    std::iota(vacancies.begin(), vacancies.end(), 0);
+    shiftInitially(moves.getMobileAtoms(), input.shiftCoordInit, geometry.positions, sharedRandom());
+    shiftInitially(vacancies, input.shiftCoordInit, input.vacancyCoords, sharedRandom());
+    geometry.updateAtoms(obtainLargestCutoff(*property));
 }
 
 } // namespace melta

@@ -2,22 +2,29 @@
 
 #include "sampling/MetropolisInput.hpp"
 
+#include <memory>
 #include <string>
 
 namespace melta {
 
+class BaselinePotential;
+class Geometry;
+class GeometrySet;
+class MetropolisMoves;
+class NNArch;
 class Property;
 
 // Metropolis Monte Carlo on the potential of the trained networks, in search of geometries that the training
 // data do not cover.
 class NNMetropolis {
 public:
-    const Property* const property; // settings of the run, borrowed
-    MetropolisInput input;          // settings of the walk and what is moved
+    const Property* const property;           // settings of the run, borrowed
+    MetropolisInput input;                    // settings of the walk and what is moved
+    std::unique_ptr<GeometrySet> geometrySet; // the atoms; made by the walk
 
     // Stops with "property is null.".
     explicit NNMetropolis(const Property* property);
-    virtual ~NNMetropolis() = default;
+    virtual ~NNMetropolis();
     NNMetropolis(const NNMetropolis&) = delete;
     NNMetropolis& operator=(const NNMetropolis&) = delete;
     NNMetropolis(NNMetropolis&&) = delete;
@@ -33,6 +40,25 @@ public:
     // as writeTemplate and MetropolisReader.
     void readMetropolisFile(const std::string& metroFile, const std::string& trainFile,
                             const std::string& gdistFile);
+
+    // Walks, once for each object, from what readMetropolisFile has left, and removes the file of the start.
+    // Energies are those of the networks in `networkFile` and of the baseline potential, whose parameters are
+    // in `baselineFile`; `gdistFile` tells what the training data cover. Leaves the geometries in the working
+    // directory (GeometryWriter.hpp) and tells the steps on the console.
+    //
+    // Stops with "incorrect number of atoms.", and as GeometrySet::readFirstGeometry, MetropolisMoves,
+    // restoreNN, makeBaseline, NNArch::readSymmDistributions and GeometryWriter. A network energy that is no
+    // number stops nothing; the step is refused.
+    void performMonteCarlo(const std::string& networkFile, const std::string& baselineFile,
+                           const std::string& gdistFile);
+
+private:
+    Geometry& prepareGeometry();
+    std::unique_ptr<BaselinePotential> restoreModel(NNArch& arch, const std::string& networkFile,
+                                                    const std::string& baselineFile,
+                                                    const std::string& gdistFile) const;
+    void walk(Geometry& geometry, MetropolisMoves& moves, NNArch& arch, BaselinePotential* baseline);
+    void shiftAll(Geometry& geometry, const MetropolisMoves& moves);
 };
 
 } // namespace melta

@@ -61,8 +61,8 @@ def mask_groups(line: str, match: re.Match[str]) -> str:
 # Numbers
 # ---------------------------------------------------------------------------------------------
 
-# The blanks before a number belong to it, since a longer number takes some of them.
-NUMBER = re.compile(r"( *)(?<![\w.])([-+]?(?:\d+\.?\d*|\.\d+)(?:[eE][-+]?\d+)?)(?!\w|\.\w)")
+# The blanks before a number belong to it, since a longer number takes some of them. A unit may follow at once.
+NUMBER = re.compile(r"( *)(?<![\w.])([-+]?(?:\d+\.?\d*|\.\d+)(?:[eE][-+]?\d+)?)(?:(?=eV\b)|(?!\w|\.\w))")
 
 
 @dataclass(frozen=True)

@@ -312,6 +312,12 @@ class ToleranceTest(RunnerTest):
         self.assert_result("label   1.0011 count  10\n", False)
         self.assert_result("label  -1.0000 count  10\n", False)
 
+    def test_a_unit_may_follow_a_number(self) -> None:
+        self.write("expected/result", "energy: -1.0000eV\n")
+        self.assert_result("energy: -1.0009eV\n", True)
+        self.assert_result("energy: -1.0011eV\n", False)
+        self.assert_result("energy: -1.0009eVs\n", False)
+
     def test_whole_numbers_have_to_be_equal(self) -> None:
         self.assert_result("label   1.0000 count  11\n", False)
 

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -301,6 +302,76 @@ TEST(NNArch, WritesDistributions) {
               "  * Write distributions of symmetry functions.\n\n");
 
     EXPECT_GT(test::readTextFile(fileName).size(), 1000U);
+}
+
+// Distributions of the fixture's set, written by another arrangement.
+class NNArchDistribution : public testing::Test {
+protected:
+    NNArchDistribution() {
+        const std::unique_ptr<NNArch> writing = fixture.makeArch();
+        writing->setGeometriesAll(&fixture.set);
+        writing->calculateSymmFuncs(false, true, true);
+        outputOf([&] {
+            writing->statisticsSymmFuncs(&fixture.set);
+            writing->writeSymmDistributions(fileName, &fixture.set);
+        });
+        arch->copySymmStatistics(writing.get());
+    }
+
+    void setBatch(std::span<Geometry* const> batch) {
+        arch->setGeometries(batch);
+        arch->calculateSymmFuncs(false, false, true);
+        arch->renormalizeSymmFuncs(false);
+    }
+
+    const test::TemporaryDirectory directory;
+    const std::string fileName = directory.file("dist");
+    const ArchFixture fixture = ArchFixture(2, someSizes);
+    const std::unique_ptr<NNArch> arch = fixture.makeArch();
+};
+
+TEST_F(NNArchDistribution, CountedGeometriesAreInside) {
+    EXPECT_EQ(outputOf([&] { arch->readSymmDistributions(fileName, &fixture.set); }),
+              "  * Read distributions of symmetry functions.\n\n");
+
+    setBatch(fixture.obtainGeometries());
+    EXPECT_FALSE(arch->isOutsideSymmDistribution(1));
+    EXPECT_TRUE(arch->isOutsideSymmDistribution(1000));
+}
+
+TEST_F(NNArchDistribution, OneGeometryOfTheBatchIsEnough) {
+    outputOf([&] { arch->readSymmDistributions(fileName, &fixture.set); });
+    std::vector<Geometry*> geometries = fixture.obtainGeometries();
+    std::ranges::reverse(geometries); // the largest one last
+    geometries.back()->positions[0] += 0.4f;
+    geometries.back()->updateAtoms(ArchFixture::rcut);
+
+    setBatch(std::span(geometries).first(geometries.size() - 1));
+    EXPECT_FALSE(arch->isOutsideSymmDistribution(1));
+    arch->clearGeometries();
+    setBatch(geometries);
+    EXPECT_TRUE(arch->isOutsideSymmDistribution(1));
+}
+
+TEST_F(NNArchDistribution, NothingIsOutsideWithoutABatch) {
+    EXPECT_FALSE(arch->isOutsideSymmDistribution(1));
+    arch->setGeometries(fixture.obtainGeometries());
+    EXPECT_FALSE(arch->isOutsideSymmDistribution(1));
+}
+
+TEST_F(NNArchDistribution, EverythingIsOutsideWithoutCounts) {
+    setBatch(fixture.obtainGeometries());
+
+    EXPECT_TRUE(arch->isOutsideSymmDistribution(1));
+    EXPECT_EQ(stopMessageOf([&] { static_cast<void>(arch->isOutsideSymmDistribution(0)); }),
+              "maxDist is not positive.");
+}
+
+TEST_F(NNArchDistribution, FileThatIsNotThere) {
+    const std::string missing = directory.file("none");
+
+    EXPECT_EQ(stopMessageOf([&] { outputOf([&] { arch->readSymmDistributions(missing, &fixture.set); }); }),
+              "cannot open file: " + missing);
 }
 
 } // namespace

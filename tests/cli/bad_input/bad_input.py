@@ -259,11 +259,82 @@ class ChargeCompanionReader(CompanionReader):
         self.files["melta.data"] = "\n".join(head)
 
 
+class MetropolisReader(Reader):
+    NUM_HEAD = 10  # lines of keys
+    FLAGS = ("unknownGeoms", "withShift", "shiftInit")
+    COUNTS = (12, 17)  # lines
+    CELL = (18, 19, 20)
+    ATOMS = (21, 22, 23, 24)
+    PAIR = 13
+
+    def __init__(self) -> None:
+        super().__init__("melta.metro", ["--metro"])
+
+    def own_cases(self) -> Iterator[Case]:
+        yield from self.heads()
+        for line in self.COUNTS:
+            for value in (HUGE, "-" + HUGE, "0", "x", "nan"):
+                yield replace_field(self.text, line, 0, value, must_stop=True)
+        for line, first in (*((line, 0) for line in self.CELL), *((line, 1) for line in self.ATOMS)):
+            for field in range(first, first + 3):
+                for value in (*NOT_FINITE, "x"):
+                    yield replace_field(self.text, line, field, value, must_stop=True)
+                for value in ODD_NUMBERS:
+                    yield replace_field(self.text, line, field, value)
+        for value in (LONG_WORD, "-", "nan"):
+            yield replace_field(self.text, self.ATOMS[0], 0, value, must_stop=True)
+            yield replace_field(self.text, self.PAIR, 0, value, must_stop=True)
+        for value in (*NOT_FINITE, *ODD_NUMBERS):
+            yield replace_field(self.text, self.PAIR, 2, value, value in NOT_FINITE)
+        yield Case("too long line", self.text.encode() + b" " * TOO_LONG_LINE, must_stop=True)
+
+    def heads(self) -> Iterator[Case]:
+        for line in range(self.NUM_HEAD):
+            key = self.text.split("\n")[line].split()[0]
+            for value in ("x", "nan", LONG_WORD):
+                yield replace_field(self.text, line, 1, value, must_stop=True)
+            for value in ODD_NUMBERS:
+                is_refused = key not in self.FLAGS and value in ("0", "-1", "-" + HUGE)
+                # A walk of so many steps takes for ever.
+                if key != "maxSteps" or is_refused:
+                    yield replace_field(self.text, line, 1, value, is_refused)
+        yield Case("unknown key", f"{LONG_WORD} 1\n{self.text}".encode(), must_stop=True)
+
+
+class DistributionsReader(Reader):
+    NUM_COUNTS = 4  # lines at the end of the file
+
+    def __init__(self) -> None:
+        super().__init__("melta.gdist", ["--metro"])
+
+    def own_cases(self) -> Iterator[Case]:
+        lines = self.text.splitlines(keepends=True)
+        for kept in range(len(lines)):
+            yield Case(f"cut behind line {kept}", "".join(lines[:kept]).encode(), must_stop=True)
+        for field in range(3):
+            for value in (HUGE, "-" + HUGE, "0", "x", "nan"):
+                yield replace_field(self.text, 0, field, value, must_stop=True)
+        for field in (1, 2):
+            for value in (*NOT_FINITE, HUGE, "x"):
+                yield replace_field(self.text, 1, field, value, must_stop=True)
+        yield replace_field(self.text, 1, 0, LONG_WORD, must_stop=True)
+        for line in (len(lines) - self.NUM_COUNTS, len(lines) - 1):
+            for value in ("nan", "x", "99999999999999999999"):
+                yield replace_field(self.text, line, 0, value, must_stop=True)
+            for value in (HUGE, "0", "-1", "-" + HUGE):
+                yield replace_field(self.text, line, 0, value)
+        yield Case("too long line", b" " * TOO_LONG_LINE + self.text.encode(), must_stop=True)
+
+
 def make_reader(name: str) -> Reader:
     if name == "melta.behler":
         return BehlerReader()
     if name == "melta.data_q":
         return ChargeCompanionReader()
+    if name == "melta.metro":
+        return MetropolisReader()
+    if name == "melta.gdist":
+        return DistributionsReader()
     if name == "melta.prop":
         return PropertiesReader("melta.prop", ["--train"])
     if name == "melta.train":

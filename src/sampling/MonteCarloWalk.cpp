@@ -1,0 +1,80 @@
+#include "sampling/MonteCarloWalk.hpp"
+
+#include "driver/RandomSource.hpp"
+#include "sampling/ConfigurationEnergy.hpp"
+#include "sampling/MetropolisMoves.hpp"
+
+#include <cmath>
+
+namespace melta {
+namespace {
+
+constexpr float inverseBoltzmann = 11604.518f; // K/eV
+
+} // namespace
+
+MonteCarloWalk::MonteCarloWalk(const MetropolisInput& settings, MetropolisMoves& drawnMoves,
+                               ConfigurationEnergy& energy, RandomSource& numbers)
+    : input(settings), moves(drawnMoves), source(energy), random(numbers),
+      acceptedCounts(static_cast<std::size_t>(settings.numSwaps) + 1),
+      totalCounts(static_cast<std::size_t>(settings.numSwaps) + 1) {}
+
+void MonteCarloWalk::start() {
+    energy0 = source.start();
+    currentEnergy = energy0;
+    energyUpper = energy0 + static_cast<double>(input.upperEnergy) * input.numAtoms;
+    energyLower = energy0 - static_cast<double>(input.lowerEnergy) * input.numAtoms;
+}
+
+const WalkStep& MonteCarloWalk::tryMove() {
+    step.moveType = moves.chooseType();
+    moves.perform(step.moveType);
+    triedEnergy = source.evaluateMove(moves.getMovedAtoms());
+    step.energy = static_cast<float>(triedEnergy - energy0);
+    step.deltaE = static_cast<float>(triedEnergy - currentEnergy);
+    testEnergy();
+    step.unknown = source.isUnknown();
+    step.output = step.accept && (input.unknownGeoms == 0 || step.unknown);
+    if (step.output) {
+        ++numOutput;
+    }
+    return step;
+}
+
+void MonteCarloWalk::testEnergy() {
+    if (step.deltaE <= 0.0f) {
+        step.accept = true;
+        step.prob = 1.0f;
+    } else {
+        // Also where the difference is no number, which no draw is below.
+        step.prob = std::exp(-(inverseBoltzmann / obtainTemperature()) * step.deltaE);
+        step.accept = random.drawUniform() < step.prob;
+    }
+    if (triedEnergy < energyLower || triedEnergy > energyUpper) {
+        step.accept = false;
+    }
+}
+
+float MonteCarloWalk::obtainTemperature() const {
+    if (step.moveType == MetropolisMoves::shift) {
+        return input.temperature;
+    }
+    const float temperature = input.swapTemps[static_cast<std::size_t>(step.moveType)];
+    return temperature > 0.0f ? temperature : input.temperature;
+}
+
+void MonteCarloWalk::settle() {
+    const auto kind = static_cast<std::size_t>(step.moveType + 1);
+    ++totalCounts[kind];
+    if (step.accept) {
+        ++acceptedCounts[kind];
+        currentEnergy = triedEnergy;
+        source.acceptMove();
+    } else {
+        moves.undo();
+        source.rejectMove();
+    }
+    ++step.index;
+}
+
+} // namespace melta
