@@ -9,6 +9,7 @@ namespace {
 constexpr float distanceToCutoff = 0.5f; // of the outermost point of each grid, Angstrom
 constexpr float firstShift = 0.5f;       // Rs of the first G2, Angstrom
 constexpr float firstWidth = 1.0f;       // width of the first G3, Angstrom
+constexpr int maxFunctions = 100000;     // of a kind; more are a slip of the pen that would fill the disk
 
 // Distance of neighbouring points of a grid from `first` to short of the cutoff, Angstrom.
 float obtainStep(float first, float rcut, int numPoints, const char* kind) {
@@ -46,6 +47,9 @@ void writeBehlerTemplate(const std::string& fileName, int numRadius, int numG3, 
                          float rcutAngle, bool overwrite) {
     if (!overwrite && LineReader(fileName).isOpen()) {
         return;
+    }
+    if (numRadius > maxFunctions || numG3 > maxFunctions) {
+        stopWithMessage("too many symmetry functions: %s", fileName.c_str());
     }
     FilePointer file = openForWriting(fileName);
     std::fprintf(file.get(), "Rcut # for G2 and G3\n%.6f  %.6f\n", static_cast<double>(rcutRadius),

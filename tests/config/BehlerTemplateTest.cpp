@@ -131,6 +131,15 @@ TEST_F(BehlerTemplateTest, SmallAngularCutoffIsRefused) {
     EXPECT_EQ(stopOf(0, 2, 6.0f, 1.501f), "(no stop)");
 }
 
+TEST_F(BehlerTemplateTest, CountsThatWouldFillTheDiskAreRefused) {
+    const std::string message = "too many symmetry functions: " + name;
+
+    EXPECT_EQ(stopOf(100001, 0, 6.0f, 6.0f), message);
+    EXPECT_EQ(stopOf(2, 2000000000, 6.0f, 6.0f), message);
+    EXPECT_FALSE(std::filesystem::exists(name));
+    EXPECT_EQ(stopOf(100000, 0, 6.0f, 6.0f), "(no stop)");
+}
+
 TEST_F(BehlerTemplateTest, RefusedGridLeavesTheSectionsBefore) {
     stopOf(2, 2, 1.0f, 6.0f);
     EXPECT_EQ(readTextFile(name), "Rcut # for G2 and G3\n1.000000  6.000000\n");
