@@ -20,7 +20,8 @@ void requireOneKind(const NNArch& arch) {
 }
 
 // The ensembles of the one kind that the arrangement has.
-template <class Arch> auto& ensemblesOf(Arch& arch) {
+template <class Arch>
+auto& ensemblesOf(Arch& arch) {
     requireOneKind(arch);
     return arch.hasEnergyNetworks() ? arch.getEnergyEnsembles() : arch.getChargeEnsembles();
 }

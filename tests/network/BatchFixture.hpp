@@ -1,7 +1,7 @@
 #pragma once
 
-#include "network/NetworkTile.hpp"
 #include "network/NNEnsemble.hpp"
+#include "network/NetworkTile.hpp"
 #include "network/SymmRows.hpp"
 #include "structure/Geometry.hpp"
 

@@ -76,7 +76,7 @@ testing::Message nameOf(const Case& c) {
 
 // Sets the batch, evaluates and leaves the gradients in the ensembles.
 NetworkLoss evaluate(BatchFixture& fixture, const Case& c, NetworkPass& pass,
-                    BatchLayout::Cut cut = BatchLayout::Cut::geometries) {
+                     BatchLayout::Cut cut = BatchLayout::Cut::geometries) {
     NetworkLoss loss;
     fixture.clearGrads();
     pass.setBatch(fixture.view(), cut);
