@@ -3,6 +3,7 @@
 
 #include "structure/Geometry.hpp"
 #include "symmfunc/SymmFunc.hpp"
+#include "symmfunc/TwinTools.hpp"
 
 #include <gtest/gtest.h>
 
@@ -58,6 +59,31 @@ inline void expectWithin(const std::vector<float>& actual, const std::vector<dou
     }
     EXPECT_LE(worst, 0.0) << what << " " << place << ": " << actual[place] << " instead of "
                           << expected[place] << ", scale " << scale[place];
+}
+
+// Compares a twin's own derivatives, by which the fast ones are judged, with central differences of its
+// values. `compute` makes the twin's result for a neighbourhood; an error may be `relative` of its scale plus
+// `absolute`.
+template <class Compute>
+void expectTwinGradient(Neighborhood hood, const Compute& compute, double step, double relative,
+                        double absolute) {
+    const TwinResult twin = compute(hood);
+    const auto numBasis = static_cast<std::size_t>(twin.numBasis);
+    for (std::size_t row = 0; row < twin.diff.size() / numBasis; ++row) {
+        double& x = row < 3 ? hood.center[row] : hood.positions[row / 3 - 1][row % 3];
+        const double start = x;
+        x = start + step;
+        const std::vector<double> above = compute(hood).values;
+        x = start - step;
+        const std::vector<double> below = compute(hood).values;
+        x = start;
+        for (std::size_t b = 0; b < numBasis; ++b) {
+            const double slope = (above[b] - below[b]) / (2.0 * step);
+            const std::size_t place = row * numBasis + b;
+            ASSERT_LE(std::fabs(slope - twin.diff[place]), relative * twin.diffScale[place] + absolute)
+                << row << " " << b << ": " << slope << " " << twin.diff[place];
+        }
+    }
 }
 
 } // namespace melta::test
