@@ -253,13 +253,17 @@ void NNArch::printSymmStatistics(const GeometrySet& geometrySet) const {
     printOut("\n");
 }
 
-void NNArch::renormalizeSymmFuncs(bool all) {
-    makeSymmFunc();
+void NNArch::requireSymmStatistics() const {
     for (const float dev : statistics.symmDev) {
         if (!(dev > 0.0f)) {
             stopWithMessage("symmDev have not been prepared.");
         }
     }
+}
+
+void NNArch::renormalizeSymmFuncs(bool all) {
+    makeSymmFunc();
+    requireSymmStatistics();
     const std::vector<Geometry*>& list = all ? geometriesAll : geometries;
     std::vector<SymmRows>& rows = all ? symmAll : symmOwned;
     if (list.empty()) {
@@ -317,10 +321,14 @@ bool NNArch::isOutsideSymmDistribution(int maxDist) {
 
 // Energy and forces.
 
-void NNArch::requireEnergyBatch() const {
+void NNArch::requireEnergyNetworks() const {
     if (!hasEnergyNetworks()) {
         stopWithMessage("this is not energy-mode.");
     }
+}
+
+void NNArch::requireEnergyBatch() const {
+    requireEnergyNetworks();
     if (geometries.empty()) {
         stopWithMessage("geometries have not been set.");
     }
@@ -362,6 +370,16 @@ void NNArch::evaluateEnergyLoss(std::span<const float> energyScale, std::span<co
     const LossSettings settings{energyScale, forceScale, forceGradient, property->withHDNNP != 0,
                                 property->sqrtLoss != 0};
     energyPass.evaluateLoss(settings, energyEnsembles, energyLoss);
+}
+
+void NNArch::evaluateAtoms(const Geometry& geometry, std::span<const int> atoms, int maxDist,
+                           std::span<float> energies, std::span<std::uint8_t> outside) {
+    requireEnergyNetworks();
+    makeSymmFunc();
+    requireSymmStatistics();
+    makeSymmDistribution();
+    const AtomModel model{*symmFunc, statistics, *symmDistribution, energyEnsembles};
+    atomPass.evaluate(model, geometry, atoms, maxDist, energies, outside);
 }
 
 std::span<const float> NNArch::obtainEnergies(int index) const {

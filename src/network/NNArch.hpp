@@ -2,6 +2,7 @@
 
 #include "config/NetworkFields.hpp"
 #include "config/Property.hpp"
+#include "network/AtomPass.hpp"
 #include "network/EnergyModeScheme.hpp"
 #include "network/NNEnsemble.hpp"
 #include "network/NetworkPass.hpp"
@@ -10,6 +11,7 @@
 #include "symmfunc/SymmFunc.hpp"
 #include "symmfunc/SymmFuncDistribution.hpp"
 
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
@@ -126,6 +128,14 @@ public:
     // to derive force.".
     void evaluateEnergyLoss(std::span<const float> energyScale, std::span<const float> forceScale);
 
+    // Energies of some atoms of any geometry whose neighbour lists are there, without a batch: for callers
+    // that change a few atoms and keep the energies of the rest. energies [n], eV, for atoms [n]; outside
+    // [n]: whether the atom lies outside the histograms, which must have been read or written before. Stops
+    // with "this is not energy-mode.", "symmDev have not been prepared.", "maxDist is not positive." and,
+    // where symmetry functions are not finite, "NaN at symmetry functions of the 0 -th geometry.".
+    void evaluateAtoms(const Geometry& geometry, std::span<const int> atoms, int maxDist,
+                       std::span<float> energies, std::span<std::uint8_t> outside);
+
     // energies [numAtoms] of geometry `index` of the batch.
     std::span<const float> obtainEnergies(int index) const;
 
@@ -199,9 +209,11 @@ private:
     void makeEnsembles(const NetworkFields& fields, const std::vector<float>& scales,
                        const std::vector<float>& shifts, std::vector<NNEnsemble>& ensembles) const;
     void prepareBatch();
+    void requireEnergyNetworks() const;
     void requireEnergyBatch() const;
     void requireChargeBatch() const;
     void requireLearnable() const;
+    void requireSymmStatistics() const;
     template <class Work>
     void forEachEnsemble(Work&& work);
     void printTitleOfSymmFuncs() const;
@@ -228,6 +240,7 @@ private:
     std::vector<Geometry*> geometries;        // the batch, borrowed
     std::vector<SymmRows> symmOwned;          // symmetry functions computed for the batch
     std::vector<const SymmRows*> symmOfBatch; // those in use: the batch's own or rows of the in-core set
+    AtomPass atomPass;
     NetworkPass energyPass;
     NetworkPass chargePass;
     NetworkLoss energyLoss;

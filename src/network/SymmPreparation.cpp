@@ -62,13 +62,6 @@ void calculateAtom(const SymmFunc& symmFunc, const Geometry& geometry, int atom,
     symmFunc.calculate(geometry, atom, rows.valuesOf(index), rows.derivsOf(index));
 }
 
-void requireFinite(const SymmRows& rows, std::size_t geometry) {
-    const auto isFinite = [](float value) { return std::isfinite(value); };
-    if (!std::ranges::all_of(rows.allValues(), isFinite)) {
-        stopWithMessage("NaN at symmetry functions of the %d -th geometry.", static_cast<int>(geometry));
-    }
-}
-
 // One geometry: its atoms are shared among the threads.
 void calculateByAtoms(const SymmFunc& symmFunc, const Geometry& geometry, SymmRows& rows) {
     ParallelGuard guard;
@@ -110,6 +103,20 @@ void calculateByGeometries(const SymmFunc& symmFunc, std::span<Geometry* const> 
 
 } // namespace
 
+void requireFinite(std::span<const float> values, std::size_t geometry) {
+    if (!std::ranges::all_of(values, [](float value) { return std::isfinite(value); })) {
+        stopWithMessage("NaN at symmetry functions of the %d -th geometry.", static_cast<int>(geometry));
+    }
+}
+
+void renormalize(std::span<float> values, std::size_t element, const SymmStatistics& statistics) {
+    const float ave = statistics.symmAve[element];
+    const float dev = statistics.symmDev[element];
+    for (float& value : values) {
+        value = (value - ave) / dev;
+    }
+}
+
 std::vector<SymmRows> calculateSymmRows(const SymmFunc& symmFunc, std::span<Geometry* const> geometries,
                                         bool derive, bool withBar) {
     std::vector<SymmRows> rows(geometries.size());
@@ -127,7 +134,7 @@ std::vector<SymmRows> calculateSymmRows(const SymmFunc& symmFunc, std::span<Geom
         }
     }
     for (std::size_t g = 0; g < rows.size(); ++g) {
-        requireFinite(rows[g], g);
+        requireFinite(rows[g].allValues(), g);
     }
     return rows;
 }
@@ -153,7 +160,7 @@ SymmStatistics statisticsOfSet(const SymmFunc& symmFunc, const GeometrySet& geom
         const Geometry& geometry = geometrySet.obtainGeometry(g);
         SymmRows rows = makeRows(symmFunc, geometry, false);
         calculateByAtoms(symmFunc, geometry, rows);
-        requireFinite(rows, static_cast<std::size_t>(g));
+        requireFinite(rows.allValues(), static_cast<std::size_t>(g));
         for (std::size_t a = 0; a < rows.getNumAtoms(); ++a) {
             range.fold(static_cast<std::size_t>(geometry.elements[a]), rows.valuesOf(a));
         }
@@ -176,13 +183,9 @@ void renormalizeSymmRows(std::span<Geometry* const> geometries, std::span<SymmRo
         for (int a = 0; a < geometry.numAtoms; ++a) {
             const auto atom = static_cast<std::size_t>(a);
             const auto element = static_cast<std::size_t>(geometry.elements[atom]);
-            const float ave = statistics.symmAve[element];
-            const float dev = statistics.symmDev[element];
-            for (float& value : rows[g].valuesOf(atom)) {
-                value = (value - ave) / dev;
-            }
+            renormalize(rows[g].valuesOf(atom), element, statistics);
             for (float& value : rows[g].derivsOf(atom)) {
-                value /= dev;
+                value /= statistics.symmDev[element];
             }
         }
     }

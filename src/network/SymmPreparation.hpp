@@ -34,6 +34,12 @@ SymmStatistics statisticsOfRows(std::span<Geometry* const> geometries, std::span
 // Range of values that are computed on the way and dropped, with a progress bar for more than one geometry.
 SymmStatistics statisticsOfSet(const SymmFunc& symmFunc, const GeometrySet& geometrySet);
 
+// Stops with "NaN at symmetry functions of the %d -th geometry." unless all values are finite.
+void requireFinite(std::span<const float> values, std::size_t geometry);
+
+// Maps the raw values of an atom of an element to (value - symmAve) / symmDev, in place.
+void renormalize(std::span<float> values, std::size_t element, const SymmStatistics& statistics);
+
 // Maps raw values to (value - symmAve) / symmDev and divides derivatives by symmDev, in place; once for each
 // row.
 void renormalizeSymmRows(std::span<Geometry* const> geometries, std::span<SymmRows> rows,

@@ -4,7 +4,9 @@
 #include "structure/BaselinePotential.hpp"
 #include "structure/GeometrySet.hpp"
 
-#include <vector>
+#include <algorithm>
+#include <numeric>
+#include <utility>
 
 namespace melta {
 namespace {
@@ -19,44 +21,67 @@ void lowerOutput(NNEnsemble& ensemble, float value) {
 
 } // namespace
 
-NetworkEnergy::NetworkEnergy(NNArch& networks, BaselinePotential* potential, const GeometrySet& set,
-                             Geometry& configuration, float range)
-    : arch(networks), baseline(potential), geometry(configuration), rcut(range) {
-    separateConstant(set);
-}
-
-void NetworkEnergy::separateConstant(const GeometrySet& set) {
+double separateConstantEnergy(NNArch& arch, const GeometrySet& set, const Geometry& geometry) {
     std::vector<float> constants;
     for (int element = 0; element < set.numElems; ++element) {
         constants.push_back(arch.obtainOutputBias(element));
         lowerOutput(arch.getEnergyEnsembles()[static_cast<std::size_t>(element)], constants.back());
     }
+    double sum = 0.0;
     for (const int element : geometry.elements) {
         // The networks take the numbers of the elements for granted.
         static_cast<void>(set.getElementName(element));
-        constantEnergy += static_cast<double>(constants[static_cast<std::size_t>(element)]);
+        sum += static_cast<double>(constants[static_cast<std::size_t>(element)]);
     }
+    return sum;
+}
+
+void NetworkEnergy::AtomResults::resize(std::size_t count) {
+    energies.resize(count);
+    outside.resize(count);
+}
+
+NetworkEnergy::NetworkEnergy(NNArch& networks, BaselinePotential* potential, const GeometrySet& set,
+                             Geometry& configuration, float rcut)
+    : arch(networks), baseline(potential), geometry(configuration),
+      constantEnergy(separateConstantEnergy(networks, set, configuration)), tracker(configuration, rcut) {
+    current.resize(static_cast<std::size_t>(geometry.numAtoms));
 }
 
 double NetworkEnergy::start() {
-    const double energy = evaluate();
-    arch.clearGeometries();
-    return energy;
+    changedAtoms.resize(static_cast<std::size_t>(geometry.numAtoms));
+    std::iota(changedAtoms.begin(), changedAtoms.end(), 0);
+    evaluateChanged();
+    return sumEnergies();
 }
 
-double NetworkEnergy::evaluateMove(std::span<const int> /*movedAtoms*/) {
-    geometry.updateAtoms(rcut);
-    return evaluate();
+double NetworkEnergy::evaluateMove(std::span<const int> moved) {
+    movedAtoms.assign(moved.begin(), moved.end());
+    for (const int atom : moved) {
+        geometry.wrapAtom(atom);
+    }
+    const std::span<const int> changed = tracker.followMove(moved);
+    changedAtoms.assign(changed.begin(), changed.end());
+    evaluateChanged();
+    return sumEnergies();
 }
 
-double NetworkEnergy::evaluate() {
-    Geometry* const batch[] = {&geometry};
-    arch.setGeometries(batch);
-    arch.calculateSymmFuncs(false, false, false);
-    arch.renormalizeSymmFuncs(false);
-    arch.goForwardOnEnergy();
+// Takes the new results and keeps the old ones.
+void NetworkEnergy::evaluateChanged() {
+    constexpr int maxDist = 1;
+    fresh.resize(changedAtoms.size());
+    kept.resize(changedAtoms.size());
+    arch.evaluateAtoms(geometry, changedAtoms, maxDist, fresh.energies, fresh.outside);
+    for (std::size_t k = 0; k < changedAtoms.size(); ++k) {
+        const auto atom = static_cast<std::size_t>(changedAtoms[k]);
+        kept.energies[k] = std::exchange(current.energies[atom], fresh.energies[k]);
+        kept.outside[k] = std::exchange(current.outside[atom], fresh.outside[k]);
+    }
+}
+
+double NetworkEnergy::sumEnergies() {
     double energy = constantEnergy;
-    for (const float energyOfAtom : arch.obtainEnergies(0)) {
+    for (const float energyOfAtom : current.energies) {
         energy += static_cast<double>(energyOfAtom);
     }
     if (baseline != nullptr) {
@@ -66,17 +91,18 @@ double NetworkEnergy::evaluate() {
 }
 
 bool NetworkEnergy::isUnknown() {
-    constexpr int maxDist = 1;
-    return arch.isOutsideSymmDistribution(maxDist);
+    return std::ranges::any_of(current.outside, [](std::uint8_t isOutside) { return isOutside != 0; });
 }
 
-void NetworkEnergy::acceptMove() {
-    arch.clearGeometries();
-}
+void NetworkEnergy::acceptMove() {}
 
-// The neighbour lists of the refused configuration stay until the next move, which makes them anew.
 void NetworkEnergy::rejectMove() {
-    arch.clearGeometries();
+    tracker.followMove(movedAtoms);
+    for (std::size_t k = 0; k < changedAtoms.size(); ++k) {
+        const auto atom = static_cast<std::size_t>(changedAtoms[k]);
+        current.energies[atom] = kept.energies[k];
+        current.outside[atom] = kept.outside[k];
+    }
 }
 
 } // namespace melta

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
-#include <utility>
 
 namespace melta {
 namespace {
@@ -118,14 +117,11 @@ void Geometry::updateNeighbors(float rcut) {
 }
 
 void Geometry::deleteNeighbors() {
-    std::vector<Neighbor>().swap(neighbors);
-    std::vector<std::size_t>().swap(neighborOffsets);
+    neighbors.clear();
 }
 
 void Geometry::createNeighbors(float rcut) {
-    NeighborLists lists = searchNeighbors(lattice, invLattice, positions, rcut);
-    neighbors = std::move(lists.records);
-    neighborOffsets = std::move(lists.offsets);
+    neighbors.assign(searchNeighbors(lattice, invLattice, positions, rcut));
 }
 
 void Geometry::invertLattice() {
@@ -153,16 +149,20 @@ void Geometry::invertLattice() {
 void Geometry::wrapAtoms() {
 #pragma omp parallel for schedule(static)
     for (int i = 0; i < numAtoms; ++i) {
-        const std::span<float> position = std::span(positions).subspan(3 * static_cast<std::size_t>(i), 3);
-        const Vector old{position[0], position[1], position[2]};
-        const Vector wrapped = wrapPosition(lattice, invLattice, old);
-        const float dx = wrapped[0] - old[0];
-        const float dy = wrapped[1] - old[1];
-        const float dz = wrapped[2] - old[2];
-        // An atom inside the cell keeps its digits, which the way through the fractions would spoil.
-        if (dx * dx + dy * dy + dz * dz > 1.0e-6f) {
-            std::copy(wrapped.begin(), wrapped.end(), position.begin());
-        }
+        wrapAtom(i);
+    }
+}
+
+void Geometry::wrapAtom(int iatom) {
+    const std::span<float> position = std::span(positions).subspan(3 * static_cast<std::size_t>(iatom), 3);
+    const Vector old{position[0], position[1], position[2]};
+    const Vector wrapped = wrapPosition(lattice, invLattice, old);
+    const float dx = wrapped[0] - old[0];
+    const float dy = wrapped[1] - old[1];
+    const float dz = wrapped[2] - old[2];
+    // An atom inside the cell keeps its digits, which the way through the fractions would spoil.
+    if (dx * dx + dy * dy + dz * dz > 1.0e-6f) {
+        std::copy(wrapped.begin(), wrapped.end(), position.begin());
     }
 }
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "structure/Neighbor.hpp"
+#include "structure/NeighborStore.hpp"
+
 #include <array>
 #include <cassert>
 #include <cstddef>
@@ -9,26 +12,14 @@
 
 namespace melta {
 
-// One entry of a neighbour list: an atom of the cell and the numbers of cell vectors by which its image is
-// shifted. Integers only, so that a list stays valid when merely the data of the atoms change.
-struct Neighbor {
-    std::int32_t atom; // index of the atom in the cell, 0-based
-    std::int32_t ia;   // shift along cell vector 0
-    std::int32_t ib;   // shift along cell vector 1
-    std::int32_t ic;   // shift along cell vector 2
-
-    bool operator==(const Neighbor&) const = default;
-};
-static_assert(sizeof(Neighbor) == 16);
-
 // One periodic configuration: the cell, its atoms with their reference data, and the neighbours of each atom
 // within the cutoff of the run. Lengths are in Angstrom, energies in eV, forces in eV/Angstrom, charges in e.
 //
 // Per-atom vectors have three components that lie side by side: positions [numAtoms][3], forces
 // [numAtoms][3].
 //
-// The neighbour lists of all atoms lie behind each other in one array, in the order of the atoms. Within a
-// list the order is fixed by the search (see NeighborSearch.hpp): the same input always gives the same list.
+// Within a neighbour list the order is fixed by the search (see NeighborSearch.hpp): the same input always
+// gives the same list.
 // An atom can be its own neighbour through an image, and can meet another atom many times.
 //
 // The operations share their work among threads by atoms. Inside an enclosing parallel region they run
@@ -75,8 +66,16 @@ public:
     // createNeighbors.
     void updateAtoms(float rcut);
 
+    // Takes one atom back into the cell; the lists stay as they are.
+    void wrapAtom(int iatom);
+
     // Makes new lists within `rcut` (Angstrom) without wrapping the atoms. Stops as createNeighbors.
     void updateNeighbors(float rcut);
+
+    // Takes another list for one atom, from who keeps lists true while single atoms move.
+    void replaceNeighbors(int iatom, std::span<const Neighbor> list) {
+        neighbors.replace(static_cast<std::size_t>(iatom), list);
+    }
 
     // Gives the lists back.
     void deleteNeighbors();
@@ -93,17 +92,12 @@ public:
     void removeShortCoulomb(float rcut);
 
     // Whether there are lists.
-    [[nodiscard]] bool hasNeighbors() const { return !neighborOffsets.empty(); }
+    [[nodiscard]] bool hasNeighbors() const { return !neighbors.empty(); }
 
     // The list of one atom; empty without lists. Valid until the lists are made anew.
     [[nodiscard]] std::span<const Neighbor> obtainNeighbors(int iatom) const {
         assert(iatom >= 0 && iatom < numAtoms);
-        if (neighborOffsets.empty()) {
-            return {};
-        }
-        const auto index = static_cast<std::size_t>(iatom);
-        const std::size_t first = neighborOffsets[index];
-        return std::span<const Neighbor>(neighbors).subspan(first, neighborOffsets[index + 1] - first);
+        return neighbors.empty() ? std::span<const Neighbor>() : neighbors[static_cast<std::size_t>(iatom)];
     }
 
     // Length of the list of one atom.
@@ -127,8 +121,7 @@ private:
     void invertLattice();
     void wrapAtoms();
 
-    std::vector<Neighbor> neighbors;          // all lists, atom by atom
-    std::vector<std::size_t> neighborOffsets; // [numAtoms + 1], start of each list; empty without lists
+    NeighborStore neighbors; // empty without lists
 };
 
 } // namespace melta

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "structure/Geometry.hpp"
+#include "structure/Neighbor.hpp"
 
 #include <cstddef>
 #include <span>

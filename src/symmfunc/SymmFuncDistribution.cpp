@@ -176,25 +176,32 @@ void SymmFuncDistribution::checkScale(const DistributionElement& read, std::size
 
 bool SymmFuncDistribution::isOutside(const Geometry& geometry, std::span<const float> symmData,
                                      int maxDist) const {
+    const auto rowLength = static_cast<std::size_t>(numBasis);
+    for (std::size_t atom = 0; atom < static_cast<std::size_t>(geometry.numAtoms); ++atom) {
+        if (isOutside(geometry.elements[atom], symmData.subspan(atom * rowLength, rowLength), maxDist)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool SymmFuncDistribution::isOutside(int element, std::span<const float> symmData, int maxDist) const {
     if (maxDist < 1) {
         stopWithMessage("maxDist is not positive.");
     }
     const float width = 2.0f / static_cast<float>(numDists - 1);
     const float start = -1.0f - 0.5f * width;
     const auto top = static_cast<float>(numDists);
-    const auto rowLength = static_cast<std::size_t>(numBasis);
-    for (std::size_t atom = 0; atom < static_cast<std::size_t>(geometry.numAtoms); ++atom) {
-        const auto& counts = distributions[static_cast<std::size_t>(geometry.elements[atom])];
-        for (std::size_t j = 0; j < rowLength; ++j) {
-            // Cutting toward zero leaves everything above -1 in bin 0. The comparison is false for NaN.
-            const float position = (symmData[atom * rowLength + j] - start) / width;
-            if (!(position > -1.0f && position < top)) {
-                return true;
-            }
-            const auto bin = static_cast<std::size_t>(std::max(0.0f, position));
-            if (counts[bin * rowLength + j] < maxDist) {
-                return true;
-            }
+    const auto& counts = distributions[static_cast<std::size_t>(element)];
+    for (std::size_t j = 0; j < symmData.size(); ++j) {
+        // Cutting toward zero leaves everything above -1 in bin 0. The comparison is false for NaN.
+        const float position = (symmData[j] - start) / width;
+        if (!(position > -1.0f && position < top)) {
+            return true;
+        }
+        const auto bin = static_cast<std::size_t>(std::max(0.0f, position));
+        if (counts[bin * static_cast<std::size_t>(numBasis) + j] < maxDist) {
+            return true;
         }
     }
     return false;

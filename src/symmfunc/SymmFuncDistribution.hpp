@@ -52,6 +52,9 @@ public:
     [[nodiscard]] bool isOutside(const Geometry& geometry, std::span<const float> symmData,
                                  int maxDist) const;
 
+    // The same for one atom of an element: symmData [numBasis].
+    [[nodiscard]] bool isOutside(int element, std::span<const float> symmData, int maxDist) const;
+
     // Bins of each function.
     [[nodiscard]] int getNumDists() const { return numDists; }
 

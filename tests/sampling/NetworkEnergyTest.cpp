@@ -1,10 +1,13 @@
 #include "sampling/NetworkEnergy.hpp"
 
 #include "modelio/ModelStore.hpp"
+#include "sampling/FullNetworkEnergy.hpp"
 #include "sampling/TrainedModel.hpp"
 #include "structure/BaselinePotential.hpp"
 
+#include <algorithm>
 #include <cmath>
+#include <random>
 
 namespace melta::test {
 namespace {
@@ -19,6 +22,30 @@ public:
     float obtainEnergiesAndForces(const Geometry* /*geometry*/, std::span<float> /*energies*/,
                                   std::span<float> /*forces*/) override {
         return 2.5f;
+    }
+};
+
+// Weighs the neighbour lists of all atoms, so that none may be out of date.
+class ListPotential final : public BaselinePotential {
+public:
+    void removeFromGeometry(Geometry* /*geometry*/) override {}
+    float obtainEnergy(const Geometry* geometry) override {
+        double sum = 0.0;
+        for (int i = 0; i < geometry->numAtoms; ++i) {
+            const auto first = 3 * static_cast<std::size_t>(i);
+            for (const Neighbor& neighbor : geometry->obtainNeighbors(i)) {
+                const std::array<float, 3> other = geometry->obtainNeighborPosition(neighbor);
+                const float r = std::hypot(other[0] - geometry->positions[first],
+                                           other[1] - geometry->positions[first + 1],
+                                           other[2] - geometry->positions[first + 2]);
+                sum += static_cast<double>((rcut - r) * (rcut - r));
+            }
+        }
+        return static_cast<float>(0.01 * sum);
+    }
+    float obtainEnergiesAndForces(const Geometry* geometry, std::span<float> /*energies*/,
+                                  std::span<float> /*forces*/) override {
+        return obtainEnergy(geometry);
     }
 };
 
@@ -150,6 +177,121 @@ TEST_F(NetworkEnergyTest, UnknownElement) {
 
     EXPECT_EQ(stopMessageOf([this] { NetworkEnergy(*networks, nullptr, *trainingSet, geometry, rcut); }),
               "index of element is out of range.");
+}
+
+// Two equal geometries of 64 atoms that make the same moves, one with the energy under test, one with
+// everything made anew.
+class NetworkEnergyWalk : public NetworkEnergyTest {
+protected:
+    NetworkEnergyWalk() {
+        std::vector<std::string> labels;
+        for (int i = 0; i < 64; ++i) {
+            labels.push_back(i % 3 == 0 ? "O" : "Si");
+        }
+        const std::string text = makeDataText({.numGeoms = 1, .labels = labels, .seed = 8});
+        set = makeSet(property, text, trainingSet.get());
+        plainSet = makeSet(property, text, trainingSet.get());
+    }
+
+    // A shift of one atom or an exchange of two, the same in both geometries.
+    std::vector<int> move() {
+        std::uniform_int_distribution<int> drawAtom(0, 63);
+        std::uniform_real_distribution<float> drawStep(-1.0f, 1.0f);
+        const int atom = drawAtom(random);
+        const int other = drawAtom(random);
+        const bool isSwap = other != atom && other % 2 == 0;
+        const std::array<float, 3> step{drawStep(random), drawStep(random), drawStep(random)};
+        for (GeometrySet* const each : {set.get(), plainSet.get()}) {
+            std::vector<float>& positions = each->obtainGeometry(0).positions;
+            const auto place = positions.begin() + 3 * atom;
+            if (isSwap) {
+                std::swap_ranges(place, place + 3, positions.begin() + 3 * other);
+            } else {
+                std::ranges::transform(step, std::span(&*place, 3), place, std::plus<>());
+            }
+        }
+        return isSwap ? std::vector<int>{atom, other} : std::vector<int>{atom};
+    }
+
+    // Walks, taking moves or refusing them at random, and compares each step.
+    void compareSteps(BaselinePotential* baseline, int numSteps) {
+        Geometry& tracked = set->obtainGeometry(0);
+        Geometry& plain = plainSet->obtainGeometry(0);
+        const auto plainNetworks = makeArch();
+        NetworkEnergy energy(*networks, baseline, *set, tracked, rcut);
+        FullNetworkEnergy plainEnergy(*plainNetworks, baseline, *plainSet, plain, rcut);
+        EXPECT_LE(std::abs(energy.start() - plainEnergy.start()), tolerance);
+        for (int step = 0; step < numSteps; ++step) {
+            const std::vector<float> kept = tracked.positions;
+            const std::vector<int> moved = move();
+
+            const double difference = energy.evaluateMove(moved) - plainEnergy.evaluateMove(moved);
+
+            ASSERT_LE(std::abs(difference), tolerance) << step;
+            ASSERT_EQ(tracked.positions, plain.positions) << step;
+            ASSERT_EQ(energy.isUnknown(), plainEnergy.isUnknown()) << step;
+            if (random() % 3 == 0) {
+                energy.acceptMove();
+                plainEnergy.acceptMove();
+            } else {
+                tracked.positions = kept;
+                plain.positions = kept;
+                energy.rejectMove();
+                plainEnergy.rejectMove();
+            }
+        }
+    }
+
+    static constexpr double tolerance = 1.0e-5; // eV
+
+    std::unique_ptr<GeometrySet> set;
+    std::unique_ptr<GeometrySet> plainSet;
+    std::mt19937 random{17};
+};
+
+TEST_F(NetworkEnergyWalk, EachStepIsThatOfMakingEverythingAnew) {
+    compareSteps(nullptr, 300);
+}
+
+TEST_F(NetworkEnergyWalk, WithABaselineThatReadsTheLists) {
+    ListPotential baseline;
+
+    compareSteps(&baseline, 100);
+}
+
+// Only the start is known.
+TEST_F(NetworkEnergyWalk, RefusedMovesLeaveNothingBehind) {
+    NNArch arch(NNArch::onlyEnergy, 2, &property, false, false);
+    outputOf([&] {
+        arch.initLayers(set.get());
+        restoreNN(arch, "melta.data", set.get(), false);
+        arch.statisticsSymmFuncs(set.get());
+        arch.writeSymmDistributions("start.gdist", set.get());
+    });
+    Geometry& tracked = set->obtainGeometry(0);
+    NetworkEnergy energy(arch, nullptr, *set, tracked, rcut);
+    const double start = energy.start();
+    EXPECT_FALSE(energy.isUnknown());
+    const std::vector<float> kept = tracked.positions;
+    int numUnknown = 0;
+    for (int step = 0; step < 50; ++step) {
+        energy.evaluateMove(move());
+        numUnknown += energy.isUnknown() ? 1 : 0;
+        tracked.positions = kept;
+        energy.rejectMove();
+
+        EXPECT_EQ(energy.evaluateMove({}), start);
+        EXPECT_FALSE(energy.isUnknown());
+        energy.acceptMove();
+    }
+    // Not those that exchange two atoms of the same element.
+    EXPECT_GT(numUnknown, 25);
+}
+
+TEST_F(NetworkEnergyWalk, WithSeveralThreads) {
+    const ThreadCount several(3);
+
+    compareSteps(nullptr, 50);
 }
 
 } // namespace

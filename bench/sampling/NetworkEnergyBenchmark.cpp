@@ -1,0 +1,125 @@
+// Steps of a Monte Carlo walk in silicon-like cells of 64, 216 and 1,000 atoms, with the default settings of
+// symmetry functions and networks and a model of random weights: shifts of one atom, half of them refused.
+// Prints how many times faster a step is than one that makes everything anew.
+
+#include "network/NNArch.hpp"
+#include "sampling/FullNetworkEnergy.hpp"
+#include "sampling/NetworkEnergy.hpp"
+#include "support/PairedTiming.hpp"
+
+#include <benchmark/benchmark.h>
+
+#include <filesystem>
+#include <memory>
+#include <random>
+#include <vector>
+
+namespace {
+
+using namespace melta;
+
+// Diamond cell of `cubes` cubes along each side with random displacements.
+std::unique_ptr<Geometry> makeCell(int cubes) {
+    constexpr float side = 5.43f;
+    constexpr float corners[8][3] = {{0.0f, 0.0f, 0.0f},    {0.0f, 0.5f, 0.5f},    {0.5f, 0.0f, 0.5f},
+                                     {0.5f, 0.5f, 0.0f},    {0.25f, 0.25f, 0.25f}, {0.25f, 0.75f, 0.75f},
+                                     {0.75f, 0.25f, 0.75f}, {0.75f, 0.75f, 0.25f}};
+    std::mt19937 random(1);
+    std::normal_distribution<float> normal(0.0f, 0.1f);
+    const float edge = static_cast<float>(cubes) * side;
+    const std::vector<float> lattice{edge, 0, 0, 0, edge, 0, 0, 0, edge};
+    const int numAtoms = 8 * cubes * cubes * cubes;
+    auto geometry = std::make_unique<Geometry>(lattice, numAtoms, false);
+    for (int i = 0; i < numAtoms; ++i) {
+        const int cube = i / 8;
+        const float* const corner = corners[i % 8];
+        const float x = side * (static_cast<float>(cube / cubes / cubes) + corner[0]) + normal(random);
+        const float y = side * (static_cast<float>(cube / cubes % cubes) + corner[1]) + normal(random);
+        const float z = side * (static_cast<float>(cube % cubes) + corner[2]) + normal(random);
+        geometry->setAtom(i, 0, 14, x, y, z, 0.0f, 0.0f, 0.0f, 0.0, 0.0f);
+    }
+    return geometry;
+}
+
+class Walk {
+public:
+    Walk(int cubes, int models, bool makesEverythingAnew) {
+        property.modelsEnergy = models;
+        set.geometries.push_back(makeCell(cubes));
+        set.geometries.back()->haveSetAtoms(property.rcutRadius, false);
+        set.numGeoms = 1;
+        set.numElems = 1;
+        set.elemNames = {"Si"};
+        set.energyDev = {1.0};
+        arch = std::make_unique<NNArch>(NNArch::onlyEnergy, 1, &property, false, false);
+        arch->initLayers(&set);
+        arch->statisticsSymmFuncs(&set);
+        const auto file = std::filesystem::temp_directory_path() / "network_energy_benchmark.gdist";
+        arch->writeSymmDistributions(file.string(), &set);
+        std::filesystem::remove(file);
+        Geometry& geometry = set.obtainGeometry(0);
+        if (makesEverythingAnew) {
+            energy =
+                std::make_unique<test::FullNetworkEnergy>(*arch, nullptr, set, geometry, property.rcutRadius);
+        } else {
+            energy = std::make_unique<NetworkEnergy>(*arch, nullptr, set, geometry, property.rcutRadius);
+        }
+        energy->start();
+    }
+
+    void step() {
+        std::vector<float>& positions = set.obtainGeometry(0).positions;
+        const auto atom = random() % (positions.size() / 3);
+        const auto place = positions.begin() + static_cast<std::ptrdiff_t>(3 * atom);
+        std::copy_n(place, 3, kept.begin());
+        for (std::ptrdiff_t c = 0; c < 3; ++c) {
+            place[c] += drawStep(random);
+        }
+        const int moved[] = {static_cast<int>(atom)};
+        benchmark::DoNotOptimize(energy->evaluateMove(moved));
+        benchmark::DoNotOptimize(energy->isUnknown());
+        if (++numSteps % 2 == 0) {
+            energy->acceptMove();
+        } else {
+            std::copy(kept.begin(), kept.end(), place);
+            energy->rejectMove();
+        }
+    }
+
+private:
+    Property property;
+    GeometrySet set;
+    std::unique_ptr<NNArch> arch;
+    std::unique_ptr<ConfigurationEnergy> energy;
+    std::mt19937 random{2};
+    std::uniform_real_distribution<float> drawStep{-0.1f, 0.1f};
+    std::array<float, 3> kept{};
+    int numSteps = 0;
+};
+
+void metropolisStep(benchmark::State& state) {
+    const auto cubes = static_cast<int>(state.range(0));
+    const auto models = static_cast<int>(state.range(1));
+    Walk walk(cubes, models, false);
+    Walk plainWalk(cubes, models, true);
+    for (auto _ : state) {
+        walk.step();
+    }
+    state.counters["atoms"] = 8.0 * cubes * cubes * cubes;
+    state.counters["steps/s"] = benchmark::Counter(1.0, benchmark::Counter::kIsIterationInvariantRate);
+    const auto repeat = [](Walk& which) {
+        for (int i = 0; i < 20; ++i) {
+            which.step();
+        }
+    };
+    state.counters["anew/kept"] = bench::medianRatio([&] { repeat(plainWalk); }, [&] { repeat(walk); });
+}
+BENCHMARK(metropolisStep)
+    ->ArgNames({"cubes", "models"})
+    ->ArgsProduct({{2, 3, 5}, {1, 16}})
+    ->UseRealTime()
+    ->Unit(benchmark::kMicrosecond);
+
+} // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "structure/Neighbor.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace melta {
+
+struct NeighborLists;
+
+// Keeps the neighbour lists of all atoms of a cell in one array. Lists can be replaced one by one: each has a
+// stretch of the array with some room to spare once it has been replaced. Memory stays within about twice
+// what the lists need, however often they are replaced.
+class NeighborStore {
+public:
+    // Takes lists that lie behind each other.
+    void assign(NeighborLists lists);
+
+    // Gives the memory back.
+    void clear();
+
+    [[nodiscard]] bool empty() const { return stretches.empty(); }
+
+    // The list of an atom; valid until the next change.
+    [[nodiscard]] std::span<const Neighbor> operator[](std::size_t atom) const {
+        return {records.data() + stretches[atom].first, stretches[atom].size};
+    }
+
+    // Takes another list for an atom. `list` must not lie in the store.
+    void replace(std::size_t atom, std::span<const Neighbor> list);
+
+    // Entries that the array has room for.
+    [[nodiscard]] std::size_t capacity() const { return records.capacity(); }
+
+private:
+    struct Stretch {
+        std::size_t first;
+        std::uint32_t size;
+        std::uint32_t room;
+    };
+
+    void compact();
+
+    std::vector<Neighbor> records;
+    std::vector<Stretch> stretches; // [numAtoms]
+    std::size_t numUsed = 0;        // entries of all stretches with their room
+};
+
+} // namespace melta
