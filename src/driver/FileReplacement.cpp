@@ -31,9 +31,6 @@ bool isWritable(const fs::path& file) {
 
 // Sends the contents to the medium, because a rename may reach it before them.
 bool synchronize(std::FILE* file) {
-    if (std::fflush(file) != 0) {
-        return false;
-    }
     // Devices and some file systems know no such thing.
     return fsync(fileno(file)) == 0 || errno == EINVAL || errno == EROFS;
 }
@@ -102,8 +99,10 @@ void FileReplacement::commit() {
     targets.clear();
 }
 
-bool FileReplacement::complete(Target& target) {
-    const bool isSound = std::ferror(target.file.get()) == 0 && synchronize(target.file.get());
+bool FileReplacement::complete(Target& target) const {
+    std::FILE* const file = target.file.get();
+    const bool isSound =
+        std::ferror(file) == 0 && std::fflush(file) == 0 && (sync == Sync::no || synchronize(file));
     return std::fclose(target.file.release()) == 0 && isSound;
 }
 

@@ -22,7 +22,13 @@ namespace melta {
 // place. Messages name a file as the caller did.
 class FileReplacement {
 public:
+    // Whether a file takes its name only when its contents are on the medium. Without that a kill of the
+    // process still leaves complete files, but a failure of the power may cost the old file and the new one.
+    // Waiting takes some milliseconds for each file.
+    enum class Sync { yes, no };
+
     FileReplacement() = default;
+    explicit FileReplacement(Sync wish) : sync(wish) {}
     ~FileReplacement() { discard(); }
     FileReplacement(const FileReplacement&) = delete;
     FileReplacement& operator=(const FileReplacement&) = delete;
@@ -56,11 +62,12 @@ private:
         void undo() noexcept; // brings back what was there before
     };
 
-    static bool complete(Target& target);
+    bool complete(Target& target) const;
     static bool replace(Target& target);
     void discard() noexcept;
     [[noreturn]] void fail(const char* action, const std::string& fileName);
 
+    Sync sync = Sync::yes;
     std::vector<Target> targets;
 };
 

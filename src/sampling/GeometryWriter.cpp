@@ -28,19 +28,25 @@ std::string atomText(const Geometry& geometry, std::size_t atom, const std::stri
 }
 
 void replaceFile(const std::string& fileName, const std::string& text) {
-    FileReplacement replacement;
+    // A walk may find one in each step, and what a failure of the power costs is found again.
+    FileReplacement replacement(FileReplacement::Sync::no);
     std::fputs(text.c_str(), replacement.open(fileName));
     replacement.commit();
 }
 
-// In one piece: whoever kills the process does not cut the text in the middle.
+// In one piece, which leaves a kill of the process little time to cut the text. A full disk cuts it, too, and
+// then what there was room for is removed again.
 void appendToFile(const std::string& fileName, const std::string& text) {
     FilePointer file(std::fopen(fileName.c_str(), "a"));
     if (!file) {
         stopWithMessage("cannot open file: %s", fileName.c_str());
     }
     std::setvbuf(file.get(), nullptr, _IONBF, 0);
-    std::fputs(text.c_str(), file.get());
+    std::error_code error;
+    const std::uintmax_t size = fs::file_size(fileName, error);
+    if (std::fputs(text.c_str(), file.get()) == EOF && !error) {
+        fs::resize_file(fileName, size, error);
+    }
     closeWritten(std::move(file), fileName);
 }
 

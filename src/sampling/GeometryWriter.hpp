@@ -13,7 +13,8 @@ class GeometrySet;
 // ESPRESSO, and all one after another into one file of frames, for a viewer. Vacancies and which atoms are
 // fixed are in neither.
 //
-// Whenever the process ends, what is there is complete.
+// Whenever the process ends, what is there is complete. The one exception is a kill at the very moment when a
+// frame is appended: the file of frames may then end within that frame.
 class GeometryWriter {
 public:
     // All are borrowed. `set`: names of the elements in the files of single geometries. `input`: names in the

@@ -11,8 +11,7 @@ namespace melta {
 
 struct WalkStep;
 
-// An energy in seven columns, with fewer decimals the larger it is. Only a negative one from 999999.5 on
-// takes eight.
+// An energy in seven columns, with fewer decimals the larger it is.
 std::string formatEnergy(float value);
 
 // Prints the head of the walk, with the number of chains if there are several.

@@ -137,6 +137,25 @@ TEST_F(Replacement, StopsAtAFullDiskAndKeepsOldFiles) {
     expectOld();
 }
 
+TEST_F(Replacement, ReplacesAtOnceWithoutWaitingForTheMedium) {
+    writeTextFile(first, "old first\n");
+
+    {
+        FileReplacement files(FileReplacement::Sync::no);
+        std::fprintf(files.open(first), "new first\n");
+        EXPECT_EQ(readTextFile(first), "old first\n");
+        files.commit();
+    }
+    EXPECT_EQ(readTextFile(first), "new first\n");
+
+    const FileSizeLimit limit(5);
+    FileReplacement files(FileReplacement::Sync::no);
+    std::fprintf(files.open(first), "newest first\n");
+    EXPECT_EQ(stopMessageOf([&] { files.commit(); }), "cannot write file: " + first);
+    EXPECT_EQ(readTextFile(first), "new first\n");
+    EXPECT_EQ(listed(), std::vector<std::string>{"first"});
+}
+
 TEST_F(Replacement, WritesInPlaceWhatIsNoRegularFile) {
     ASSERT_EQ(mkfifo(second.c_str(), 0600), 0);
     const FilePointer pipe(std::fopen(second.c_str(), "r+"));

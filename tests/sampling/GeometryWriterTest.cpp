@@ -147,6 +147,7 @@ TEST_F(GeometryWriterTest, FullDisk) {
     EXPECT_EQ(stopMessageOf([this] { writer.writeGeometryToMovie(geometry, 1); }),
               "cannot write file: movie/metro_1.xyz");
     EXPECT_TRUE(fs::is_empty("dft_geom"));
+    EXPECT_EQ(readTextFile("movie/metro_1.xyz"), frame) << "no half frame";
 }
 
 TEST_F(GeometryWriterTest, UnknownElement) {

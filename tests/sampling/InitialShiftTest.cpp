@@ -15,7 +15,7 @@ double normalBelow(double x) {
     return 0.5 * std::erfc(-x / std::sqrt(2.0));
 }
 
-// Four numbers of the source are two normal ones, cosine first.
+// Two numbers of the source give two normal ones, cosine first.
 TEST_F(InitialShiftTest, GaussiansAreThoseOfBoxAndMuller) {
     RandomSource same = random;
     const double radius = std::sqrt(-2.0 * std::log((same.draw() + 1) / 32768.0));

@@ -187,6 +187,15 @@ TEST_F(MonteCarloRun, InitialShiftTakesMobileAtomsAndVacancies) {
     EXPECT_NE(sampler.input.vacancyCoords, vacancy);
 }
 
+// The move is much too small to be seen in the energy, and the initial shift is not.
+TEST_F(MonteCarloRun, EnergiesAreMeasuredFromTheStartAfterTheInitialShift) {
+    const std::string output = walk("maxSteps 1\nshiftCoord 1e-7\nshiftCoordInit 0.5\n", geometryCard);
+
+    const std::string step = linesWith(output, "  #.").at(0);
+    const std::string energy = "Energy:";
+    EXPECT_LE(std::abs(std::stod(step.substr(step.find(energy) + energy.size()))), 1.0e-3) << step;
+}
+
 TEST_F(MonteCarloRun, NoInitialShiftOnRequest) {
     for (const char* const head : {"shiftInit 0\nshiftCoord 1e-7\n", "withShift 0\n"}) {
         NNMetropolis sampler(&property);

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Kills walks at odd moments and looks at what they leave: every geometry and every frame has to be complete.
+"""Kills walks at odd moments and looks at what they leave: every geometry and every frame has to be complete. Only the
+frame that is being appended may be cut, and that between two pages of the file, where the system heeds a signal.
 
 usage: killed_walk.py --command PATH
 """
@@ -7,6 +8,7 @@ usage: killed_walk.py --command PATH
 from __future__ import annotations
 
 import argparse
+import mmap
 import os
 import shutil
 import signal
@@ -52,7 +54,10 @@ def count_frames(path: Path) -> int:
     lines = path.read_text(encoding="utf-8").split("\n")
     size = NUM_SIDE**3 + 2
     num_frames, rest = divmod(len(lines) - 1, size)
-    if rest != 0 or lines[-1] != "" or any(lines[size * i] != str(NUM_SIDE**3) for i in range(num_frames)):
+    is_cut = rest != 0 or lines[-1] != ""
+    if is_cut and path.stat().st_size % mmap.PAGESIZE != 0:
+        sys.exit("the movie is cut within a page")
+    if any(lines[size * i] != str(NUM_SIDE**3) for i in range(num_frames)):
         sys.exit("incomplete frame of the movie")
     return num_frames
 
