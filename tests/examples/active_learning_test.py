@@ -11,8 +11,6 @@ ctest shows as skipped.
 from __future__ import annotations
 
 import argparse
-import importlib.machinery
-import importlib.util
 import os
 import shutil
 import signal
@@ -22,8 +20,12 @@ import tempfile
 import time
 import unittest
 from pathlib import Path
-from types import ModuleType
 from typing import Sequence
+
+sys.dont_write_bytecode = True
+sys.path.insert(0, os.fspath(Path(__file__).resolve().parents[1] / "support"))
+
+from script_module import load_script  # noqa: E402
 
 EXAMPLES = Path(__file__).resolve().parents[2] / "examples"
 EXAMPLE = EXAMPLES / "active-learning"
@@ -34,19 +36,7 @@ LATTICE = 5.4  # Angstrom
 
 COMMAND = Path()  # the melta to test, from the command line
 
-
-def load_script() -> ModuleType:
-    sys.dont_write_bytecode = True
-    loader = importlib.machinery.SourceFileLoader("run_loop", str(SCRIPT))
-    spec = importlib.util.spec_from_loader(loader.name, loader)
-    assert spec is not None
-    module = importlib.util.module_from_spec(spec)
-    sys.modules[loader.name] = module  # dataclasses look their module up
-    loader.exec_module(module)
-    return module
-
-
-run_loop = load_script()
+run_loop = load_script(SCRIPT)
 
 
 def block(number: int) -> str:

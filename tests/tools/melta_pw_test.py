@@ -7,8 +7,6 @@ and is skipped where that is not installed.
 
 from __future__ import annotations
 
-import importlib.machinery
-import importlib.util
 import os
 import re
 import shutil
@@ -20,24 +18,16 @@ import textwrap
 import time
 import unittest
 from pathlib import Path
-from types import ModuleType
 from typing import Optional, Sequence
+
+sys.dont_write_bytecode = True
+sys.path.insert(0, os.fspath(Path(__file__).resolve().parents[1] / "support"))
+
+from script_module import load_script  # noqa: E402
 
 TOOL = Path(__file__).resolve().parents[2] / "tools" / "melta-pw"
 
-
-def load_tool() -> ModuleType:
-    sys.dont_write_bytecode = True
-    loader = importlib.machinery.SourceFileLoader("melta_pw", str(TOOL))
-    spec = importlib.util.spec_from_loader(loader.name, loader)
-    assert spec is not None
-    module = importlib.util.module_from_spec(spec)
-    sys.modules[loader.name] = module  # dataclasses look their module up
-    loader.exec_module(module)
-    return module
-
-
-melta_pw = load_tool()
+melta_pw = load_script(TOOL)
 
 
 def stock_text(text: str) -> str:
