@@ -240,6 +240,12 @@ class LoopTest(DirectoryTest):
         self.replace("lbfgs.prop", "epochs         100", "epochs 5")
         self.replace("melta.metro", "maxSteps        500", "maxSteps 50")
         self.replace("melta.metro", "numGeoms        500", "numGeoms 50")
+        # So little training makes any potential: each step of a walk is taken, and no force is too large to be learned.
+        self.replace("melta.metro", "temperature     4000.0", "temperature 1.0e8")
+        self.replace("melta.metro", "upperEnergy     0.8", "upperEnergy 1.0e6")
+        self.replace("melta.metro", "lowerEnergy     0.1", "lowerEnergy 1.0e6")
+        self.replace("adam.prop", "coefEnergy     20", "coefEnergy 20\nmaxForce 0")
+        self.replace("lbfgs.prop", "coefEnergy     20", "coefEnergy 20\nmaxForce 0")
         self.work = self.directory / "work"
 
     def replace(self, name: str, old: str, new: str) -> None:
@@ -346,7 +352,7 @@ class StandInLoopTest(LoopTest):
 
     def test_other_settings_need_another_directory(self) -> None:
         self.assert_done(self.run_loop("--turns", "1"))
-        self.replace("melta.metro", "4000.0", "1500.0")
+        self.replace("melta.metro", "1.0e8", "1.0e7")
 
         done = self.run_loop("--turns", "1", "--geoms", "3")
 
