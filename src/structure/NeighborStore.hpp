@@ -12,8 +12,8 @@ namespace melta {
 struct NeighborLists;
 
 // Keeps the neighbour lists of all atoms of a cell in one array. Lists can be replaced one by one: each has a
-// stretch of the array with some room to spare once it has been replaced. Memory stays within about twice
-// what the lists need, however often they are replaced.
+// stretch of the array, which moves to the end with room to spare when it gets too short. So memory is
+// bounded by the longest list that each atom ever has, however often lists are replaced.
 class NeighborStore {
 public:
     // Takes lists that lie behind each other.
@@ -42,11 +42,8 @@ private:
         std::uint32_t room;
     };
 
-    void compact();
-
     std::vector<Neighbor> records;
     std::vector<Stretch> stretches; // [numAtoms]
-    std::size_t numUsed = 0;        // entries of all stretches with their room
 };
 
 } // namespace melta

@@ -37,7 +37,6 @@ NeighborTracker::NeighborTracker(Geometry& cell, float rcut)
 std::span<const int> NeighborTracker::followMove(std::span<const int> movedAtoms) {
     touched.clear();
     for (const int atom : movedAtoms) {
-        touch(atom);
         touchAtomsAround(places[static_cast<std::size_t>(atom)]);
         removeImages(atom);
     }
@@ -77,7 +76,8 @@ void NeighborTracker::removeImages(int atom) {
     }
 }
 
-// An atom has an image of another one as a neighbour if the other one has an image of the first.
+// An atom has an image of another one as a neighbour if the other one has an image of the first. An atom at
+// `p` itself is touched as well.
 void NeighborTracker::touchAtomsAround(const std::array<float, 3>& p) {
     grid.forEachBinAround(p, [&](std::size_t bin) {
         for (const Image& image : bins.bin(bin)) {
