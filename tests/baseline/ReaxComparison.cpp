@@ -43,8 +43,8 @@ void expectSinglePrecisionResults(ReaxPot& pot, const Geometry& geometry, const 
     std::vector<float> forceArray(3 * numAtoms, -7.0f);
     double total = 0.0;
 
-    const double given = pot.obtainEnergiesAndForces(&geometry, energyArray, forceArray);
-    const double energyAlone = pot.obtainEnergy(&geometry);
+    const auto given = static_cast<double>(pot.obtainEnergiesAndForces(&geometry, energyArray, forceArray));
+    const auto energyAlone = static_cast<double>(pot.obtainEnergy(&geometry));
 
     for (std::size_t i = 0; i < numAtoms; ++i) {
         total += energies[i];

@@ -11,7 +11,7 @@
 namespace melta::test {
 
 // kcal/mol in eV, as the program has it: a number of single precision.
-inline constexpr double reaxUnit = 0.0433641f;
+inline constexpr double reaxUnit = static_cast<double>(0.0433641f);
 
 // Largest differences of the potential from its twin over the atoms of a configuration.
 struct ReaxDeviation {

@@ -70,7 +70,8 @@ const char* const numberTexts[] = {
     "#1",
 };
 
-bool areSame(double a, double b) {
+template <class Number>
+bool areSame(Number a, Number b) {
     return (std::isnan(a) && std::isnan(b)) || (a == b && std::signbit(a) == std::signbit(b));
 }
 

@@ -44,9 +44,10 @@ std::vector<long double> solveNormalEquations(const std::vector<double>& counts,
     std::vector<long double> b(n, 0.0L);
     for (std::size_t g = 0; g < weights.size(); ++g) {
         for (std::size_t e = 0; e < n; ++e) {
-            b[e] += weights[g] * counts[g * n + e];
+            b[e] += weights[g] * static_cast<long double>(counts[g * n + e]);
             for (std::size_t f = 0; f < n; ++f) {
-                a[e][f] += static_cast<long double>(counts[g * n + e]) * counts[g * n + f];
+                a[e][f] +=
+                    static_cast<long double>(counts[g * n + e]) * static_cast<long double>(counts[g * n + f]);
             }
         }
     }
@@ -76,9 +77,9 @@ TEST(AtomicEnergyFit, AgreesWithTheNormalEquations) {
     const auto expected = solveNormalEquations(counts, weights, n);
     std::vector<long double> squares;
     for (std::size_t g = 0; g < numGeoms; ++g) {
-        long double residual = totals[g];
+        auto residual = static_cast<long double>(totals[g]);
         for (std::size_t e = 0; e < n; ++e) {
-            residual -= expected[e] * counts[g * n + e];
+            residual -= expected[e] * static_cast<long double>(counts[g * n + e]);
         }
         squares.push_back(residual * residual);
     }

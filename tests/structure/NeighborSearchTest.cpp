@@ -24,8 +24,9 @@ using test::ThreadCount;
 double distance(const Geometry& geometry, int i, const Neighbor& image) {
     double sum = 0.0;
     for (std::size_t c = 0; c < 3; ++c) {
-        const double own = geometry.positions[3 * static_cast<std::size_t>(i) + c];
-        const double other = geometry.positions[3 * static_cast<std::size_t>(image.atom) + c];
+        const auto own = static_cast<double>(geometry.positions[3 * static_cast<std::size_t>(i) + c]);
+        const auto other =
+            static_cast<double>(geometry.positions[3 * static_cast<std::size_t>(image.atom) + c]);
         const auto& lattice = geometry.lattice;
         const double d = other + image.ia * static_cast<double>(lattice[c]) +
                          image.ib * static_cast<double>(lattice[3 + c]) +
