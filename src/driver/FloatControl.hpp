@@ -18,8 +18,9 @@ inline void flushDenormals() {
 #endif
 }
 
-// The same in every thread of the team that the next parallel region would get. Some runtimes give the control
-// word of the calling thread to its team and take back what changes within a region, so it comes first.
+// The same in every thread of the team that the next parallel region would get. Some runtimes give the
+// control word of the calling thread to its team and take back what changes within a region, so it comes
+// first.
 inline void flushDenormalsInTeam() {
     flushDenormals();
 #pragma omp parallel
