@@ -19,8 +19,8 @@ namespace melta {
 // [numAtoms][3].
 //
 // Within a neighbour list the order is fixed by the search (see NeighborSearch.hpp): the same input always
-// gives the same list.
-// An atom can be its own neighbour through an image, and can meet another atom many times.
+// gives the same list. An atom can be its own neighbour through an image, and can meet another atom many
+// times.
 //
 // The operations share their work among threads by atoms. Inside an enclosing parallel region they run
 // serially.

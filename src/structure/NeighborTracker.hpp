@@ -22,6 +22,11 @@ public:
     // `geometry` is borrowed; gets new lists within `rcut`, Angstrom. Its cell and number of atoms stay, and
     // its atoms move only with followMove. Stops as Geometry::createNeighbors.
     NeighborTracker(Geometry& geometry, float rcut);
+    ~NeighborTracker() = default;
+    NeighborTracker(const NeighborTracker&) = delete;
+    NeighborTracker& operator=(const NeighborTracker&) = delete;
+    NeighborTracker(NeighborTracker&&) = delete;
+    NeighborTracker& operator=(NeighborTracker&&) = delete;
 
     // After these atoms have got other positions in the geometry, inside the cell: makes the lists new that
     // this changes. The atoms of these lists, ascending, the moved ones among them; valid until the next
