@@ -2,6 +2,7 @@
 // thread and all threads. Prints the gain of the threads.
 
 #include "network/NNArch.hpp"
+#include "support/DiamondCell.hpp"
 #include "support/PairedTiming.hpp"
 
 #include <benchmark/benchmark.h>
@@ -18,22 +19,12 @@ using namespace melta;
 
 constexpr int numGeoms = 32;
 
-// Diamond cells of 2 x 2 x 2 cubes with random displacements.
+// A cell of 64 atoms with random forces and a random energy.
 std::unique_ptr<Geometry> makeCell(std::mt19937& random) {
-    constexpr float side = 5.43f;
-    constexpr float corners[8][3] = {{0.0f, 0.0f, 0.0f},    {0.0f, 0.5f, 0.5f},    {0.5f, 0.0f, 0.5f},
-                                     {0.5f, 0.5f, 0.0f},    {0.25f, 0.25f, 0.25f}, {0.25f, 0.75f, 0.75f},
-                                     {0.75f, 0.25f, 0.75f}, {0.75f, 0.75f, 0.25f}};
     std::normal_distribution<float> normal(0.0f, 0.1f);
-    const std::vector<float> lattice{2 * side, 0, 0, 0, 2 * side, 0, 0, 0, 2 * side};
-    auto geometry = std::make_unique<Geometry>(lattice, 64, false);
-    for (int i = 0; i < 64; ++i) {
-        const int cube = i / 8;
-        const float* const corner = corners[i % 8];
-        const float x = side * (static_cast<float>(cube / 4) + corner[0]) + normal(random);
-        const float y = side * (static_cast<float>(cube / 2 % 2) + corner[1]) + normal(random);
-        const float z = side * (static_cast<float>(cube % 2) + corner[2]) + normal(random);
-        geometry->setAtom(i, 0, 14, x, y, z, normal(random), normal(random), normal(random), 0.0, 0.0f);
+    auto geometry = bench::makeDiamondCell(2, random);
+    for (float& force : geometry->forces) {
+        force = normal(random);
     }
     geometry->energyTotal = static_cast<double>(normal(random));
     return geometry;

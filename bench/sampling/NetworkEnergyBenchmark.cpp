@@ -5,10 +5,13 @@
 #include "network/NNArch.hpp"
 #include "sampling/FullNetworkEnergy.hpp"
 #include "sampling/NetworkEnergy.hpp"
+#include "support/DiamondCell.hpp"
 #include "support/PairedTiming.hpp"
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <memory>
 #include <random>
@@ -18,34 +21,12 @@ namespace {
 
 using namespace melta;
 
-// Diamond cell of `cubes` cubes along each side with random displacements.
-std::unique_ptr<Geometry> makeCell(int cubes) {
-    constexpr float side = 5.43f;
-    constexpr float corners[8][3] = {{0.0f, 0.0f, 0.0f},    {0.0f, 0.5f, 0.5f},    {0.5f, 0.0f, 0.5f},
-                                     {0.5f, 0.5f, 0.0f},    {0.25f, 0.25f, 0.25f}, {0.25f, 0.75f, 0.75f},
-                                     {0.75f, 0.25f, 0.75f}, {0.75f, 0.75f, 0.25f}};
-    std::mt19937 random(1);
-    std::normal_distribution<float> normal(0.0f, 0.1f);
-    const float edge = static_cast<float>(cubes) * side;
-    const std::vector<float> lattice{edge, 0, 0, 0, edge, 0, 0, 0, edge};
-    const int numAtoms = 8 * cubes * cubes * cubes;
-    auto geometry = std::make_unique<Geometry>(lattice, numAtoms, false);
-    for (int i = 0; i < numAtoms; ++i) {
-        const int cube = i / 8;
-        const float* const corner = corners[i % 8];
-        const float x = side * (static_cast<float>(cube / cubes / cubes) + corner[0]) + normal(random);
-        const float y = side * (static_cast<float>(cube / cubes % cubes) + corner[1]) + normal(random);
-        const float z = side * (static_cast<float>(cube % cubes) + corner[2]) + normal(random);
-        geometry->setAtom(i, 0, 14, x, y, z, 0.0f, 0.0f, 0.0f, 0.0, 0.0f);
-    }
-    return geometry;
-}
-
 class Walk {
 public:
     Walk(int cubes, int models, bool makesEverythingAnew) {
         property.modelsEnergy = models;
-        set.geometries.push_back(makeCell(cubes));
+        std::mt19937 cellRandom(1);
+        set.geometries.push_back(bench::makeDiamondCell(cubes, cellRandom));
         set.geometries.back()->haveSetAtoms(property.rcutRadius, false);
         set.numGeoms = 1;
         set.numElems = 1;

@@ -28,9 +28,9 @@ public:
     NeighborTracker(NeighborTracker&&) = delete;
     NeighborTracker& operator=(NeighborTracker&&) = delete;
 
-    // After these atoms have got other positions in the geometry, inside the cell: makes the lists new that
-    // this changes. The atoms of these lists, ascending, the moved ones among them; valid until the next
-    // call.
+    // After these atoms, each named once, have got other positions in the geometry, inside the cell: makes
+    // the lists new that this changes. The atoms of these lists, ascending, the moved ones among them; valid
+    // until the next call.
     std::span<const int> followMove(std::span<const int> movedAtoms);
 
 private:
