@@ -1,6 +1,7 @@
 #include "driver/StopFile.hpp"
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 
 namespace melta {
@@ -10,7 +11,8 @@ void StopFile::create() const {
 }
 
 bool StopFile::exists() const {
-    return std::ifstream(name).is_open();
+    std::error_code ignored;
+    return std::filesystem::is_regular_file(name, ignored) && std::ifstream(name).is_open();
 }
 
 bool StopFile::consume() const {

@@ -5,7 +5,7 @@
 
 namespace melta {
 
-// The stop request of another console: the existence of a file, tested by opening it for reading.
+// The stop request of another console: the existence of a regular file, tested by opening it for reading.
 class StopFile {
 public:
     explicit StopFile(std::string fileName) : name(std::move(fileName)) {}
@@ -13,7 +13,7 @@ public:
     // Creates the file empty. A failure is not reported: the request is best effort.
     void create() const;
 
-    // Whether the file can be opened for reading.
+    // Whether the file is a regular one that can be opened for reading.
     [[nodiscard]] bool exists() const;
 
     // Deletes the file when it exists and says whether it did.

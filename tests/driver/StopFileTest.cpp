@@ -57,6 +57,14 @@ TEST_F(StopFileTest, consumeDeletesTheFileOnce) {
     EXPECT_FALSE(stopFile.consume());
 }
 
+TEST_F(StopFileTest, aFolderIsNoRequest) {
+    std::filesystem::create_directory(name);
+
+    EXPECT_FALSE(stopFile.exists());
+    EXPECT_FALSE(stopFile.consume());
+    EXPECT_TRUE(std::filesystem::exists(name));
+}
+
 TEST_F(StopFileTest, failureToCreateIsSilent) {
     const StopFile unreachable(directory.file("missing/melta.EXIT"));
 
