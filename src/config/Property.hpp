@@ -27,6 +27,7 @@ public:
     // Takes the settings of the model from the head of a network file. When the file cannot be opened, or a
     // line is missing or unreadable, it stops with "cannot peek file: %s"; with `tolerant` it returns instead
     // and keeps what the lines before have said. Without `tolerant` it prints the banner of a testing run.
+    // A replacement of the model's files that a kill has cut short is finished first.
     void peekData(const std::string& fileName, bool tolerant);
 
     // Applies the keys of the properties file, checks the settings against each other, reads the Behler

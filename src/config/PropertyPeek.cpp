@@ -1,6 +1,9 @@
+#include "config/PropertyPeek.hpp"
+
 #include "config/FiniteNumber.hpp"
 #include "config/NetworkFields.hpp"
 #include "driver/LineReader.hpp"
+#include "driver/ReplacementJournal.hpp"
 #include "driver/Reporting.hpp"
 
 #include <array>
@@ -39,7 +42,7 @@ int scanFloats(const std::string& line, std::span<float> values) {
 // grow line by line.
 class HeadReader {
 public:
-    HeadReader(Property& target, const std::string& fileName) : property(target), reader(fileName) {}
+    HeadReader(Property& target, LineReader& file) : property(target), reader(file) {}
 
     bool read() {
         return reader.isOpen() && readKinds() && readReaxFF() && readSymmFunc() && readWithCharge() &&
@@ -182,13 +185,19 @@ private:
     }
 
     Property& property;
-    LineReader reader;
+    LineReader& reader;
 };
 
 } // namespace
 
+bool readHeadSettings(LineReader& reader, Property& property) {
+    return HeadReader(property, reader).read();
+}
+
 void Property::peekData(const std::string& fileName, bool tolerant) {
-    if (!HeadReader(*this, fileName).read()) {
+    finishReplacement(fileName);
+    LineReader reader(fileName, tolerant ? LineReader::Overlong::end : LineReader::Overlong::stop);
+    if (!readHeadSettings(reader, *this)) {
         if (tolerant) {
             return;
         }

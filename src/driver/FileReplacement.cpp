@@ -12,19 +12,6 @@ namespace fs = std::filesystem;
 namespace melta {
 namespace {
 
-// The names are fixed, so that what a crash left behind is overwritten by the next run.
-fs::path withSuffix(const fs::path& place, const char* suffix) {
-    fs::path name = place;
-    name += suffix;
-    return name;
-}
-
-fs::path followLinks(const std::string& fileName) {
-    std::error_code error;
-    const fs::path place = fs::canonical(fileName, error);
-    return error ? fs::path(fileName) : place;
-}
-
 bool isWritable(const fs::path& file) {
     return FilePointer(std::fopen(file.c_str(), "r+")) != nullptr;
 }
@@ -38,7 +25,9 @@ bool synchronize(std::FILE* file) {
 } // namespace
 
 fs::path FileReplacement::Target::oldName() const {
-    return withSuffix(place, ".old");
+    fs::path old = place;
+    old += ".old";
+    return old;
 }
 
 std::FILE* FileReplacement::open(const std::string& fileName) {
@@ -57,7 +46,8 @@ std::FILE* FileReplacement::tryOpen(const std::string& fileName) {
     const fs::file_status status = fs::status(target.place, ignored);
     const bool isRegular = fs::is_regular_file(status);
     target.isNew = status.type() == fs::file_type::not_found;
-    target.written = isRegular || target.isNew ? withSuffix(target.place, ".new") : target.place;
+    // The names are fixed, so that what a crash left behind is overwritten by the next run.
+    target.written = isRegular || target.isNew ? ReplacementJournal::writtenFor(target.place) : target.place;
     if (!target.isInPlace()) {
         // Two names that lead to one file would lose what was written first.
         if (std::ranges::find(targets, target.place, &Target::place) != targets.end()) {
@@ -85,18 +75,50 @@ void FileReplacement::commit() {
             fail("write", target.name);
         }
     }
+    writeJournal();
     for (auto target = targets.rbegin(); target != targets.rend(); ++target) {
         if (!replace(*target)) {
             fail("write", target->name);
         }
     }
-    std::error_code ignored;
+    synchronizeDirectories();
     for (const Target& target : targets) {
-        if (target.hasOld) {
-            fs::remove(target.oldName(), ignored);
+        target.removeTemporary();
+    }
+    journal.remove();
+    targets.clear();
+}
+
+void FileReplacement::requireWritable(const std::string& fileName) {
+    std::error_code ignored;
+    const fs::file_status status = fs::status(fileName, ignored);
+    if (!fs::is_other(status)) {
+        FileReplacement().open(fileName);
+    }
+}
+
+// One file needs no record: its rename is one step.
+void FileReplacement::writeJournal() {
+    std::vector<fs::path> places;
+    for (const Target& target : targets) {
+        if (!target.isInPlace()) {
+            places.push_back(target.place);
         }
     }
-    targets.clear();
+    if (places.size() > 1 && !journal.write(places)) {
+        fail("write", journal.getName().string());
+    }
+}
+
+void FileReplacement::synchronizeDirectories() const {
+    fs::path last;
+    for (const Target& target : targets) {
+        const fs::path directory = target.place.parent_path();
+        if (sync == Sync::yes && (&target == &targets.front() || directory != last)) {
+            synchronizeDirectory(directory);
+        }
+        last = directory;
+    }
 }
 
 bool FileReplacement::complete(Target& target) const {
@@ -121,26 +143,34 @@ bool FileReplacement::replace(Target& target) {
     return target.hasReplaced;
 }
 
-void FileReplacement::Target::undo() noexcept {
+// Whatever is cut short here leaves each new file under one of its two names, so that the record holds.
+void FileReplacement::Target::takeBack() const noexcept {
     std::error_code ignored;
-    if (isInPlace()) {
-        return;
+    if (hasReplaced && (hasOld || isNew)) {
+        fs::rename(place, written, ignored);
     }
-    if (!hasReplaced) {
-        fs::remove(written, ignored);
-        if (hasOld) {
-            fs::remove(oldName(), ignored);
-        }
-    } else if (hasOld) {
+    if (hasReplaced && hasOld) {
         fs::rename(oldName(), place, ignored);
-    } else if (isNew) {
-        fs::remove(place, ignored);
+    }
+}
+
+void FileReplacement::Target::removeTemporary() const noexcept {
+    std::error_code ignored;
+    if (!isInPlace()) {
+        fs::remove(written, ignored);
+    }
+    if (hasOld) {
+        fs::remove(oldName(), ignored);
     }
 }
 
 void FileReplacement::discard() noexcept {
-    for (Target& target : targets) {
-        target.undo();
+    for (const Target& target : targets) {
+        target.takeBack();
+    }
+    journal.remove();
+    for (const Target& target : targets) {
+        target.removeTemporary();
     }
     targets.clear();
 }
@@ -149,6 +179,9 @@ void FileReplacement::fail(const char* action, const std::string& fileName) {
     // The name may belong to a target.
     const std::string message = formatText("cannot %s file: %s", action, fileName.c_str());
     discard();
+    if (onFailure == OnFailure::raise) {
+        throw FileFailure(message);
+    }
     stopWithMessage("%s", message.c_str());
 }
 

@@ -1,17 +1,26 @@
 #pragma once
 
 #include "driver/LineReader.hpp"
+#include "driver/ReplacementJournal.hpp"
 
 #include <cstdio>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace melta {
 
+// What a set of files in which failures are raised throws; the text is that of the stop.
+struct FileFailure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 // Replaces a set of files as one: each is written under a temporary name beside its place, and only when all
-// are complete do they take their names. Whatever goes wrong on the way, a stop or a crash, the files that
-// stood there before are left, and no stop leaves temporary files behind.
+// are complete do they take their names. Whatever goes wrong on the way, a stop or a failure, the files that
+// stood there before are left, and no stop leaves temporary files behind. A kill leaves either all old files
+// or, where there are several, a record with which the next run finishes the replacement before it reads
+// (ReplacementJournal.hpp).
 //
 //     FileReplacement files;
 //     std::fprintf(files.open("data"), ...);
@@ -27,7 +36,11 @@ public:
     // Waiting takes some milliseconds for each file.
     enum class Sync { yes, no };
 
+    // What a failure does: ends the run, or throws FileFailure for a caller who can go on without the files.
+    enum class OnFailure { stop, raise };
+
     FileReplacement() = default;
+    explicit FileReplacement(OnFailure wish) : onFailure(wish) {}
     explicit FileReplacement(Sync wish) : sync(wish) {}
     ~FileReplacement() { discard(); }
     FileReplacement(const FileReplacement&) = delete;
@@ -47,6 +60,10 @@ public:
     // a file its name; then all names lead to the old files.
     void commit();
 
+    // Stops with "cannot open file: %s" where open would, and leaves everything as it is. For runs that write
+    // their files only after hours. What is no regular file, such as a device, is taken for writable.
+    static void requireWritable(const std::string& fileName);
+
 private:
     struct Target {
         std::string name;              // as the caller said
@@ -59,15 +76,20 @@ private:
 
         [[nodiscard]] bool isInPlace() const { return written == place; }
         [[nodiscard]] std::filesystem::path oldName() const;
-        void undo() noexcept; // brings back what was there before
+        void takeBack() const noexcept; // brings back what was there before
+        void removeTemporary() const noexcept;
     };
 
     bool complete(Target& target) const;
     static bool replace(Target& target);
+    void writeJournal();
+    void synchronizeDirectories() const;
     void discard() noexcept;
     [[noreturn]] void fail(const char* action, const std::string& fileName);
 
     Sync sync = Sync::yes;
+    OnFailure onFailure = OnFailure::stop;
+    ReplacementJournal journal;
     std::vector<Target> targets;
 };
 

@@ -3,19 +3,29 @@
 #include "driver/Reporting.hpp"
 
 #include <filesystem>
+#include <utility>
 
 namespace melta {
 
-LineReader::LineReader(const std::string& name) : fileName(name), file(openForReading(name)) {}
+LineReader::LineReader(const std::string& name, Overlong reaction)
+    : fileName(name), file(openForReading(name)), overlong(reaction) {}
+
+LineReader::LineReader(FilePointer opened, std::string name)
+    : fileName(std::move(name)), file(std::move(opened)) {}
 
 bool LineReader::next() {
     text.clear();
-    int character = std::getc(file.get());
+    int character = hasEnded ? EOF : std::getc(file.get());
     if (character == EOF) {
         return false;
     }
     for (; character != EOF && character != '\n'; character = std::getc(file.get())) {
         if (text.size() >= maxLineLength) {
+            if (overlong == Overlong::end) {
+                text.clear();
+                hasEnded = true;
+                return false;
+            }
             stopWithMessage("too long line: %s", fileName.c_str());
         }
         text.push_back(static_cast<char>(character));

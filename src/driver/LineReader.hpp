@@ -17,13 +17,20 @@ struct FileCloser {
 using FilePointer = std::unique_ptr<std::FILE, FileCloser>;
 
 // Reads a text file line by line. Lines are read whole; one beyond `maxLineLength` characters is no text of
-// ours and stops with "too long line: %s" (the file), so that a binary file cannot fill the memory.
+// ours and stops with "too long line: %s" (the file), unless it counts as the end, so that a binary file
+// cannot fill the memory.
 class LineReader {
 public:
     static constexpr std::size_t maxLineLength = 1U << 20U;
 
+    // What a line that is too long does: ends the run, or counts as the end of the file.
+    enum class Overlong { stop, end };
+
     // Opens the file for reading; isOpen() tells whether it worked.
-    explicit LineReader(const std::string& fileName);
+    explicit LineReader(const std::string& fileName, Overlong reaction = Overlong::stop);
+
+    // Takes over a file that has been opened for reading, or null.
+    LineReader(FilePointer opened, std::string fileName);
 
     [[nodiscard]] bool isOpen() const { return file != nullptr; }
 
@@ -35,6 +42,8 @@ public:
 private:
     std::string fileName;
     FilePointer file;
+    Overlong overlong = Overlong::stop;
+    bool hasEnded = false; // at a line that was too long
     std::string text;
 };
 

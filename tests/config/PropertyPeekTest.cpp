@@ -1,4 +1,5 @@
 #include "config/PropertyFiles.hpp"
+#include "driver/ReplacementJournal.hpp"
 
 namespace melta::test {
 namespace {
@@ -319,6 +320,27 @@ TEST_F(PropertyPeekTest, PropertiesFileIsAppliedOnTop) {
     EXPECT_EQ(property.numAngle, 3);
     EXPECT_EQ(property.withClassical, 0);
     EXPECT_NE(banner.find("    Number of C2s  = 12\n    Number of C3s  = 3\n"), std::string::npos);
+}
+
+TEST_F(PropertyPeekTest, toleratesALineThatIsTooLong) {
+    const std::string overlong(2U << 20U, '1');
+
+    EXPECT_EQ(peekText("3 1 1 0\n12 7 5.5 4.5\n" + overlong + "\n3 20 2 4\n", true), "");
+    EXPECT_EQ(property.numRadius, 12);
+    EXPECT_EQ(property.layersEnergy, Property().layersEnergy);
+}
+
+TEST_F(PropertyPeekTest, finishesAReplacementFirst) {
+    writeTextFile(headName, "3 1 1 0\n10 7 5.5 4.5\n0\n3 20 2 4\n");
+    {
+        ReplacementJournal journal;
+        ASSERT_TRUE(journal.write(std::vector<std::filesystem::path>{headName, headName + "_e"}));
+    }
+    writeTextFile(headName + ".new", "3 1 1 0\n12 7 5.5 4.5\n0\n3 20 2 4\n");
+
+    outputWithoutStop([&] { property.peekData(headName, false); });
+
+    EXPECT_EQ(property.numRadius, 12);
 }
 
 } // namespace

@@ -250,7 +250,6 @@ TEST_F(Replacement, KeepsPermissions) {
     EXPECT_EQ(fs::status(first).permissions(), permissions);
 }
 
-} // namespace
 TEST_F(Replacement, TellsThatAFileDoesNotOpenIfAskedTo) {
     writeOld();
     FileReplacement files;
@@ -269,4 +268,41 @@ TEST_F(Replacement, TellsThatAFileDoesNotOpenIfAskedTo) {
     EXPECT_EQ(listed().size(), 2U);
 }
 
+TEST_F(Replacement, RaisesAFailureIfAskedTo) {
+    writeOld();
+
+    const auto messageOf = [&](const std::string& name) -> std::string {
+        try {
+            FileReplacement files(FileReplacement::OnFailure::raise);
+            std::fprintf(files.open(first), "new first\n");
+            std::fprintf(files.open(name), "new second\n");
+            const FileSizeLimit limit(10);
+            files.commit();
+        } catch (const FileFailure& failure) {
+            return failure.what();
+        }
+        return "(no failure)";
+    };
+
+    EXPECT_EQ(messageOf(second), "cannot write file: " + second);
+    EXPECT_EQ(messageOf(directory.path().string()), "cannot open file: " + directory.path().string());
+    expectOld();
+}
+
+TEST_F(Replacement, TriesWhetherAFileCanBeWritten) {
+    writeOld();
+    const std::string missing = directory.file("missing/file");
+    ASSERT_EQ(mkfifo(directory.file("pipe").c_str(), 0600), 0);
+
+    EXPECT_EQ(stopMessageOf([&] { FileReplacement::requireWritable(first); }), "(no stop)");
+    EXPECT_EQ(stopMessageOf([&] { FileReplacement::requireWritable(directory.file("third")); }), "(no stop)");
+    EXPECT_EQ(stopMessageOf([&] { FileReplacement::requireWritable(directory.file("pipe")); }), "(no stop)");
+    EXPECT_EQ(stopMessageOf([&] { FileReplacement::requireWritable(missing); }),
+              "cannot open file: " + missing);
+
+    fs::remove(directory.file("pipe"));
+    expectOld();
+}
+
+} // namespace
 } // namespace melta

@@ -76,6 +76,26 @@ TEST_F(LineReaderTest, tooLongLineStopsWithTheFile) {
     EXPECT_EQ(stopMessageOf([&] { reader.next(); }), "too long line: " + name);
 }
 
+TEST_F(LineReaderTest, tooLongLineIsTheEndIfAskedTo) {
+    test::writeTextFile(name, "first\n" + std::string(LineReader::maxLineLength + 1, 'x') + "\nlast\n");
+    LineReader reader(name, LineReader::Overlong::end);
+
+    EXPECT_TRUE(reader.next());
+    EXPECT_FALSE(reader.next());
+    EXPECT_EQ(reader.line(), "");
+    EXPECT_FALSE(reader.next());
+}
+
+TEST_F(LineReaderTest, takesOverAnOpenFile) {
+    test::writeTextFile(name, "only\n");
+    LineReader reader(openForReading(name), name);
+
+    EXPECT_TRUE(reader.isOpen());
+    EXPECT_TRUE(reader.next());
+    EXPECT_EQ(reader.line(), "only");
+    EXPECT_FALSE(LineReader(nullptr, name).isOpen());
+}
+
 TEST_F(LineReaderTest, endOfTheFileStaysTheEnd) {
     test::writeTextFile(name, "only\n");
     LineReader reader(name);
