@@ -101,6 +101,7 @@ public:
     int batchs = 0;                           // size of a mini-batch; below 1: automatic
     int epochs = 500;                         // maximum epochs
     int epochsStore = 1000;                   // epochs between stored networks
+    int minutesStore = 10;                    // minutes between them; below 1: never by the clock
     int epochsOnlyE = 250;                    // first epochs with energy only
     int epochsApproxF = 500;                  // epochs with approximated forces
     int superEpochs = 0;                      // maximum super epochs; below 1: automatic

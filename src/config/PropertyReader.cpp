@@ -132,6 +132,7 @@ constexpr KeyRow keyRows[] = {
     integer("batchs", &Property::batchs),
     integer("epochs", &Property::epochs, Check::positive),
     integer("epochsStore", &Property::epochsStore),
+    integer("minutesStore", &Property::minutesStore),
     integer("epochsOnlyE", &Property::epochsOnlyE),
     integer("epochsApproxF", &Property::epochsApproxF),
     integer("superEpochs", &Property::superEpochs),

@@ -5,10 +5,12 @@
 #include "driver/LineReader.hpp"
 #include "driver/Reporting.hpp"
 #include "modelio/NetworkKind.hpp"
+#include "modelio/OpenModel.hpp"
 #include "modelio/TextCopier.hpp"
 
 #include <cstdint>
 #include <string_view>
+#include <utility>
 
 namespace melta {
 namespace {
@@ -16,9 +18,9 @@ namespace {
 // One of the files that are joined; a part that the model does not have stays closed.
 class InputFile {
 public:
-    InputFile(std::string fileName, bool isNeeded) : name(std::move(fileName)) {
+    InputFile(FilePointer opened, std::string fileName, bool isNeeded) : name(std::move(fileName)) {
         if (isNeeded) {
-            file = openForReading(name);
+            file = std::move(opened);
             if (!file) {
                 stopWithMessage("cannot open file: %s", name.c_str());
             }
@@ -92,10 +94,11 @@ void copyReaxFF(std::FILE* in, TextCopier& out) {
 void exportForceField(const std::string& dataFile, const std::string& baselineFile,
                       const std::string& outputFile, bool withClassical, bool withReaxFF, bool withCharge) {
     printOut("\n  * Export the data of neural networks to the file \"%s\"\n\n", outputFile.c_str());
-    const InputFile head(dataFile, true);
-    const InputFile baseline(baselineFile, withClassical || withReaxFF);
-    const InputFile energy(companionName(dataFile, energyKind), true);
-    const InputFile charge(companionName(dataFile, chargeKind), withCharge);
+    OpenModel model(dataFile);
+    const InputFile head(std::move(model.head), dataFile, true);
+    const InputFile baseline(openForReading(baselineFile), baselineFile, withClassical || withReaxFF);
+    const InputFile energy(std::move(model.energy), companionName(dataFile, energyKind), true);
+    const InputFile charge(std::move(model.charge), companionName(dataFile, chargeKind), withCharge);
     FileReplacement files;
     TextCopier out(files.open(outputFile));
 

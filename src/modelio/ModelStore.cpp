@@ -1,54 +1,193 @@
 #include "modelio/ModelStore.hpp"
 
+#include "driver/FileReplacement.hpp"
 #include "driver/LineReader.hpp"
 #include "driver/Reporting.hpp"
 #include "modelio/NNIO.hpp"
 #include "modelio/NetworkKind.hpp"
+#include "modelio/TextCopier.hpp"
 #include "network/NNArch.hpp"
 
 #include <algorithm>
-#include <vector>
+#include <array>
+#include <cmath>
 
 namespace melta {
 namespace {
 
-// Whether all files of the model are there that `arch` has networks for.
-bool isComplete(const NNArch& arch, const std::string& fileName) {
-    std::vector<std::string> names{fileName};
-    if (!arch.getEnergyEnsembles().empty()) {
-        names.push_back(companionName(fileName, energyKind));
+// The files that hold the networks of `arch`, the head in front.
+std::vector<std::string> fileNamesOf(const NNArch& arch, const std::string& headFile) {
+    std::vector<std::string> names{headFile};
+    if (arch.hasEnergyNetworks()) {
+        names.push_back(companionName(headFile, energyKind));
     }
-    if (!arch.getChargeEnsembles().empty()) {
-        names.push_back(companionName(fileName, chargeKind));
+    if (arch.hasChargeNetworks()) {
+        names.push_back(companionName(headFile, chargeKind));
     }
-    return std::ranges::all_of(names,
+    return names;
+}
+
+bool isComplete(const NNArch& arch, const std::string& headFile) {
+    return std::ranges::all_of(fileNamesOf(arch, headFile),
                                [](const std::string& name) { return openForReading(name) != nullptr; });
+}
+
+void requireFinite(bool isFinite, const char* what) {
+    if (!isFinite) {
+        stopWithMessage("the training diverged: %s", what);
+    }
+}
+
+void requireFinite(const NNArch& arch, const GeometrySet& set) {
+    const auto areFinite = [](const auto& values) {
+        return std::ranges::all_of(values, [](auto value) { return std::isfinite(value); });
+    };
+    const auto areNetworksFinite = [](const std::vector<NNEnsemble>& ensembles) {
+        return std::ranges::all_of(ensembles, [](const NNEnsemble& ensemble) { return ensemble.isFinite(); });
+    };
+    requireFinite(areNetworksFinite(arch.getEnergyEnsembles()) &&
+                      areNetworksFinite(arch.getChargeEnsembles()),
+                  "weights");
+    requireFinite(areFinite(arch.getSymmStatistics().symmAve) && areFinite(arch.getSymmStatistics().symmDev),
+                  "ranges of symmetry functions");
+    requireFinite(areFinite(set.energyAve), "mean energies of the elements");
+}
+
+std::string readWhole(std::FILE* file) {
+    std::string text;
+    std::array<char, 65536> block{};
+    for (std::size_t count = block.size(); count == block.size();) {
+        count = std::fread(block.data(), 1, block.size(), file);
+        text.append(block.data(), count);
+    }
+    return text;
+}
+
+std::string beginNameOf(const std::string& fileName) {
+    return fileName + ".begin";
 }
 
 } // namespace
 
-void storeNN(const NNArch& arch, const std::string& fileName, const GeometrySet* geometrySet) {
-    if (geometrySet == nullptr) {
+ModelStore::ModelStore(std::string fileName, const GeometrySet* geometrySet)
+    : headFile(std::move(fileName)), set(geometrySet) {
+    if (set == nullptr) {
         stopWithMessage("geometrySet is null.");
     }
-    printOut("  * Store the neural network to the file.\n\n");
-    NNIO(&arch.getProperty(), geometrySet)
-        .writeNetworkFile(fileName, arch.getSymmStatistics(), arch.getEnergyEnsembles(),
-                          arch.getChargeEnsembles());
 }
 
-void restoreNN(NNArch& arch, const std::string& fileName, const GeometrySet* geometrySet, bool checkFiles) {
+void ModelStore::carryOthers(const NNArch& arch) {
+    others = CarriedNetworks(arch, headFile, set);
+}
+
+void ModelStore::requireWritable(const NNArch& arch) const {
+    if (!distrFile.empty()) {
+        FileReplacement::requireWritable(distrFile);
+    }
+    for (const std::string& name : fileNamesOf(arch, headFile)) {
+        FileReplacement::requireWritable(name);
+    }
+}
+
+void ModelStore::rememberBeginning(const NNArch& arch) {
+    for (const std::string& name : fileNamesOf(arch, headFile)) {
+        if (const FilePointer file = openForReading(name)) {
+            beginning.emplace_back(name, readWhole(file.get()));
+        }
+    }
+}
+
+void ModelStore::keepBeginning() {
+    isBeginningWanted = true;
+}
+
+void ModelStore::storeNN(const NNArch& arch) {
+    try {
+        store(arch);
+    } catch (const FileFailure& failure) {
+        stopWithMessage("%s", failure.what());
+    }
+}
+
+void ModelStore::tryStoreNN(const NNArch& arch) {
+    try {
+        store(arch);
+    } catch (const FileFailure& failure) {
+        printOut("  * WARNING: the neural network is not stored, %s\n\n", failure.what());
+        flushOut();
+    }
+}
+
+void ModelStore::store(const NNArch& arch) {
+    printOut("  * Store the neural network to the file.\n\n");
+    requireFinite(arch, *set);
+    FileReplacement files(FileReplacement::OnFailure::raise);
+    writeFiles(arch, files);
+    if (!hasStored) {
+        others.setAside();
+    }
+    try {
+        files.commit();
+    } catch (const FileFailure&) {
+        others.takeBack();
+        throw;
+    }
+    printWhatElse();
+    hasStored = true;
+}
+
+// The head comes first, so that it takes its name last.
+void ModelStore::writeFiles(const NNArch& arch, FileReplacement& files) const {
+    NNIO(&arch.getProperty(), set)
+        .writeNetworkFile(files, headFile, arch.getSymmStatistics(), arch.getEnergyEnsembles(),
+                          arch.getChargeEnsembles());
+    if (!hasStored) {
+        others.write(files);
+        if (!distrFile.empty()) {
+            arch.printSymmDistributions(files.open(distrFile), *set);
+        }
+    }
+    if (isBeginningWanted) {
+        for (const auto& [name, text] : beginning) {
+            TextCopier(files.open(beginNameOf(name))).write(text);
+        }
+    }
+}
+
+void ModelStore::printWhatElse() {
+    if (!hasStored) {
+        others.printSetAside();
+    }
+    if (isBeginningWanted && !beginning.empty()) {
+        std::string names;
+        for (const auto& [name, text] : beginning) {
+            names += (names.empty() ? "" : ", ") + beginNameOf(name);
+        }
+        printOut(
+            "  * WARNING: the loss is more than twice that of the networks that the training began with; "
+            "they are kept in the files: %s\n\n",
+            names.c_str());
+        beginning.clear();
+    }
+}
+
+void storeNN(const NNArch& arch, const std::string& fileName, const GeometrySet* geometrySet) {
+    ModelStore(fileName, geometrySet).storeNN(arch);
+}
+
+bool restoreNN(NNArch& arch, const std::string& fileName, const GeometrySet* geometrySet, bool checkFiles) {
     if (geometrySet == nullptr) {
         stopWithMessage("geometrySet is null.");
     }
     if (checkFiles && !isComplete(arch, fileName)) {
         printOut("  * CANNOT restore the neural network from the file.\n\n");
-        return;
+        return false;
     }
     printOut("  * Restore the neural network from the file.\n\n");
     NNIO(&arch.getProperty(), geometrySet)
         .readNetworkFile(fileName, arch.getSymmStatistics(), arch.getEnergyEnsembles(),
                          arch.getChargeEnsembles());
+    return true;
 }
 
 } // namespace melta

@@ -5,9 +5,11 @@
 #include "modelio/NetworkCompanion.hpp"
 #include "modelio/NetworkHead.hpp"
 #include "modelio/NetworkKind.hpp"
+#include "modelio/OpenModel.hpp"
 #include "structure/GeometrySet.hpp"
 
 #include <algorithm>
+#include <utility>
 
 namespace melta {
 namespace {
@@ -27,18 +29,6 @@ void requireElements(const GeometrySet& geometrySet, const SymmStatistics& stati
     }
 }
 
-// Index in the set for each element of the head, or -1.
-std::vector<int> mapElements(const std::vector<HeadElement>& elements, const GeometrySet& geometrySet) {
-    std::vector<int> map;
-    for (const HeadElement& element : elements) {
-        const auto found = std::ranges::find(geometrySet.elemNames, element.name);
-        map.push_back(found == geometrySet.elemNames.end()
-                          ? -1
-                          : static_cast<int>(found - geometrySet.elemNames.begin()));
-    }
-    return map;
-}
-
 } // namespace
 
 NNIO::NNIO(const Property* settings, const GeometrySet* set) : property(settings), geometrySet(set) {
@@ -53,8 +43,15 @@ NNIO::NNIO(const Property* settings, const GeometrySet* set) : property(settings
 void NNIO::writeNetworkFile(const std::string& fileName, const SymmStatistics& statistics,
                             const std::vector<NNEnsemble>& energy,
                             const std::vector<NNEnsemble>& charge) const {
-    requireElements(*geometrySet, statistics, energy, charge);
     FileReplacement files;
+    writeNetworkFile(files, fileName, statistics, energy, charge);
+    files.commit();
+}
+
+void NNIO::writeNetworkFile(FileReplacement& files, const std::string& fileName,
+                            const SymmStatistics& statistics, const std::vector<NNEnsemble>& energy,
+                            const std::vector<NNEnsemble>& charge) const {
+    requireElements(*geometrySet, statistics, energy, charge);
     std::FILE* const head = files.open(fileName);
     if (!energy.empty()) {
         writeCompanion(files.open(companionName(fileName, energyKind)), energyKind, *geometrySet, energy);
@@ -63,13 +60,13 @@ void NNIO::writeNetworkFile(const std::string& fileName, const SymmStatistics& s
         writeCompanion(files.open(companionName(fileName, chargeKind)), chargeKind, *geometrySet, charge);
     }
     writeNetworkHead(head, *property, *geometrySet, statistics);
-    files.commit();
 }
 
 void NNIO::readNetworkFile(const std::string& fileName, SymmStatistics& statistics,
                            std::vector<NNEnsemble>& energy, std::vector<NNEnsemble>& charge) const {
-    const std::vector<HeadElement> elements =
-        readNetworkHead(fileName, *property, *geometrySet, !energy.empty(), !charge.empty());
+    OpenModel files(fileName);
+    const std::vector<HeadElement> elements = readNetworkHead(std::move(files.head), fileName, *property,
+                                                              *geometrySet, !energy.empty(), !charge.empty());
     requireElements(*geometrySet, statistics, energy, charge);
     const std::vector<int> map = mapElements(elements, *geometrySet);
     for (std::size_t i = 0; i < elements.size(); ++i) {
@@ -79,10 +76,12 @@ void NNIO::readNetworkFile(const std::string& fileName, SymmStatistics& statisti
         }
     }
     if (!energy.empty()) {
-        readCompanion(fileName, energyKind, *property, *geometrySet, elements, map, energy);
+        readCompanion(std::move(files.energy), companionName(fileName, energyKind), energyKind, *property,
+                      *geometrySet, elements, map, energy);
     }
     if (property->withCharge != 0 && !charge.empty()) {
-        readCompanion(fileName, chargeKind, *property, *geometrySet, elements, map, charge);
+        readCompanion(std::move(files.charge), companionName(fileName, chargeKind), chargeKind, *property,
+                      *geometrySet, elements, map, charge);
     }
 }
 

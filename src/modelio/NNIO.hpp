@@ -8,6 +8,7 @@
 
 namespace melta {
 
+class FileReplacement;
 class GeometrySet;
 class Property;
 
@@ -53,6 +54,11 @@ public:
     // "cannot write file: %s" (the file concerned); the files that stood there before are then still there.
     void writeNetworkFile(const std::string& fileName, const SymmStatistics& statistics,
                           const std::vector<NNEnsemble>& energy, const std::vector<NNEnsemble>& charge) const;
+
+    // The same into a set of files that the caller completes, the head in front.
+    void writeNetworkFile(FileReplacement& files, const std::string& fileName,
+                          const SymmStatistics& statistics, const std::vector<NNEnsemble>& energy,
+                          const std::vector<NNEnsemble>& charge) const;
 
     // Checks the head against the settings, whose shapes the networks have, and takes ranges and networks of
     // the elements that the set has as well, found by name. Elements and inputs that the file lacks keep what

@@ -7,6 +7,7 @@
 #include "modelio/NetworkKind.hpp"
 #include "structure/GeometrySet.hpp"
 
+#include <cctype>
 #include <cmath>
 #include <optional>
 #include <utility>
@@ -72,6 +73,15 @@ float scanOutputBias(std::FILE* stream, double energyAve) {
         stopWithMessage("cannot scan neural network @bias1");
     }
     return bias;
+}
+
+// Whether nothing but blanks is left.
+bool isAtEnd(std::FILE* stream) {
+    int character = std::getc(stream);
+    while (character != EOF && std::isspace(character) != 0) {
+        character = std::getc(stream);
+    }
+    return character == EOF;
 }
 
 // Reads networks one after the other, those that nobody wants into a scratch network.
@@ -141,11 +151,10 @@ void writeCompanion(std::FILE* stream, const NetworkKind& kind, const GeometrySe
     }
 }
 
-void readCompanion(const std::string& headName, const NetworkKind& kind, const Property& property,
-                   const GeometrySet& geometrySet, std::span<const HeadElement> elements,
-                   std::span<const int> mapOfElems, std::vector<NNEnsemble>& ensembles) {
-    const std::string fileName = companionName(headName, kind);
-    const FilePointer file = openForReading(fileName);
+void readCompanion(FilePointer file, const std::string& fileName, const NetworkKind& kind,
+                   const Property& property, const GeometrySet& geometrySet,
+                   std::span<const HeadElement> elements, std::span<const int> mapOfElems,
+                   std::vector<NNEnsemble>& ensembles) {
     if (!file) {
         stopWithMessage("cannot open file: %s", fileName.c_str());
     }
@@ -168,6 +177,20 @@ void readCompanion(const std::string& headName, const NetworkKind& kind, const P
             }
         }
     }
+    if (!isAtEnd(file.get())) {
+        stopWithMessage("there is text behind the last number: %s", fileName.c_str());
+    }
+}
+
+bool holdsNumbers(const std::string& fileName, double count) {
+    const FilePointer file = openForReading(fileName);
+    for (double i = 0.0; file && i < count; i += 1.0) {
+        float number = 0.0f;
+        if (std::fscanf(file.get(), "%f", &number) != 1 || !std::isfinite(number)) {
+            return false;
+        }
+    }
+    return file && isAtEnd(file.get());
 }
 
 } // namespace melta

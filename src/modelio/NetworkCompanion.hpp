@@ -19,12 +19,18 @@ struct NetworkKind;
 void writeCompanion(std::FILE* stream, const NetworkKind& kind, const GeometrySet& geometrySet,
                     const std::vector<NNEnsemble>& ensembles);
 
-// Reads the companion of the head `headName` with these elements into the networks of the elements that the
-// set has as well. `mapOfElems`: index in the set for each element of the head, or -1. Stops with "neural
-// network is too large: %s", "cannot open file: %s" (the companion), "cannot scan neural network @weight"
-// (@bias, @bias1) when a finite number is missing.
-void readCompanion(const std::string& headName, const NetworkKind& kind, const Property& property,
-                   const GeometrySet& geometrySet, std::span<const HeadElement> elements,
-                   std::span<const int> mapOfElems, std::vector<NNEnsemble>& ensembles);
+// Reads the companion of a head with these elements into the networks of the elements that the set has as
+// well. `mapOfElems`: index in the set for each element of the head, or -1. `file`: the companion, opened for
+// reading, or null if that did not work. Stops with "neural network is too large: %s", "cannot open file: %s"
+// (the companion), "cannot scan neural network @weight" (@bias, @bias1) when a finite number is missing, and
+// "there is text behind the last number: %s", as where the head tells of fewer or smaller networks than the
+// companion holds.
+void readCompanion(FilePointer file, const std::string& fileName, const NetworkKind& kind,
+                   const Property& property, const GeometrySet& geometrySet,
+                   std::span<const HeadElement> elements, std::span<const int> mapOfElems,
+                   std::vector<NNEnsemble>& ensembles);
+
+// Whether a file holds exactly so many numbers, all of them finite in single precision.
+bool holdsNumbers(const std::string& fileName, double count);
 
 } // namespace melta

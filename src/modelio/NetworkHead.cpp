@@ -2,8 +2,7 @@
 
 #include "config/Codes.hpp"
 #include "config/FiniteNumber.hpp"
-#include "config/Property.hpp"
-#include "driver/LineReader.hpp"
+#include "config/PropertyPeek.hpp"
 #include "driver/Reporting.hpp"
 #include "modelio/NetworkKind.hpp"
 #include "structure/GeometrySet.hpp"
@@ -11,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <span>
+#include <utility>
 
 namespace melta {
 namespace {
@@ -84,11 +84,22 @@ void writeShape(std::FILE* stream, const Property& property, const NetworkFields
                  property.*fields.activ, property.*fields.models);
 }
 
+// A line "name symmAve symmDev ...". False if it is another one.
+bool parseElement(const std::string& line, HeadElement& element) {
+    FieldScanner scanner(line);
+    return scanner.readWord(element.name) && element.name.size() <= HeadElement::maxNameLength &&
+           readFinite(scanner, element.symmAve) && readFinite(scanner, element.symmDev);
+}
+
+bool hasElement(const std::vector<HeadElement>& elements, const std::string& name) {
+    return std::ranges::find(elements, name, &HeadElement::name) != elements.end();
+}
+
 // Reads the head line by line. Each function takes the lines of one item and compares them with the settings.
 class HeadReader {
 public:
-    HeadReader(const std::string& name, const Property& settings)
-        : fileName(name), property(settings), reader(name) {
+    HeadReader(FilePointer file, const std::string& name, const Property& settings)
+        : fileName(name), property(settings), reader(std::move(file), name) {
         if (!reader.isOpen()) {
             stopWithMessage("cannot open file: %s", fileName.c_str());
         }
@@ -182,7 +193,7 @@ public:
         for (int i = 0; i < numElems; ++i) {
             requireLine("cannot read element's data.");
             const HeadElement element = readElement();
-            if (std::ranges::find(elements, element.name, &HeadElement::name) != elements.end()) {
+            if (hasElement(elements, element.name)) {
                 stopWithMessage("duplicate element (%s): %s", element.name.c_str(), fileName.c_str());
             }
             elements.push_back(element);
@@ -213,10 +224,8 @@ private:
     }
 
     HeadElement readElement() const {
-        FieldScanner scanner(reader.line());
         HeadElement element{};
-        if (!scanner.readWord(element.name) || element.name.size() > HeadElement::maxNameLength ||
-            !readFinite(scanner, element.symmAve) || !readFinite(scanner, element.symmDev)) {
+        if (!parseElement(reader.line(), element)) {
             stopWithMessage("cannot read an element: %s", fileName.c_str());
         }
         if (!(element.symmDev > 0.0f)) {
@@ -254,9 +263,10 @@ void writeNetworkHead(std::FILE* stream, const Property& property, const Geometr
     }
 }
 
-std::vector<HeadElement> readNetworkHead(const std::string& fileName, const Property& property,
-                                         const GeometrySet& geometrySet, bool withEnergy, bool withCharge) {
-    HeadReader reader(fileName, property);
+std::vector<HeadElement> readNetworkHead(FilePointer file, const std::string& fileName,
+                                         const Property& property, const GeometrySet& geometrySet,
+                                         bool withEnergy, bool withCharge) {
+    HeadReader reader(std::move(file), fileName, property);
     reader.readKinds();
     reader.readSymmFunc();
     reader.readWithCharge();
@@ -265,6 +275,36 @@ std::vector<HeadElement> readNetworkHead(const std::string& fileName, const Prop
         reader.readShape(chargeKind, withCharge);
     }
     return reader.readElements(geometrySet);
+}
+
+std::vector<int> mapElements(const std::vector<HeadElement>& elements, const GeometrySet& geometrySet) {
+    std::vector<int> map;
+    for (const HeadElement& element : elements) {
+        const auto found = std::ranges::find(geometrySet.elemNames, element.name);
+        map.push_back(found == geometrySet.elemNames.end()
+                          ? -1
+                          : static_cast<int>(found - geometrySet.elemNames.begin()));
+    }
+    return map;
+}
+
+std::optional<StoredHead> peekNetworkHead(const std::string& fileName) {
+    LineReader reader(fileName, LineReader::Overlong::end);
+    StoredHead head;
+    int numElems = 0;
+    if (!readHeadSettings(reader, head.settings) || !reader.next() ||
+        !FieldScanner(reader.line()).readInt(numElems) || numElems < 1 || numElems > GeometrySet::maxElems) {
+        return std::nullopt;
+    }
+    for (int i = 0; i < numElems; ++i) {
+        HeadElement element{};
+        if (!reader.next() || !parseElement(reader.line(), element) || !(element.symmDev > 0.0f) ||
+            hasElement(head.elements, element.name)) {
+            return std::nullopt;
+        }
+        head.elements.push_back(element);
+    }
+    return head;
 }
 
 } // namespace melta

@@ -1,17 +1,19 @@
 // The head of a model's files; its lines are told at NNIO.
 #pragma once
 
+#include "config/Property.hpp"
+#include "driver/LineReader.hpp"
 #include "network/SymmPreparation.hpp"
 
 #include <cstddef>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace melta {
 
 class GeometrySet;
-class Property;
 
 // What the head says about one element, apart from the atomic number, which is not read back.
 struct HeadElement {
@@ -31,8 +33,22 @@ void writeNetworkHead(std::FILE* stream, const Property& property, const Geometr
 // The shapes of the networks are checked only `withEnergy` and `withCharge`. Cutoffs, parameters of Behler
 // functions, `tanhCutoff` and the numbers of ReaxFF are read past. At the first difference it stops with a
 // message that names the item; lines that are not there, elements that stand twice and an empty `geometrySet`
-// stop too.
-std::vector<HeadElement> readNetworkHead(const std::string& fileName, const Property& property,
-                                         const GeometrySet& geometrySet, bool withEnergy, bool withCharge);
+// stop too. `file`: the head, opened for reading, or null if that did not work, which stops with "cannot open
+// file: %s" (fileName).
+std::vector<HeadElement> readNetworkHead(FilePointer file, const std::string& fileName,
+                                         const Property& property, const GeometrySet& geometrySet,
+                                         bool withEnergy, bool withCharge);
+
+// Index in the set for each element of a head, found by name, or -1.
+std::vector<int> mapElements(const std::vector<HeadElement>& elements, const GeometrySet& geometrySet);
+
+// A head by itself: the model that a file describes.
+struct StoredHead {
+    Property settings; // those of the model; the others have their defaults
+    std::vector<HeadElement> elements;
+};
+
+// Reads a head without asking anything of it. Empty when any of it is missing or unreadable.
+std::optional<StoredHead> peekNetworkHead(const std::string& fileName);
 
 } // namespace melta

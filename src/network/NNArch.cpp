@@ -20,6 +20,17 @@ std::span<const float> partOf(std::span<const float> values, const BatchLayout& 
     return values.subspan(perAtom * start[g], perAtom * (start[g + 1] - start[g]));
 }
 
+// A network file may claim fewer than one model or hidden layer; its reader refuses that later, whatever the
+// rest of the shape is.
+NNShape shapeOfNetworks(const Property& property, const NetworkFields& fields) {
+    const NNShape shape{property.*fields.models, property.*fields.layers, property.*fields.nodes,
+                        property.*fields.activ};
+    if (shape.numModels < 1) {
+        return {0, 1, 1, shape.activation};
+    }
+    return {shape.numModels, std::max(shape.numLayers, 1), shape.numNodes, shape.activation};
+}
+
 } // namespace
 
 NNArch::NNArch(int mode, int elements, const Property* settings, bool isMain, bool withAdam)
@@ -40,14 +51,22 @@ void NNArch::initLayers(const GeometrySet* geometrySet) {
     statistics.symmAve.assign(static_cast<std::size_t>(numElems), 0.0f);
     // Not prepared yet: normalisation refuses to run, and no restored network is rescaled.
     statistics.symmDev.assign(static_cast<std::size_t>(numElems), -1.0f);
-    // Reference energies are measured from the mean of their element, charges are not.
     if (hasEnergyNetworks()) {
-        const std::vector<float> scales(geometrySet->energyDev.begin(), geometrySet->energyDev.end());
-        makeEnsembles(energyNetwork, scales, std::vector<float>(scales.size(), 0.0f), energyEnsembles);
+        energyEnsembles = makeEnergyNetworks(*geometrySet);
     }
     if (hasChargeNetworks()) {
-        makeEnsembles(chargeNetwork, geometrySet->chargeDev, geometrySet->chargeAve, chargeEnsembles);
+        chargeEnsembles = makeChargeNetworks(*geometrySet);
     }
+}
+
+// Reference energies are measured from the mean of their element, charges are not.
+std::vector<NNEnsemble> NNArch::makeEnergyNetworks(const GeometrySet& geometrySet) const {
+    const std::vector<float> scales(geometrySet.energyDev.begin(), geometrySet.energyDev.end());
+    return makeEnsembles(energyNetwork, scales, std::vector<float>(scales.size(), 0.0f));
+}
+
+std::vector<NNEnsemble> NNArch::makeChargeNetworks(const GeometrySet& geometrySet) const {
+    return makeEnsembles(chargeNetwork, geometrySet.chargeDev, geometrySet.chargeAve);
 }
 
 void NNArch::makeSymmFunc() {
@@ -69,11 +88,9 @@ void NNArch::makeSymmFunc() {
 }
 
 // Networks of one kind, whose outputs begin around `shifts` with the spread `scales`, [numElems] each.
-void NNArch::makeEnsembles(const NetworkFields& fields, const std::vector<float>& scales,
-                           const std::vector<float>& shifts, std::vector<NNEnsemble>& ensembles) const {
-    // A network file may claim fewer than no models; its reader refuses that later.
-    const NNShape shape{std::max(property->*fields.models, 0), property->*fields.layers,
-                        property->*fields.nodes, property->*fields.activ};
+std::vector<NNEnsemble> NNArch::makeEnsembles(const NetworkFields& fields, const std::vector<float>& scales,
+                                              const std::vector<float>& shifts) const {
+    const NNShape shape = shapeOfNetworks(*property, fields);
     // So many weights are a slip of the pen in the settings, not a network.
     constexpr double limit = 1.0e9;
     const double perModel = static_cast<double>(shape.numNodes) *
@@ -82,6 +99,7 @@ void NNArch::makeEnsembles(const NetworkFields& fields, const std::vector<float>
     if (perModel * shape.numModels * numElems > limit) {
         stopWithMessage("neural network is too large.");
     }
+    std::vector<NNEnsemble> ensembles;
     for (std::size_t e = 0; e < static_cast<std::size_t>(numElems); ++e) {
         if (e >= scales.size()) {
             stopWithMessage("index of element is out of range.");
@@ -89,6 +107,7 @@ void NNArch::makeEnsembles(const NetworkFields& fields, const std::vector<float>
         ensembles.emplace_back(shape, numBasis, isMainArch, useAdam);
         ensembles.back().initWeight(scales[e], shifts[e]);
     }
+    return ensembles;
 }
 
 // In-core set and batch.
@@ -292,7 +311,7 @@ void NNArch::makeSymmDistribution() {
     }
 }
 
-void NNArch::writeSymmDistributions(const std::string& fileName, const GeometrySet* geometrySet) {
+void NNArch::countSymmDistributions(const GeometrySet* geometrySet) {
     printOut("  * Write distributions of symmetry functions.\n\n");
     makeSymmDistribution();
     std::vector<std::span<const float>> values;
@@ -300,7 +319,18 @@ void NNArch::writeSymmDistributions(const std::string& fileName, const GeometryS
         values.push_back(rows.allValues());
     }
     symmDistribution->calcDistribution(geometrySet, geometriesAll, values);
+}
+
+void NNArch::writeSymmDistributions(const std::string& fileName, const GeometrySet* geometrySet) {
+    countSymmDistributions(geometrySet);
     symmDistribution->writeDistribution(fileName, geometrySet);
+}
+
+void NNArch::printSymmDistributions(std::FILE* stream, const GeometrySet& geometrySet) const {
+    if (!symmDistribution) {
+        stopWithMessage("distributions of symmetry functions have not been prepared.");
+    }
+    symmDistribution->printDistribution(stream, geometrySet);
 }
 
 void NNArch::readSymmDistributions(const std::string& fileName, const GeometrySet* geometrySet) {

@@ -12,6 +12,7 @@
 #include "symmfunc/SymmFuncDistribution.hpp"
 
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <span>
 #include <string>
@@ -47,6 +48,11 @@ public:
     // out of range.", "cannot create symmFunc.", "there are no symmetry functions." and "neural network is
     // too large.".
     void initLayers(const GeometrySet* geometrySet);
+
+    // Networks of one kind with random start weights, [numElems], as initLayers makes them; after it. Stop
+    // with "index of element is out of range." and "neural network is too large.".
+    std::vector<NNEnsemble> makeEnergyNetworks(const GeometrySet& geometrySet) const;
+    std::vector<NNEnsemble> makeChargeNetworks(const GeometrySet& geometrySet) const;
 
     // In-core set.
 
@@ -98,6 +104,11 @@ public:
 
     // Histograms of the in-core data, or of the whole set, to a file. Stops as SymmFuncDistribution.
     void writeSymmDistributions(const std::string& fileName, const GeometrySet* geometrySet);
+
+    // The two halves of that, for a file that is written later, together with others. The second stops with
+    // "distributions of symmetry functions have not been prepared." before the first or a reading.
+    void countSymmDistributions(const GeometrySet* geometrySet);
+    void printSymmDistributions(std::FILE* stream, const GeometrySet& geometrySet) const;
 
     // Takes histograms from a file, once the ranges are known. Stops as SymmFuncDistribution.
     void readSymmDistributions(const std::string& fileName, const GeometrySet* geometrySet);
@@ -206,8 +217,8 @@ public:
 private:
     void makeSymmFunc();
     void makeSymmDistribution();
-    void makeEnsembles(const NetworkFields& fields, const std::vector<float>& scales,
-                       const std::vector<float>& shifts, std::vector<NNEnsemble>& ensembles) const;
+    std::vector<NNEnsemble> makeEnsembles(const NetworkFields& fields, const std::vector<float>& scales,
+                                          const std::vector<float>& shifts) const;
     void prepareBatch();
     void requireEnergyNetworks() const;
     void requireEnergyBatch() const;

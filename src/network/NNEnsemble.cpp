@@ -4,6 +4,8 @@
 #include "network/MatrixProducts.hpp"
 #include "network/NNLayerKernels.hpp"
 
+#include <algorithm>
+
 namespace melta {
 
 void EnsembleGrads::setZero() {
@@ -53,6 +55,10 @@ std::vector<const NNLayer*> NNEnsemble::obtainLayers() const {
     }
     layers.push_back(&lastLayer);
     return layers;
+}
+
+bool NNEnsemble::isFinite() const {
+    return std::ranges::all_of(obtainLayers(), [](const NNLayer* layer) { return layer->isFinite(); });
 }
 
 void NNEnsemble::prepareTile(EnsembleTile& tile, std::size_t numSamples, bool forTraining) const {

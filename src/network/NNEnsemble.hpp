@@ -66,6 +66,9 @@ public:
     NNLayer& getLastLayer() { return lastLayer; }
     const NNLayer& getLastLayer() const { return lastLayer; }
 
+    // Whether all parameters, and Adam's moments, are finite.
+    [[nodiscard]] bool isFinite() const;
+
     // All layers from the first hidden one to the output layer.
     std::vector<NNLayer*> obtainLayers();
     std::vector<const NNLayer*> obtainLayers() const;

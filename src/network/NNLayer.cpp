@@ -129,17 +129,29 @@ void NNLayer::initWeight(int model, float scale, float shift) {
     }
     std::ranges::fill(biasOf(model), shift);
     if (learnable) {
-        grad.resize(weight.size(), bias.size());
-        grad.setZero();
+        clearModel(grad, model);
     }
     if (useAdam) {
         adamBeta1Power = 1.0f;
         adamBeta2Power = 1.0f;
-        for (NNLayerGrads* const moment : {&adam1, &adam2}) {
-            moment->resize(weight.size(), bias.size());
-            moment->setZero();
-        }
+        clearModel(adam1, model);
+        clearModel(adam2, model);
     }
+}
+
+// Zeroes the part of one model; that of the others would make the start of many models take ages.
+void NNLayer::clearModel(NNLayerGrads& grads, int model) const {
+    grads.resize(weight.size(), bias.size());
+    std::ranges::fill(grads.weight.span().subspan(sizeOf(model) * weightsOfModel(), weightsOfModel()), 0.0f);
+    std::ranges::fill(grads.bias.span().subspan(sizeOf(model) * sizeOf(numOut), sizeOf(numOut)), 0.0f);
+}
+
+bool NNLayer::isFinite() const {
+    const auto areFinite = [](const AlignedBuffer<float>& values) {
+        return std::ranges::all_of(values.span(), [](float value) { return std::isfinite(value); });
+    };
+    return areFinite(weight) && areFinite(bias) && areFinite(adam1.weight) && areFinite(adam1.bias) &&
+           areFinite(adam2.weight) && areFinite(adam2.bias);
 }
 
 void NNLayer::requireLearnable(const char* message) const {

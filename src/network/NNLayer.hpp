@@ -58,8 +58,12 @@ public:
     std::span<const float> biasGradOf(int model) const;
 
     // Draws the weights of one model from a normal distribution (Box and Muller) whose deviation fits the
-    // activation, times `weightScale`, and sets the biases to `biasShift`. Gradients and moments become zero.
+    // activation, times `weightScale`, and sets the biases to `biasShift`. Its gradients and moments become
+    // zero.
     void initWeight(int model, float weightScale, float biasShift);
+
+    // Whether all parameters, and Adam's moments where there are any, are finite.
+    [[nodiscard]] bool isFinite() const;
 
     // Zeroes the gradients. Stops with "cannot set grad of weight, because this is not learnable.".
     void initWeightGrad();
@@ -114,6 +118,7 @@ public:
 private:
     std::size_t weightsOfModel() const;
     void requireLearnable(const char* message) const;
+    void clearModel(NNLayerGrads& grads, int model) const;
 
     int numModels;
     int numInp;

@@ -7,7 +7,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cmath>
+#include <bit>
+#include <cstdint>
 #include <numeric>
 #include <omp.h>
 #include <optional>
@@ -62,22 +63,64 @@ void calculateAtom(const SymmFunc& symmFunc, const Geometry& geometry, int atom,
     symmFunc.calculate(geometry, atom, rows.valuesOf(index), rows.derivsOf(index));
 }
 
-// One geometry: its atoms are shared among the threads.
-void calculateByAtoms(const SymmFunc& symmFunc, const Geometry& geometry, SymmRows& rows) {
-    ParallelGuard guard;
-#pragma omp parallel for schedule(static)
-    for (int a = 0; a < geometry.numAtoms; ++a) {
-        guard.run([&] { calculateAtom(symmFunc, geometry, a, rows); });
-    }
-    guard.rethrow();
+[[noreturn]] void stopAtSymmFuncs(std::size_t geometry) {
+    stopWithMessage("NaN at symmetry functions of the %d -th geometry.", static_cast<int>(geometry));
 }
 
-void calculateByGeometries(const SymmFunc& symmFunc, std::span<Geometry* const> geometries, bool derive,
-                           std::vector<SymmRows>& rows, ProgressBar* bar) {
+// By the exponents alone, which a compiler can do for a whole vector at once: rows of derivatives are the
+// largest object of a run.
+bool areFinite(std::span<const float> values) {
+    constexpr std::uint32_t exponent = 0x7f800000U;
+    std::uint32_t numIllegal = 0;
+    for (const float value : values) {
+        numIllegal += (std::bit_cast<std::uint32_t>(value) & exponent) == exponent ? 1U : 0U;
+    }
+    return numIllegal == 0;
+}
+
+// While the rows of an atom are still in the cache.
+bool isFinite(const SymmRows& rows, std::size_t atom) {
+    return areFinite(rows.valuesOf(atom)) && areFinite(rows.derivsOf(atom));
+}
+
+// Stops with the first geometry whose entry is not 0.
+void requireAllFinite(std::span<const std::uint8_t> isIllegal) {
+    const auto found = std::ranges::find_if(isIllegal, [](std::uint8_t value) { return value != 0; });
+    if (found != isIllegal.end()) {
+        stopAtSymmFuncs(static_cast<std::size_t>(found - isIllegal.begin()));
+    }
+}
+
+// One geometry: its atoms are shared among the threads.
+// `number`: how a message calls the geometry.
+void calculateByAtoms(const SymmFunc& symmFunc, const Geometry& geometry, std::size_t number,
+                      SymmRows& rows) {
+    ParallelGuard guard;
+    std::atomic<bool> isIllegal = false;
+#pragma omp parallel for schedule(static)
+    for (int a = 0; a < geometry.numAtoms; ++a) {
+        guard.run([&] {
+            calculateAtom(symmFunc, geometry, a, rows);
+            if (!isFinite(rows, static_cast<std::size_t>(a))) {
+                isIllegal = true;
+            }
+        });
+    }
+    guard.rethrow();
+    if (isIllegal) {
+        stopAtSymmFuncs(number);
+    }
+}
+
+// Gives for each geometry whether anything is not finite.
+std::vector<std::uint8_t> calculateByGeometries(const SymmFunc& symmFunc,
+                                                std::span<Geometry* const> geometries, bool derive,
+                                                std::vector<SymmRows>& rows, ProgressBar* bar) {
     const int count = static_cast<int>(geometries.size());
     std::vector<int> order(geometries.size());
     std::iota(order.begin(), order.end(), 0);
     sharedRandom().shuffle(order);
+    std::vector<std::uint8_t> isIllegal(geometries.size(), 0);
     ParallelGuard guard;
 #pragma omp parallel
     {
@@ -89,6 +132,9 @@ void calculateByGeometries(const SymmFunc& symmFunc, std::span<Geometry* const> 
                 rows[g] = makeRows(symmFunc, *geometries[g], derive);
                 for (int a = 0; a < geometries[g]->numAtoms; ++a) {
                     calculateAtom(symmFunc, *geometries[g], a, rows[g]);
+                    if (!isFinite(rows[g], static_cast<std::size_t>(a))) {
+                        isIllegal[g] = 1;
+                    }
                 }
             });
             // The first thread speaks for all of them.
@@ -99,13 +145,14 @@ void calculateByGeometries(const SymmFunc& symmFunc, std::span<Geometry* const> 
         }
     }
     guard.rethrow();
+    return isIllegal;
 }
 
 } // namespace
 
 void requireFinite(std::span<const float> values, std::size_t geometry) {
-    if (!std::ranges::all_of(values, [](float value) { return std::isfinite(value); })) {
-        stopWithMessage("NaN at symmetry functions of the %d -th geometry.", static_cast<int>(geometry));
+    if (!areFinite(values)) {
+        stopAtSymmFuncs(geometry);
     }
 }
 
@@ -122,20 +169,18 @@ std::vector<SymmRows> calculateSymmRows(const SymmFunc& symmFunc, std::span<Geom
     std::vector<SymmRows> rows(geometries.size());
     if (geometries.size() < 2) {
         rows.front() = makeRows(symmFunc, *geometries.front(), derive);
-        calculateByAtoms(symmFunc, *geometries.front(), rows.front());
-    } else {
-        std::optional<ProgressBar> bar;
-        if (withBar) {
-            bar.emplace(static_cast<int>(geometries.size()));
-        }
-        calculateByGeometries(symmFunc, geometries, derive, rows, bar ? &*bar : nullptr);
-        if (bar) {
-            bar->finish();
-        }
+        calculateByAtoms(symmFunc, *geometries.front(), 0, rows.front());
+        return rows;
     }
-    for (std::size_t g = 0; g < rows.size(); ++g) {
-        requireFinite(rows[g].allValues(), g);
+    std::optional<ProgressBar> bar;
+    if (withBar) {
+        bar.emplace(static_cast<int>(geometries.size()));
     }
+    const auto isIllegal = calculateByGeometries(symmFunc, geometries, derive, rows, bar ? &*bar : nullptr);
+    if (bar) {
+        bar->finish();
+    }
+    requireAllFinite(isIllegal);
     return rows;
 }
 
@@ -159,8 +204,7 @@ SymmStatistics statisticsOfSet(const SymmFunc& symmFunc, const GeometrySet& geom
     for (int g = 0; g < geometrySet.numGeoms; ++g) {
         const Geometry& geometry = geometrySet.obtainGeometry(g);
         SymmRows rows = makeRows(symmFunc, geometry, false);
-        calculateByAtoms(symmFunc, geometry, rows);
-        requireFinite(rows.allValues(), static_cast<std::size_t>(g));
+        calculateByAtoms(symmFunc, geometry, static_cast<std::size_t>(g), rows);
         for (std::size_t a = 0; a < rows.getNumAtoms(); ++a) {
             range.fold(static_cast<std::size_t>(geometry.elements[a]), rows.valuesOf(a));
         }

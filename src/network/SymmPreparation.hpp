@@ -22,7 +22,7 @@ struct SymmStatistics {
 
 // Symmetry functions, with `derive` their derivatives, of all atoms of the geometries. Geometries are shared
 // among threads in random order; one alone is shared by its atoms. With `withBar` and more than one geometry
-// a progress bar is drawn. Symmetry functions that are not finite stop with "NaN at symmetry functions of
+// a progress bar is drawn. Values or derivatives that are not finite stop with "NaN at symmetry functions of
 // the %d -th geometry.".
 std::vector<SymmRows> calculateSymmRows(const SymmFunc& symmFunc, std::span<Geometry* const> geometries,
                                         bool derive, bool withBar);

@@ -125,22 +125,26 @@ void SymmFuncDistribution::writeDistribution(const std::string& fileName,
         stopWithMessage("geometrySet is null.");
     }
     auto file = openForWriting(fileName);
-    std::fprintf(file.get(), "%d %d %d\n", numElems, numDists, numBasis);
+    printDistribution(file.get(), *geometrySet);
+    closeWritten(std::move(file), fileName);
+}
+
+void SymmFuncDistribution::printDistribution(std::FILE* stream, const GeometrySet& geometrySet) const {
+    std::fprintf(stream, "%d %d %d\n", numElems, numDists, numBasis);
     for (int e = 0; e < numElems; ++e) {
         const auto element = static_cast<std::size_t>(e);
-        std::fprintf(file.get(), "%s %.8e %.8e\n", geometrySet->getElementName(e).c_str(),
+        std::fprintf(stream, "%s %.8e %.8e\n", geometrySet.getElementName(e).c_str(),
                      static_cast<double>(symmStep[element]), static_cast<double>(symmStart[element]));
     }
     const auto rowLength = static_cast<std::size_t>(numBasis);
     for (const auto& counts : distributions) {
         for (std::size_t i = 0; i < counts.size(); ++i) {
-            std::fprintf(file.get(), " %d", counts[i]);
+            std::fprintf(stream, " %d", counts[i]);
             if ((i + 1) % rowLength == 0) {
-                std::fputc('\n', file.get());
+                std::fputc('\n', stream);
             }
         }
     }
-    closeWritten(std::move(file), fileName);
 }
 
 void SymmFuncDistribution::readDistribution(const std::string& fileName, const GeometrySet* geometrySet) {

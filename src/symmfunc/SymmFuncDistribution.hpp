@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <span>
 #include <string>
 #include <vector>
@@ -40,6 +41,9 @@ public:
     // Stops with "geometrySet is null.", "cannot open file: %s", "cannot write file: %s", "index of element
     // is out of range.".
     void writeDistribution(const std::string& fileName, const GeometrySet* geometrySet) const;
+
+    // The text of that file. Stops with "index of element is out of range.".
+    void printDistribution(std::FILE* stream, const GeometrySet& geometrySet) const;
 
     // Takes the counts, and the number of bins, from a file that writeDistribution made. Elements are matched
     // by name; those that the run does not know are skipped. Stops with a message that ends in the file's

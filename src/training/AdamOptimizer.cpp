@@ -59,6 +59,9 @@ bool AdamOptimizer::runBatches(bool isLastEpoch) {
         sharedRandom().shuffle(index);
     }
     for (int position = 0; position < session->numGeomsSuper; position += batchSize) {
+        if (position > 0) {
+            session->storeIfDue(*task);
+        }
         if (runBatch(position, isLastEpoch)) {
             return true;
         }
@@ -85,24 +88,44 @@ void AdamOptimizer::setBatch(int position) const {
     for (int i = 0; i < batchSize; ++i) {
         batch.push_back(index[static_cast<std::size_t>((position + i) % session->numGeomsSuper)]);
     }
+    takeFirst(batch);
     if (!direct) {
         arch.setGeometries(std::span<const int>(batch));
         return;
     }
+    arch.setGeometries(geometriesOf(batch));
+    arch.calculateSymmFuncs(task->needsDerivatives(), false, false);
+    arch.renormalizeSymmFuncs(false);
+}
+
+std::vector<Geometry*> AdamOptimizer::geometriesOf(const std::vector<int>& batch) const {
     std::vector<Geometry*> geometries;
     for (const int g : batch) {
         geometries.push_back(session->geomsOfSuper.empty()
                                  ? &session->geometrySet->obtainGeometry(g)
                                  : session->geomsOfSuper[static_cast<std::size_t>(g)]);
     }
-    arch.setGeometries(geometries);
-    arch.calculateSymmFuncs(task->needsDerivatives(), false, false);
-    arch.renormalizeSymmFuncs(false);
+    return geometries;
+}
+
+// The in-core set of a part of the data does not outlive its super epoch.
+void AdamOptimizer::takeFirst(const std::vector<int>& batch) const {
+    if (!session->beginning.needsBatch()) {
+        return;
+    }
+    if (direct || !session->geomsOfSuper.empty()) {
+        session->beginning.takeBatch(geometriesOf(batch));
+    } else {
+        session->beginning.takeBatch(batch);
+    }
 }
 
 // True when the targets are met or the user asks to stop.
 bool AdamOptimizer::stepOnBatch() {
-    if (task->evaluateTraining()) {
+    const bool meetsTargets = task->evaluateTraining();
+    requireFiniteLoss(task->lossValue());
+    session->beginning.noteLoss(task->lossValue());
+    if (meetsTargets) {
         session->trainState = TrainState::converged;
         return true;
     }
@@ -116,8 +139,9 @@ void AdamOptimizer::finishEpoch(int epoch, bool isStopped) const {
     session->epochTimer.stop();
     session->wallTimer.suspend();
     task->printProgress(epoch);
+    session->hasEpoch = true;
     if (!isStopped) {
-        session->storeAtEpoch(epoch);
+        session->storeAtEpoch(epoch, *task);
         task->updateScheme(epoch);
     }
 }

@@ -13,7 +13,7 @@ public:
 
     // Runs the epochs of one super epoch and leaves the outcome in the session's trainState. With `direct`
     // symmetry functions are computed for each batch. Stops with "incorrect number of geometries." when the
-    // batch is larger than the data.
+    // batch is larger than the data, and with "the training diverged: loss".
     void optimize(bool fullBatch, bool direct, int batchSize);
 
 private:
@@ -21,6 +21,8 @@ private:
     bool runBatches(bool isLastEpoch);
     bool runBatch(int position, bool isLastEpoch);
     void setBatch(int position) const;
+    std::vector<Geometry*> geometriesOf(const std::vector<int>& batch) const;
+    void takeFirst(const std::vector<int>& batch) const;
     bool stepOnBatch();
     void finishEpoch(int epoch, bool isStopped) const;
 

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <utility>
 
 namespace melta {
 namespace {
@@ -89,6 +90,7 @@ void LbfgsOptimizer::run(std::span<float> x) {
 bool LbfgsOptimizer::runLibrary(std::span<float> x) {
     lbfgsStop = false;
     lbfgsSchemeChanged = false;
+    hasEvaluated = false;
     const int before = epochCount;
     convertToTotalData(*session->arch, x, false);
     accepted.assign(x.begin(), x.end());
@@ -99,7 +101,31 @@ bool LbfgsOptimizer::runLibrary(std::span<float> x) {
     requireLbfgsMemory(result);
     // A failed line search leaves its last trial in the layers.
     convertFromTotalData(*session->arch, accepted);
-    return lbfgsSchemeChanged || epochCount != before;
+    const bool hasMoved = lbfgsSchemeChanged || epochCount != before;
+    if (!hasMoved) {
+        requireFiniteStart();
+    }
+    return hasMoved;
+}
+
+// A line search that meets numbers that are not finite is shortened or given up, and the run goes on from the
+// last good point; only where this point itself is without a finite loss, there is no way on. By then it is
+// back in the layers.
+void LbfgsOptimizer::requireFiniteStart() const {
+    if (std::isfinite(startLoss) && std::isfinite(startNorm)) {
+        return;
+    }
+    if (session->hasEpoch) {
+        session->storeMeanwhile(*task);
+    }
+    stopWithMessage("the training diverged: %s", std::isfinite(startLoss) ? "gradient of the loss" : "loss");
+}
+
+void LbfgsOptimizer::noteStart(float loss, std::span<const float> gradient) {
+    if (!std::exchange(hasEvaluated, true)) {
+        startLoss = loss;
+        startNorm = std::inner_product(gradient.begin(), gradient.end(), gradient.begin(), 0.0f);
+    }
 }
 
 float LbfgsOptimizer::evaluate(std::span<const float> x, std::span<float> gradient) {
@@ -108,6 +134,7 @@ float LbfgsOptimizer::evaluate(std::span<const float> x, std::span<float> gradie
         session->trainState = TrainState::converged;
     }
     convertToTotalData(*session->arch, gradient, true);
+    noteStart(task->lossValue(), gradient);
     return task->lossValue();
 }
 
@@ -124,6 +151,7 @@ bool LbfgsOptimizer::progress(std::span<const float> x, float loss) {
     session->epochTimer.stop();
     session->wallTimer.suspend();
     task->printProgress(epoch);
+    session->hasEpoch = true;
     if (session->trainState == TrainState::converged || session->pollStopFile()) {
         lbfgsStop = true;
         return true;
@@ -133,7 +161,7 @@ bool LbfgsOptimizer::progress(std::span<const float> x, float loss) {
         lbfgsStop = true;
         return true;
     }
-    session->storeAtEpoch(epoch);
+    session->storeAtEpoch(epoch, *task);
     lbfgsSchemeChanged = task->updateScheme(epoch);
     session->epochTimer.reset();
     session->epochTimer.start();

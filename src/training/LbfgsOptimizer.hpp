@@ -17,7 +17,8 @@ public:
     // Runs the epochs of one super epoch and leaves the outcome in the session's trainState. Stops with
     // "L-BFGS does not support Mini-batch algorithm.", "L-BFGS does not support DIRECT algorithm.",
     // "incorrect number of geometries.", "data length of L-BFGS is not positive.", "cannot allocate data of
-    // L-BFGS.".
+    // L-BFGS.", and with "the training diverged: %s" (loss, or gradient of the loss) where a start is not
+    // finite; the networks of the last epoch are stored before.
     void optimize(bool fullBatch, bool direct, int batchSize);
 
     // What the library asks back: loss and gradient at x, and after each iteration whether to end its loop.
@@ -28,12 +29,17 @@ private:
     void setBatch() const;
     void run(std::span<float> x);
     bool runLibrary(std::span<float> x);
+    void noteStart(float loss, std::span<const float> gradient);
+    void requireFiniteStart() const;
 
     TrainingSession* session;
     TrainingTask* task;
     int epochCount = 0;              // iterations over the whole optimisation; they stand for epochs
     bool lbfgsStop = false;          // the optimisation has to end
     bool lbfgsSchemeChanged = false; // the last iteration changed the loss
+    bool hasEvaluated = false;       // in this run of the library
+    float startLoss = 0.0f;          // of this run of the library
+    float startNorm = 0.0f;          // square of the length of the gradient there, as the library forms it
     std::vector<float> accepted;     // the library's last good point, as total data
 };
 

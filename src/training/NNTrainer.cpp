@@ -1,5 +1,6 @@
 #include "training/NNTrainer.hpp"
 
+#include "config/NetworkFields.hpp"
 #include "driver/RandomSource.hpp"
 #include "driver/Reporting.hpp"
 #include "modelio/ModelStore.hpp"
@@ -49,10 +50,12 @@ NNTrainer::NNTrainer(const Property* property, const GeometrySet* geometrySet, c
 void NNTrainer::performTraining(const std::string& nnFile, const std::string& distrFile,
                                 const std::string& stopFile) {
     session.trainState = TrainState::notConverged;
+    session.hasEpoch = false;
     session.geomsOfSuper.clear();
     session.wallTimer.start();
     session.epochTimer.start();
-    session.nnFileName = nnFile;
+    session.store = std::make_unique<ModelStore>(nnFile, &getGeometrySet());
+    session.store->addDistributions(distrFile);
     session.stopFileName = stopFile;
     printOut("  * %s optimizer is used.\n\n", getProperty().lbfgs < 1 ? "Adam" : "L-BFGS");
     if (getGeometrySet().numGeoms < 1) {
@@ -61,25 +64,56 @@ void NNTrainer::performTraining(const std::string& nnFile, const std::string& di
     const TrainingPlan plan(getProperty(), getGeometrySet().numGeoms);
     session.numGeomsSuper = plan.geomsEpoch;
     plan.print();
-    prepareArchs(plan, distrFile);
-    if (isRootProcess()) {
-        StopFile(stopFile).consume();
+    requireShape(nnFile);
+    if (prepare(plan, nnFile)) {
+        printOut("  Optimization:\n\n");
+        flushOut();
+        runSuperEpochs(plan);
     }
-    printOut("  Optimization:\n\n");
-    flushOut();
-    runSuperEpochs(plan);
     printResult();
-    session.storeNetwork();
+    storeResult();
     session.wallTimer.stop();
     printOut("  * Wall time: %s.\n\n", session.wallTimer.getFullTime().c_str());
     session.arch.reset();
     session.testArch.reset();
 }
 
-void NNTrainer::prepareArchs(const TrainingPlan& plan, const std::string& distrFile) {
+// The settings of the model may come from the head of a network file, which says anything.
+void NNTrainer::requireShape(const std::string& nnFile) const {
+    const bool isEnergy = archModeOfTrainer() == NNArch::onlyEnergy;
+    const NetworkFields& fields = isEnergy ? energyNetwork : chargeNetwork;
+    const Property& property = getProperty();
+    const auto require = [&](bool isValid, const char* item) {
+        if (!isValid) {
+            stopWithMessage("incorrect %s of %s neural network: %s", item, isEnergy ? "energy's" : "charge's",
+                            nnFile.c_str());
+        }
+    };
+    require(property.*fields.models > 0, "#models");
+    require(property.*fields.layers > 0, "#layers");
+    require(property.*fields.nodes > 0, "#nodes");
+    require(findCode(activationNames, property.*fields.activ) != nullptr, "activation");
+}
+
+// False when the user asks to stop before it is done.
+bool NNTrainer::prepare(const TrainingPlan& plan, const std::string& nnFile) {
+    if (session.pollStopFile()) {
+        return false;
+    }
+    prepareArchs(plan, nnFile);
+    prepareTrainingData(plan);
+    if (session.pollStopFile()) {
+        return false;
+    }
+    prepareTestData();
+    return !session.pollStopFile();
+}
+
+void NNTrainer::prepareArchs(const TrainingPlan& plan, const std::string& nnFile) {
     const bool useAdam = getProperty().lbfgs < 1;
     session.arch = std::make_unique<NNArch>(archModeOfTrainer(), getGeometrySet().numElems, &getProperty(),
                                             true, useAdam);
+    session.store->requireWritable(*session.arch);
     if (session.testSet != nullptr) {
         session.testArch = std::make_unique<NNArch>(archModeOfTrainer(), session.testSet->numElems,
                                                     &getProperty(), false, false);
@@ -94,30 +128,36 @@ void NNTrainer::prepareArchs(const TrainingPlan& plan, const std::string& distrF
     if (session.testArch) {
         session.testArch->initLayers(session.testSet);
     }
-    restoreIfAsked();
-    prepareTrainingData(plan, distrFile);
-    prepareTestData();
-}
-
-void NNTrainer::restoreIfAsked() {
-    if (getProperty().restart != 0) {
-        flushOut();
-        restoreNN(*session.arch, session.nnFileName, &getGeometrySet(), true);
+    // L-BFGS takes no step that makes the loss larger.
+    if (restoreIfAsked(nnFile) && useAdam) {
+        session.store->rememberBeginning(*session.arch);
+        session.beginning.start();
     }
-    flushOut();
 }
 
-void NNTrainer::prepareTrainingData(const TrainingPlan& plan, const std::string& distrFile) {
+// Whether the run goes on with stored networks.
+bool NNTrainer::restoreIfAsked(const std::string& nnFile) {
+    flushOut();
+    if (getProperty().restart == 0) {
+        return false;
+    }
+    const bool isRestored = restoreNN(*session.arch, nnFile, &getGeometrySet(), true);
+    flushOut();
+    return isRestored;
+}
+
+void NNTrainer::prepareTrainingData(const TrainingPlan& plan) {
     NNArch& arch = *session.arch;
     const bool isInCore = !plan.direct && !plan.partial;
     if (isInCore) {
         arch.calculateSymmFuncs(needsDerivatives(), true, false);
     }
     arch.statisticsSymmFuncs(&getGeometrySet());
-    arch.writeSymmDistributions(distrFile, &getGeometrySet());
+    arch.countSymmDistributions(&getGeometrySet());
     if (isInCore) {
         arch.renormalizeSymmFuncs(true);
     }
+    session.store->carryOthers(arch);
 }
 
 void NNTrainer::prepareTestData() {
@@ -151,8 +191,7 @@ void NNTrainer::runSuperEpochs(const TrainingPlan& plan) {
             break;
         }
         if (s + 1 < plan.numSuperEpochs) {
-            printOut("\n");
-            session.storeNetwork();
+            session.storeMeanwhile(*this);
         }
     }
 }
@@ -176,8 +215,19 @@ void NNTrainer::chooseGeometries() {
 }
 
 void NNTrainer::printResult() const {
-    printOut("\n  %s\n\n", lineOf(session.trainState));
+    // What has made no epoch has not converged to anything.
+    const bool isUnmade = !session.hasEpoch && session.trainState == TrainState::converged;
+    printOut("\n  %s\n\n", lineOf(isUnmade ? TrainState::notConverged : session.trainState));
     flushOut();
+}
+
+// Networks of before the first epoch are not worth the place of others.
+void NNTrainer::storeResult() {
+    if (session.hasEpoch) {
+        session.storeNetwork(*this);
+    } else {
+        printOut("  * There was no epoch, so that nothing is stored.\n\n");
+    }
 }
 
 void NNTrainer::optimize(bool fullBatch, bool direct, int batchSize) {
@@ -193,14 +243,14 @@ void NNTrainer::performDebug(const std::string& nnFile, float shift) {
     if (shift == 0.0f) {
         stopWithMessage("weight/bias shift is zero.");
     }
+    requireShape(nnFile);
     session.wallTimer.start();
-    session.nnFileName = nnFile;
     session.arch =
         std::make_unique<NNArch>(archModeOfTrainer(), getGeometrySet().numElems, &getProperty(), true, false);
     NNArch& arch = *session.arch;
     arch.setGeometriesAll(&getGeometrySet());
     arch.initLayers(&getGeometrySet());
-    restoreIfAsked();
+    restoreIfAsked(nnFile);
     arch.calculateSymmFuncs(needsDerivatives(), true, false);
     arch.statisticsSymmFuncs(&getGeometrySet());
     arch.renormalizeSymmFuncs(true);

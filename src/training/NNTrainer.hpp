@@ -17,8 +17,12 @@ public:
     // null.".
     NNTrainer(const Property* property, const GeometrySet* geometrySet, const GeometrySet* testSet);
 
-    // Trains and stores the network in `nnFile`, the distributions of the symmetry functions in `distrFile`;
-    // ends early when `stopFile` appears. Stops with "there are no geometries.".
+    // Trains and stores the network in `nnFile`, with the distributions of the symmetry functions in
+    // `distrFile`; ends early when `stopFile` is there, which a run takes away before it begins. A run
+    // without any epoch stores nothing. Stops with "there are no geometries.", "cannot open file: %s" if the
+    // network cannot be written, "the training diverged: %s", and "incorrect %s of energy's neural network:
+    // %s"
+    // ("charge's") for a shape that the settings took from `nnFile`.
     virtual void performTraining(const std::string& nnFile, const std::string& distrFile,
                                  const std::string& stopFile);
 
@@ -50,14 +54,17 @@ protected:
     TrainingSession session;
 
 private:
-    void prepareArchs(const TrainingPlan& plan, const std::string& distrFile);
-    void prepareTrainingData(const TrainingPlan& plan, const std::string& distrFile);
+    void requireShape(const std::string& nnFile) const;
+    bool prepare(const TrainingPlan& plan, const std::string& nnFile);
+    void prepareArchs(const TrainingPlan& plan, const std::string& nnFile);
+    void prepareTrainingData(const TrainingPlan& plan);
     void prepareTestData();
-    void restoreIfAsked();
+    bool restoreIfAsked(const std::string& nnFile);
     void prepareLoss();
     void runSuperEpochs(const TrainingPlan& plan);
     void chooseGeometries();
     void printResult() const;
+    void storeResult();
 
     std::vector<int> permutation; // random order of all geometries, from which super epochs take their share
     int position = 0;             // how much of it has been taken

@@ -4,6 +4,7 @@
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
 #include "driver/Reporting.hpp"
+#include "driver/StopFile.hpp"
 #include "structure/GeometrySetLoader.hpp"
 #include "training/NNChargeTrainer.hpp"
 #include "training/NNEnergyTrainer.hpp"
@@ -31,6 +32,8 @@ std::unique_ptr<GeometrySet> loadTestSet(const Property& property, const Geometr
 // What both kinds of training do, up to the quantity that is fitted.
 template <class Trainer>
 void runTraining(std::span<const std::string> words, bool chargeMode) {
+    // Left by an earlier run. What comes from now on is for this one.
+    StopFile(fileNames::stopFile).consume();
     const std::string propertyFile = words.size() >= 2 ? words[1] : fileNames::properties;
     const Property property = loadConfiguration(propertyFile, chargeMode);
     printOut("  * Read TRAINING data.\n\n");

@@ -1,7 +1,6 @@
 #include "training/TrainingSession.hpp"
 
 #include "driver/Reporting.hpp"
-#include "modelio/ModelStore.hpp"
 #include "network/ParameterPacking.hpp"
 
 namespace melta {
@@ -14,15 +13,42 @@ bool TrainingSession::pollStopFile() {
     return true;
 }
 
-void TrainingSession::storeAtEpoch(int epoch) const {
-    if (property->epochsStore > 0 && epoch % property->epochsStore == 0) {
-        printOut("\n");
-        storeNetwork();
+void TrainingSession::storeAtEpoch(int epoch, TrainingTask& task) {
+    if ((property->epochsStore > 0 && epoch % property->epochsStore == 0) || isStoreDue()) {
+        storeMeanwhile(task);
     }
 }
 
-void TrainingSession::storeNetwork() const {
-    storeNN(*arch, nnFileName, geometrySet);
+void TrainingSession::storeIfDue(TrainingTask& task) {
+    if (isStoreDue()) {
+        storeMeanwhile(task);
+    }
+}
+
+bool TrainingSession::isStoreDue() const {
+    const std::chrono::minutes interval(property->minutesStore);
+    return property->minutesStore > 0 && std::chrono::steady_clock::now() - lastStore >= interval;
+}
+
+void TrainingSession::storeMeanwhile(TrainingTask& task) {
+    if (!hasEpoch) {
+        return;
+    }
+    printOut("\n");
+    keepBeginningIfSpoiled(task);
+    store->tryStoreNN(*arch);
+    lastStore = std::chrono::steady_clock::now();
+}
+
+void TrainingSession::storeNetwork(TrainingTask& task) {
+    keepBeginningIfSpoiled(task);
+    store->storeNN(*arch);
+}
+
+void TrainingSession::keepBeginningIfSpoiled(TrainingTask& task) {
+    if (beginning.isSpoiled(*arch, task)) {
+        store->keepBeginning();
+    }
 }
 
 void TrainingSession::copyLayersToTest() const {

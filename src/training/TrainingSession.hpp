@@ -3,9 +3,12 @@
 #include "config/Property.hpp"
 #include "driver/MyTimer.hpp"
 #include "driver/StopFile.hpp"
+#include "modelio/ModelStore.hpp"
 #include "network/NNArch.hpp"
 #include "structure/GeometrySet.hpp"
+#include "training/BeginningWatch.hpp"
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,6 +17,8 @@ namespace melta {
 
 // How an optimisation ended.
 enum class TrainState { notConverged = 0, converged = 1, allEpochsDone = 2, exitedByUser = 3 };
+
+class TrainingTask;
 
 // What a training run holds while it runs: borrowed settings and data, the arrangement that is trained, that
 // of the in-situ test, and where the run stands. The trainer owns it and its optimisers work on it.
@@ -31,19 +36,31 @@ struct TrainingSession {
     int numGeomsSuper = 0;               // geometries of a super epoch
     std::vector<Geometry*> geomsOfSuper; // those of the present super epoch; empty when all data are used
 
-    std::string nnFileName;
+    std::unique_ptr<ModelStore> store; // the files of the model
     std::string stopFileName;
+    bool hasEpoch = false;    // any epoch of the run was made
+    BeginningWatch beginning; // of a run that goes on with stored networks
+    std::chrono::steady_clock::time_point lastStore = std::chrono::steady_clock::now(); // or the start
 
     // Whether another console asked to stop; takes the request away and notes it.
     bool pollStopFile();
 
-    // Stores the network when `epoch` is one of those.
-    void storeAtEpoch(int epoch) const;
+    // Store the network on the way, if any epoch was made: when `epoch` is one of those, or when
+    // `minutesStore` has passed; when it has; in any case. What cannot be written is told, and the training
+    // goes on.
+    void storeAtEpoch(int epoch, TrainingTask& task);
+    void storeIfDue(TrainingTask& task);
+    void storeMeanwhile(TrainingTask& task);
 
-    void storeNetwork() const;
+    // Stores the network at the end. Stops as ModelStore::storeNN.
+    void storeNetwork(TrainingTask& task);
 
     // Gives the in-situ test the present weights.
     void copyLayersToTest() const;
+
+private:
+    [[nodiscard]] bool isStoreDue() const;
+    void keepBeginningIfSpoiled(TrainingTask& task);
 };
 
 // What is being fitted: the operations that an optimiser needs from a kind of training.

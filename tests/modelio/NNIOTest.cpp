@@ -386,15 +386,44 @@ TEST_F(BrokenCompanion, StopsWhenNoBiasCanReplaceDroppedInputs) {
     EXPECT_EQ(stopOfReading(model), "(no stop)");
 }
 
-TEST_F(BrokenCompanion, TakesNumbersInAnyLinesAndIgnoresWhatFollows) {
+TEST_F(BrokenCompanion, TakesNumbersInAnyLines) {
     Model copy;
     fill(copy, {"A", "B"}, 100);
-    words.emplace_back("anything");
     writeWords(words.size());
+    writeTextFile(energyName, readTextFile(energyName) + "\n \t\r\n\n");
 
     read(copy);
 
     EXPECT_EQ(parametersOf(copy.energy[1]), parametersOf(model.energy[1]));
+}
+
+TEST_F(BrokenCompanion, StopsAtTextBehindTheLastNumber) {
+    for (const char* const text : {"anything", "0.5", "-"}) {
+        Model copy;
+        fill(copy, {"A", "B"}, 100);
+        words.emplace_back(text);
+        writeWords(words.size());
+        words.pop_back();
+
+        EXPECT_EQ(stopOfReading(copy), "there is text behind the last number: " + energyName);
+    }
+}
+
+TEST_F(BrokenCompanion, StopsAtAHeadThatTellsOfFewerModels) {
+    std::string head = readTextFile(headName);
+    const std::string shape = formatText("%d %d %d %d\n", property.layersEnergy, property.nodesEnergy,
+                                         property.activEnergy, property.modelsEnergy);
+    ASSERT_NE(head.find(shape), std::string::npos);
+    --property.modelsEnergy;
+    head.replace(head.find(shape), shape.size(),
+                 formatText("%d %d %d %d\n", property.layersEnergy, property.nodesEnergy,
+                            property.activEnergy, property.modelsEnergy));
+    writeTextFile(headName, head);
+    Model copy;
+    fill(copy, {"A", "B"}, 100);
+
+    // The second element's first model begins in the middle of the first element's last.
+    EXPECT_EQ(stopOfReading(copy), "there is text behind the last number: " + energyName);
 }
 
 TEST_F(BrokenCompanion, RefusesInputsThatNobodyTrains) {

@@ -51,8 +51,10 @@ protected:
             text += "\n";
         }
         writeTextFile(headName, text);
-        return stopMessageOf(
-            [&] { elements = readNetworkHead(headName, property, set, withNetworks, withNetworks); });
+        return stopMessageOf([&] {
+            elements = readNetworkHead(openForReading(headName), headName, property, set, withNetworks,
+                                       withNetworks);
+        });
     }
 
     [[nodiscard]] std::string about(const std::string& complaint) const {
@@ -172,7 +174,8 @@ TEST_F(Head, GivesElementsInTheOrderOfTheFile) {
 }
 
 TEST_F(Head, StopsWithoutFile) {
-    EXPECT_EQ(stopMessageOf([&] { readNetworkHead(headName, property, set, true, true); }),
+    EXPECT_EQ(stopMessageOf(
+                  [&] { readNetworkHead(openForReading(headName), headName, property, set, true, true); }),
               about("cannot open file"));
 }
 
@@ -303,7 +306,8 @@ TEST_F(Head, RefusesBinaryData) {
     }
     writeTextFile(headName, bytes);
 
-    EXPECT_EQ(stopMessageOf([&] { readNetworkHead(headName, property, set, true, true); }),
+    EXPECT_EQ(stopMessageOf(
+                  [&] { readNetworkHead(openForReading(headName), headName, property, set, true, true); }),
               about("incorrect symmFunc"));
 }
 

@@ -3,7 +3,10 @@
 #include "training/OptimizerFixture.hpp"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <filesystem>
+#include <limits>
 
 namespace melta {
 namespace {
@@ -319,8 +322,67 @@ TEST_F(Adam, StoresTheNetworkInItsEpochs) {
 
     const std::string stored = "\n  * Store the neural network to the file.\n\n";
     EXPECT_EQ(output, stored + stored);
-    EXPECT_NE(test::readTextFile(session.nnFileName), "");
-    EXPECT_NE(test::readTextFile(session.nnFileName + "_e"), "");
+    EXPECT_NE(test::readTextFile(network), "");
+    EXPECT_NE(test::readTextFile(network + "_e"), "");
+}
+
+TEST_F(Adam, StoresByTheClockToo) {
+    for (const int minutes : {10, 0}) {
+        prepare(6);
+        property.epochs = 3;
+        property.minutesStore = minutes;
+        task.numEvaluations = 0;
+        task.onEvaluation = [&] {
+            if (task.numEvaluations == 5) { // within the second epoch of three batches
+                session.lastStore -= std::chrono::minutes(10);
+            }
+        };
+
+        const std::string output = outputOf([&] { optimizeInBatches(2); });
+
+        EXPECT_EQ(output, minutes > 0 ? "\n  * Store the neural network to the file.\n\n" : "");
+    }
+}
+
+TEST_F(Adam, GoesOnWhenItCannotStoreOnTheWay) {
+    prepare(4);
+    property.epochs = 2;
+    property.epochsStore = 1;
+    const std::string companion = network + "_e";
+    std::filesystem::create_directory(companion);
+
+    const std::string output = outputOf([&] { optimizeInBatches(4); });
+
+    const std::string warned = "\n  * Store the neural network to the file.\n\n"
+                               "  * WARNING: the neural network is not stored, cannot open file: " +
+                               companion + "\n\n";
+    EXPECT_EQ(output, warned + warned);
+    EXPECT_EQ(session.trainState, TrainState::allEpochsDone);
+    EXPECT_FALSE(std::filesystem::exists(network));
+    EXPECT_EQ(stopMessageOf([&] { outputOf([&] { session.storeNetwork(task); }); }),
+              "cannot open file: " + companion);
+}
+
+TEST_F(Adam, EndsWhereTheLossIsNotFinite) {
+    for (const float bad :
+         {std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN()}) {
+        prepare(4);
+        property.epochs = 9;
+        property.epochsStore = 1;
+        task.numEvaluations = 0;
+        task.lossOf = [&](const std::vector<float>&, std::vector<float>&) {
+            return task.numEvaluations < 3 ? 1.0f : bad;
+        };
+        std::vector<float> before;
+        task.onEvaluation = [&] { before = parametersOf(*session.arch); };
+
+        std::string message;
+        outputOf([&] { message = stopMessageOf([&] { optimizeInBatches(4); }); });
+
+        EXPECT_EQ(message, "the training diverged: loss");
+        EXPECT_EQ(parametersOf(*session.arch), before) << "no step follows";
+        EXPECT_TRUE(std::filesystem::exists(network)) << "the networks of the second epoch stay";
+    }
 }
 
 TEST_F(Adam, NeverStoresWithoutAnInterval) {

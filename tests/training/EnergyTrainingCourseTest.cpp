@@ -60,7 +60,9 @@ TEST_F(EnergyTrainer, StallsMoveTheScheme) {
 
         const std::string text = train(*set);
 
-        const std::string expected = "  Optimization:\n\n" + given.lines + warning + "\n  Converged.\n\n";
+        const std::string expected = "  Optimization:\n\n" + given.lines + warning +
+                                     "\n  NOT converged.\n\n" +
+                                     "  * There was no epoch, so that nothing is stored.\n\n";
         EXPECT_NE(text.find(expected), std::string::npos) << text;
     }
 }

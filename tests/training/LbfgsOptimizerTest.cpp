@@ -271,7 +271,7 @@ TEST_F(Lbfgs, StoresTheNetworkInItsEpochsButNotTheLast) {
     task.lossOf = Parabola();
 
     EXPECT_EQ(optimize(), stored);
-    EXPECT_NE(test::readTextFile(session.nnFileName + "_e"), "");
+    EXPECT_NE(test::readTextFile(network + "_e"), "");
 }
 
 TEST_F(Lbfgs, TestsWithTheWeightsOfTheIteration) {
@@ -405,7 +405,7 @@ TEST_F(Lbfgs, WithoutASuccessfulStepTheWeightsStay) {
 }
 
 // Backtracking searches take any loss that is not larger.
-TEST_F(Lbfgs, ALossThatTurnsToNaNLeavesTheLastPrintedWeights) {
+TEST_F(Lbfgs, ALossThatTurnsToNaNEndsTheRunWithTheLastPrintedWeights) {
     for (const int lineSearch :
          {LineSearch::moreThuente, LineSearch::armijo, LineSearch::wolfe, LineSearch::strongWolfe}) {
         SCOPED_TRACE(testing::Message() << "line search " << lineSearch);
@@ -423,11 +423,30 @@ TEST_F(Lbfgs, ALossThatTurnsToNaNLeavesTheLastPrintedWeights) {
             return notANumber;
         };
 
-        const std::string output = optimize();
+        const std::string message = stopMessageOf([this] { optimize(); });
 
+        EXPECT_EQ(message, "the training diverged: loss");
         ASSERT_EQ(task.epochs.size(), 3U);
         EXPECT_EQ(parametersOf(*session.arch), task.printedParameters.back());
-        EXPECT_EQ(output, warning);
+        EXPECT_TRUE(std::filesystem::exists(network + "_e"));
+        std::filesystem::remove(network + "_e");
+    }
+}
+
+TEST_F(Lbfgs, ABadStartEndsTheRunAndStoresNothing) {
+    constexpr float large = 1.0e25f; // its square is beyond single precision
+    for (const bool isLossFinite : {false, true}) {
+        prepare();
+        task.lossOf = [&](const Values& /*x*/, Values& gradient) {
+            std::ranges::fill(gradient, large);
+            return isLossFinite ? 1.0f : std::numeric_limits<float>::infinity();
+        };
+
+        const std::string message = stopMessageOf([this] { optimize(); });
+
+        EXPECT_EQ(message,
+                  std::string("the training diverged: ") + (isLossFinite ? "gradient of the loss" : "loss"));
+        EXPECT_FALSE(std::filesystem::exists(network));
     }
 }
 
@@ -473,7 +492,7 @@ TEST_F(Lbfgs, StoredWeightsAreThoseOfTheEpoch) {
 
     // The file holds epoch 4, the arrangement epoch 5.
     auto stored4 = makeArch(false, false);
-    outputOf([&] { restoreNN(*stored4, session.nnFileName, set.get(), false); });
+    outputOf([&] { restoreNN(*stored4, network, set.get(), false); });
     EXPECT_LE(distanceOf(parametersOf(*stored4), task.printedParameters[3]), 1.0e-5f);
     EXPECT_GT(distanceOf(parametersOf(*stored4), task.printedParameters[4]), 1.0e-3f);
 }

@@ -121,7 +121,7 @@ protected:
         session.geometrySet = set.get();
         session.arch = makeArch(true, useAdam);
         session.numGeomsSuper = numGeoms;
-        session.nnFileName = directory.file("melta.data");
+        session.store = std::make_unique<ModelStore>(network, set.get());
         session.stopFileName = directory.file("melta.EXIT");
         session.wallTimer.start();
         session.epochTimer.start();
@@ -155,6 +155,7 @@ protected:
     void askToStop() const { std::ofstream(session.stopFileName).put('\n'); }
 
     TemporaryDirectory directory;
+    std::string network = directory.file("melta.data");
     Property property;
     std::unique_ptr<GeometrySet> set;
     TrainingSession session;

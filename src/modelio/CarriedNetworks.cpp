@@ -1,0 +1,180 @@
+#include "modelio/CarriedNetworks.hpp"
+
+#include "config/Property.hpp"
+#include "driver/FileReplacement.hpp"
+#include "driver/Reporting.hpp"
+#include "modelio/InputMap.hpp"
+#include "modelio/NetworkCompanion.hpp"
+#include "modelio/NetworkHead.hpp"
+#include "modelio/NetworkKind.hpp"
+#include "network/NNArch.hpp"
+#include "structure/GeometrySet.hpp"
+
+#include <algorithm>
+#include <filesystem>
+#include <tuple>
+
+namespace fs = std::filesystem;
+
+namespace melta {
+namespace {
+
+bool haveSameSymmFuncs(const Property& a, const Property& b) {
+    if (a.symmFuncKind != b.symmFuncKind) {
+        return false;
+    }
+    if (a.symmFuncKind == SymmFuncKind::manyBody) {
+        return std::tie(a.m2, a.m3, a.rinner, a.router) == std::tie(b.m2, b.m3, b.rinner, b.router);
+    }
+    const auto sizesOf = [](const Property& p) {
+        return std::make_tuple(p.elemWeight != 0, p.tanhCutoff != 0, p.numRadius, p.numAngle, p.rcutRadius,
+                               p.rcutAngle);
+    };
+    const auto functionsOf = [](const Property& p) {
+        return std::tie(p.behlerG4, p.radiusEta, p.radiusShift, p.angleEta, p.angleZeta, p.angleShift);
+    };
+    return sizesOf(a) == sizesOf(b) &&
+           (a.symmFuncKind != SymmFuncKind::behler || functionsOf(a) == functionsOf(b));
+}
+
+// Energy networks know what the baseline leaves.
+bool haveSameBaseline(const Property& a, const Property& b) {
+    return (a.withClassical != 0) == (b.withClassical != 0) && (a.withReaxFF != 0) == (b.withReaxFF != 0) &&
+           (a.withReaxFF == 0 ||
+            std::tie(a.rcutReaxFF, a.rateReaxFF) == std::tie(b.rcutReaxFF, b.rateReaxFF));
+}
+
+NNShape shapeOf(const Property& property, const NetworkFields& fields) {
+    return {property.*fields.models, property.*fields.layers, property.*fields.nodes, property.*fields.activ};
+}
+
+bool isUsable(const NNShape& shape) {
+    return shape.numModels > 0 && shape.numLayers > 0 && shape.numNodes > 0 &&
+           findCode(activationNames, shape.activation) != nullptr;
+}
+
+bool isSame(const NNShape& a, const NNShape& b) {
+    return std::tie(a.numModels, a.numLayers, a.numNodes, a.activation) ==
+           std::tie(b.numModels, b.numLayers, b.numNodes, b.activation);
+}
+
+// Numbers of a companion for so many elements.
+double countNumbers(const NNShape& shape, double numInputs, std::size_t numElems) {
+    const double nodes = shape.numNodes;
+    const double perModel =
+        nodes * (numInputs + 1.0) + (shape.numLayers - 1.0) * nodes * (nodes + 1.0) + nodes + 1.0;
+    return perModel * shape.numModels * static_cast<double>(numElems);
+}
+
+bool hasElementsOf(const StoredHead& head, const GeometrySet& set, const SymmStatistics& statistics) {
+    if (head.elements.size() != set.elemNames.size()) {
+        return false;
+    }
+    for (std::size_t e = 0; e < head.elements.size(); ++e) {
+        const HeadElement& element = head.elements[e];
+        if (element.name != set.elemNames[e] || element.symmAve != statistics.symmAve[e] ||
+            element.symmDev != statistics.symmDev[e]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Whether the head tells what the networks in the companion are, and means the same as that of `arch` will.
+bool isMeaningful(const std::optional<StoredHead>& head, const NNArch& arch, const NetworkKind& kind,
+                  const std::string& fileName) {
+    if (!head || (!kind.isFromMean && head->settings.withCharge == 0)) {
+        return false;
+    }
+    const Property& settings = arch.getProperty();
+    const NNShape shape = shapeOf(head->settings, kind.fields);
+    if (!isUsable(shape) || !isSame(shape, shapeOf(settings, kind.fields)) ||
+        !haveSameSymmFuncs(head->settings, settings) ||
+        (kind.isFromMean && !haveSameBaseline(head->settings, settings))) {
+        return false;
+    }
+    const std::size_t numElems = head->elements.size();
+    const double numInputs = settings.elemWeight != 0 ? static_cast<double>(arch.getNumBasis())
+                                                      : countInputs(settings, static_cast<int>(numElems));
+    return holdsNumbers(fileName, countNumbers(shape, numInputs, numElems));
+}
+
+// The first name that is free of "FILE.kept", "FILE.kept.2", and so on.
+std::string keptNameOf(const std::string& fileName) {
+    std::string name = fileName + ".kept";
+    std::error_code ignored;
+    for (int number = 2; fs::exists(fs::symlink_status(name, ignored)); ++number) {
+        name = formatText("%s.kept.%d", fileName.c_str(), number);
+    }
+    return name;
+}
+
+} // namespace
+
+CarriedNetworks::CarriedNetworks(const NNArch& arch, const std::string& headName,
+                                 const GeometrySet* geometrySet)
+    : kind(arch.hasEnergyNetworks() ? &chargeKind : &energyKind), set(geometrySet),
+      fileName(companionName(headName, *kind)) {
+    const bool hasAllKinds = arch.hasEnergyNetworks() && arch.hasChargeNetworks();
+    const bool isPartOfModel = kind->isFromMean || arch.getProperty().withCharge != 0;
+    if (hasAllKinds || !isPartOfModel || openForReading(fileName) == nullptr) {
+        return;
+    }
+    const std::optional<StoredHead> head = peekNetworkHead(headName);
+    if (!isMeaningful(head, arch, *kind, fileName)) {
+        isMeaningless = true;
+    } else if (!hasElementsOf(*head, *set, arch.getSymmStatistics())) {
+        carry(arch, *head);
+    }
+}
+
+void CarriedNetworks::carry(const NNArch& arch, const StoredHead& head) {
+    const SymmStatistics& statistics = arch.getSymmStatistics();
+    ensembles = kind->isFromMean ? arch.makeEnergyNetworks(*set) : arch.makeChargeNetworks(*set);
+    const std::vector<int> map = mapElements(head.elements, *set);
+    readCompanion(openForReading(fileName), fileName, *kind, arch.getProperty(), *set, head.elements, map,
+                  ensembles);
+    for (std::size_t i = 0; i < map.size(); ++i) {
+        if (map[i] >= 0) {
+            const auto e = static_cast<std::size_t>(map[i]);
+            ensembles[e].getInterLayers().front().rescaleWeight(head.elements[i].symmAve,
+                                                                head.elements[i].symmDev,
+                                                                statistics.symmAve[e], statistics.symmDev[e]);
+        }
+    }
+}
+
+void CarriedNetworks::write(FileReplacement& files) const {
+    if (!ensembles.empty()) {
+        writeCompanion(files.open(fileName), *kind, *set, ensembles);
+    }
+}
+
+void CarriedNetworks::setAside() {
+    if (isMeaningless) {
+        std::error_code error;
+        otherName = keptNameOf(fileName);
+        fs::rename(fileName, otherName, error);
+        if (error) {
+            otherName.clear();
+        }
+    }
+}
+
+void CarriedNetworks::takeBack() {
+    if (!otherName.empty()) {
+        std::error_code ignored;
+        fs::rename(otherName, fileName, ignored);
+        otherName.clear();
+    }
+}
+
+void CarriedNetworks::printSetAside() const {
+    if (!otherName.empty()) {
+        printOut(
+            "  * WARNING: the %s networks do not fit this model any more, and are kept in the file: %s\n\n",
+            kind->isFromMean ? "energy" : "charge", otherName.c_str());
+    }
+}
+
+} // namespace melta
