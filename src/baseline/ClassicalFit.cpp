@@ -50,6 +50,9 @@ void ClassicalFit::run(const std::string& fileName, const std::string& stopFileN
     runTries(optimizer);
     printStatus();
     printPairs(false);
+    if (!pot->parameters.isFinite()) {
+        stopWithMessage("the training diverged: parameters of the potential");
+    }
     pot->storeParameters();
     pot->printCsv();
     timers.wall.stop();

@@ -1,6 +1,7 @@
 #include "sampling/MonteCarloWalk.hpp"
 
 #include "driver/RandomSource.hpp"
+#include "driver/Reporting.hpp"
 #include "sampling/ConfigurationEnergy.hpp"
 #include "sampling/MetropolisMoves.hpp"
 
@@ -10,6 +11,13 @@ namespace melta {
 namespace {
 
 constexpr float inverseBoltzmann = 11604.518f; // K/eV
+
+// No step leads away from such an energy, or all do.
+void requireFinite(double energy) {
+    if (!std::isfinite(energy)) {
+        stopWithMessage("energy of the walk is not finite.");
+    }
+}
 
 } // namespace
 
@@ -21,6 +29,7 @@ MonteCarloWalk::MonteCarloWalk(const MetropolisInput& settings, MetropolisMoves&
 
 void MonteCarloWalk::start() {
     energy0 = source.start();
+    requireFinite(energy0);
     currentEnergy = energy0;
     energyUpper = energy0 + static_cast<double>(input.upperEnergy) * input.numAtoms;
     energyLower = energy0 - static_cast<double>(input.lowerEnergy) * input.numAtoms;
@@ -30,6 +39,7 @@ const WalkStep& MonteCarloWalk::tryMove() {
     step.moveType = moves.chooseType();
     moves.perform(step.moveType);
     triedEnergy = source.evaluateMove(moves.getMovedAtoms());
+    requireFinite(triedEnergy);
     step.energy = static_cast<float>(triedEnergy - energy0);
     step.deltaE = static_cast<float>(triedEnergy - currentEnergy);
     testEnergy();
@@ -46,7 +56,6 @@ void MonteCarloWalk::testEnergy() {
         step.accept = true;
         step.prob = 1.0f;
     } else {
-        // Also where the difference is no number, which no draw is below.
         step.prob = std::exp(-(inverseBoltzmann / obtainTemperature()) * step.deltaE);
         step.accept = random.drawUniform() < step.prob;
     }

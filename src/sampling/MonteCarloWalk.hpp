@@ -42,15 +42,16 @@ public:
     MonteCarloWalk(const MetropolisInput& input, MetropolisMoves& moves, ConfigurationEnergy& energy,
                    RandomSource& random);
 
-    // Takes the energy of the start, from which the window is measured.
+    // Takes the energy of the start, from which the window is measured. Stops with "energy of the walk is not
+    // finite.".
     void start();
 
     // Whether there are all geometries or have been all steps.
     [[nodiscard]] bool isDone() const { return step.index >= input.maxSteps || hasAllGeometries(); }
     [[nodiscard]] bool hasAllGeometries() const { return numOutput >= input.numGeoms; }
 
-    // Moves and judges. Draws the move and, if the energy rises or is no number, one number more. Stops as
-    // the moves and the energy do.
+    // Moves and judges. Draws the move and, if the energy rises, one number more. Stops as start, and as the
+    // moves and the energy do.
     const WalkStep& tryMove();
 
     // Takes a refused move back, counts the step and goes to the next one.

@@ -47,8 +47,7 @@ public:
     // directory (GeometryWriter.hpp) and tells the steps on the console.
     //
     // Stops with "incorrect number of atoms.", and as GeometrySet::readFirstGeometry, MetropolisMoves,
-    // restoreNN, makeBaseline, NNArch::readSymmDistributions and GeometryWriter. A network energy that is no
-    // number stops nothing; the step is refused.
+    // restoreNN, makeBaseline, NNArch::readSymmDistributions, MonteCarloWalk and GeometryWriter.
     void performMonteCarlo(const std::string& networkFile, const std::string& baselineFile,
                            const std::string& gdistFile);
 
