@@ -15,14 +15,22 @@ void EnsembleGrads::setZero() {
     lastLayer.setZero();
 }
 
-NNEnsemble::NNEnsemble(const NNShape& networkShape, int numInputs, bool learnable, bool useAdam)
-    : shape(networkShape), numInp(numInputs),
-      lastLayer(shape.numModels, shape.numNodes, 1, Activation::asis, learnable, useAdam) {
+namespace {
+
+std::vector<NNLayer> makeInterLayers(const NNShape& shape, int numInp, bool learnable, bool useAdam) {
+    std::vector<NNLayer> layers;
     for (int l = 0; l < shape.numLayers; ++l) {
-        interLayers.emplace_back(shape.numModels, l == 0 ? numInp : shape.numNodes, shape.numNodes,
-                                 shape.activation, learnable, useAdam);
+        layers.emplace_back(shape.numModels, l == 0 ? numInp : shape.numNodes, shape.numNodes,
+                            shape.activation, learnable, useAdam);
     }
+    return layers;
 }
+
+} // namespace
+
+NNEnsemble::NNEnsemble(const NNShape& networkShape, int numInputs, bool learnable, bool useAdam)
+    : shape(networkShape), numInp(numInputs), interLayers(makeInterLayers(shape, numInp, learnable, useAdam)),
+      lastLayer(shape.numModels, shape.numNodes, 1, Activation::asis, learnable, useAdam) {}
 
 void NNEnsemble::initWeight(float outputScale, float outputShift) {
     for (int m = 0; m < shape.numModels; ++m) {

@@ -111,6 +111,45 @@ TEST(NNLayer, DrawsItsWeightsFromPairs) {
     }
 }
 
+// The start of many models would take ages if each cleared the gradients of all.
+TEST(NNLayer, StartsOneModelAndLeavesTheOthersAlone) {
+    NNLayer layer(3, 2, 2, Activation::tanh, true, false);
+    for (const int m : {0, 1, 2}) {
+        layer.initWeight(m, 1.0f, 0.0f);
+        EXPECT_EQ(copyOf(layer.weightGradOf(m)), std::vector<float>(4, 0.0f));
+        EXPECT_EQ(copyOf(layer.biasGradOf(m)), std::vector<float>(2, 0.0f));
+    }
+    NNLayerGrads grads = layer.makeGrads();
+    std::ranges::fill(grads.weight.span(), 1.5f);
+    std::ranges::fill(grads.bias.span(), 2.5f);
+    layer.mergeWeightGrad(grads);
+
+    layer.initWeight(1, 1.0f, 0.0f);
+
+    for (const int m : {0, 1, 2}) {
+        EXPECT_EQ(copyOf(layer.weightGradOf(m)), std::vector<float>(4, m == 1 ? 0.0f : 1.5f));
+        EXPECT_EQ(copyOf(layer.biasGradOf(m)), std::vector<float>(2, m == 1 ? 0.0f : 2.5f));
+    }
+}
+
+TEST(NNLayer, TellsWhetherItsNumbersAreFinite) {
+    NNLayer layer(2, 2, 2, Activation::tanh, true, true);
+    layer.initWeight(0, 1.0f, 0.0f);
+    layer.initWeight(1, 1.0f, 0.0f);
+    EXPECT_TRUE(layer.isFinite());
+
+    for (float* const value : {&layer.weightOf(1)[3], &layer.biasOf(0)[1]}) {
+        const float good = *value;
+        for (const float bad :
+             {std::numeric_limits<float>::quiet_NaN(), -std::numeric_limits<float>::infinity()}) {
+            *value = bad;
+            EXPECT_FALSE(layer.isFinite());
+        }
+        *value = good;
+    }
+    EXPECT_TRUE(layer.isFinite());
+}
+
 // The last of an odd number of weights holds the cosine of its pair.
 TEST(NNLayer, DrawsTheCosineForALoneLastWeight) {
     NNLayer layer(1, 1, 1, Activation::asis, true, false);

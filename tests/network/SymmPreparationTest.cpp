@@ -135,6 +135,35 @@ TEST(SymmPreparation, StopsAtValuesThatAreNotFinite) {
     }
 }
 
+// As many-body functions have for two neighbours at one place.
+TEST(SymmPreparation, StopsAtDerivativesThatAreNotFinite) {
+    class Broken final : public SymmFunc {
+    public:
+        Broken() : SymmFunc(2, false, false) { numBasis = 2; }
+        void calculate(const Geometry& geometry, int iatom, std::span<float> symmData,
+                       std::span<float> symmDiff) const override {
+            std::ranges::fill(symmData, 1.0f);
+            std::ranges::fill(symmDiff, 0.0f);
+            if (geometry.numAtoms == someSizes[3] && iatom == 2 && !symmDiff.empty()) {
+                symmDiff.back() = std::numeric_limits<float>::quiet_NaN();
+            }
+        }
+    };
+    const Broken symmFunc;
+    for (const int numThreads : {1, 3}) {
+        const ThreadCount threads(numThreads);
+        const SetFixture fixture(someSizes);
+        const std::span<Geometry* const> all(fixture.geometries);
+        const auto stopOf = [&](std::span<Geometry* const> geometries, bool derive) {
+            return stopMessageOf([&] { calculateSymmRows(symmFunc, geometries, derive, false); });
+        };
+
+        EXPECT_EQ(stopOf(all, true), "NaN at symmetry functions of the 3 -th geometry.");
+        EXPECT_EQ(stopOf(all.subspan(3, 1), true), "NaN at symmetry functions of the 0 -th geometry.");
+        EXPECT_EQ(stopOf(all, false), "(no stop)");
+    }
+}
+
 // A stop inside the shared loop reaches the caller instead of ending the process.
 TEST(SymmPreparation, PassesOnStopsOfTheSymmetryFunctions) {
     class Stopping final : public SymmFunc {
