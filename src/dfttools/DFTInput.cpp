@@ -1,5 +1,6 @@
 #include "dfttools/DFTInput.hpp"
 
+#include "driver/FileReplacement.hpp"
 #include "driver/LineReader.hpp"
 #include "driver/RandomSource.hpp"
 #include "driver/Reporting.hpp"
@@ -10,17 +11,28 @@
 namespace melta {
 namespace {
 
-// Says so if the file does not open.
-FilePointer openOrTell(FilePointer file, const std::string& fileName) {
-    if (!file) {
-        printOut("\ncannot open the file: %s\n\n", fileName.c_str());
-    }
-    return file;
+void tellNotOpened(const std::string& fileName) {
+    printOut("\ncannot open the file: %s\n\n", fileName.c_str());
 }
 
-FilePointer createOrTell(const std::string& fileName) {
-    return openOrTell(FilePointer(std::fopen(fileName.c_str(), "w")), fileName);
-}
+// An input file under a temporary name until it is complete: the DFT code takes half a file for a whole one.
+// After a failure of the power they are simply made again.
+class InputReplacement {
+public:
+    // Says so if the file does not open.
+    explicit InputReplacement(const std::string& fileName) : file(files.tryOpen(fileName)) {
+        if (file == nullptr) {
+            tellNotOpened(fileName);
+        }
+    }
+
+    [[nodiscard]] std::FILE* obtainStream() const { return file; }
+    void commit() { files.commit(); }
+
+private:
+    FileReplacement files{FileReplacement::Sync::no};
+    std::FILE* file;
+};
 
 void writeLines(std::FILE* file, const std::vector<std::string>& lines) {
     for (const std::string& line : lines) {
@@ -39,36 +51,42 @@ void writeDisplaced(std::FILE* file, const DFTAtom& atom, double length, RandomS
 
 bool writeDisplacedInput(const std::string& fileName, const DFTTemplate& lines,
                          const std::vector<DFTAtom>& atoms, double shiftAtoms, RandomSource& random) {
-    FilePointer file = createOrTell(fileName);
-    if (!file) {
+    InputReplacement input(fileName);
+    std::FILE* const file = input.obtainStream();
+    if (file == nullptr) {
         return false;
     }
-    writeLines(file.get(), lines.headLines);
+    writeLines(file, lines.headLines);
     for (std::size_t i = 0; i < atoms.size(); i += 2) {
         const auto [first, second] = drawNormalPair(random);
-        writeDisplaced(file.get(), atoms[i], first * shiftAtoms, random);
+        writeDisplaced(file, atoms[i], first * shiftAtoms, random);
         if (i + 1 < atoms.size()) {
-            writeDisplaced(file.get(), atoms[i + 1], second * shiftAtoms, random);
+            writeDisplaced(file, atoms[i + 1], second * shiftAtoms, random);
         }
     }
-    writeLines(file.get(), lines.tailLines);
-    closeWritten(std::move(file), fileName);
+    writeLines(file, lines.tailLines);
+    input.commit();
     return true;
 }
 
 bool writeMetropolisInput(const std::string& fileName, const std::vector<std::string>& headLines,
                           const std::string& geometryFile) {
-    FilePointer file = createOrTell(fileName);
-    if (!file) {
+    InputReplacement input(fileName);
+    std::FILE* const file = input.obtainStream();
+    if (file == nullptr) {
         return false;
     }
-    writeLines(file.get(), headLines);
-    const FilePointer geometry = openOrTell(openForReading(geometryFile), geometryFile);
+    writeLines(file, headLines);
+    const FilePointer geometry = openForReading(geometryFile);
     if (!geometry) {
+        tellNotOpened(geometryFile);
         return false;
     }
-    TextCopier(file.get()).copyAll(geometry.get());
-    closeWritten(std::move(file), fileName);
+    TextCopier(file).copyAll(geometry.get());
+    if (std::ferror(geometry.get()) != 0) {
+        stopWithMessage("cannot read file: %s", geometryFile.c_str());
+    }
+    input.commit();
     return true;
 }
 

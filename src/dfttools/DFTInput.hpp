@@ -10,8 +10,9 @@ namespace melta {
 
 class RandomSource;
 
-// Both write an input file of Quantum ESPRESSO, over an existing one. False if a file cannot be opened; this
-// is printed. Stop with "cannot write file: %s" when the medium refuses any of it.
+// Both write an input file of Quantum ESPRESSO whole, in the place of an existing one. False if a file cannot
+// be opened; this is printed. Stop with "cannot write file: %s" when the medium refuses any of it, "cannot
+// read file: %s". Then, too, what stood there before is left.
 
 // The template with displaced atoms. Each atom moves along a direction of its own (LebedevDirections.hpp) by
 // a length, positive or negative, that is normally distributed with the standard deviation `shiftAtoms`,

@@ -218,6 +218,24 @@ TEST_F(JobInput, TakesThePlaceOfAnOlderOne) {
     EXPECT_EQ(readTextFile(fileName).find('x', 40), std::string::npos);
 }
 
+TEST_F(JobInput, TakesItsNameOnlyWhenItIsWhole) {
+    writeTextFile(fileName, "older\n");
+    writeTextFile(geometryFile, std::string(10000, 'x'));
+    const std::vector<DFTAtom> atoms = makeAtoms(1000);
+    bool isWritten = true;
+
+    outputOf([&] { isWritten = writeMetropolisInput(fileName, {"head"}, directory.file("missing")); });
+    EXPECT_FALSE(isWritten);
+    {
+        const FileSizeLimit limit(4000);
+        stopMessageOf([&] { write(atoms, 0.1); });
+        stopMessageOf([&] { (void)writeMetropolisInput(fileName, {}, geometryFile); });
+    }
+
+    EXPECT_EQ(readTextFile(fileName), "older\n");
+    EXPECT_EQ(std::distance(fs::directory_iterator(directory.path()), fs::directory_iterator()), 2);
+}
+
 TEST_F(JobInput, ThatCannotBeOpenedIsTold) {
     fs::create_directory(fileName);
     bool isWritten = true;
