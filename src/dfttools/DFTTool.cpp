@@ -3,11 +3,14 @@
 #include "dfttools/DFTFileNames.hpp"
 #include "dfttools/DFTInput.hpp"
 #include "dfttools/DFTScripts.hpp"
+#include "dfttools/KeptCopy.hpp"
 #include "driver/FileReplacement.hpp"
 #include "driver/RandomSource.hpp"
 #include "driver/Reporting.hpp"
 
+#include <charconv>
 #include <filesystem>
+#include <string_view>
 
 namespace fs = std::filesystem;
 
@@ -37,6 +40,42 @@ bool makeDirectory(const char* name) {
     return true;
 }
 
+// Number of an input file by its name; 0 for any other name.
+int numberOfInput(const std::string& name) {
+    constexpr std::string_view stem = dftFileNames::inputStem;
+    int number = 0;
+    if (name.starts_with(stem)) {
+        std::from_chars(name.data() + stem.size(), name.data() + name.size(), number);
+    }
+    return number > 0 && name == stem.data() + std::to_string(number) ? number : 0;
+}
+
+// They belong to nobody any more, but the scripts of an earlier run may still be at work on them.
+void tellLeftInputs(int numGeoms) {
+    int count = 0;
+    std::error_code error;
+    for (fs::directory_iterator entry(dftFileNames::inputDirectory, error), end; !error && entry != end;
+         entry.increment(error)) {
+        count += numberOfInput(entry->path().filename().string()) > numGeoms ? 1 : 0;
+    }
+    if (count == 1) {
+        printOut("\n  * There is 1 input file of an earlier run left in the directory: %s\n",
+                 dftFileNames::inputDirectory);
+    } else if (count > 1) {
+        printOut("\n  * There are %d input files of an earlier run left in the directory: %s\n", count,
+                 dftFileNames::inputDirectory);
+    }
+}
+
+// The scripts begin by removing the data file, also where the calculations then give nothing.
+void keepData(const std::string& dataFile) {
+    const std::string copy = keepCopy(dataFile);
+    if (!copy.empty()) {
+        printOut("\n  * WARNING: the scripts will replace the file \"%s\", a copy of which is \"%s\".\n",
+                 dataFile.c_str(), copy.c_str());
+    }
+}
+
 // The previous script stays until the new one is complete: half a script might remove more than it should.
 bool writeScript(const char* fileName, const std::string& text) {
     FileReplacement script;
@@ -64,7 +103,10 @@ void DFTTool::generateJobs(const std::string& fileTrain, const std::string& file
     if (jobs.numGeoms < 1 || !makeDirectory(dftFileNames::inputDirectory) || !writeInputs()) {
         return;
     }
-    writeScripts(jobs.forTraining ? fileTrain : fileTest);
+    tellLeftInputs(jobs.numGeoms);
+    const std::string& dataFile = jobs.forTraining ? fileTrain : fileTest;
+    keepData(dataFile);
+    writeScripts(dataFile);
     printOut("\n");
 }
 

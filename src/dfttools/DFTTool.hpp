@@ -15,9 +15,12 @@ namespace melta {
 // The input files follow a template. Their configurations are the atoms of the template, displaced at random,
 // or the geometries "dft_geom/geom.1", ... of the Metropolis walk.
 //
+// Input files of an earlier run with higher numbers stay; it is said how many there are. The scripts replace
+// the data file: where there is one already, a copy of it is kept first (KeptCopy.hpp).
+//
 // A dialogue on the console: what goes wrong is told in plain messages, and then the tool just returns and
-// leaves what has been written so far. It stops only as readDFTTemplate does and with "cannot write file: %s"
-// where a medium refuses what an open file was given.
+// leaves what has been written so far. It stops only as readDFTTemplate and keepCopy do, and with "cannot
+// read file: %s" and "cannot write file: %s" where a medium refuses.
 class DFTTool {
 public:
     DFTTool() = default;

@@ -197,15 +197,58 @@ TEST_F(Jobs, EndWithAnUnusableTemplate) {
     EXPECT_TRUE(written().empty());
 }
 
-TEST_F(Jobs, KeepAnExistingDirectory) {
+TEST_F(Jobs, KeepAnExistingDirectoryAndTellWhatIsLeft) {
+    const auto leftLine = [](const std::string& count) {
+        return "\n  * There " + count + " of an earlier run left in the directory: dft_inp\n";
+    };
     fs::create_directory("dft_inp");
-    writeTextFile("dft_inp/inp.1", "older\n");
-    writeTextFile("dft_inp/inp.7", "older\n");
+    for (const char* const name : {"inp.1", "inp.7", "inp.07", "inp.7.new", "inp.", "inp.x", "out.9"}) {
+        writeTextFile("dft_inp/" + std::string(name), "older\n");
+    }
 
-    generate("2\n");
-
+    std::string output = generate("2\n");
+    EXPECT_TRUE(output.ends_with(">>> " + leftLine("is 1 input file") + echoOfScripts));
     EXPECT_NE(readTextFile("dft_inp/inp.1"), "older\n");
     EXPECT_EQ(readTextFile("dft_inp/inp.7"), "older\n");
+
+    output = generate("1\n");
+    EXPECT_TRUE(output.ends_with(">>> " + leftLine("are 2 input files") + echoOfScripts));
+
+    output = generate("7\n");
+    EXPECT_TRUE(output.ends_with(">>> " + echoOfScripts));
+}
+
+TEST_F(Jobs, KeepACopyOfTheDataThatTheScriptsReplace) {
+    const auto warning = [](const std::string& data, const std::string& copy) {
+        return "\n  * WARNING: the scripts will replace the file \"" + data + "\", a copy of which is \"" +
+               copy + "\".\n";
+    };
+    writeTextFile("melta.train", "precious\n");
+    writeTextFile("melta.test", "tested\n");
+
+    std::string output = generate("1\n");
+    EXPECT_TRUE(output.ends_with(">>> " + warning("melta.train", "melta.train.kept") + echoOfScripts));
+    EXPECT_EQ(readTextFile("melta.train.kept"), "precious\n");
+    EXPECT_EQ(readTextFile("melta.train"), "precious\n");
+    EXPECT_FALSE(fs::exists("melta.test.kept"));
+
+    output = generate("1\n\n\n\n\n\ntest\n");
+    EXPECT_NE(output.find(">>> " + warning("melta.test", "melta.test.kept")), std::string::npos);
+    EXPECT_EQ(readTextFile("melta.test.kept"), "tested\n");
+
+    writeTextFile("melta.train", "more\n");
+    output = generate("1\n");
+    EXPECT_TRUE(output.ends_with(">>> " + warning("melta.train", "melta.train.kept.2") + echoOfScripts));
+    EXPECT_EQ(readTextFile("melta.train.kept"), "precious\n");
+}
+
+TEST_F(Jobs, WriteNoScriptWhenTheDataCannotBeKept) {
+    writeTextFile("melta.train", std::string(1000, 'x'));
+    const FileSizeLimit limit(300); // enough for an input file
+
+    EXPECT_EQ(stopMessageOf([] { generate("1\n"); }), "cannot write file: melta.train.kept");
+
+    EXPECT_EQ(namesWritten(), (std::vector<std::string>{"dft_inp/inp.1", "melta.train"}));
 }
 
 TEST_F(Jobs, EndWithoutTheirDirectory) {
