@@ -49,18 +49,19 @@ private:
     std::vector<int> indices;
 };
 
-int readNumElements(LineReader& file) {
+int readNumElements(LineReader& file, const std::string& fileName) {
     if (!file.next()) {
         stopWithMessage("cannot read #elements.");
     }
     int count = 0;
     if (!FieldScanner(file.line()).readInt(count) || count < 1) {
-        stopWithMessage("incorrect #elements: %s", file.line().c_str());
+        stopWithMessage("incorrect #elements: %s", fileName.c_str());
     }
     return count;
 }
 
-void readElement(LineReader& file, FileElements& elements, ClassicalParameters& parameters) {
+void readElement(LineReader& file, const std::string& fileName, FileElements& elements,
+                 ClassicalParameters& parameters) {
     if (!file.next()) {
         stopWithMessage("cannot read element's data.");
     }
@@ -68,7 +69,7 @@ void readElement(LineReader& file, FileElements& elements, ClassicalParameters& 
     std::string name;
     float energy = 0.0f;
     if (!scanner.readWord(name) || !readFinite(scanner, energy)) {
-        stopWithMessage("cannot read an element: %s", file.line().c_str());
+        stopWithMessage("cannot read an element: %s", fileName.c_str());
     }
     const int index = elements.add(name);
     if (index >= 0) {
@@ -76,7 +77,8 @@ void readElement(LineReader& file, FileElements& elements, ClassicalParameters& 
     }
 }
 
-void readPair(const std::string& line, const FileElements& elements, ClassicalParameters& parameters) {
+void readPair(const std::string& line, const std::string& fileName, const FileElements& elements,
+              ClassicalParameters& parameters) {
     FieldScanner scanner(line);
     std::string first;
     std::string second;
@@ -86,7 +88,7 @@ void readPair(const std::string& line, const FileElements& elements, ClassicalPa
         isRead = isRead && readFinite(scanner, coef);
     }
     if (!isRead) {
-        stopWithMessage("cannot read a pair of elements: %s", line.c_str());
+        stopWithMessage("cannot read a pair of elements: %s", fileName.c_str());
     }
     const auto i = elements.find(first);
     const auto j = elements.find(second);
@@ -101,17 +103,18 @@ void readPair(const std::string& line, const FileElements& elements, ClassicalPa
 
 } // namespace
 
-void readClassicalFile(LineReader& file, const GeometrySet& geometrySet, ClassicalParameters& parameters) {
-    const int count = readNumElements(file);
+void readClassicalFile(LineReader& file, const std::string& fileName, const GeometrySet& geometrySet,
+                       ClassicalParameters& parameters) {
+    const int count = readNumElements(file, fileName);
     if (geometrySet.numElems < 1) {
         stopWithMessage("now, you have no elements.");
     }
     FileElements elements(geometrySet);
     for (int i = 0; i < count; ++i) {
-        readElement(file, elements, parameters);
+        readElement(file, fileName, elements, parameters);
     }
     while (file.next()) {
-        readPair(file.line(), elements, parameters);
+        readPair(file.line(), fileName, elements, parameters);
     }
 }
 

@@ -18,10 +18,12 @@ class GeometrySet;
 
 // Reads the parameters of the elements and pairs that the set has, and leaves those that the file does not
 // mention as they are. Elements are matched by their labels; what the set has not is skipped. An A below
-// 0.0001 is read as 0.0001. Stops with "cannot read #elements.", "incorrect #elements: %s", "now, you have no
-// elements.", "cannot read element's data.", "cannot read an element: %s", "cannot read a pair of elements:
-// %s" (the line); a number that is NaN or infinite counts as unreadable.
-void readClassicalFile(LineReader& file, const GeometrySet& geometrySet, ClassicalParameters& parameters);
+// 0.0001 is read as 0.0001. `fileName` is the name of the opened file, for messages. Stops with "cannot read
+// #elements.", "incorrect #elements: %s", "now, you have no elements.", "cannot read element's data.",
+// "cannot read an element: %s", "cannot read a pair of elements: %s" (the file); a number that is NaN or
+// infinite counts as unreadable.
+void readClassicalFile(LineReader& file, const std::string& fileName, const GeometrySet& geometrySet,
+                       ClassicalParameters& parameters);
 
 // Replaces the file. Stops with "cannot open file: %s", "cannot write file: %s", "index of element is out of
 // range.".

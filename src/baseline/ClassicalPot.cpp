@@ -52,7 +52,7 @@ void ClassicalPot::restoreParameters(const std::string& ofFile) {
         stopWithMessage("cannot open file: %s", fileName.c_str());
     }
     printRestore();
-    readClassicalFile(file, *geometrySet, parameters);
+    readClassicalFile(file, fileName, *geometrySet, parameters);
 }
 
 void ClassicalPot::restoreParametersIfPresent(const std::string& ofFile) {
@@ -63,7 +63,7 @@ void ClassicalPot::restoreParametersIfPresent(const std::string& ofFile) {
         return;
     }
     printRestore();
-    readClassicalFile(file, *geometrySet, parameters);
+    readClassicalFile(file, fileName, *geometrySet, parameters);
 }
 
 void ClassicalPot::optimizeParameters(const std::string& ofFile, const std::string& stopFileName) {

@@ -25,7 +25,7 @@ protected:
         writeTextFile(name, text);
         return stopMessageOf([this] {
             LineReader file(name);
-            readClassicalFile(file, set, parameters);
+            readClassicalFile(file, name, set, parameters);
         });
     }
 
@@ -63,7 +63,7 @@ TEST_F(ClassicalFile, ComesBackAsItWas) {
     parameters = ClassicalParameters(3);
 
     LineReader file(name);
-    readClassicalFile(file, set, parameters);
+    readClassicalFile(file, name, set, parameters);
 
     EXPECT_EQ(parameters.coefA, written.coefA);
     EXPECT_EQ(parameters.coefB, written.coefB);
@@ -100,24 +100,24 @@ TEST_F(ClassicalFile, KeepsWhatItDoesNotMention) {
 
 TEST_F(ClassicalFile, StopsAtWhatItCannotRead) {
     EXPECT_EQ(stopOf(""), "cannot read #elements.");
-    EXPECT_EQ(stopOf("x 1\n"), "incorrect #elements: x 1");
-    EXPECT_EQ(stopOf("0\n"), "incorrect #elements: 0");
+    EXPECT_EQ(stopOf("x 1\n"), "incorrect #elements: " + name);
+    EXPECT_EQ(stopOf("0\n"), "incorrect #elements: " + name);
     EXPECT_EQ(stopOf("2\nAa 1\n"), "cannot read element's data.");
     EXPECT_EQ(stopOf("2000000000\nAa 1\n"), "cannot read element's data.");
-    EXPECT_EQ(stopOf("2\nAa\nBb 1\n"), "cannot read an element: Aa");
-    EXPECT_EQ(stopOf("2\nAa one\nBb 1\n"), "cannot read an element: Aa one");
-    EXPECT_EQ(stopOf("2\nAa nan\nBb 1\n"), "cannot read an element: Aa nan");
-    EXPECT_EQ(stopOf(head + "Aa Aa 1 2 3\n"), "cannot read a pair of elements: Aa Aa 1 2 3");
-    EXPECT_EQ(stopOf(head + "Xx Aa 1 2 3\n"), "cannot read a pair of elements: Xx Aa 1 2 3");
-    EXPECT_EQ(stopOf(head + "Aa Aa 1 2 inf 3\n"), "cannot read a pair of elements: Aa Aa 1 2 inf 3");
-    EXPECT_EQ(stopOf(head + "\n"), "cannot read a pair of elements: ");
+    EXPECT_EQ(stopOf("2\nAa\nBb 1\n"), "cannot read an element: " + name);
+    EXPECT_EQ(stopOf("2\nAa one\nBb 1\n"), "cannot read an element: " + name);
+    EXPECT_EQ(stopOf("2\nAa nan\nBb 1\n"), "cannot read an element: " + name);
+    EXPECT_EQ(stopOf(head + "Aa Aa 1 2 3\n"), "cannot read a pair of elements: " + name);
+    EXPECT_EQ(stopOf(head + "Xx Aa 1 2 3\n"), "cannot read a pair of elements: " + name);
+    EXPECT_EQ(stopOf(head + "Aa Aa 1 2 inf 3\n"), "cannot read a pair of elements: " + name);
+    EXPECT_EQ(stopOf(head + "\n"), "cannot read a pair of elements: " + name);
     EXPECT_EQ(stopOf(head), "(no stop)");
 }
 
 TEST_F(ClassicalFile, ChecksTheSetBehindTheNumberOfElements) {
     set.numElems = 0;
 
-    EXPECT_EQ(stopOf("x\n"), "incorrect #elements: x");
+    EXPECT_EQ(stopOf("x\n"), "incorrect #elements: " + name);
     EXPECT_EQ(stopOf("2\n"), "now, you have no elements.");
 }
 
