@@ -39,14 +39,14 @@ std::string readWhole(const std::string& fileName) {
 }
 
 // Reads the first field alone, because the line may be very long.
-bool readFirstInt(std::string_view line, int& value) {
+bool readFirstNumber(std::string_view line, long long& value) {
     const std::size_t begin = line.find_first_not_of(blanks);
     if (begin == std::string_view::npos) {
         return false;
     }
     const std::size_t end = line.find_first_of(blanks, begin);
     const std::string field(line.substr(begin, end == std::string_view::npos ? end : end - begin));
-    return FieldScanner(field).readInt(value);
+    return FieldScanner(field).readLong(value);
 }
 
 } // namespace
@@ -62,15 +62,18 @@ void RecordText::cutRecords(const std::string& fileName) {
         position += length;
         return length > 0;
     };
-    int numAtoms = 0;
+    long long numAtoms = 0;
     starts.push_back(position);
-    while (readFirstInt(lineAt(position), numAtoms)) {
+    while (readFirstNumber(lineAt(position), numAtoms)) {
         if (numRecords() == std::numeric_limits<int>::max() - 1) {
             stopWithMessage("too much geometries: %s", fileName.c_str());
         }
         if (numAtoms < 1) {
             stopWithMessage("#atoms of the %d -th geometry is not positive: %s", numRecords(),
                             fileName.c_str());
+        }
+        if (numAtoms > std::numeric_limits<int>::max()) {
+            stopWithMessage("too large #atoms of the %d -th geometry: %s", numRecords(), fileName.c_str());
         }
         passLine();
         for (int vector = 1; vector <= 3; ++vector) {

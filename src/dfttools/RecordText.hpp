@@ -16,8 +16,9 @@ class RecordText {
 public:
     // Reads the file up to its end or to a line that begins with no number. Stops with "cannot open file:
     // %s", "cannot read file: %s", "#atoms of the %d -th geometry is not positive: %s" (counted from 0, as
-    // all readers of such files do), "too much geometries: %s", and with "cannot read lattice #%d: %s" or
-    // "cannot read atom #%d: %s" (counted from 1) when the file ends within a record.
+    // all readers of such files do), "too large #atoms of the %d -th geometry: %s", "too much geometries:
+    // %s", and with "cannot read lattice #%d: %s" or "cannot read atom #%d: %s" (counted from 1) when the
+    // file ends within a record.
     explicit RecordText(const std::string& fileName);
 
     [[nodiscard]] int numRecords() const { return static_cast<int>(starts.size()) - 1; }

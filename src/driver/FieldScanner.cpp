@@ -25,6 +25,21 @@ bool FieldScanner::readInt(int& value) {
     return true;
 }
 
+bool FieldScanner::readLong(long long& value) {
+    if (hasFailed) {
+        return false;
+    }
+    char* end = nullptr;
+    const long long number = std::strtoll(position, &end, 10);
+    if (end == position) {
+        hasFailed = true;
+        return false;
+    }
+    value = number;
+    position = end;
+    return true;
+}
+
 // Takes what `parse`, one of the C library's functions, finds at the present position.
 template <class Number>
 bool FieldScanner::readNumber(Number (*parse)(const char*, char**), Number& value) {

@@ -15,8 +15,9 @@ public:
     explicit FieldScanner(const std::string& text) : position(text.c_str()) {}
 
     bool readInt(int& value);
-    bool readFloat(float& value);   // NaN and infinities are read as such; too large a number is an infinity
-    bool readDouble(double& value); // the same
+    bool readLong(long long& value); // a whole number of any length; one beyond 64 bits becomes the nearest
+    bool readFloat(float& value);    // NaN and infinities are read as such; too large a number is an infinity
+    bool readDouble(double& value);  // the same
     bool readWord(std::string& word);
 
 private:

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <span>
 
 namespace melta {
@@ -32,7 +33,8 @@ bool GeometryFile::readHead(GeometryHead& head, int igeom) {
         return false;
     }
     FieldScanner fields(reader.line());
-    if (!fields.readInt(head.numAtoms)) {
+    long long numAtoms = 0;
+    if (!fields.readLong(numAtoms)) {
         return false;
     }
     int flag = 0;
@@ -43,9 +45,13 @@ bool GeometryFile::readHead(GeometryHead& head, int igeom) {
         head.hasTotal = true;
         head.total = total;
     }
-    if (head.numAtoms < 1) {
+    if (numAtoms < 1) {
         stopWithMessage("#atoms of the %d -th geometry is not positive: %s", igeom, fileName.c_str());
     }
+    if (numAtoms > std::numeric_limits<int>::max()) {
+        stopWithMessage("too large #atoms of the %d -th geometry: %s", igeom, fileName.c_str());
+    }
+    head.numAtoms = static_cast<int>(numAtoms);
     if (!std::isfinite(head.total)) {
         stopAtTotal(igeom);
     }

@@ -38,8 +38,9 @@ public:
     explicit GeometryFile(const std::string& fileName);
 
     // Reads the head of the next block. False at the end of the file and at a line that does not begin with a
-    // number. Stops with "#atoms of the %d -th geometry is not positive: %s", "NaN at the total energy of the
-    // %d -th geometry: %s" (also for an infinity).
+    // number. Stops with "#atoms of the %d -th geometry is not positive: %s", "too large #atoms of the %d -th
+    // geometry: %s" (beyond 32 bits), "NaN at the total energy of the %d -th geometry: %s" (also for an
+    // infinity).
     bool readHead(GeometryHead& head, int igeom);
 
     // Reads the cell, [3][3] with one vector in each row, Bohr. Stops with "too less lines: %s", "cannot read

@@ -20,6 +20,15 @@ float lengthOf(const std::array<float, 3>& v) {
     return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
 }
 
+// What leaves no symbol stays as it is, so that a message can name it.
+void reduceLabel(std::string& label) {
+    std::string symbol = label;
+    regularizeElement(symbol);
+    if (!symbol.empty()) {
+        label = std::move(symbol);
+    }
+}
+
 } // namespace
 
 GeometrySetReader::GeometrySetReader(const GeometrySet& owner, const std::string& name, bool takesCharge,
@@ -72,7 +81,7 @@ void GeometrySetReader::readAtoms(const GeometryHead& head) {
     for (int iatom = 0; iatom < head.numAtoms; ++iatom) {
         file.readAtom(line, iatom, currentGeometry());
         if (set->regularElem) {
-            regularizeElement(line.label);
+            reduceLabel(line.label);
         }
         addAtom(head, line);
     }

@@ -78,7 +78,7 @@ TEST_F(Records, LackALineEndInTheStyleOfTheFile) {
 
 TEST_F(Records, EndAtALineWithoutANumber) {
     const std::string record = "1\n" + lattice + "O\n";
-    for (const std::string line : {"x\n", "# 1\n", "\n", " \t\r\n", ".5\n", "99999999999\n", "-\n"}) {
+    for (const std::string line : {"x\n", "# 1\n", "\n", " \t\r\n", ".5\n", "-\n"}) {
         const RecordText data = read(record + line + record);
 
         EXPECT_EQ(data.numRecords(), 1) << line;
@@ -124,7 +124,11 @@ TEST_F(Records, HaveAtoms) {
 
     EXPECT_EQ(stopOf("0\n" + lattice), "#atoms of the 0 -th geometry is not positive: " + fileName);
     EXPECT_EQ(stopOf(whole + "-3\n" + whole), "#atoms of the 1 -th geometry is not positive: " + fileName);
-    EXPECT_EQ(stopOf(whole + "-2147483648\n"), "#atoms of the 1 -th geometry is not positive: " + fileName);
+    EXPECT_EQ(stopOf(whole + "-2147483649\n"), "#atoms of the 1 -th geometry is not positive: " + fileName);
+    for (const std::string numAtoms : {"2147483648", "99999999999999999999"}) {
+        EXPECT_EQ(stopOf(whole + numAtoms + "\n" + whole),
+                  "too large #atoms of the 1 -th geometry: " + fileName);
+    }
 }
 
 TEST_F(Records, NeedTheFile) {

@@ -167,6 +167,26 @@ TEST(FieldScannerTest, wholeNumbersBeyond32BitsAreUnreadable) {
     }
 }
 
+TEST(FieldScannerTest, longNumbersAreReadAndCutToTheirRange) {
+    const std::vector<std::pair<std::string, long long>> cases = {
+        {"-7", -7},
+        {" 2147483648 x", 2147483648},
+        {"99999999999999999999", std::numeric_limits<long long>::max()},
+        {"-99999999999999999999", std::numeric_limits<long long>::min()}};
+    for (const auto& [text, expected] : cases) {
+        long long value = 5;
+
+        EXPECT_TRUE(FieldScanner(text).readLong(value)) << text;
+        EXPECT_EQ(value, expected) << text;
+    }
+    long long value = 5;
+    const std::string word = "x 1";
+    FieldScanner scanner(word);
+    EXPECT_FALSE(scanner.readLong(value));
+    EXPECT_FALSE(scanner.readLong(value));
+    EXPECT_EQ(value, 5);
+}
+
 TEST(FieldScannerTest, tooLargeNumbersAreInfinities) {
     float floatValue = 0.0f;
     double doubleValue = 0.0;

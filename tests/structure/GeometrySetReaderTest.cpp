@@ -133,6 +133,8 @@ TEST_F(GeometryReading, ReducesLabelsOnDemandOnly) {
     read(text);
     EXPECT_EQ(set.elemNames, (std::vector<std::string>{"Fe"}));
     EXPECT_EQ(set.elemCounts, (std::vector<std::int32_t>{2}));
+    EXPECT_EQ(stopOf(blockOf("0 -1", {"X1"})), "cannot resolve the atomic number of the element: X");
+    EXPECT_EQ(stopOf(blockOf("0 -1", {"12"})), "cannot resolve the atomic number of the element: 12");
 
     set.regularElem = false;
     read(text);
@@ -191,7 +193,7 @@ TEST_F(GeometryReading, NeedsAFileWithAGeometry) {
               "cannot open file: " + directory.file("none"));
     EXPECT_EQ(stopMessageOf([&] { set.readGeometrySet(directory.path().string(), false); }),
               "cannot open file: " + directory.path().string());
-    for (const char* text : {"", "\n", "x\n", "\n1 0 -1\n", "# 8\n", "99999999999 0 -1\n"}) {
+    for (const char* text : {"", "\n", "x\n", "\n1 0 -1\n", "# 8\n"}) {
         EXPECT_EQ(stopOf(text), "there are no geometries: FILE") << text;
     }
 }
@@ -220,6 +222,12 @@ TEST_F(GeometryReading, RefusesHeads) {
     EXPECT_EQ(stopOf("0 0 -1\n"), "#atoms of the 0 -th geometry is not positive: FILE");
     EXPECT_EQ(stopOf(first + "-1\n"), "#atoms of the 1 -th geometry is not positive: FILE");
     EXPECT_EQ(stopOf(first + "0 0 nan\n"), "#atoms of the 1 -th geometry is not positive: FILE");
+    EXPECT_EQ(stopOf(first + "-2147483649\n"), "#atoms of the 1 -th geometry is not positive: FILE");
+    for (const std::string numAtoms : {"2147483648", "99999999999", "99999999999999999999"}) {
+        EXPECT_EQ(stopOf(first + numAtoms + " 0 -1\n" + first),
+                  "too large #atoms of the 1 -th geometry: FILE");
+    }
+    EXPECT_EQ(stopOf("2147483647\n"), "too less lines: FILE");
     for (const char* total : {"nan", "inf", "-inf", "1e999", "1e308"}) {
         const std::string message = stopOf(first + blockOf(std::string("0 ") + total, {"H"}));
 
