@@ -3,6 +3,7 @@
 #include "baseline/BaselineRemover.hpp"
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
+#include "config/FiniteNumber.hpp"
 #include "driver/FieldScanner.hpp"
 #include "driver/Reporting.hpp"
 #include "structure/GeometrySetLoader.hpp"
@@ -14,8 +15,11 @@ namespace {
 
 float readShift(std::span<const std::string> words) {
     float shift = 1.0e-4f;
-    if (words.size() >= 2 && !FieldScanner(words[1]).readFloat(shift)) {
-        stopWithMessage("cannot read the value of the weight/bias-shift.");
+    if (words.size() >= 2) {
+        FieldScanner scanner(words[1]);
+        if (!readFinite(scanner, shift)) {
+            stopWithMessage("cannot read the value of the weight/bias-shift.");
+        }
     }
     return shift;
 }
