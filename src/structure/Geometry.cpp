@@ -21,6 +21,37 @@ Vector crossProduct(const Vector& a, const Vector& b) {
     return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
 }
 
+// The inverse of a lattice, or the reason why there is none to use.
+struct Inversion {
+    std::array<float, 9> inverse{};
+    const char* fault = nullptr;
+};
+
+Inversion invert(const std::array<float, 9>& lattice) {
+    const Vector a = rowOf(lattice, 0);
+    const Vector b = rowOf(lattice, 1);
+    const Vector c = rowOf(lattice, 2);
+    const std::array<Vector, 3> cofactors{crossProduct(b, c), crossProduct(c, a), crossProduct(a, b)};
+    const float determinant = a[0] * cofactors[0][0] + a[1] * cofactors[0][1] + a[2] * cofactors[0][2];
+    Inversion result;
+    if (std::abs(determinant) < 0.1f) {
+        result.fault = "volume of lattice is zero.";
+        return result;
+    }
+    bool isFinite = std::isfinite(determinant);
+    for (std::size_t k = 0; k < 3; ++k) {
+        for (std::size_t row = 0; row < 3; ++row) {
+            const float entry = cofactors[k][row] / determinant;
+            isFinite = isFinite && std::isfinite(entry);
+            result.inverse[3 * row + k] = entry;
+        }
+    }
+    if (!isFinite) {
+        result.fault = "inverse of lattice is not finite.";
+    }
+    return result;
+}
+
 // The position inside the cell that an atom at `p` has there, by its fractional coordinates.
 Vector wrapPosition(const std::array<float, 9>& lattice, const std::array<float, 9>& invLattice,
                     const Vector& p) {
@@ -124,26 +155,16 @@ void Geometry::createNeighbors(float rcut) {
     neighbors.assign(searchNeighbors(lattice, invLattice, positions, rcut));
 }
 
+bool Geometry::hasUsableLattice() const {
+    return invert(lattice).fault == nullptr;
+}
+
 void Geometry::invertLattice() {
-    const Vector a = rowOf(lattice, 0);
-    const Vector b = rowOf(lattice, 1);
-    const Vector c = rowOf(lattice, 2);
-    const std::array<Vector, 3> cofactors{crossProduct(b, c), crossProduct(c, a), crossProduct(a, b)};
-    const float determinant = a[0] * cofactors[0][0] + a[1] * cofactors[0][1] + a[2] * cofactors[0][2];
-    if (std::abs(determinant) < 0.1f) {
-        stopWithMessage("volume of lattice is zero.");
+    const Inversion result = invert(lattice);
+    if (result.fault != nullptr) {
+        stopWithMessage("%s", result.fault);
     }
-    bool isFinite = std::isfinite(determinant);
-    for (std::size_t k = 0; k < 3; ++k) {
-        for (std::size_t row = 0; row < 3; ++row) {
-            const float entry = cofactors[k][row] / determinant;
-            isFinite = isFinite && std::isfinite(entry);
-            invLattice[3 * row + k] = entry;
-        }
-    }
-    if (!isFinite) {
-        stopWithMessage("inverse of lattice is not finite.");
-    }
+    invLattice = result.inverse;
 }
 
 void Geometry::wrapAtoms() {

@@ -62,6 +62,9 @@ public:
     // precision, "cannot calculate short-coulomb, because cutoff is not positive." and as createNeighbors.
     void haveSetAtoms(float rcut, bool withShortCoulomb);
 
+    // Whether haveSetAtoms can invert the cell.
+    [[nodiscard]] bool hasUsableLattice() const;
+
     // After positions were changed: wraps the atoms and makes new lists within `rcut` (Angstrom). Stops as
     // createNeighbors.
     void updateAtoms(float rcut);

@@ -11,19 +11,20 @@
 
 namespace melta {
 
-void GeometrySet::readGeometrySet(const std::string& fileName, bool withCharge) {
-    readFile(fileName, withCharge, false);
+void GeometrySet::readGeometrySet(const std::string& ofFile, bool withCharge) {
+    readFile(ofFile, withCharge, false);
 }
 
-void GeometrySet::readFirstGeometry(const std::string& fileName, bool withCharge) {
-    readFile(fileName, withCharge, true);
+void GeometrySet::readFirstGeometry(const std::string& ofFile, bool withCharge) {
+    readFile(ofFile, withCharge, true);
 }
 
-void GeometrySet::readFile(const std::string& fileName, bool withCharge, bool isFirstOnly) {
+void GeometrySet::readFile(const std::string& ofFile, bool withCharge, bool isFirstOnly) {
     flushOut();
-    GeometrySetReader reader(*this, fileName, withCharge, isFirstOnly);
+    GeometrySetReader reader(*this, ofFile, withCharge, isFirstOnly);
     reader.read();
     reader.moveTo(*this);
+    fileName = ofFile;
 }
 
 void GeometrySet::haveReadGeometrySet(const Property* property, bool withShortCoulomb,
@@ -34,6 +35,7 @@ void GeometrySet::haveReadGeometrySet(const Property* property, bool withShortCo
     if (property == nullptr) {
         stopWithMessage("property is null.");
     }
+    tellUnusableCell();
     // Neighbouring geometries of a file tend to be of one size; shuffled, they give each thread the same
     // work.
     std::vector<int> order(geometries.size());
@@ -50,6 +52,16 @@ void GeometrySet::haveReadGeometrySet(const Property* property, bool withShortCo
     }
     shiftEnergies();
     printGeometrySet(printMode);
+}
+
+// The stop that follows names no geometry.
+void GeometrySet::tellUnusableCell() const {
+    const auto isUsable = [](const auto& geometry) { return geometry->hasUsableLattice(); };
+    const auto found = std::ranges::find_if_not(geometries, isUsable);
+    if (found != geometries.end()) {
+        printOut("  * The cell of the %d -th geometry is not usable: %s\n\n",
+                 static_cast<int>(found - geometries.begin()), fileName.c_str());
+    }
 }
 
 void GeometrySet::prepareGeometries(std::span<const int> order, float rcut, bool withShortCoulomb) {

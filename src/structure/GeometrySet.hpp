@@ -61,6 +61,8 @@ public:
     std::vector<float> forceMax; // extremes of the length of the force, eV/Angstrom
     std::vector<float> forceMin;
 
+    std::string fileName; // the data file that was read, for messages
+
     int numGeoms = 0;    // accepted geometries, always the length of `geometries`
     int numRejected = 0; // geometries refused by maxForce
     std::vector<std::unique_ptr<Geometry>> geometries; // in the order of the file
@@ -75,17 +77,17 @@ public:
     // Reads all geometries of a data file (format: GeometryFile.hpp, failures: GeometrySetReader.hpp) and
     // refuses those with a larger force than maxForce. `withCharge`: the share carried by the charges is
     // taken out of energies and forces.
-    void readGeometrySet(const std::string& fileName, bool withCharge);
+    void readGeometrySet(const std::string& ofFile, bool withCharge);
 
     // Reads the first geometry only, whatever its forces are.
-    void readFirstGeometry(const std::string& fileName, bool withCharge);
+    void readFirstGeometry(const std::string& ofFile, bool withCharge);
 
     // Turns raw data into training targets: neighbour lists, reference data free of the baseline potential,
     // statistics, energies measured from a mean per kind; then printGeometrySet(printMode). Once for each
     // set; does nothing for a set without geometries. `withShortCoulomb`: the short-range Coulomb part is
     // taken out as well. `baselineRemoval`: takes the baseline potential out; empty: none is taken out,
-    // whatever the flags say. Stops with "property is null.", "error in LAPACK(dsyev).", and as
-    // Geometry::haveSetAtoms and the removal.
+    // whatever the flags say. A cell that cannot be inverted is named in a line. Stops with "property is
+    // null.", "error in LAPACK(dsyev).", and as Geometry::haveSetAtoms and the removal.
     void haveReadGeometrySet(const Property* property, bool withShortCoulomb,
                              const BaselineRemoval& baselineRemoval, int printMode);
 
@@ -101,7 +103,8 @@ public:
     [[nodiscard]] double getElementEnergy(int index) const;
 
 private:
-    void readFile(const std::string& fileName, bool withCharge, bool isFirstOnly);
+    void readFile(const std::string& ofFile, bool withCharge, bool isFirstOnly);
+    void tellUnusableCell() const;
     void prepareGeometries(std::span<const int> order, float rcut, bool withShortCoulomb);
     void updateStatistics();
     void updateAverages();

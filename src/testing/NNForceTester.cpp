@@ -4,6 +4,7 @@
 #include "driver/Reporting.hpp"
 #include "modelio/ModelStore.hpp"
 #include "network/GradientDifference.hpp"
+#include "testing/LackingElements.hpp"
 
 #include <span>
 
@@ -58,6 +59,7 @@ void NNForceTester::performTesting(const std::string& networkFile, float positio
     flushOut();
     Geometry& geometry = geometrySet->obtainGeometry(0);
     requireKnownElements(geometry);
+    tellLackingElements(arch, *geometrySet);
     testGeometry(arch, geometry, positionShift);
     timer.stop();
     printOut("\n  * Wall time: %s.\n\n", timer.getFullTime().c_str());

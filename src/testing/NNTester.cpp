@@ -4,6 +4,7 @@
 #include "driver/MyTimer.hpp"
 #include "driver/Reporting.hpp"
 #include "modelio/ModelStore.hpp"
+#include "testing/LackingElements.hpp"
 
 #include <cmath>
 
@@ -32,6 +33,7 @@ void NNTester::performTesting(const std::string& networkFile, const std::string&
     flushOut();
     Errors errors;
     Tables tables = openTables(files);
+    tellLackingElements(model.arch, *geometrySet);
     for (int g = 0; g < geometrySet->numGeoms; ++g) {
         testGeometry(model, geometrySet->obtainGeometry(g), errors, tables);
     }

@@ -301,6 +301,20 @@ TEST_F(GeometryConditioning, PassesStopsOutOfTheParallelLoop) {
     }
 }
 
+TEST_F(GeometryConditioning, NamesTheCellThatItCannotUse) {
+    const std::string atom = "H 0 0 0 0 0 0 0 0 0 0 0 0\n";
+    for (const std::string cell : {"0.1 0 0\n0 0.1 0\n0 0 0.1\n", "1e30 0 0\n0 1e30 0\n0 0 1e30\n"}) {
+        read(set, twoBlocks() + "1 1 -1\n" + cell + atom + "1 1 -1\n" + cell + atom);
+
+        std::string message;
+        const std::string output = outputOf(
+            [&] { message = stopMessageOf([&] { set.haveReadGeometrySet(&property, false, {}, 0); }); });
+
+        EXPECT_NE(message, "(no stop)");
+        EXPECT_EQ(output, "  * The cell of the 2 -th geometry is not usable: " + name + "\n\n");
+    }
+}
+
 TEST_F(GeometryConditioning, GuardsItsTables) {
     read(set, twoBlocks());
 
