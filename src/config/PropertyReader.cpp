@@ -54,6 +54,11 @@ struct IntTarget {
     IntField chargeField;
 };
 
+// A key that switches something on, for which 1 is stored whatever the number is, or off with 0.
+struct SwitchTarget {
+    IntField field;
+};
+
 // A key with a real number. A coefficient also has a flag that tells whether it is effective.
 struct FloatTarget {
     FloatField field;
@@ -75,13 +80,17 @@ struct LbfgsTarget {
 struct KeyRow {
     std::string_view key;
     Check check;
-    std::variant<IntTarget, FloatTarget, WordTarget, LbfgsTarget> target;
+    std::variant<IntTarget, SwitchTarget, FloatTarget, WordTarget, LbfgsTarget> target;
     const char* unreadableName; // the key in "incorrect '%s'"
     const char* checkedName;    // the key in the message of its check
 };
 
 constexpr KeyRow integer(const char* key, IntField field, Check check = Check::any) {
     return {key, check, IntTarget{field, field}, key, key};
+}
+
+constexpr KeyRow onOff(const char* key, IntField field) {
+    return {key, Check::any, SwitchTarget{field}, key, key};
 }
 
 constexpr KeyRow shape(const char* key, IntField energyField, IntField chargeField) {
@@ -98,10 +107,10 @@ constexpr KeyRow coefficient(const char* key, FloatField field, IntField flag, C
 
 // Files and scripts may rely on the messages, so the two keys that they misspell stay misspelt.
 constexpr KeyRow keyRows[] = {
-    integer("restart", &Property::restart),
-    integer("insituTest", &Property::insituTest),
+    onOff("restart", &Property::restart),
+    onOff("insituTest", &Property::insituTest),
     integer("directSF", &Property::directSF),
-    integer("regularElem", &Property::regularElem),
+    onOff("regularElem", &Property::regularElem),
     real("maxForce", &Property::maxForce),
     real("minEDev", &Property::minEDev, Check::positive),
     real("maxEDev", &Property::maxEDev, Check::positive),
@@ -109,8 +118,8 @@ constexpr KeyRow keyRows[] = {
     real("maxQDev", &Property::maxQDev, Check::positive),
     {"symmFunc", Check::any, WordTarget{&Property::symmFuncKind, &Property::symmFuncKind, symmFuncNames},
      "symmFunc", "symmFunc"},
-    integer("elemWeight", &Property::elemWeight),
-    integer("tanhCutoff", &Property::tanhCutoff),
+    onOff("elemWeight", &Property::elemWeight),
+    onOff("tanhCutoff", &Property::tanhCutoff),
     integer("m2", &Property::m2, Check::positive),
     integer("m3", &Property::m3, Check::notNegative),
     real("rinner", &Property::rinner, Check::notNegative),
@@ -137,16 +146,16 @@ constexpr KeyRow keyRows[] = {
     integer("epochsApproxF", &Property::epochsApproxF),
     integer("superEpochs", &Property::superEpochs),
     integer("geomsEpoch", &Property::geomsEpoch),
-    integer("sqrtLoss", &Property::sqrtLoss),
-    integer("renormLoss", &Property::renormLoss),
-    integer("withCharge", &Property::withCharge),
-    integer("withHDNNP", &Property::withHDNNP),
-    integer("withClassical", &Property::withClassical),
-    integer("withLJlike", &Property::withClassical),
-    integer("withReaxFF", &Property::withReaxFF),
+    onOff("sqrtLoss", &Property::sqrtLoss),
+    onOff("renormLoss", &Property::renormLoss),
+    onOff("withCharge", &Property::withCharge),
+    onOff("withHDNNP", &Property::withHDNNP),
+    onOff("withClassical", &Property::withClassical),
+    onOff("withLJlike", &Property::withClassical),
+    onOff("withReaxFF", &Property::withReaxFF),
     real("rcutReaxFF", &Property::rcutReaxFF, Check::positive),
     real("rateReaxFF", &Property::rateReaxFF, Check::positive),
-    integer("approxForce", &Property::approxForce),
+    onOff("approxForce", &Property::approxForce),
     real("rmseEnergy", &Property::rmseEnergy, Check::positive),
     real("rmseForce", &Property::rmseForce, Check::positive),
     real("rmseCharge", &Property::rmseCharge, Check::positive),
@@ -176,6 +185,16 @@ public:
 
     void operator()(const IntTarget& target) const {
         property.*(chargeMode ? target.chargeField : target.field) = readInt();
+    }
+
+    void operator()(const SwitchTarget& target) const {
+        int& field = property.*target.field;
+        const bool isOn = readInt() != 0;
+        // What is on already keeps the number by which an older network file says so, and with which that
+        // file is going to be compared.
+        if (isOn != (field != 0)) {
+            field = isOn ? 1 : 0;
+        }
     }
 
     void operator()(const FloatTarget& target) const {

@@ -79,6 +79,11 @@ void writeSymmFunc(std::FILE* stream, const Property& property) {
     }
 }
 
+// Files of earlier versions have switches with other numbers, of which some cannot be read again.
+int switchOf(int value) {
+    return value != 0 ? 1 : 0;
+}
+
 void writeShape(std::FILE* stream, const Property& property, const NetworkFields& fields) {
     std::fprintf(stream, "%d %d %d %d\n", property.*fields.layers, property.*fields.nodes,
                  property.*fields.activ, property.*fields.models);
@@ -244,13 +249,13 @@ private:
 void writeNetworkHead(std::FILE* stream, const Property& property, const GeometrySet& geometrySet,
                       const SymmStatistics& statistics) {
     const int baseline = baselineOf(property);
-    std::fprintf(stream, "%d %d %d %d\n", property.symmFuncKind, property.elemWeight, property.tanhCutoff,
-                 baseline);
+    std::fprintf(stream, "%d %d %d %d\n", property.symmFuncKind, switchOf(property.elemWeight),
+                 switchOf(property.tanhCutoff), baseline);
     if (baseline == Baseline::reaxFF) {
         writeNumbers(stream, {property.rcutReaxFF, property.rateReaxFF});
     }
     writeSymmFunc(stream, property);
-    std::fprintf(stream, "%d\n", property.withCharge);
+    std::fprintf(stream, "%d\n", switchOf(property.withCharge));
     writeShape(stream, property, energyKind.fields);
     if (property.withCharge != 0) {
         writeShape(stream, property, chargeKind.fields);

@@ -20,12 +20,7 @@ struct FloatKey {
 };
 
 const IntKey intKeys[] = {
-    {"restart", &Property::restart},
-    {"insituTest", &Property::insituTest},
     {"directSF", &Property::directSF},
-    {"regularElem", &Property::regularElem},
-    {"elemWeight", &Property::elemWeight},
-    {"tanhCutoff", &Property::tanhCutoff},
     {"m2", &Property::m2},
     {"m3", &Property::m3},
     {"numRadius", &Property::numRadius},
@@ -42,20 +37,20 @@ const IntKey intKeys[] = {
     {"epochsApproxF", &Property::epochsApproxF},
     {"superEpochs", &Property::superEpochs},
     {"geomsEpoch", &Property::geomsEpoch},
-    {"sqrtLoss", &Property::sqrtLoss},
-    {"renormLoss", &Property::renormLoss},
-    {"withCharge", &Property::withCharge},
-    {"withHDNNP", &Property::withHDNNP},
-    {"withReaxFF", &Property::withReaxFF},
-    {"approxForce", &Property::approxForce},
     {"classicalTry", &Property::classicalTry},
     {"gpuThreads", &Property::gpuThreads},
     {"gpuAtomBlock", &Property::gpuAtomBlock},
-    // Both set one field, so that they stand apart from the others in the test of all keys.
-    {"withClassical", &Property::withClassical},
+};
+
+const IntKey switchKeys[] = {
+    {"restart", &Property::restart},          {"insituTest", &Property::insituTest},
+    {"regularElem", &Property::regularElem},  {"elemWeight", &Property::elemWeight},
+    {"tanhCutoff", &Property::tanhCutoff},    {"sqrtLoss", &Property::sqrtLoss},
+    {"renormLoss", &Property::renormLoss},    {"withCharge", &Property::withCharge},
+    {"withHDNNP", &Property::withHDNNP},      {"withReaxFF", &Property::withReaxFF},
+    {"approxForce", &Property::approxForce},  {"withClassical", &Property::withClassical},
     {"withLJlike", &Property::withClassical},
 };
-constexpr std::size_t numSharedKeys = 2;
 
 const FloatKey floatKeys[] = {
     {"maxForce", &Property::maxForce},
@@ -92,7 +87,7 @@ std::string unreadable(const std::string& key) {
 
 TEST_F(PropertyReaderTest, EveryIntegerKeySetsItsField) {
     std::string text;
-    const std::size_t numKeys = std::size(intKeys) - numSharedKeys;
+    const std::size_t numKeys = std::size(intKeys);
     for (std::size_t i = 0; i < numKeys; ++i) {
         text += std::string(intKeys[i].key) + " " + std::to_string(1000 + i) + "\n";
     }
@@ -103,6 +98,30 @@ TEST_F(PropertyReaderTest, EveryIntegerKeySetsItsField) {
     for (std::size_t i = 0; i < numKeys; ++i) {
         EXPECT_EQ(property.*intKeys[i].field, static_cast<int>(1000 + i)) << intKeys[i].key;
     }
+}
+
+TEST_F(PropertyReaderTest, EverySwitchIsStoredAsZeroOrOne) {
+    for (const IntKey& row : switchKeys) {
+        for (const int before : {0, 1}) {
+            for (const int value : {-2147483647, -1, 0, 1, 2, 2147483647}) {
+                property.*row.field = before;
+
+                writeTextFile(propertyName, std::string(row.key) + " " + std::to_string(value) + "\n");
+                readPropertyKeys(property, propertyName, false);
+
+                EXPECT_EQ(property.*row.field, value != 0 ? 1 : 0) << row.key << " " << value;
+            }
+        }
+    }
+}
+
+TEST_F(PropertyReaderTest, SwitchesThatAreOnStayAsTheNetworkFileSays) {
+    property.elemWeight = 2;
+    readText("elemWeight 1\n");
+    EXPECT_EQ(property.elemWeight, 2);
+
+    readText("elemWeight 0\n");
+    EXPECT_EQ(property.elemWeight, 0);
 }
 
 TEST_F(PropertyReaderTest, EveryFloatKeySetsItsField) {
@@ -196,10 +215,10 @@ TEST_F(PropertyReaderTest, UnreadableAndInfiniteFloatsAreRefused) {
 }
 
 TEST_F(PropertyReaderTest, LargestIntegersAreAccepted) {
-    readText("models 2147483647\nnodes 2000000000\nnumRadius 2000000000\nrestart -2147483648\n");
+    readText("models 2147483647\nnodes 2000000000\nnumRadius 2000000000\ndirectSF -2147483648\n");
 
     EXPECT_EQ(property.modelsEnergy, 2147483647);
-    EXPECT_EQ(property.restart, -2147483647 - 1);
+    EXPECT_EQ(property.directSF, -2147483647 - 1);
 }
 
 struct Refusal {

@@ -105,6 +105,17 @@ TEST_F(Head, WritesChebyshev) {
                                  std::string(shapesAndElements));
 }
 
+TEST_F(Head, WritesSwitchesAsZeroOrOne) {
+    const std::string expected = writtenHead();
+    property.elemWeight = -1;
+    property.withCharge = 7;
+
+    EXPECT_EQ(writtenHead(), expected);
+
+    property.tanhCutoff = -2;
+    EXPECT_EQ(writtenHead().substr(0, 8), "3 1 1 0\n");
+}
+
 TEST_F(Head, WritesNoShapeOfChargesWithoutCharges) {
     property.withCharge = 0;
 
