@@ -1,6 +1,8 @@
 #include "config/ConfigurationLoader.hpp"
 
 #include "config/FileNames.hpp"
+#include "driver/LineReader.hpp"
+#include "driver/Reporting.hpp"
 
 namespace melta {
 
@@ -9,7 +11,14 @@ namespace {
 void readConfiguration(Property& property, const std::string& propertyFile, bool chargeMode) {
     constexpr bool tolerant = true;
     property.peekData(fileNames::network, tolerant);
+    // Without a name of its own a missing file is no surprise; with one the name may be mistyped.
+    const bool isSurprising = propertyFile != fileNames::properties && !openForReading(propertyFile);
     property.readProperty(propertyFile, fileNames::behler, chargeMode);
+    if (isSurprising) {
+        printOut("  * WARNING: the properties file was missing, so that it was written with the defaults: "
+                 "%s\n\n",
+                 propertyFile.c_str());
+    }
 }
 
 } // namespace

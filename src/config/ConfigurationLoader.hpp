@@ -7,7 +7,8 @@
 namespace melta {
 
 // The settings that training and sampling modes begin with: the defaults, then what an existing network file
-// says about the model, then the keys of the properties file. Stops as readProperty does.
+// says about the model, then the keys of the properties file. A properties file of a name of its own that is
+// missing is told in a line behind the banner. Stops as readProperty does.
 Property loadConfiguration(const std::string& propertyFile, bool chargeMode);
 
 // The same for the fit of the Lennard-Jones-like potential, which L-BFGS alone can do.

@@ -36,6 +36,20 @@ TEST_F(ConfigurationLoaderTest, missingFilesLeaveTheDefaultsAndATemplate) {
     EXPECT_TRUE(std::filesystem::exists("melta.prop"));
 }
 
+TEST_F(ConfigurationLoaderTest, aMissingFileOfAnotherNameIsTold) {
+    load("melta.prop");
+    EXPECT_EQ(output.find("WARNING"), std::string::npos);
+    const std::string banner = output;
+
+    load("mleta.prop");
+    EXPECT_EQ(output, banner +
+                          "  * WARNING: the properties file was missing, so that it was written with the "
+                          "defaults: mleta.prop\n\n");
+
+    load("mleta.prop");
+    EXPECT_EQ(output, banner);
+}
+
 TEST_F(ConfigurationLoaderTest, keysOverrideTheNetworkFileWhichOverridesTheDefaults) {
     test::writeTextFile("melta.data", chebyshevHead);
     test::writeTextFile("melta.prop", "nodes 33\n");
