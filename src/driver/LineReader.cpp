@@ -2,6 +2,7 @@
 
 #include "driver/Reporting.hpp"
 
+#include <cctype>
 #include <filesystem>
 #include <utility>
 
@@ -31,6 +32,14 @@ bool LineReader::next() {
         text.push_back(static_cast<char>(character));
     }
     return true;
+}
+
+bool LineReader::hasMoreText() {
+    int character = std::getc(file.get());
+    while (character != EOF && std::isspace(character) != 0) {
+        character = std::getc(file.get());
+    }
+    return character != EOF;
 }
 
 FilePointer openForReading(const std::string& fileName) {

@@ -37,6 +37,9 @@ public:
     // Reads the next line into line() without its line end. False at the end of the file.
     bool next();
 
+    // Whether anything but blanks and line ends follows; reads up to it.
+    bool hasMoreText();
+
     [[nodiscard]] const std::string& line() const { return text; }
 
 private:

@@ -3,6 +3,8 @@
 #include "driver/FieldScanner.hpp"
 #include "driver/Reporting.hpp"
 
+#include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -91,6 +93,11 @@ void GeometryFile::readAtom(AtomLine& atom, int iatom, int igeom) {
     if (!areFinite) {
         stopAtNumbersOfAtom(iatom, igeom);
     }
+}
+
+bool GeometryFile::hasRest() {
+    const auto isBlank = [](unsigned char character) { return std::isspace(character) != 0; };
+    return !std::ranges::all_of(reader.line(), isBlank) || reader.hasMoreText();
 }
 
 void GeometryFile::stopAtTotal(int igeom) const {

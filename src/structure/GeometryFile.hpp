@@ -51,6 +51,9 @@ public:
     // geometry: %s" and as stopAtNumbersOfAtom.
     void readAtom(AtomLine& atom, int iatom, int igeom);
 
+    // After the last block: whether more than blank lines stand behind it.
+    [[nodiscard]] bool hasRest();
+
     // Stops with "NaN at the total energy of the %d -th geometry: %s", and "NaN at the %d -th atom of the %d
     // -th geometry: %s".
     [[noreturn]] void stopAtTotal(int igeom) const;

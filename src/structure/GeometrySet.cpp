@@ -4,7 +4,9 @@
 #include "driver/ParallelGuard.hpp"
 #include "driver/RandomSource.hpp"
 #include "driver/Reporting.hpp"
+#include "structure/FarEnergies.hpp"
 #include "structure/GeometrySetReader.hpp"
+#include "structure/NeighborSearch.hpp"
 
 #include <algorithm>
 #include <numeric>
@@ -41,7 +43,8 @@ void GeometrySet::haveReadGeometrySet(const Property* property, bool withShortCo
     std::vector<int> order(geometries.size());
     std::iota(order.begin(), order.end(), 0);
     sharedRandom().shuffle(order);
-    prepareGeometries(order, obtainLargestCutoff(*property), withShortCoulomb);
+    const float rcut = obtainLargestCutoff(*property);
+    prepareGeometries(order, rcut, withShortCoulomb);
     if (baselineRemoval) {
         baselineRemoval(*this, *property, order);
     }
@@ -49,6 +52,10 @@ void GeometrySet::haveReadGeometrySet(const Property* property, bool withShortCo
     const auto lacksAtomEnergy = [](const auto& geometry) { return !geometry->hasAtomEnergy; };
     if (withHDNNP || std::any_of(geometries.begin(), geometries.end(), lacksAtomEnergy)) {
         fitAtomicEnergies();
+    }
+    if (printMode == 1) {
+        findCloseAtoms(order, rcut);
+        warnings.farGeoms = findFarEnergies(compositions(), totalEnergies(), numElems);
     }
     shiftEnergies();
     printGeometrySet(printMode);
@@ -71,6 +78,28 @@ void GeometrySet::prepareGeometries(std::span<const int> order, float rcut, bool
         guard.run([&] { obtainGeometry(index).haveSetAtoms(rcut, withShortCoulomb); });
     }
     guard.rethrow();
+}
+
+// The neighbour lists leave such atoms out.
+void GeometrySet::findCloseAtoms(std::span<const int> order, float rcut) {
+    std::vector<char> areClose(geometries.size(), 0);
+    ParallelGuard guard;
+#pragma omp parallel for schedule(static)
+    for (const int index : order) {
+        guard.run([&] {
+            const Geometry& geometry = obtainGeometry(index);
+            const bool isClose =
+                haveCloseAtoms(geometry.lattice, geometry.invLattice, geometry.positions, rcut);
+            areClose[static_cast<std::size_t>(index)] = isClose ? 1 : 0;
+        });
+    }
+    guard.rethrow();
+    warnings.closeGeoms.clear();
+    for (std::size_t g = 0; g < areClose.size(); ++g) {
+        if (areClose[g] != 0) {
+            warnings.closeGeoms.push_back(static_cast<int>(g));
+        }
+    }
 }
 
 void GeometrySet::shiftEnergies() {
@@ -104,6 +133,9 @@ void GeometrySet::printGeometrySet(int mode) const {
     printOut("  %s%d\n", "  Number of Elements  = ", numElems);
     printOut("  %s\n", "  List of Elements:");
     printElements(mode);
+    if (mode == 1) {
+        warnings.print(fileName);
+    }
     flushOut();
 }
 

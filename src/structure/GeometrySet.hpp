@@ -1,6 +1,7 @@
 #pragma once
 
 #include "structure/BaselineRemoval.hpp"
+#include "structure/DataWarnings.hpp"
 #include "structure/ElementSymbols.hpp"
 #include "structure/Geometry.hpp"
 
@@ -61,7 +62,8 @@ public:
     std::vector<float> forceMax; // extremes of the length of the force, eV/Angstrom
     std::vector<float> forceMin;
 
-    std::string fileName; // the data file that was read, for messages
+    std::string fileName;  // the data file that was read, for messages
+    DataWarnings warnings; // of the file; completed by haveReadGeometrySet in print mode 1
 
     int numGeoms = 0;    // accepted geometries, always the length of `geometries`
     int numRejected = 0; // geometries refused by maxForce
@@ -91,7 +93,7 @@ public:
     void haveReadGeometrySet(const Property* property, bool withShortCoulomb,
                              const BaselineRemoval& baselineRemoval, int printMode);
 
-    // Prints a summary: mode 0 nothing, 1 with ranges of the data, 2 short.
+    // Prints a summary: mode 0 nothing, 1 with ranges of the data and the warnings, 2 short.
     void printGeometrySet(int mode) const;
 
     // Stops with "index of geometry is out of range.".
@@ -106,6 +108,9 @@ private:
     void readFile(const std::string& ofFile, bool withCharge, bool isFirstOnly);
     void tellUnusableCell() const;
     void prepareGeometries(std::span<const int> order, float rcut, bool withShortCoulomb);
+    void findCloseAtoms(std::span<const int> order, float rcut);
+    [[nodiscard]] std::vector<double> compositions() const;
+    [[nodiscard]] std::vector<double> totalEnergies() const;
     void updateStatistics();
     void updateAverages();
     void updateDeviations();

@@ -45,6 +45,9 @@ void GeometrySetReader::read() {
         stopWithMessage("there are no geometries: %s", fileName.c_str());
     }
     table.checkCounts();
+    if (!isFirstOnly && file.hasRest()) {
+        restBehind = lastBlock;
+    }
 }
 
 void GeometrySetReader::moveTo(GeometrySet& target) {
@@ -52,6 +55,7 @@ void GeometrySetReader::moveTo(GeometrySet& target) {
     target.geometries = std::move(geometries);
     target.numGeoms = static_cast<int>(target.geometries.size());
     target.numRejected = numRejected;
+    target.warnings = {{}, {}, restBehind};
 }
 
 bool GeometrySetReader::readBlock() {
@@ -59,6 +63,7 @@ bool GeometrySetReader::readBlock() {
     if (!file.readHead(head, currentGeometry())) {
         return false;
     }
+    lastBlock = currentGeometry();
     std::array<float, 9> lattice = file.readLattice(currentGeometry());
     for (float& component : lattice) {
         component *= units::bohr;

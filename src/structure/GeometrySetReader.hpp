@@ -5,6 +5,7 @@
 #include "structure/GeometryFile.hpp"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,8 @@ private:
     ElementTable table;
     std::vector<std::unique_ptr<Geometry>> geometries;
     int numRejected = 0;
+    int lastBlock = 0; // number of the block that was read last
+    std::optional<int> restBehind;
 
     // The block being read. Its atoms are collected one by one: the head's number of them is only a claim.
     std::vector<Atom> atoms;

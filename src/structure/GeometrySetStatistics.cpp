@@ -101,17 +101,27 @@ void GeometrySet::updateDeviations() {
     }
 }
 
-void GeometrySet::fitAtomicEnergies() {
+// Atoms of each kind in each geometry, [numGeoms][numElems].
+std::vector<double> GeometrySet::compositions() const {
     const auto size = static_cast<std::size_t>(numElems);
     std::vector<double> counts(geometries.size() * size, 0.0);
-    std::vector<double> totals(geometries.size());
     for (std::size_t g = 0; g < geometries.size(); ++g) {
-        totals[g] = geometries[g]->energyTotal;
         for (const std::int32_t element : geometries[g]->elements) {
             counts[g * size + static_cast<std::size_t>(element)] += 1.0;
         }
     }
-    AtomicEnergyFit fit = fitCompositions(counts, totals, numElems);
+    return counts;
+}
+
+std::vector<double> GeometrySet::totalEnergies() const {
+    std::vector<double> totals(geometries.size());
+    std::ranges::transform(geometries, totals.begin(),
+                           [](const auto& geometry) { return geometry->energyTotal; });
+    return totals;
+}
+
+void GeometrySet::fitAtomicEnergies() {
+    AtomicEnergyFit fit = fitCompositions(compositions(), totalEnergies(), numElems);
     energyAve = std::move(fit.energies);
     energyDev = std::move(fit.deviations);
     for (double& deviation : energyDev) {

@@ -10,6 +10,10 @@
 
 namespace melta {
 
+// The single-precision number just above 0.01, square of the distance (Angstrom) below which two atoms are
+// one.
+inline constexpr float smallestSquare = 0.010000001f;
+
 // Makes neighbour lists out of images that have been sorted into the bins of a grid; the one place that
 // decides who is a neighbour and in which order. `Table` has bin(index), the images of a bin. For one thread.
 template <class Table>
@@ -46,10 +50,6 @@ private:
         records.insert(records.end(), chosen.begin(),
                        chosen.begin() + static_cast<std::ptrdiff_t>(numChosen));
     }
-
-    // The single-precision number just above 0.01, square of the distance (Angstrom) below which two atoms
-    // are one.
-    static constexpr float smallestSquare = 0.010000001f;
 
     const BinGrid* grid;
     const Table* table;

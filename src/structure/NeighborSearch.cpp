@@ -5,8 +5,10 @@
 #include "structure/BinGrid.hpp"
 #include "structure/NeighborCollector.hpp"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
+#include <cmath>
 #include <omp.h>
 
 namespace melta {
@@ -87,7 +89,47 @@ NeighborLists findNeighbors(const BinGrid& grid, const BinTable& table, std::spa
     return lists;
 }
 
+// A width of bins that leaves about one atom in each.
+float widthForOneAtom(std::span<const float, 9> lattice, std::size_t numAtoms) {
+    double volume = 1.0;
+    for (std::size_t c = 0; c < 3; ++c) {
+        volume *=
+            static_cast<double>(std::abs(lattice[c]) + std::abs(lattice[3 + c]) + std::abs(lattice[6 + c]));
+    }
+    return static_cast<float>(std::cbrt(volume / static_cast<double>(numAtoms)));
+}
+
+bool isClose(const std::array<float, 3>& p, const Image& image) {
+    const float dx = image.x - p[0];
+    const float dy = image.y - p[1];
+    const float dz = image.z - p[2];
+    return dx * dx + dy * dy + dz * dz < smallestSquare;
+}
+
 } // namespace
+
+bool haveCloseAtoms(std::span<const float, 9> lattice, std::span<const float, 9> invLattice,
+                    std::span<const float> positions, float rcut) {
+    const float distance = std::sqrt(smallestSquare);
+    if (!(rcut > distance)) {
+        return false;
+    }
+    const std::size_t numAtoms = positions.size() / 3;
+    const float width = std::clamp(widthForOneAtom(lattice, numAtoms), distance, rcut);
+    const BinGrid grid(lattice, invLattice, numAtoms, width);
+    const BinTable table = fillTable(grid, positions);
+    bool areClose = false;
+    for (std::size_t i = 0; i < numAtoms && !areClose; ++i) {
+        const std::array<float, 3> p = positionOf(positions, i);
+        const Neighbor self{static_cast<std::int32_t>(i), 0, 0, 0};
+        grid.forEachBinAround(p, [&](std::size_t bin) {
+            areClose = areClose || std::ranges::any_of(table.bin(bin), [&](const Image& image) {
+                           return isClose(p, image) && image.record != self;
+                       });
+        });
+    }
+    return areClose;
+}
 
 NeighborLists searchNeighbors(std::span<const float, 9> lattice, std::span<const float, 9> invLattice,
                               std::span<const float> positions, float rcut) {

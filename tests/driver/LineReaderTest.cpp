@@ -96,6 +96,21 @@ TEST_F(LineReaderTest, takesOverAnOpenFile) {
     EXPECT_FALSE(LineReader(nullptr, name).isOpen());
 }
 
+TEST_F(LineReaderTest, moreTextIsAnythingButBlanks) {
+    const auto hasMoreText = [&](const std::string& rest) {
+        test::writeTextFile(name, "first\n" + rest);
+        LineReader reader(name);
+        EXPECT_TRUE(reader.next());
+        return reader.hasMoreText();
+    };
+    for (const std::string& rest : {""s, "\n"s, " \t\r\n\v\f\n "s, std::string(1U << 21U, ' ')}) {
+        EXPECT_FALSE(hasMoreText(rest)) << rest.size();
+    }
+    for (const std::string& rest : {"x"s, "\n\n  .\n"s, "\0"s, "\xff"s, std::string(1U << 21U, 'x')}) {
+        EXPECT_TRUE(hasMoreText(rest)) << rest.size();
+    }
+}
+
 TEST_F(LineReaderTest, endOfTheFileStaysTheEnd) {
     test::writeTextFile(name, "only\n");
     LineReader reader(name);

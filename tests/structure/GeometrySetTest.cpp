@@ -315,6 +315,70 @@ TEST_F(GeometryConditioning, NamesTheCellThatItCannotUse) {
     }
 }
 
+TEST_F(GeometryConditioning, WarnsOfAtomsThatAreTooClose) {
+    const auto pair = [](const std::string& second) {
+        return "2 1 -2\n" + cubicCell() + "H 0.05 1 1 -1 0 0 0 0 0 0 0 0\nH " + second +
+               " -1 0 0 0 0 0 0 0 0\n";
+    };
+    // 0.1 Angstrom are 0.18897 Bohr; the third pair is close through the side of the cell.
+    read(set, pair("0.05 1 1.2") + pair("0.05 1.18 1") + pair("9.95 1 1") + pair("5 5 5"));
+
+    const std::string output = condition(set, 1);
+
+    EXPECT_TRUE(output.ends_with("\n\n  * WARNING: atoms are too close in the 1 -th geometry: " + name +
+                                 "\n\n  * WARNING: atoms are too close in the 2 -th geometry: " + name +
+                                 "\n\n"));
+    EXPECT_EQ(output.find("0 -th"), std::string::npos);
+    EXPECT_EQ(output.find("3 -th"), std::string::npos);
+}
+
+TEST_F(GeometryConditioning, WarnsOfEnergiesFarFromTheOthers) {
+    std::string text;
+    for (const char* const total : {"-1.1", "-1.2", "1e15", "-1.3"}) {
+        text += "1 0 " + std::string(total) + "\n" + cubicCell() + "H 1 1 1 -1 0 0 0 0 0 0 0 0\n";
+    }
+    read(set, text);
+
+    EXPECT_TRUE(condition(set, 1).ends_with(
+        "\n\n  * WARNING: the energy of the 2 -th geometry is far from the others: " + name + "\n\n"));
+}
+
+TEST_F(GeometryConditioning, WarnsOfLinesThatAreNotRead) {
+    const std::string large = "1 1 -1\n" + cubicCell() + "H 1 1 1 -1 9 0 0 0 0 0 0 0\n";
+    const std::vector<std::pair<std::string, std::string>> cases = {{"", ""},
+                                                                    {"\n \t\r\n\n", ""},
+                                                                    {"\n" + twoBlocks(), "1"},
+                                                                    {"# a comment", "1"},
+                                                                    {" \n\n\n\n.", "1"},
+                                                                    {"\n" + std::string(1U << 21U, 'x'), "1"},
+                                                                    {large + "\nx", "2"}};
+    for (const auto& [rest, number] : cases) {
+        GeometrySet fresh;
+        fresh.maxForce = 20.0f;
+        read(fresh, twoBlocks() + rest);
+        const std::string output = condition(fresh, 1);
+
+        const std::string expected =
+            "\n\n  * WARNING: lines behind the " + number + " -th geometry are not read: " + name + "\n\n";
+        EXPECT_EQ(output.ends_with(expected), !number.empty()) << output;
+        EXPECT_EQ(output.find("WARNING") != std::string::npos, !number.empty()) << output;
+    }
+}
+
+TEST_F(GeometryConditioning, WarnsInTheFullSummaryOnly) {
+    const std::string text =
+        "2 1 1e15\n" + cubicCell() + "H 1 1 1 -1 0 0 0 0 0 0 0 0\nH 1 1 1 -1 0 0 0 0 0 0 0 0\nx\n";
+    for (const int mode : {0, 2}) {
+        GeometrySet fresh;
+        read(fresh, text);
+        EXPECT_EQ(condition(fresh, mode).find("WARNING"), std::string::npos) << mode;
+    }
+    GeometrySet first;
+    writeTextFile(name, text);
+    first.readFirstGeometry(name, false);
+    EXPECT_EQ(condition(first, 1).find("not read"), std::string::npos);
+}
+
 TEST_F(GeometryConditioning, GuardsItsTables) {
     read(set, twoBlocks());
 

@@ -71,6 +71,42 @@ NeighborList withoutNearLimits(const Geometry& geometry, int i, double rcut) {
     return list;
 }
 
+// Puts an atom of the cell at a distance from an image of another one.
+void putNear(Geometry& geometry, std::size_t atom, std::size_t other, float distance, std::mt19937& random) {
+    std::normal_distribution<float> normal;
+    std::uniform_int_distribution<int> image(-1, 1);
+    std::array<float, 3> direction{normal(random), normal(random), normal(random)};
+    const float length = std::hypot(direction[0], direction[1], direction[2]);
+    const std::array<float, 3> shift{static_cast<float>(image(random)), static_cast<float>(image(random)),
+                                     static_cast<float>(image(random))};
+    for (std::size_t c = 0; c < 3; ++c) {
+        geometry.positions[3 * atom + c] = geometry.positions[3 * other + c] +
+                                           direction[c] / length * distance + shift[0] * geometry.lattice[c] +
+                                           shift[1] * geometry.lattice[3 + c] +
+                                           shift[2] * geometry.lattice[6 + c];
+    }
+}
+
+bool areClose(Geometry& geometry, float rcut) {
+    geometry.haveSetAtoms(rcut, false);
+    return haveCloseAtoms(geometry.lattice, geometry.invLattice, geometry.positions, rcut);
+}
+
+// The same the plain way.
+bool areCloseByForce(const Geometry& geometry) {
+    for (int i = 0; i < geometry.numAtoms; ++i) {
+        for (int j = 0; j <= i; ++j) {
+            for (int image = 0; image < 27; ++image) {
+                const Neighbor record{j, image / 9 - 1, image / 3 % 3 - 1, image % 3 - 1};
+                if (!(record == Neighbor{i, 0, 0, 0}) && distance(geometry, i, record) < 0.1) {
+                    return true;
+                }
+            }
+        }
+    }
+    return false;
+}
+
 TEST(NeighborSearch, FindsWhatTryingAllImagesFinds) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -88,6 +124,55 @@ TEST(NeighborSearch, FindsWhatTryingAllImagesFinds) {
         }
         EXPECT_GT(numFound, 0U);
     }
+}
+
+TEST(NeighborSearch, KnowsAtomsThatAreTooClose) {
+    std::mt19937 random(17);
+    for (const Case& c : cases) {
+        for (unsigned seed = 1; seed <= 20; ++seed) {
+            SCOPED_TRACE(c.name);
+            Geometry geometry = makeGeometry(c, seed);
+            const bool isClose = areClose(geometry, c.rcut);
+            EXPECT_EQ(isClose, areCloseByForce(geometry));
+            if (c.numAtoms < 2 || isClose) {
+                continue;
+            }
+            const auto atom = seed % static_cast<unsigned>(c.numAtoms - 1) + 1;
+            for (const float r : {0.05f, 0.0995f, 0.1005f}) {
+                putNear(geometry, atom, 0, r, random);
+
+                EXPECT_EQ(areClose(geometry, c.rcut), areCloseByForce(geometry)) << r;
+                EXPECT_TRUE(r > 0.1f || areClose(geometry, c.rcut)) << r;
+            }
+        }
+    }
+}
+
+TEST(NeighborSearch, KnowsAnAtomThatIsCloseToItself) {
+    for (const auto& [side, isClose] : {std::pair(0.09f, true), std::pair(0.11f, false)}) {
+        Geometry geometry(std::array<float, 9>{side, 0, 0, 0, 2, 0, 0, 0, 2}, 1, false);
+
+        EXPECT_EQ(areClose(geometry, 3.0f), isClose);
+        EXPECT_FALSE(areClose(geometry, 0.1f));
+    }
+}
+
+TEST(NeighborSearch, KnowsThatNoneOfManyAtomsAreClose) {
+    // A perfect crystal, many atoms in each plane.
+    constexpr int perSide = 20;
+    constexpr float side = 1.5f;
+    constexpr float length = side * perSide;
+    Geometry geometry(std::array<float, 9>{length, 0, 0, 0, length, 0, 0, 0, length},
+                      perSide * perSide * perSide, false);
+    for (int i = 0; i < geometry.numAtoms; ++i) {
+        geometry.setAtom(i, 0, 1, side * static_cast<float>(i % perSide),
+                         side * static_cast<float>(i / perSide % perSide),
+                         side * static_cast<float>(i / perSide / perSide), 0, 0, 0, 0.0, 0);
+    }
+
+    EXPECT_FALSE(areClose(geometry, 3.0f));
+    geometry.positions[std::size_t{3} * (perSide - 1)] = length - 0.06f;
+    EXPECT_TRUE(areClose(geometry, 3.0f));
 }
 
 TEST(NeighborSearch, KeepsTheOrderOfThePlainSearch) {

@@ -94,6 +94,7 @@ TEST_F(SharedData, IsConditionedWithTheKnownForceRanges) {
         const float largest = *std::max_element(set->forceMax.begin(), set->forceMax.end());
         EXPECT_LE(std::abs(largest - data.largestForce), 5.1e-4f);
         EXPECT_NE(text.find("Presumed Atomic Energy"), std::string::npos);
+        EXPECT_EQ(text.find("WARNING"), std::string::npos) << text;
         double sum = 0.0;
         double numAtoms = 0.0;
         for (const auto& geometry : set->geometries) {
