@@ -1,5 +1,6 @@
 // Single-precision matrix products on row-major blocks, in the three transpositions that dense layers need.
-// Thin names over BLAS. Inside a parallel region they run serially.
+// Kernels for the small blocks of a tile, compiled for every instruction set; each runs on the calling
+// thread.
 #pragma once
 
 #include <cstddef>

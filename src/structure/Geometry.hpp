@@ -57,9 +57,10 @@ public:
 
     // Makes what follows from the atoms, once, after the last setAtom: inverts the cell, wraps the atoms into
     // it, makes the neighbour lists within `rcut` (Angstrom) if that is positive and, `withShortCoulomb`,
-    // takes the short-range Coulomb part out of the reference data. Stops with "volume of lattice is zero."
-    // if the volume is below 0.1 cubic Angstrom, "inverse of lattice is not finite." if it exceeds single
-    // precision, "cannot calculate short-coulomb, because cutoff is not positive." and as createNeighbors.
+    // adds the short-range Coulomb term to the reference data (removeShortCoulomb). Stops with "volume of
+    // lattice is zero." if the volume is below 0.1 cubic Angstrom, "inverse of lattice is not finite." if it
+    // exceeds single precision, "cannot calculate short-coulomb, because cutoff is not positive." and as
+    // createNeighbors.
     void haveSetAtoms(float rcut, bool withShortCoulomb);
 
     // Whether haveSetAtoms can invert the cell.

@@ -86,8 +86,8 @@ public:
 
     // Turns raw data into training targets: neighbour lists, reference data free of the baseline potential,
     // statistics, energies measured from a mean per kind; then printGeometrySet(printMode). Once for each
-    // set; does nothing for a set without geometries. `withShortCoulomb`: the short-range Coulomb part is
-    // taken out as well. `baselineRemoval`: takes the baseline potential out; empty: none is taken out,
+    // set; does nothing for a set without geometries. `withShortCoulomb`: the short-range Coulomb term is
+    // added as well. `baselineRemoval`: takes the baseline potential out; empty: none is taken out,
     // whatever the flags say. A cell that cannot be inverted is named in a line. Stops with "property is
     // null.", "error in LAPACK(dsyev).", and as Geometry::haveSetAtoms and the removal.
     void haveReadGeometrySet(const Property* property, bool withShortCoulomb,
