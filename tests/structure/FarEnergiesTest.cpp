@@ -122,6 +122,9 @@ TEST_F(FarEnergies, AreNotToldOfACompositionThatStandsAlone) {
     add(0, 4);
     totals.back() += 5000.0;
     EXPECT_EQ(find(), Indices{});
+    // Two that stand alone together and contradict each other.
+    add(0, 4);
+    EXPECT_EQ(find(), Indices{});
 
     // The ratio never varies: nothing is known of the kinds, but all of their sum.
     counts.clear();
