@@ -1,12 +1,13 @@
 #include "training/TrainingSession.hpp"
 
+#include "driver/Interrupt.hpp"
 #include "driver/Reporting.hpp"
 #include "network/ParameterPacking.hpp"
 
 namespace melta {
 
 bool TrainingSession::pollStopFile() {
-    if (!isRootProcess() || !StopFile(stopFileName).consume()) {
+    if (!isRootProcess() || !(StopFile(stopFileName).consume() || isInterrupted())) {
         return false;
     }
     trainState = TrainState::exitedByUser;

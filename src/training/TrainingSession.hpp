@@ -42,7 +42,7 @@ struct TrainingSession {
     BeginningWatch beginning; // of a run that goes on with stored networks
     std::chrono::steady_clock::time_point lastStore = std::chrono::steady_clock::now(); // or the start
 
-    // Whether another console asked to stop; takes the request away and notes it.
+    // Whether another console or a signal asked to stop; takes the stop file away and notes it.
     bool pollStopFile();
 
     // Store the network on the way, if any epoch was made: when `epoch` is one of those, or when
