@@ -4,8 +4,17 @@
 #include "driver/Reporting.hpp"
 
 #include <cstdio>
+#include <unistd.h>
 
 namespace melta {
+namespace {
+
+// Whether what a user types appears behind the prompt.
+bool isEchoed() {
+    return isatty(fileno(stdin)) != 0 && isatty(STDOUT_FILENO) != 0;
+}
+
+} // namespace
 
 std::optional<std::string> readAnswer() {
     printOut(">>> ");
@@ -19,6 +28,9 @@ std::optional<std::string> readAnswer() {
         if (answer.size() < LineReader::maxLineLength) {
             answer.push_back(static_cast<char>(character));
         }
+    }
+    if (character == '\n' && isEchoed()) {
+        noteLineEnd();
     }
     return answer;
 }

@@ -1,7 +1,9 @@
 #include "driver/Reporting.hpp"
 
+#include <array>
 #include <cstdarg>
 #include <cstdlib>
+#include <string_view>
 
 namespace melta {
 namespace {
@@ -19,9 +21,31 @@ std::string formatArguments(const char* format, va_list arguments) {
     return text;
 }
 
-// Leaves without running destructors: other threads may still be inside a parallel region.
+// While it lives, other threads wait with what they want to print.
+class OutputLock {
+public:
+    OutputLock() { flockfile(stdout); }
+    ~OutputLock() { funlockfile(stdout); }
+    OutputLock(const OutputLock&) = delete;
+    OutputLock& operator=(const OutputLock&) = delete;
+};
+
+bool isLineOpen = false; // belongs to whoever holds the lock
+
+void print(std::string_view text) {
+    const OutputLock lock;
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    if (!text.empty()) {
+        isLineOpen = text.back() != '\n';
+    }
+}
+
+// Leaves without running destructors: other threads may still be inside a parallel region. The lock is never
+// given back, so that of several threads that stop at once only the first one speaks, and nobody speaks
+// behind it.
 [[noreturn]] void printAndExit(const std::string& message) {
-    std::printf("[STOP] %s\n", message.c_str());
+    const OutputLock lock;
+    std::printf("%s[STOP] %s\n", isLineOpen ? "\n" : "", message.c_str());
     std::fflush(nullptr);
     std::_Exit(1);
 }
@@ -49,11 +73,26 @@ void stopWithMessage(const char* format, ...) {
     std::abort();
 }
 
+// Nearly all texts are short, and those are printed even where there is no memory left.
 void printOut(const char* format, ...) {
+    std::array<char, 1024> text;
     va_list arguments;
+    va_list again;
     va_start(arguments, format);
-    std::vprintf(format, arguments);
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(text.data(), text.size(), format, arguments);
     va_end(arguments);
+    if (length >= static_cast<int>(text.size())) {
+        print(formatArguments(format, again));
+    } else if (length > 0) {
+        print({text.data(), static_cast<std::size_t>(length)});
+    }
+    va_end(again);
+}
+
+void noteLineEnd() {
+    const OutputLock lock;
+    isLineOpen = false;
 }
 
 void flushOut() {

@@ -19,8 +19,9 @@ namespace melta {
 using StopHandler = void (*)(const std::string& message);
 
 // Installs the process-wide stop handler and gives the previous one. A null pointer brings back the default,
-// which prints "[STOP] %s\n" on the standard output and ends the process at once with exit status 1,
-// destroying nothing.
+// which prints "[STOP] %s\n" on the standard output, at the start of a line, and ends the process at once
+// with exit status 1, destroying nothing. Of several threads that stop at once the first one does so, and the
+// others wait for the end.
 StopHandler setStopHandler(StopHandler handler);
 
 // Reports a fatal condition to the stop handler. Safe to call from inside a parallel region with the default
@@ -29,6 +30,9 @@ StopHandler setStopHandler(StopHandler handler);
 
 // Formatted printing to the standard output.
 void printOut(const char* format, ...) MELTA_PRINTF_FORMAT(1, 2);
+
+// Tells that something else has ended the line that printOut has begun, such as the echo of a terminal.
+void noteLineEnd();
 
 // Flushes the standard output, at the milestones of long runs.
 void flushOut();

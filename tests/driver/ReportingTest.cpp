@@ -5,8 +5,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <barrier>
 #include <csignal>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace melta {
 namespace {
@@ -66,6 +69,47 @@ TEST_F(ReportingDeathTest, stopEndsTheProcessFromInsideAParallelRegion) {
     EXPECT_EXIT(act(), testing::ExitedWithCode(1), "^\\[STOP\\] number 3\n$");
 }
 
+TEST_F(ReportingDeathTest, ofThreadsThatStopAtOnceOneSpeaks) {
+    const auto act = [] {
+        showOutputOnError();
+        std::barrier everybody(8);
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < 8; ++i) {
+            threads.emplace_back([&] {
+                everybody.arrive_and_wait();
+                stopWithMessage("one of them");
+            });
+        }
+    };
+
+    for (int repetition = 0; repetition < 5; ++repetition) {
+        EXPECT_EXIT(act(), testing::ExitedWithCode(1), "^\\[STOP\\] one of them\n$");
+    }
+}
+
+TEST_F(ReportingDeathTest, stopBeginsALineOfItsOwn) {
+    const auto act = [] {
+        showOutputOnError();
+        printOut("\nnumber of atoms:\n");
+        printOut(">>> ");
+        printOut("%s", "");
+        stopWithMessage("obj is null.");
+    };
+
+    EXPECT_EXIT(act(), testing::ExitedWithCode(1), "^\nnumber of atoms:\n>>> \n\\[STOP\\] obj is null.\n$");
+}
+
+TEST_F(ReportingDeathTest, endOfALineThatOthersMadeCounts) {
+    const auto act = [] {
+        showOutputOnError();
+        printOut(">>> ");
+        noteLineEnd();
+        stopWithMessage("obj is null.");
+    };
+
+    EXPECT_EXIT(act(), testing::ExitedWithCode(1), "^>>> \\[STOP\\] obj is null.\n$");
+}
+
 TEST_F(ReportingDeathTest, handlerThatReturnsAborts) {
     const auto act = [] {
         setStopHandler(ignoreStop);
@@ -116,6 +160,14 @@ TEST(ReportingTest, percentSignsInArgumentsAreText) {
 TEST(ReportingTest, printOutGoesToTheStandardOutput) {
     EXPECT_EQ(outputOf([] { printOut("  Cutoff = %.3f%s\n", 6.0, " Angstrom"); }),
               "  Cutoff = 6.000 Angstrom\n");
+}
+
+TEST(ReportingTest, longTextsArePrintedWhole) {
+    for (const std::size_t length : {1022U, 1023U, 1024U, 5000U}) {
+        const std::string text = std::string(length, 'x') + "|";
+
+        EXPECT_EQ(outputOf([&] { printOut("%s", text.c_str()); }), text);
+    }
 }
 
 TEST(ReportingTest, formatTextGivesWhatPrintfWouldPrint) {
