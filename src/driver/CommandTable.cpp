@@ -4,6 +4,7 @@
 #include "config/BehlerDialogue.hpp"
 #include "config/FileNames.hpp"
 #include "config/Property.hpp"
+#include "config/Version.hpp"
 #include "dfttools/DFTMode.hpp"
 #include "dfttools/SplitMode.hpp"
 #include "driver/Reporting.hpp"
@@ -34,6 +35,10 @@ void runTemplate(std::span<const std::string> /*words*/) {
     printOut("\n  * Generate the file: %s.\n\n", fileNames::properties);
 }
 
+void runVersion(std::span<const std::string> /*words*/) {
+    printOut("melta %s\n", versionText);
+}
+
 } // namespace
 
 std::span<const Command> commandTable() {
@@ -53,6 +58,7 @@ std::span<const Command> commandTable() {
         {{"--metro", "--monte-carlo", "--mc"}, runMetropolis, Threading::parallel},
         {{"--metro-temp", "--monte-carlo-temp", "--mc-temp"}, runMetropolisTemplate, Threading::serial},
         {{"--classical"}, runClassicalFit, Threading::parallel},
+        {{"--version"}, runVersion, Threading::serial},
     };
     return table;
 }

@@ -6,10 +6,18 @@
 #include "driver/HelpText.hpp"
 
 #include <cblas.h>
+#include <csignal>
 #include <omp.h>
 
 namespace melta {
 namespace {
+
+// What cannot be written is an error of the writing then, which whoever minds looks at: a reader of the
+// output who leaves ends no training, and a limit of the size of files is a full disk.
+void ignoreWriteSignals() {
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+}
 
 void setUpThreads(int numThreads) {
     if (numThreads > 0) {
@@ -24,6 +32,7 @@ void setUpThreads(int numThreads) {
 } // namespace
 
 int runCommand(std::span<const std::string> arguments) {
+    ignoreWriteSignals();
     flushDenormals();
     const CommandLine line = parseCommandLine(arguments);
     setUpThreads(line.numThreads);

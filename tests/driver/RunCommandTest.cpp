@@ -1,5 +1,6 @@
 #include "driver/RunCommand.hpp"
 
+#include "config/Version.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
 
@@ -7,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 
+#include <csignal>
 #include <string>
 #include <vector>
 
@@ -48,6 +50,21 @@ TEST_F(RunCommandTest, unknownWordsPrintTheHelpText) {
     EXPECT_EQ(run({"--help"}), help);
     EXPECT_EQ(run({"--omp", "x", "--stop"}), help);
     EXPECT_EQ(status, 0);
+}
+
+TEST_F(RunCommandTest, versionIsOneLine) {
+    EXPECT_EQ(run({"--version"}), std::string("melta ") + versionText + "\n");
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(RunCommandTest, brokenPipesAndFullFilesKillNothing) {
+    std::signal(SIGPIPE, SIG_DFL);
+    std::signal(SIGXFSZ, SIG_DFL);
+
+    run({});
+
+    EXPECT_EQ(std::signal(SIGPIPE, SIG_DFL), SIG_IGN);
+    EXPECT_EQ(std::signal(SIGXFSZ, SIG_DFL), SIG_IGN);
 }
 
 TEST_F(RunCommandTest, optionSetsTheThreadCounts) {
