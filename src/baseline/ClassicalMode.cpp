@@ -3,11 +3,13 @@
 #include "baseline/ClassicalPot.hpp"
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
+#include "driver/DirectoryLock.hpp"
 #include "structure/GeometrySet.hpp"
 
 namespace melta {
 
 void runClassicalFit(std::span<const std::string> words) {
+    const DirectoryLock lock;
     const std::string propertyFile = words.size() >= 2 ? words[1] : fileNames::properties;
     const Property property = loadClassicalConfiguration(propertyFile);
     const bool withCharge = property.withCharge != 0;

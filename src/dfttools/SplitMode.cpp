@@ -2,6 +2,7 @@
 
 #include "config/FileNames.hpp"
 #include "dfttools/DataSplitter.hpp"
+#include "driver/DirectoryLock.hpp"
 #include "driver/FieldScanner.hpp"
 #include "driver/ProcessGuard.hpp"
 #include "driver/Reporting.hpp"
@@ -9,6 +10,7 @@
 namespace melta {
 
 void runSplit(std::span<const std::string> words) {
+    const DirectoryLock lock;
     requireSingleProcess(words[0]);
     float rate = -1.0f;
     if (words.size() >= 2 && !FieldScanner(words[1]).readFloat(rate)) {

@@ -3,12 +3,14 @@
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
 #include "config/Property.hpp"
+#include "driver/DirectoryLock.hpp"
 #include "driver/Reporting.hpp"
 #include "sampling/NNMetropolis.hpp"
 
 namespace melta {
 
 void runMetropolis(std::span<const std::string> /*words*/) {
+    const DirectoryLock lock;
     Property property;
     property.peekData(fileNames::network, false);
     NNMetropolis sampler(&property);

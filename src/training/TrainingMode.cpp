@@ -3,6 +3,7 @@
 #include "baseline/BaselineRemover.hpp"
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
+#include "driver/DirectoryLock.hpp"
 #include "driver/Interrupt.hpp"
 #include "driver/Reporting.hpp"
 #include "driver/StopFile.hpp"
@@ -33,6 +34,7 @@ std::unique_ptr<GeometrySet> loadTestSet(const Property& property, const Geometr
 // What both kinds of training do, up to the quantity that is fitted.
 template <class Trainer>
 void runTraining(std::span<const std::string> words, bool chargeMode) {
+    const DirectoryLock lock;
     installInterruptHandlers();
     // Left by an earlier run. What comes from now on is for this one.
     StopFile(fileNames::stopFile).consume();
