@@ -4,6 +4,7 @@
 #include "baseline/ClassicalPot.hpp"
 #include "baseline/ClassicalSigns.hpp"
 #include "config/Property.hpp"
+#include "driver/Interrupt.hpp"
 #include "driver/RandomSource.hpp"
 #include "driver/Reporting.hpp"
 #include "structure/GeometrySet.hpp"
@@ -39,24 +40,31 @@ void ClassicalFit::run(const std::string& fileName, const std::string& stopFileN
     }
     const auto geometries = shuffleGeometries();
     setStart(fileName);
-    const StopFile stopFile(stopFileName);
-    if (isRootProcess()) {
-        stopFile.consume(); // left by an earlier run
-    }
     printOut("  Classical Potential's Optimization:\n\n");
     flushOut();
-    ClassicalLoss loss(geometries, pot->obtainCutoff(), pot->parameters.numElems(), property);
-    ClassicalOptimizer optimizer(&pot->parameters, property, &loss, pot->obtainCutoff(), stopFile, &timers);
-    runTries(optimizer);
-    printStatus();
+    const StopFile stopFile(stopFileName);
+    if (isRootProcess() && (stopFile.consume() || isInterrupted())) {
+        status = FitStatus::exitedByUser;
+        printStatus(); // nothing has been fitted that could be stored
+    } else {
+        ClassicalLoss loss(geometries, pot->obtainCutoff(), pot->parameters.numElems(), property);
+        ClassicalOptimizer optimizer(&pot->parameters, property, &loss, pot->obtainCutoff(), stopFile,
+                                     &timers);
+        runTries(optimizer);
+        printStatus();
+        storeResult();
+    }
+    timers.wall.stop();
+    printOut("  * Wall time: %s.\n\n", timers.wall.getFullTime().c_str());
+}
+
+void ClassicalFit::storeResult() const {
     printPairs(false);
     if (!pot->parameters.isFinite()) {
         stopWithMessage("the training diverged: parameters of the potential");
     }
     pot->storeParameters();
     pot->printCsv();
-    timers.wall.stop();
-    printOut("  * Wall time: %s.\n\n", timers.wall.getFullTime().c_str());
 }
 
 // Shuffled, the geometries of all sizes are spread evenly over the threads.

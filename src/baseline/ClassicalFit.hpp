@@ -20,7 +20,8 @@ class ClassicalFit {
 public:
     ClassicalFit(ClassicalPot* ofFit, const GeometrySet* ofData, const Property* ofRun);
 
-    // The whole run, with its report. Stops as ClassicalPot::optimizeParameters.
+    // The whole run, with its report. A request to end that comes before the first iteration ends it without
+    // a result. Stops as ClassicalPot::optimizeParameters.
     void run(const std::string& fileName, const std::string& stopFileName);
 
 private:
@@ -33,6 +34,7 @@ private:
     void repairPairs();
     void printPairs(bool withMarks) const;
     void printStatus() const;
+    void storeResult() const;
 
     ClassicalPot* pot;
     const GeometrySet* geometrySet;

@@ -4,12 +4,16 @@
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
 #include "driver/DirectoryLock.hpp"
+#include "driver/Interrupt.hpp"
+#include "driver/StopFile.hpp"
 #include "structure/GeometrySet.hpp"
 
 namespace melta {
 
 void runClassicalFit(std::span<const std::string> words) {
     const DirectoryLock lock;
+    installInterruptHandlers();
+    StopFile(fileNames::stopFile).consume(); // left by an earlier run; later ones are meant for this run
     const std::string propertyFile = words.size() >= 2 ? words[1] : fileNames::properties;
     const Property property = loadClassicalConfiguration(propertyFile);
     const bool withCharge = property.withCharge != 0;

@@ -2,6 +2,7 @@
 
 #include "config/LbfgsSetup.hpp"
 #include "config/Property.hpp"
+#include "driver/Interrupt.hpp"
 #include "driver/Reporting.hpp"
 
 #include <cmath>
@@ -113,7 +114,7 @@ bool ClassicalOptimizer::reportProgress(float lossAndPenalty) {
     if (status == FitStatus::converged) {
         return true;
     }
-    if (isRootProcess() && stopFile.consume()) {
+    if (isRootProcess() && (stopFile.consume() || isInterrupted())) {
         status = FitStatus::exitedByUser;
         return true;
     }

@@ -4,6 +4,7 @@
 #include "config/FileNames.hpp"
 #include "config/Property.hpp"
 #include "driver/DirectoryLock.hpp"
+#include "driver/Interrupt.hpp"
 #include "driver/Reporting.hpp"
 #include "sampling/NNMetropolis.hpp"
 
@@ -11,6 +12,7 @@ namespace melta {
 
 void runMetropolis(std::span<const std::string> /*words*/) {
     const DirectoryLock lock;
+    installInterruptHandlers();
     Property property;
     property.peekData(fileNames::network, false);
     NNMetropolis sampler(&property);

@@ -3,6 +3,7 @@
 #include "baseline/BaselineRemover.hpp"
 #include "config/FileNames.hpp"
 #include "config/Property.hpp"
+#include "driver/Interrupt.hpp"
 #include "driver/LineReader.hpp"
 #include "driver/MyTimer.hpp"
 #include "driver/RandomSource.hpp"
@@ -107,7 +108,7 @@ void NNMetropolis::walk(Geometry& geometry, MetropolisMoves& moves, NNArch& arch
     NetworkEnergy energy(arch, baseline, *geometrySet, geometry, obtainLargestCutoff(*property));
     MonteCarloWalk chain(input, moves, energy, sharedRandom());
     chain.start();
-    while (!chain.isDone()) {
+    while (!chain.isDone() && !isInterrupted()) {
         const WalkStep& step = chain.tryMove();
         if (step.output) {
             writer.writeGeometryForDFT(geometry, chain.getNumOutput() - 1);
@@ -118,6 +119,9 @@ void NNMetropolis::walk(Geometry& geometry, MetropolisMoves& moves, NNArch& arch
             flushOut();
         }
         chain.settle();
+    }
+    if (!chain.isDone()) {
+        printOut("\n  Exited by user.\n");
     }
     printWalkCounts(input, chain.getAcceptedCounts(), chain.getTotalCounts());
 }

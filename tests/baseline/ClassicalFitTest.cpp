@@ -3,6 +3,7 @@
 #include "baseline/ClassicalPot.hpp"
 #include "baseline/ClassicalTwin.hpp"
 #include "config/Property.hpp"
+#include "driver/Interrupt.hpp"
 #include "driver/RandomSource.hpp"
 #include "driver/Reporting.hpp"
 #include "support/StopCatcher.hpp"
@@ -13,7 +14,9 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cmath>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -233,6 +236,7 @@ TEST_F(ClassicalFitTest, EndsWhenTheUserWants) {
     property.classicalTry = std::numeric_limits<int>::max();
     std::atomic<bool> isDone = false;
     std::thread user([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300)); // the fit is under way by then
         while (!isDone) {
             const std::ofstream request(stopName);
         }
@@ -249,15 +253,37 @@ TEST_F(ClassicalFitTest, EndsWhenTheUserWants) {
     EXPECT_NE(stored.find("Aa Aa " + a), std::string::npos) << stored;
 }
 
-TEST_F(ClassicalFitTest, IgnoresAStaleRequest) {
+TEST_F(ClassicalFitTest, EndsWhenASignalCame) {
     addCells(1, 4);
-    writeTextFile(stopName, "");
-    property.epochs = 1;
-    property.classicalTry = 1;
+    property.numRadius = 0;
+    property.numAngle = 0;
+    property.classicalTry = std::numeric_limits<int>::max();
+    installInterruptHandlers();
+    std::thread user([] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        std::raise(SIGTERM);
+    });
 
     const std::string text = fit();
 
-    EXPECT_EQ(countOf("\n  NOT converged.\n\n", text), 1U);
+    user.join();
+    removeInterruptHandlers();
+    EXPECT_EQ(countOf("\n\n  Exited by user.\n\n  Lennard-Jones-like Potential:\n\n" + fittedLine(), text),
+              1U);
+}
+
+TEST_F(ClassicalFitTest, EarlyRequestLeavesTheOldResult) {
+    addCells(1, 4);
+    writeTextFile(stopName, "");
+    writeTextFile(name, "old");
+
+    const std::string text = fit();
+
+    const std::string end = "  Classical Potential's Optimization:\n\n\n  Exited by user.\n\n  * Wall time: ";
+    EXPECT_EQ(countOf(end, text), 1U) << text;
+    EXPECT_EQ(countOf("  #.", text), 0U);
+    EXPECT_EQ(readTextFile(name), "old");
+    EXPECT_FALSE(std::filesystem::exists(name + ".csv"));
     EXPECT_FALSE(std::filesystem::exists(stopName));
 }
 
