@@ -1,6 +1,8 @@
 #include "baseline/ClassicalLoss.hpp"
 
 #include "config/Property.hpp"
+#include "driver/ParallelGuard.hpp"
+#include "driver/ThreadTeam.hpp"
 #include "structure/Geometry.hpp"
 
 #include <cblas.h>
@@ -9,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <optional>
 
 namespace melta {
 namespace {
@@ -94,7 +97,9 @@ ClassicalLoss::ClassicalLoss(std::span<const Geometry* const> ofGeometries, cons
 }
 
 void ClassicalLoss::addProducts(std::size_t memoryLimit) {
-#pragma omp parallel
+    ParallelGuard guard;
+    const int numThreads = limitBlasCallers(omp_get_max_threads());
+#pragma omp parallel num_threads(numThreads)
     {
         ProductsOfElements products;
         std::vector<const Geometry*> others;
@@ -102,24 +107,29 @@ void ClassicalLoss::addProducts(std::size_t memoryLimit) {
         std::size_t memoryLeft = memoryLimit / static_cast<std::size_t>(omp_get_num_threads());
 #pragma omp for schedule(static)
         for (std::size_t g = 0; g < geometries.size(); ++g) {
-            derivatives.update(*geometries[g], cutoff, numElements);
-            scaleEnergyRow(*geometries[g], derivatives);
-            if (!addProductsOf(derivatives, products, memoryLeft)) {
-                others.push_back(geometries[g]);
-            }
+            guard.run([&] {
+                derivatives.update(*geometries[g], cutoff, numElements);
+                scaleEnergyRow(*geometries[g], derivatives);
+                if (!addProductsOf(derivatives, products, memoryLeft)) {
+                    others.push_back(geometries[g]);
+                }
+            });
         }
 #pragma omp critical(meltaClassicalLoss)
-        {
-            for (auto& [elements, part] : products) {
-                const auto [place, isNew] = productsOf.try_emplace(elements, std::move(part));
-                if (!isNew) {
-                    addVector(part.energy, place->second.energy);
-                    addVector(part.force, place->second.force);
-                }
-            }
-            singly.insert(singly.end(), others.begin(), others.end());
+        guard.run([&] { mergeProducts(products, others); });
+    }
+    guard.rethrow();
+}
+
+void ClassicalLoss::mergeProducts(ProductsOfElements& products, std::span<const Geometry* const> others) {
+    for (auto& [elements, part] : products) {
+        const auto [place, isNew] = productsOf.try_emplace(elements, std::move(part));
+        if (!isNew) {
+            addVector(part.energy, place->second.energy);
+            addVector(part.force, place->second.force);
         }
     }
+    singly.insert(singly.end(), others.begin(), others.end());
 }
 
 void ClassicalLoss::scaleEnergyRow(const Geometry& geometry, PairDerivatives& derivatives) const {
@@ -198,19 +208,28 @@ void ClassicalLoss::addSquares(const Elements& elements, const Products& product
 }
 
 void ClassicalLoss::addSingly(Sums& sums) const {
+    ParallelGuard guard;
 #pragma omp parallel
     {
-        Sums part(everything.size());
+        std::optional<Sums> part;
         PairDerivatives derivatives;
 #pragma omp for schedule(static)
         for (std::size_t g = 0; g < singly.size(); ++g) {
-            derivatives.update(*singly[g], cutoff, numElements);
-            scaleEnergyRow(*singly[g], derivatives);
-            addRowsOf(derivatives, part);
+            guard.run([&] {
+                if (!part) {
+                    part.emplace(everything.size());
+                }
+                derivatives.update(*singly[g], cutoff, numElements);
+                scaleEnergyRow(*singly[g], derivatives);
+                addRowsOf(derivatives, *part);
+            });
         }
 #pragma omp critical(meltaClassicalLoss)
-        sums.add(part);
+        if (part) {
+            sums.add(*part);
+        }
     }
+    guard.rethrow();
 }
 
 void ClassicalLoss::addRowsOf(const PairDerivatives& derivatives, Sums& sums) const {

@@ -67,6 +67,7 @@ private:
     void addProducts(std::size_t memoryLimit);
     static bool addProductsOf(const PairDerivatives& derivatives, ProductsOfElements& products,
                               std::size_t& memoryLeft);
+    void mergeProducts(ProductsOfElements& products, std::span<const Geometry* const> others);
     void scaleEnergyRow(const Geometry& geometry, PairDerivatives& derivatives) const;
     void gatherParameters(const ClassicalParameters& parameters);
     [[nodiscard]] std::vector<std::size_t> placesOf(const Elements& elements) const;

@@ -6,8 +6,8 @@
 
 namespace melta {
 
-// Carries the first exception out of an OpenMP region, which an exception must not leave by itself. Only a
-// stop handler that throws makes one.
+// Carries the first exception out of an OpenMP region, which an exception must not leave by itself: that of a
+// stop handler that throws, or of a lack of memory.
 //
 //     ParallelGuard guard;
 //     #pragma omp parallel for

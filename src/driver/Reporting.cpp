@@ -3,7 +3,10 @@
 #include <array>
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
+#include <new>
 #include <string_view>
+#include <utility>
 
 namespace melta {
 namespace {
@@ -18,6 +21,30 @@ std::string formatArguments(const char* format, va_list arguments) {
     }
     std::string text(static_cast<std::size_t>(length), '\0');
     std::vsnprintf(text.data(), text.size() + 1, format, arguments);
+    return text;
+}
+
+// Room for a message when there is no memory for it.
+std::string makeSpareText() {
+    std::string text;
+    text.reserve(1024);
+    return text;
+}
+std::string spareText = makeSpareText();
+
+std::string formatStop(const char* format, va_list arguments) {
+    va_list again;
+    va_copy(again, arguments);
+    std::string text;
+    try {
+        text = formatArguments(format, arguments);
+    } catch (const std::bad_alloc&) {
+        text = std::exchange(spareText, {});
+        text.resize(text.capacity());
+        std::vsnprintf(text.data(), text.size(), format, again);
+        text.resize(std::strlen(text.c_str()));
+    }
+    va_end(again);
     return text;
 }
 
@@ -67,7 +94,7 @@ StopHandler setStopHandler(StopHandler handler) {
 void stopWithMessage(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    const std::string message = formatArguments(format, arguments);
+    const std::string message = formatStop(format, arguments);
     va_end(arguments);
     currentHandler(message);
     std::abort();

@@ -4,7 +4,11 @@
 #include "driver/CommandTable.hpp"
 #include "driver/FloatControl.hpp"
 #include "driver/HelpText.hpp"
+#include "driver/MemoryPurpose.hpp"
+#include "driver/Reporting.hpp"
+#include "driver/ThreadTeam.hpp"
 
+#include <algorithm>
 #include <cblas.h>
 #include <csignal>
 #include <omp.h>
@@ -19,14 +23,28 @@ void ignoreWriteSignals() {
     std::signal(SIGXFSZ, SIG_IGN);
 }
 
-void setUpThreads(int numThreads) {
-    if (numThreads > 0) {
+// Gives the threads that were asked for; 0 leaves the choice to the OpenMP runtime. True when these were too
+// many.
+bool setUpThreads(int numThreads) {
+    const int wish = numThreads > 0 ? numThreads : omp_get_max_threads();
+    const int limit = obtainLargestTeam();
+    if (numThreads > 0 || wish > limit) {
+        const int numGiven = std::min(wish, limit);
         // OpenBLAS cuts the count to its own limit and hands that to OpenMP as well, which we undo: our own
         // loops may use more threads than its products.
-        openblas_set_num_threads(numThreads);
-        omp_set_num_threads(numThreads);
+        openblas_set_num_threads(limitBlasCallers(numGiven));
+        omp_set_num_threads(numGiven);
     }
     omp_set_max_active_levels(1);
+    return wish > limit;
+}
+
+void makeTeam(bool isLimited) {
+    if (isLimited) {
+        printOut("  * The number of threads is limited to %d.\n\n", omp_get_max_threads());
+    }
+    requireThreads(omp_get_max_threads());
+    flushDenormalsInTeam();
 }
 
 } // namespace
@@ -35,7 +53,7 @@ int runCommand(std::span<const std::string> arguments) {
     ignoreWriteSignals();
     flushDenormals();
     const CommandLine line = parseCommandLine(arguments);
-    setUpThreads(line.numThreads);
+    const bool isLimited = setUpThreads(line.numThreads);
 
     const Command* const command = line.numArgs() < 1 ? nullptr : findCommand(line.words[0]);
     if (command == nullptr) {
@@ -43,9 +61,9 @@ int runCommand(std::span<const std::string> arguments) {
         return 0;
     }
     if (command->threading == Threading::parallel) {
-        flushDenormalsInTeam();
+        makeTeam(isLimited);
     }
-    command->run(line.words);
+    allocateFor(line.words[0].c_str(), [&] { command->run(line.words); });
     return 0;
 }
 

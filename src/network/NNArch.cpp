@@ -1,5 +1,6 @@
 #include "network/NNArch.hpp"
 
+#include "driver/MemoryPurpose.hpp"
 #include "driver/Reporting.hpp"
 #include "symmfunc/SymmFuncFactory.hpp"
 
@@ -7,6 +8,8 @@
 
 namespace melta {
 namespace {
+
+constexpr const char* workOfNetworks = "values of the neural networks";
 
 double squareOf(float error) {
     return static_cast<double>(error * error);
@@ -73,7 +76,8 @@ void NNArch::makeSymmFunc() {
     if (symmFunc) {
         return;
     }
-    symmFunc = SymmFuncFactory().createSymmFunc(numElems, *property);
+    symmFunc = allocateFor("symmetry functions",
+                           [&] { return SymmFuncFactory().createSymmFunc(numElems, *property); });
     if (!symmFunc) {
         stopWithMessage("cannot create symmFunc.");
     }
@@ -104,8 +108,10 @@ std::vector<NNEnsemble> NNArch::makeEnsembles(const NetworkFields& fields, const
         if (e >= scales.size()) {
             stopWithMessage("index of element is out of range.");
         }
-        ensembles.emplace_back(shape, numBasis, isMainArch, useAdam);
-        ensembles.back().initWeight(scales[e], shifts[e]);
+        allocateFor("neural networks", [&] {
+            ensembles.emplace_back(shape, numBasis, isMainArch, useAdam);
+            ensembles.back().initWeight(scales[e], shifts[e]);
+        });
     }
     return ensembles;
 }
@@ -226,7 +232,8 @@ void NNArch::calculateSymmFuncs(bool derive, bool all, bool silent) {
     if (isTold) {
         printTitleOfSymmFuncs();
     }
-    std::vector<SymmRows> rows = calculateSymmRows(*symmFunc, list, derive, isTold);
+    std::vector<SymmRows> rows =
+        allocateFor("symmetry functions", [&] { return calculateSymmRows(*symmFunc, list, derive, isTold); });
     if (all) {
         symmAll = std::move(rows);
         return;
@@ -366,17 +373,17 @@ void NNArch::requireEnergyBatch() const {
 
 void NNArch::goForwardOnEnergy() {
     requireEnergyBatch();
-    energyPass.goForward();
+    allocateFor(workOfNetworks, [&] { energyPass.goForward(); });
 }
 
 void NNArch::goBackwardOnForce() {
     requireEnergyBatch();
-    energyPass.goBackwardOnForce();
+    allocateFor(workOfNetworks, [&] { energyPass.goBackwardOnForce(); });
 }
 
 void NNArch::evaluateEnergy(bool wantForces) {
     requireEnergyBatch();
-    energyPass.evaluate(wantForces);
+    allocateFor(workOfNetworks, [&] { energyPass.evaluate(wantForces); });
 }
 
 void NNArch::evaluateEnergyLoss(std::span<const float> energyScale, std::span<const float> forceScale) {
@@ -399,7 +406,7 @@ void NNArch::evaluateEnergyLoss(std::span<const float> energyScale, std::span<co
     }
     const LossSettings settings{energyScale, forceScale, forceGradient, property->withHDNNP != 0,
                                 property->sqrtLoss != 0};
-    energyPass.evaluateLoss(settings, energyEnsembles, energyLoss);
+    allocateFor(workOfNetworks, [&] { energyPass.evaluateLoss(settings, energyEnsembles, energyLoss); });
 }
 
 void NNArch::evaluateAtoms(const Geometry& geometry, std::span<const int> atoms, int maxDist,
@@ -476,7 +483,7 @@ void NNArch::requireChargeBatch() const {
 
 void NNArch::goForwardOnCharge() {
     requireChargeBatch();
-    chargePass.evaluate(false);
+    allocateFor(workOfNetworks, [&] { chargePass.evaluate(false); });
 }
 
 void NNArch::goBackwardOnCharge(std::span<const float> chargeScale) {
@@ -486,7 +493,7 @@ void NNArch::goBackwardOnCharge(std::span<const float> chargeScale) {
     requireChargeBatch();
     requireLearnable();
     const LossSettings settings{chargeScale, {}, ForceGradient::none, false, property->sqrtLoss != 0};
-    chargePass.evaluateLoss(settings, chargeEnsembles, chargeLoss);
+    allocateFor(workOfNetworks, [&] { chargePass.evaluateLoss(settings, chargeEnsembles, chargeLoss); });
 }
 
 std::span<const float> NNArch::obtainCharges(int index) const {

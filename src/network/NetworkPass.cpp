@@ -1,5 +1,7 @@
 #include "network/NetworkPass.hpp"
 
+#include "driver/ParallelGuard.hpp"
+
 #include <algorithm>
 #include <cmath>
 #include <functional>
@@ -38,22 +40,28 @@ void NetworkPass::clearBatch() {
 void NetworkPass::goForward() {
     tiles.resize(layout.getTiles().size());
     const auto numTiles = static_cast<std::ptrdiff_t>(tiles.size());
+    ParallelGuard guard;
 #pragma omp parallel for schedule(static)
     for (std::ptrdiff_t t = 0; t < numTiles; ++t) {
-        NetworkTile& tile = tiles[static_cast<std::size_t>(t)];
-        tile.bind(batch, layout.getTiles()[static_cast<std::size_t>(t)], false);
-        tile.goForward(true);
-        tile.storeOutputs(layout.getGeometryStart(), outputs);
+        guard.run([&] {
+            NetworkTile& tile = tiles[static_cast<std::size_t>(t)];
+            tile.bind(batch, layout.getTiles()[static_cast<std::size_t>(t)], false);
+            tile.goForward(true);
+            tile.storeOutputs(layout.getGeometryStart(), outputs);
+        });
     }
+    guard.rethrow();
 }
 
 void NetworkPass::goBackwardOnForce() {
     std::ranges::fill(forces, 0.0f);
     const auto numTiles = static_cast<std::ptrdiff_t>(tiles.size());
+    ParallelGuard guard;
 #pragma omp parallel for schedule(static)
     for (std::ptrdiff_t t = 0; t < numTiles; ++t) {
-        tiles[static_cast<std::size_t>(t)].goBackwardOnForce();
+        guard.run([&] { tiles[static_cast<std::size_t>(t)].goBackwardOnForce(); });
     }
+    guard.rethrow();
     // Tiles of one geometry reach each other's atoms, so their forces are added by one thread.
     for (const NetworkTile& tile : tiles) {
         tile.addForces(layout.getGeometryStart(), forces);
@@ -63,25 +71,31 @@ void NetworkPass::goBackwardOnForce() {
 void NetworkPass::evaluate(bool wantForces) {
     std::ranges::fill(forces, 0.0f);
     shares.resize(static_cast<std::size_t>(layout.getNumThreads()));
+    ParallelGuard guard;
 #pragma omp parallel for schedule(static, 1)
     for (int thread = 0; thread < layout.getNumThreads(); ++thread) {
-        Share& share = shares[static_cast<std::size_t>(thread)];
-        share.forces.assign(wantForces ? forces.size() : 0, 0.0f);
-        for (const BatchTile& part : layout.tilesOfThread(thread)) {
-            share.tile.bind(batch, part, false);
-            share.tile.goForward(wantForces);
-            share.tile.storeOutputs(layout.getGeometryStart(), outputs);
-            if (wantForces) {
-                share.tile.goBackwardOnForce();
-                share.tile.addForces(layout.getGeometryStart(), share.forces);
-            }
-        }
+        guard.run([&] { evaluateShare(thread, wantForces); });
     }
+    guard.rethrow();
     // Where a geometry is cut, its parts reach each other's atoms, so forces are added in the order of the
     // threads.
     if (wantForces) {
         for (const Share& share : shares) {
             std::ranges::transform(forces, share.forces, forces.begin(), std::plus<>());
+        }
+    }
+}
+
+void NetworkPass::evaluateShare(int thread, bool wantForces) {
+    Share& share = shares[static_cast<std::size_t>(thread)];
+    share.forces.assign(wantForces ? forces.size() : 0, 0.0f);
+    for (const BatchTile& part : layout.tilesOfThread(thread)) {
+        share.tile.bind(batch, part, false);
+        share.tile.goForward(wantForces);
+        share.tile.storeOutputs(layout.getGeometryStart(), outputs);
+        if (wantForces) {
+            share.tile.goBackwardOnForce();
+            share.tile.addForces(layout.getGeometryStart(), share.forces);
         }
     }
 }
@@ -131,12 +145,16 @@ void NetworkPass::prepareShares(bool wantGrads) {
 
 void NetworkPass::sweep(const LossSettings& settings, const Factors& factors, bool wantGrads) {
     std::ranges::fill(forces, 0.0f);
+    ParallelGuard guard;
 #pragma omp parallel for schedule(static, 1)
     for (int thread = 0; thread < layout.getNumThreads(); ++thread) {
-        for (const BatchTile& part : layout.tilesOfThread(thread)) {
-            sweepTile(part, settings, factors, wantGrads, shares[static_cast<std::size_t>(thread)]);
-        }
+        guard.run([&] {
+            for (const BatchTile& part : layout.tilesOfThread(thread)) {
+                sweepTile(part, settings, factors, wantGrads, shares[static_cast<std::size_t>(thread)]);
+            }
+        });
     }
+    guard.rethrow();
 }
 
 void NetworkPass::sweepTile(const BatchTile& part, const LossSettings& settings, const Factors& factors,

@@ -68,6 +68,7 @@ private:
     };
 
     void sweep(const LossSettings& settings, const Factors& factors, bool wantGrads);
+    void evaluateShare(int thread, bool wantForces);
     void sweepTile(const BatchTile& tile, const LossSettings& settings, const Factors& factors,
                    bool wantGrads, Share& share);
     void prepareShares(bool wantGrads);

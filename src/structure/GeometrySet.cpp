@@ -1,6 +1,7 @@
 #include "structure/GeometrySet.hpp"
 
 #include "config/Property.hpp"
+#include "driver/MemoryPurpose.hpp"
 #include "driver/ParallelGuard.hpp"
 #include "driver/RandomSource.hpp"
 #include "driver/Reporting.hpp"
@@ -77,7 +78,7 @@ void GeometrySet::prepareGeometries(std::span<const int> order, float rcut, bool
     for (const int index : order) {
         guard.run([&] { obtainGeometry(index).haveSetAtoms(rcut, withShortCoulomb); });
     }
-    guard.rethrow();
+    allocateFor("neighbor lists", [&] { guard.rethrow(); });
 }
 
 // The neighbour lists leave such atoms out.

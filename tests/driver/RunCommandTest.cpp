@@ -1,6 +1,7 @@
 #include "driver/RunCommand.hpp"
 
 #include "config/Version.hpp"
+#include "driver/ThreadTeam.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
 
@@ -74,10 +75,25 @@ TEST_F(RunCommandTest, optionSetsTheThreadCounts) {
     EXPECT_EQ(openblas_get_num_threads(), 3);
 }
 
-TEST_F(RunCommandTest, threadCountBeyondTheLimitOfTheLibraryHoldsForOurLoops) {
-    run({"--omp", "1000"});
+TEST_F(RunCommandTest, threadCountIsLimited) {
+    run({"--omp", "100000"});
 
-    EXPECT_EQ(omp_get_max_threads(), 1000);
+    EXPECT_EQ(omp_get_max_threads(), obtainLargestTeam());
+}
+
+TEST_F(RunCommandTest, limitOfThreadsIsToldByModesThatUseThem) {
+    const test::TemporaryDirectory directory;
+    const test::WorkingDirectory inside(directory.path());
+    const auto outputOfForce = [&](const std::string& numThreads) {
+        std::string stop;
+        return test::outputOf([&] {
+            stop = test::stopMessageOf([&] { runCommand(Words{"--omp", numThreads, "--force", "x"}); });
+        });
+    };
+    const std::string limit = std::to_string(obtainLargestTeam());
+
+    EXPECT_EQ(outputOfForce(limit), "");
+    EXPECT_EQ(outputOfForce("100000"), "  * The number of threads is limited to " + limit + ".\n\n");
 }
 
 TEST_F(RunCommandTest, zeroAndNegativeThreadCountsChangeNothing) {
