@@ -1,7 +1,9 @@
 #include "network/NNArch.hpp"
 
+#include "driver/MemoryLimits.hpp"
 #include "driver/MemoryPurpose.hpp"
 #include "driver/Reporting.hpp"
+#include "network/SymmMemory.hpp"
 #include "symmfunc/SymmFuncFactory.hpp"
 
 #include <algorithm>
@@ -222,12 +224,24 @@ void NNArch::printTitleOfSymmFuncs() const {
     }
 }
 
+// Before anything is computed, because a machine that runs out of memory may kill the run without a word.
+void NNArch::requireMemoryOf(std::span<Geometry* const> list, bool derive, bool all) const {
+    // What is smaller is not worth asking the system each time.
+    constexpr std::uint64_t small = std::uint64_t{64} << 20;
+    const std::uint64_t needed = bytesOfSymmFuncs(list, static_cast<std::size_t>(numBasis), derive);
+    if (needed > small) {
+        requireMemory(needed, MemoryLimits().obtainFree(), *property,
+                      all ? SymmUse::allGeometries : SymmUse::batch);
+    }
+}
+
 void NNArch::calculateSymmFuncs(bool derive, bool all, bool silent) {
     const std::vector<Geometry*>& list = all ? geometriesAll : geometries;
     if (list.empty()) {
         stopWithMessage("%s have not been set.", all ? "geometriesAll" : "geometries");
     }
     makeSymmFunc();
+    requireMemoryOf(list, derive, all);
     const bool isTold = all && !silent;
     if (isTold) {
         printTitleOfSymmFuncs();
@@ -313,8 +327,10 @@ void NNArch::copySymmStatistics(const NNArch* arch) {
 
 void NNArch::makeSymmDistribution() {
     if (!symmDistribution) {
-        symmDistribution = std::make_unique<SymmFuncDistribution>(numElems, statistics.symmAve,
-                                                                  statistics.symmDev, symmFunc.get());
+        symmDistribution = allocateFor("distributions of symmetry functions", [&] {
+            return std::make_unique<SymmFuncDistribution>(numElems, statistics.symmAve, statistics.symmDev,
+                                                          symmFunc.get());
+        });
     }
 }
 

@@ -85,7 +85,8 @@ public:
 
     // Computes the symmetry functions of the in-core set (`all`) or of the batch, with `derive` their
     // derivatives. Title and bar are printed for the in-core set unless `silent`. Stops with "geometriesAll
-    // have not been set." or "geometries have not been set.".
+    // have not been set." or "geometries have not been set.", and as requireMemory in SymmMemory.hpp, before
+    // anything is computed.
     void calculateSymmFuncs(bool derive, bool all, bool silent);
 
     // Takes the range of the raw in-core data, or of the whole set where there are none, prints it, and
@@ -227,6 +228,7 @@ private:
     void requireSymmStatistics() const;
     template <class Work>
     void forEachEnsemble(Work&& work);
+    void requireMemoryOf(std::span<Geometry* const> list, bool derive, bool all) const;
     void printTitleOfSymmFuncs() const;
     void printSymmStatistics(const GeometrySet& geometrySet) const;
 
