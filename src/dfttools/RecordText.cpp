@@ -2,6 +2,7 @@
 
 #include "driver/FieldScanner.hpp"
 #include "driver/LineReader.hpp"
+#include "driver/ReplacementJournal.hpp"
 #include "driver/Reporting.hpp"
 
 #include <array>
@@ -15,6 +16,7 @@ namespace {
 constexpr const char* blanks = " \t\n\v\f\r";
 
 std::string readWhole(const std::string& fileName) {
+    finishReplacement(fileName); // an earlier splitting may have been killed
     const FilePointer file = openForReading(fileName);
     if (!file) {
         stopWithMessage("cannot open file: %s", fileName.c_str());

@@ -1,6 +1,7 @@
 #include "structure/GeometryFile.hpp"
 
 #include "driver/FieldScanner.hpp"
+#include "driver/ReplacementJournal.hpp"
 #include "driver/Reporting.hpp"
 
 #include <algorithm>
@@ -21,9 +22,15 @@ bool isFinite(std::span<const float, 3> vector) {
     return std::isfinite(vector[0]) && std::isfinite(vector[1]) && std::isfinite(vector[2]);
 }
 
+// After a splitting of the data that a kill has cut short, once that is finished.
+FilePointer openData(const std::string& fileName) {
+    finishReplacement(fileName);
+    return openForReading(fileName);
+}
+
 } // namespace
 
-GeometryFile::GeometryFile(const std::string& name) : fileName(name), reader(name) {
+GeometryFile::GeometryFile(const std::string& name) : fileName(name), reader(openData(name), name) {
     if (!reader.isOpen()) {
         stopWithMessage("cannot open file: %s", fileName.c_str());
     }

@@ -4,6 +4,7 @@
 #include "driver/RandomSource.hpp"
 #include "driver/Reporting.hpp"
 #include "support/FileSizeLimit.hpp"
+#include "support/KilledChild.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
 
@@ -23,6 +24,7 @@ namespace fs = std::filesystem;
 namespace melta {
 namespace {
 
+using test::killAtSystemCall;
 using test::outputOf;
 using test::readTextFile;
 using test::stopMessageOf;
@@ -331,7 +333,37 @@ TEST_F(DataSplitter, ReplacesTheTrainingDataLast) {
 
     split(0.5f);
 
-    EXPECT_EQ(watch.names(), (std::vector<std::string>{"melta.train.rest", "melta.test", "melta.train"}));
+    EXPECT_EQ(watch.names(), (std::vector<std::string>{"melta.train.journal", "melta.train.rest",
+                                                       "melta.test", "melta.train"}));
+}
+
+// Whoever reads the training data next sees all of them, or the two parts.
+TEST_F(DataSplitter, LosesNothingWhereverItIsKilled) {
+    std::vector<std::string> records = makeRecords(6, "\n");
+    const std::string whole = joined(records);
+    std::ranges::sort(records);
+    int numFinished = 0;
+    for (int n = 0;; n += 3) {
+        writeTextFile(fileTrain, whole);
+        fs::remove(fileTest);
+        const bool isKilled = killAtSystemCall(n, [this] {
+            ASSERT_NE(std::freopen("/dev/null", "w", stdout), nullptr);
+            splitTrainingData(fileTrain, fileTest, 0.5f);
+        });
+
+        const std::vector<std::string> left = recordsOf(fileTrain);
+
+        if (left.size() == records.size()) {
+            ASSERT_EQ(readTextFile(fileTrain), whole) << "killed at system call " << n;
+        } else {
+            ASSERT_EQ(allRecords(), records) << "killed at system call " << n;
+            ++numFinished;
+        }
+        if (!isKilled) {
+            break;
+        }
+    }
+    EXPECT_GT(numFinished, 3);
 }
 
 TEST_F(DataSplitter, OverwritesWhatACrashLeft) {

@@ -1,5 +1,6 @@
 #include "structure/GeometrySetReader.hpp"
 
+#include "driver/ReplacementJournal.hpp"
 #include "structure/DataFileText.hpp"
 #include "structure/GeometrySet.hpp"
 #include "structure/Units.hpp"
@@ -436,6 +437,20 @@ TEST_F(GeometryReading, ReadsTheFirstGeometryAlone) {
     EXPECT_EQ(set.obtainGeometry(0).forces[3], 5000.0f * 25.711033f);
     write("");
     EXPECT_EQ(stopMessageOf([&] { set.readFirstGeometry(name, false); }), "there are no geometries: " + name);
+}
+
+// A splitting of the data that was killed.
+TEST_F(GeometryReading, FinishesAReplacementFirst) {
+    write(blockOf("0 -1", {"Si"}));
+    {
+        ReplacementJournal journal;
+        ASSERT_TRUE(journal.write(std::vector<std::filesystem::path>{name, name + "2"}));
+    }
+    writeTextFile(name + ".new", blockOf("0 -1", {"Si"}) + blockOf("0 -2", {"Si"}));
+
+    set.readGeometrySet(name, false);
+
+    EXPECT_EQ(set.numGeoms, 2);
 }
 
 TEST_F(GeometryReading, LeavesTheSetAloneWhenItStops) {
