@@ -113,7 +113,9 @@ bool reduceToMajority(const Rows& rows, std::vector<int>& chosen) {
         if (farthest <= smallestFarness) {
             return true;
         }
-        std::erase_if(chosen, [&](int index) { return farnessOf(index) >= 0.75 * farthest; });
+        if (std::erase_if(chosen, [&](int index) { return farnessOf(index) >= 0.75 * farthest; }) == 0) {
+            return false; // no number
+        }
     }
     return false;
 }
@@ -144,7 +146,7 @@ std::vector<int> findFarEnergies(std::span<const double> counts, std::span<const
     std::vector<int> far;
     std::vector<int> candidates;
     for (int g = 0; g < static_cast<int>(totals.size()); ++g) {
-        (std::abs(rows.energyOf(g)) > absurdEnergy ? far : candidates).push_back(g);
+        (std::abs(rows.energyOf(g)) <= absurdEnergy ? candidates : far).push_back(g);
     }
     std::vector<int> chosen = candidates;
     if (candidates.size() >= 3 && reduceToMajority(rows, chosen)) {

@@ -11,8 +11,8 @@ namespace melta {
 // three geometries at least and a majority that agrees. Nothing is said of a composition that the others tell
 // nothing about.
 //
-// `counts` [numGeoms][numElems]: atoms of each kind in each geometry; `totals` [numGeoms], eV, finite. Stops
-// as fitCompositions.
+// `counts` [numGeoms][numElems]: atoms of each kind in each geometry; `totals` [numGeoms], eV; one that is
+// not finite is far. Stops as fitCompositions.
 [[nodiscard]] std::vector<int> findFarEnergies(std::span<const double> counts, std::span<const double> totals,
                                                int numElems);
 

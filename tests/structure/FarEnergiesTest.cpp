@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 #include <random>
 #include <vector>
 
@@ -47,6 +48,17 @@ TEST_F(FarEnergies, AreNoneInSoundData) {
     }
     addMixture(1000);
     EXPECT_EQ(find(), Indices{});
+}
+
+// As a baseline that has been taken out may leave them.
+TEST_F(FarEnergies, AreThoseThatAreNotFinite) {
+    addMixture(20);
+    totals[3] = std::numeric_limits<double>::quiet_NaN();
+    totals[11] = -std::numeric_limits<double>::infinity();
+    EXPECT_EQ(find(), (Indices{3, 11}));
+
+    std::ranges::fill(totals, std::numeric_limits<double>::quiet_NaN());
+    EXPECT_EQ(find().size(), totals.size());
 }
 
 TEST_F(FarEnergies, AreFoundAmongManyCompositions) {
