@@ -5,7 +5,6 @@
 #include "driver/ReplacementJournal.hpp"
 #include "driver/Reporting.hpp"
 
-#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <limits>
@@ -28,11 +27,7 @@ std::string readWhole(const std::string& fileName) {
     if (!error) {
         text.reserve(static_cast<std::size_t>(size));
     }
-    std::array<char, 65536> block{};
-    for (std::size_t count = block.size(); count == block.size();) {
-        count = std::fread(block.data(), 1, block.size(), file.get());
-        text.append(block.data(), count);
-    }
+    readRest(file.get(), text);
     // A part of the text must not be taken for the whole.
     if (std::ferror(file.get()) != 0) {
         stopWithMessage("cannot read file: %s", fileName.c_str());

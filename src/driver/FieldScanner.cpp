@@ -25,21 +25,6 @@ bool FieldScanner::readInt(int& value) {
     return true;
 }
 
-bool FieldScanner::readLong(long long& value) {
-    if (hasFailed) {
-        return false;
-    }
-    char* end = nullptr;
-    const long long number = std::strtoll(position, &end, 10);
-    if (end == position) {
-        hasFailed = true;
-        return false;
-    }
-    value = number;
-    position = end;
-    return true;
-}
-
 // Takes what `parse`, one of the C library's functions, finds at the present position.
 template <class Number>
 bool FieldScanner::readNumber(Number (*parse)(const char*, char**), Number& value) {
@@ -55,6 +40,11 @@ bool FieldScanner::readNumber(Number (*parse)(const char*, char**), Number& valu
     value = number;
     position = end;
     return true;
+}
+
+bool FieldScanner::readLong(long long& value) {
+    return readNumber<long long>([](const char* text, char** end) { return std::strtoll(text, end, 10); },
+                                 value);
 }
 
 bool FieldScanner::readFloat(float& value) {

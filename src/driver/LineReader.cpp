@@ -2,6 +2,7 @@
 
 #include "driver/Reporting.hpp"
 
+#include <array>
 #include <cctype>
 #include <filesystem>
 #include <utility>
@@ -48,6 +49,14 @@ FilePointer openForReading(const std::string& fileName) {
         return nullptr;
     }
     return FilePointer(std::fopen(fileName.c_str(), "r"));
+}
+
+void readRest(std::FILE* file, std::string& text) {
+    std::array<char, 65536> block{};
+    for (std::size_t count = block.size(); count == block.size();) {
+        count = std::fread(block.data(), 1, block.size(), file);
+        text.append(block.data(), count);
+    }
 }
 
 FilePointer openForWriting(const std::string& fileName) {

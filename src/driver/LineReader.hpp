@@ -53,6 +53,9 @@ private:
 // Opens a file for reading; null when that does not work. A directory does not open.
 FilePointer openForReading(const std::string& fileName);
 
+// Appends the rest of a file to a text. Whether that was all of it, std::ferror tells.
+void readRest(std::FILE* file, std::string& text);
+
 // Opens a file for writing, or stops with "cannot open file: %s".
 FilePointer openForWriting(const std::string& fileName);
 

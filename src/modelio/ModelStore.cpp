@@ -9,7 +9,6 @@
 #include "network/NNArch.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 namespace melta {
@@ -53,16 +52,6 @@ void requireFinite(const NNArch& arch, const GeometrySet& set) {
     requireFinite(areFinite(set.energyAve), "mean energies of the elements");
 }
 
-std::string readWhole(std::FILE* file) {
-    std::string text;
-    std::array<char, 65536> block{};
-    for (std::size_t count = block.size(); count == block.size();) {
-        count = std::fread(block.data(), 1, block.size(), file);
-        text.append(block.data(), count);
-    }
-    return text;
-}
-
 std::string beginNameOf(const std::string& fileName) {
     return fileName + ".begin";
 }
@@ -92,7 +81,7 @@ void ModelStore::requireWritable(const NNArch& arch) const {
 void ModelStore::rememberBeginning(const NNArch& arch) {
     for (const std::string& name : fileNamesOf(arch, headFile)) {
         if (const FilePointer file = openForReading(name)) {
-            beginning.emplace_back(name, readWhole(file.get()));
+            readRest(file.get(), beginning.emplace_back(name, "").second);
         }
     }
 }
