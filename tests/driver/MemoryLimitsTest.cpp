@@ -1,11 +1,11 @@
 #include "driver/MemoryLimits.hpp"
 
+#include "support/ResourceLimit.hpp"
 #include "support/TemporaryDirectory.hpp"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <sys/resource.h>
 #include <unistd.h>
 
 namespace melta {
@@ -92,34 +92,18 @@ TEST_F(MemoryLimitsTest, groupsOfTheFirstVersionCount) {
     EXPECT_EQ(limits.obtainFreeOfGroups(), 123 * mebi);
 }
 
-TEST_F(MemoryLimitsTest, addressSpaceIsLessWhatIsTaken) {
-    rlimit before{};
-    getrlimit(RLIMIT_AS, &before);
+TEST_F(MemoryLimitsTest, limitsOfTheProcessAreLessWhatIsTaken) {
+    constexpr std::uint64_t most = std::uint64_t{1} << 46; // more than sanitizers take
     const auto page = static_cast<std::uint64_t>(getpagesize());
     write("proc/self/statm", "1000 500 20 10 0 300 0\n");
-    rlimit limit = before;
-    limit.rlim_cur = std::uint64_t{1} << 40;
-    setrlimit(RLIMIT_AS, &limit);
-
-    const std::uint64_t free = limits.obtainFreeAddresses();
-
-    setrlimit(RLIMIT_AS, &before);
-    EXPECT_EQ(free, (std::uint64_t{1} << 40) - 1000 * page);
-}
-
-TEST_F(MemoryLimitsTest, dataSegmentIsLessWhatIsTaken) {
-    rlimit before{};
-    getrlimit(RLIMIT_DATA, &before);
-    const auto page = static_cast<std::uint64_t>(getpagesize());
-    write("proc/self/statm", "1000 500 20 10 0 300 0\n");
-    rlimit limit = before;
-    limit.rlim_cur = std::uint64_t{1} << 40;
-    setrlimit(RLIMIT_DATA, &limit);
-
-    const std::uint64_t free = limits.obtainFreeAddresses();
-
-    setrlimit(RLIMIT_DATA, &before);
-    EXPECT_EQ(free, (std::uint64_t{1} << 40) - 300 * page);
+    {
+        const test::ResourceLimit limit(RLIMIT_AS, most);
+        EXPECT_EQ(limits.obtainFreeAddresses(), most - 1000 * page);
+    }
+    {
+        const test::ResourceLimit limit(RLIMIT_DATA, most);
+        EXPECT_EQ(limits.obtainFreeAddresses(), most - 300 * page);
+    }
 }
 
 TEST_F(MemoryLimitsTest, thisMachineHasSomething) {
