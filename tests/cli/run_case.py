@@ -7,6 +7,7 @@ A case is a directory with
 
   arguments         the words of the command line, one in each line; a line "---" begins the next run
   input/            the files of the working directory (optional)
+  inputs            lines "NAME FROM": files of the working directory that cases share (optional)
   stdin             the standard input (optional); that of the second run is "stdin.2"
   tolerance         lines "FILE-PATTERN RELATIVE ABSOLUTE" for numbers that may vary (optional)
   read_only         exists if the working directory cannot be written
@@ -16,10 +17,14 @@ A case is a directory with
     removed           the names of input files that have to be gone (optional)
     empty_directories the names of directories without any file (optional)
     any other file    a file that is new or changed; all other input files have to stay as they are
+  outputs           lines "NAME FROM": files of expected/ that cases share (optional)
+
+NAME is the name in input/ or expected/, FROM that of a file below the directory of all cases, such as
+"shared/silica/melta.data". A file may not stand in the case as well.
 
 The command runs on a copy of the input with an empty environment. Nothing may appear on the standard error. The exit
 status of this program is 0 if all cases pass, 77 if one had to be skipped, and 1 otherwise. With --regenerate the
-expectations of failing cases are rewritten instead; review the difference.
+expectations of failing cases are rewritten instead, and references that do not hold any more go; review the difference.
 """
 
 from __future__ import annotations

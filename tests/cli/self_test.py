@@ -23,13 +23,18 @@ class RunnerTest(unittest.TestCase):
         self.addCleanup(scratch.cleanup)
         self.root = Path(scratch.name)
         self.root.chmod(0o755)
-        self.case = self.root / "case"
+        self.case = self.root / "mode" / "case"
         self.write("arguments", "--go\n")
         self.write("expected/stdout", "done\n")
 
     def write(self, name: str, text: str) -> None:
         path = self.case / name
         path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text, encoding="utf-8")
+
+    def share(self, name: str, text: str) -> None:
+        path = self.root / "shared" / name
+        path.parent.mkdir(exist_ok=True)
         path.write_text(text, encoding="utf-8")
 
     def read(self, name: str) -> str:
@@ -113,6 +118,13 @@ class ConsoleTest(RunnerTest):
         self.write("tolerances", "")
 
         self.assert_fails("print('done')", "unknown entry of the case: tolerances")
+
+    def test_entries_of_no_run_fail(self) -> None:
+        for name in ("stdin.2", "inputs.2", "input.old"):
+            self.write(name, "")
+
+            self.assert_fails("print('done')", f"unknown entry of the case: {name}")
+            (self.case / name).unlink()
 
     def test_words_arrive_as_written(self) -> None:
         self.write("arguments", "--omp\n4 5\n\n*\n")
@@ -251,6 +263,113 @@ class FilesTest(RunnerTest):
     def test_command_that_cannot_start_fails(self) -> None:
         self.assertEqual(self.run_script("#!/missing/interpreter\n"), 1)
         self.assertIn("cannot start the command", self.report)
+
+
+class InputReferenceTest(RunnerTest):
+    BODY = "print(open('given').read(), end='')"
+
+    def setUp(self) -> None:
+        super().setUp()
+        self.share("text", "done\n")
+
+    def test_shared_file_stands_in_the_working_directory(self) -> None:
+        self.write("inputs", "given shared/text\nd/e/given shared/text\n")
+
+        self.assert_passes("assert open('d/e/given').read() == 'done\\n'\n" + self.BODY)
+
+    def test_shared_and_own_files_stand_together(self) -> None:
+        self.write("inputs", "given shared/text\n")
+        self.write("input/own", "mine\n")
+
+        self.assert_passes("assert open('own').read() == 'mine\\n'\n" + self.BODY)
+
+    def test_shared_file_has_to_stay_as_it_is(self) -> None:
+        self.write("inputs", "given shared/text\n")
+
+        self.assert_fails("open('given', 'a').write('more\\n'); print('done')", "+more")
+        self.assert_fails("os.remove('given'); print('done')", "missing file: given")
+        self.assertEqual((self.root / "shared/text").read_text(encoding="utf-8"), "done\n")
+
+    def test_shared_file_may_be_removed_if_that_is_expected(self) -> None:
+        self.write("inputs", "given shared/text\n")
+        self.write("expected/removed", "given\n")
+
+        self.assert_passes("os.remove('given'); print('done')")
+
+    def test_bad_references_fail(self) -> None:
+        for line, complaint in (
+            ("given shared/none", "a reference to no file: shared/none"),
+            ("given shared", "a reference to no file: shared"),
+            ("given", "cannot read the reference: 'given'"),
+            ("given  shared/text", "cannot read the reference"),
+            ("given shared/text # why", "cannot read the reference"),
+            ("", "cannot read the reference: ''"),
+            ("../given shared/text", "leaves its directory: ../given"),
+            ("/given shared/text", "leaves its directory: /given"),
+            ("given ../text", "leaves the tree of the cases: ../text"),
+            ("given shared/../shared/text", "leaves the tree of the cases"),
+            ("given /shared/text", "leaves the tree of the cases"),
+            ("given shared/outside", "leaves the tree of the cases: shared/outside"),
+            ("own shared/text", "a reference for a file that the case has itself: own"),
+            ("twice shared/text", "two references for one file: twice"),
+        ):
+            with self.subTest(line):
+                (self.root / "shared/outside").unlink(missing_ok=True)
+                (self.root / "shared/outside").symlink_to("/dev/null")
+                self.write("input/own", "done\n")
+                self.write("inputs", f"twice shared/text\n{line}\n")
+
+                self.assert_fails("print('done')", complaint)
+
+
+class OutputReferenceTest(RunnerTest):
+    BODY = "print('done'); open('result', 'w').write('42\\n')"
+
+    def setUp(self) -> None:
+        super().setUp()
+        self.share("console", "done\n")
+        self.share("answer", "42\n")
+        (self.case / "expected/stdout").unlink()
+        self.write("outputs", "stdout shared/console\nresult shared/answer\n")
+
+    def test_shared_expectations_are_compared(self) -> None:
+        self.assert_passes(self.BODY)
+        self.assert_fails(self.BODY.replace("42", "43"), "-42\n+43")
+        self.assert_fails(self.BODY.replace("done", "gone"), "-done\n+gone")
+        self.assert_fails("print('done')", "missing file: result")
+
+    def test_own_expectation_beside_a_reference_fails(self) -> None:
+        self.write("expected/result", "42\n")
+
+        self.assert_fails(self.BODY, "a reference for a file that the case has itself: result")
+
+    def test_expectation_of_no_run_fails(self) -> None:
+        self.write("outputs", "stdout shared/console\nresult shared/answer\nstdout.2 shared/console\n")
+
+        self.assert_fails(self.BODY, "an expectation of no run: stdout.2")
+
+    def test_expectation_that_changes_nothing_fails(self) -> None:
+        self.write("inputs", "result shared/answer\n")
+
+        self.assert_fails(self.BODY, "an expected change that changes nothing: result")
+
+    def test_regeneration_keeps_references_that_hold(self) -> None:
+        body = self.BODY.replace("done", "gone")
+
+        self.assertEqual(self.run_with(body, "--regenerate"), 0)
+
+        self.assert_passes(body)
+        self.assertEqual(self.read("outputs"), "result shared/answer\n")
+        self.assertEqual(self.read("expected/stdout"), "gone\n")
+        self.assertFalse((self.case / "expected/result").exists())
+        self.assertEqual((self.root / "shared/console").read_text(encoding="utf-8"), "done\n")
+
+    def test_regeneration_removes_references_that_do_not_hold(self) -> None:
+        self.assertEqual(self.run_with("print('gone')", "--regenerate"), 0)
+
+        self.assert_passes("print('gone')")
+        self.assertFalse((self.case / "outputs").exists())
+        self.assertFalse((self.case / "expected/result").exists())
 
 
 class TimesTest(RunnerTest):
