@@ -25,7 +25,9 @@ from dataclasses import dataclass
 from pathlib import Path
 from typing import Iterable, Iterator, Sequence
 
-FILES = Path(__file__).resolve().parent / "files"
+HERE = Path(__file__).resolve().parent
+MODEL = HERE.parent / "shared" / "silica"
+MODEL_FILES = ("melta.train", "melta.test", "melta.data", "melta.data_e", "melta.gdist")
 TIMEOUT = 20.0
 MEMORY_LIMIT = 3 * 1024**3  # bytes
 HUGE = "2000000000"
@@ -110,7 +112,8 @@ class Reader:
     def __init__(self, file: str, words: Sequence[str], properties: str = "", stride: int = 1) -> None:
         self.file = file
         self.words = words
-        self.files = {path.name: path.read_text(encoding="utf-8") for path in FILES.iterdir()}
+        paths = [*(HERE / "files").iterdir(), *(MODEL / name for name in MODEL_FILES)]
+        self.files = {path.name: path.read_text(encoding="utf-8") for path in paths}
         self.files["melta.data_q"] = self.files["melta.data_e"]
         self.files["melta.prop"] += properties
         self.stride = stride  # takes every so-manieth case

@@ -18,7 +18,7 @@ import tempfile
 import time
 from pathlib import Path
 
-MODEL = Path(__file__).resolve().parent / "fills_a_vacancy" / "input"
+MODEL = Path(__file__).resolve().parents[1] / "shared" / "silica"
 NUM_KILLS = 6
 TIMEOUT = 60.0
 NUM_SIDE = 3  # atoms along an edge of the cell

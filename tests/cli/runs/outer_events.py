@@ -21,8 +21,7 @@ from pathlib import Path
 from typing import Callable, Optional
 
 HERE = Path(__file__).resolve().parent
-TRAINING = HERE.parent / "train" / "data"
-WALK = HERE.parent / "metro" / "fills_a_vacancy" / "input"
+SHARED = HERE.parent / "shared" / "silica"
 COMMAND = Path()
 TIMEOUT = 60.0
 
@@ -53,12 +52,12 @@ class OuterEvents(unittest.TestCase):
         self.log = self.directory / "log"
 
     def prepare_training(self, extra: str = ENDLESS) -> None:
-        shutil.copy(TRAINING / "melta.train", self.directory)
+        shutil.copy(SHARED / "melta.train", self.directory)
         (self.directory / "melta.prop").write_text(PROPERTIES + extra, encoding="utf-8")
 
     def prepare_walk(self) -> None:
         for name in ("melta.data", "melta.data_e", "melta.gdist"):
-            shutil.copy(WALK / name, self.directory)
+            shutil.copy(SHARED / name, self.directory)
         cell = "".join(f"{'Si' if i % 2 else 'O'} {2.4 * (i % 2)} {2.4 * (i // 2 % 2)} {2.4 * (i // 4)}\n" for i in range(8))
         (self.directory / "melta.metro").write_text(
             ENDLESS_WALK + "GEOMETRY\n8\n4.8 0 0\n0 4.8 0\n0 0 4.8\n" + cell, encoding="utf-8"

@@ -26,6 +26,7 @@ import comparison  # noqa: E402
 from console_template import describe_difference, line_matches  # noqa: E402
 
 HERE = Path(__file__).resolve().parent
+DATA = HERE.parent / "shared" / "silica"
 COMMAND = Path()
 TIMEOUT = 120.0  # for machines that are busy or instrument the command
 
@@ -68,7 +69,7 @@ class TrainingRun(unittest.TestCase):
         self.take("melta.train")
 
     def take(self, name: str) -> None:
-        (self.directory / name).write_text(read(HERE / "data" / name), encoding="utf-8")
+        (self.directory / name).write_text(read(DATA / name), encoding="utf-8")
 
     def set_properties(self, extra: str = "") -> None:
         (self.directory / "melta.prop").write_text(PROPERTIES + extra, encoding="utf-8")
