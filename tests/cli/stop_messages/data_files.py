@@ -1,0 +1,81 @@
+"""Mistakes in melta.train and melta.test."""
+
+from __future__ import annotations
+
+from rows import Group, Row, add, drop, keep, line, put, row, take
+
+TRAINING = {**take("bad_input/files", "melta.prop"), **take("shared/silica", "melta.train", "melta.test")}
+TEST = take("shared/silica", "melta.data", "melta.data_e", "melta.test")
+
+TRAIN = "melta.train"
+NUMBERS = " 0 0 0 0 0 0 0 0 0 0 0 0"
+
+
+def data_rows(file: str) -> list[Row]:
+    """What any reader of data says."""
+    return [
+        row(put(file, ""), f"there are no geometries: {file}"),
+        row(line(file, 1, "0 1 -1.4"), f"#atoms of the 0 -th geometry is not positive: {file}"),
+        row(line(file, 1, "3000000000 1 -1.4"), f"too large #atoms of the 0 -th geometry: {file}"),
+        row(line(file, 1, "2 1 nan"), f"NaN at the total energy of the 0 -th geometry: {file}"),
+        row(line(file, 2, "9.2 0"), f"cannot read lattice of the 0 -th geometry: {file}"),
+        row(line(file, 3, "0.4 inf 0"), f"NaN at the lattice of the 0 -th geometry: {file}"),
+        row(line(file, 5, "Si 0.1 0.2"), f"cannot read the 0 -th atom of the 0 -th geometry: {file}"),
+        row(line(file, 5, "Si 0 0 nan" + NUMBERS[6:]), f"NaN at the 0 -th atom of the 0 -th geometry: {file}"),
+        row(keep(file, 5), f"too less lines: {file}"),
+        row(line(file, 4, "0 0 9" + " " * (1 << 20)), f"too long line: {file}"),
+    ]
+
+
+TRAINING_ROWS = [
+    *data_rows("melta.train"),
+    row(drop("melta.train"), "cannot open file: melta.train"),
+    row(line("melta.train", 5, "-" + NUMBERS), "cannot resolve the atomic number of the element: -"),
+    row(
+        (line("melta.train", 5, "Silicium1" + NUMBERS), add("melta.prop", "regularElem 0")),
+        "too long label of the element: Silicium1",
+    ),
+]
+IN_SITU_ROWS = [
+    *data_rows("melta.test"),
+    row(line("melta.test", 5, "Ar" + NUMBERS), "incorrect kind of element: melta.test"),
+]
+
+TEST_ROWS = [
+    *data_rows("melta.test"),
+    row(drop("melta.test"), "cannot open file: melta.test"),
+    row(line("melta.test", 5, "Ar" + NUMBERS), "symmDev have not been prepared."),
+]
+
+KINDS = "".join(f"Si{i}{NUMBERS}\n" for i in range(128))
+STRONG = "Ar 1 1 1 0 1e3 0 0 0 0 0 0 0"
+
+EXTREME_ROWS = [
+    row(put(TRAIN, f"1\n0 0 0\n0 0 0\n0 0 0\nSi{NUMBERS}\n"), "volume of lattice is zero."),
+    row(put(TRAIN, f"1\n9 0 0\n9 0 0\n0 0 9\nSi{NUMBERS}\n"), "volume of lattice is zero."),
+    row(put(TRAIN, f"1\n1e6 0 0\n0 1e6 0\n0 0 1e6\nSi{NUMBERS}\n"), "too many bins for detecting neighbors."),
+    row(add("melta.prop", "rcutRadius 1e3"), "too many periodic images for detecting neighbors."),
+    row(
+        (put(TRAIN, f"128\n9 0 0\n0 9 0\n0 0 9\n{KINDS}"), add("melta.prop", "regularElem 0")),
+        "too much kinds of elements: melta.train",
+    ),
+    row((line(TRAIN, 5, STRONG), add("melta.prop", "maxForce 100")), "there are no atoms of Ar: melta.train"),
+]
+
+SPLIT = take("shared/silica", TRAIN)
+SPLIT_ROWS = [
+    row(drop(TRAIN), "cannot open file: melta.train"),
+    row(put(TRAIN, ""), "too less #geometries: melta.train"),
+    row(line(TRAIN, 1, "0"), "#atoms of the 0 -th geometry is not positive: melta.train"),
+    row(line(TRAIN, 1, "3000000000"), "too large #atoms of the 0 -th geometry: melta.train"),
+    row(keep(TRAIN, 2), "cannot read lattice #2: melta.train"),
+    row(keep(TRAIN, 5), "cannot read atom #2: melta.train"),
+]
+
+GROUPS = [
+    Group("data.extremes", ["--train"], TRAINING, EXTREME_ROWS),
+    Group("data.split", ["--split", "0.5"], SPLIT, SPLIT_ROWS),
+    Group("data.training", ["--train"], TRAINING, TRAINING_ROWS),
+    Group("data.test_in_training", ["--train"], TRAINING, IN_SITU_ROWS),
+    Group("data.test", ["--test"], TEST, TEST_ROWS),
+]
