@@ -85,6 +85,34 @@ COMPANION_ROWS = [
     row(add(ENERGY, "1"), "there is text behind the last number: melta.data_e"),
 ]
 
+# A model with networks of charges, which have the shape of those of energies.
+CHARGE = "melta.data_q"
+CHARGED = {**TEST, CHARGE: TEST[ENERGY]}
+line(HEAD, 3, "1\n2 4 5 2")(CHARGED)
+CHARGED_TRAINING = {**RESTART, HEAD: CHARGED[HEAD], CHARGE: CHARGED[CHARGE], PROP: RESTART[PROP] + "withCharge 1\n"}
+CHARGE_ROWS = [
+    row(drop(CHARGE), "cannot open file: melta.data_q"),
+    row(put(CHARGE, ""), "cannot scan neural network @weight"),
+    row(keep(CHARGE, 6), "cannot scan neural network @bias"),
+    row(add(CHARGE, "1"), "there is text behind the last number: melta.data_q"),
+    row(keep(HEAD, 3), "cannot peek file: melta.data"),
+    row(keep(HEAD, 4), "cannot peek file: melta.data"),
+    head(5, "0 4 5 2", "incorrect #layers of charge's neural network: melta.data"),
+    head(5, "2 0 5 2", "output size of neural network is not positive."),
+    head(5, "2 4 99 2", "incorrect activation of charge's neural network: melta.data"),
+    head(5, "2 4 5 0", "incorrect #models of charge's neural network: melta.data"),
+]
+CHARGE_RESTART_ROWS = [
+    row(put(CHARGE, ""), "cannot scan neural network @weight"),
+    row(keep(HEAD, 4), "cannot read properties of charge's neural network."),
+    row(keep(HEAD, 3), "cannot read properties of energy's neural network."),
+    head(5, "3 4 5 2", "incorrect #layers of charge's neural network: melta.data"),
+    head(5, "2 5 5 2", "incorrect #nodes of charge's neural network: melta.data"),
+    head(5, "2 4 5 3", "incorrect #models of charge's neural network: melta.data"),
+    row(add(PROP, "activ sigmoid"), "incorrect activation of charge's neural network: melta.data"),
+    row(line(CHARGE, 12, "1e30"), "the training diverged: loss"),
+]
+
 # A restart compares the head with the settings of melta.prop.
 RESTART_ROWS = [
     row(put(HEAD, ""), "cannot read symmetry function."),
@@ -105,6 +133,7 @@ RESTART_ROWS = [
     head(4, "2 5 5 2", "incorrect #nodes of energy's neural network: melta.data"),
     head(4, "2 4 5 3", "incorrect #models of energy's neural network: melta.data"),
     row(add(PROP, "activ sigmoid"), "incorrect activation of energy's neural network: melta.data"),
+    row(line(ENERGY, 12, "1e30"), "the training diverged: loss"),
     *COMPANION_ROWS,
 ]
 
@@ -154,5 +183,7 @@ GROUPS = [
     Group("heads.restart", ["--train"], RESTART, RESTART_ROWS),
     Group("heads.many_body", ["--train"], MANY_BODY_FILES, MANY_BODY_ROWS),
     Group("heads.behler", ["--train"], BEHLER_FILES, BEHLER_ROWS),
+    Group("heads.charge", ["--test"], CHARGED, CHARGE_ROWS),
+    Group("heads.charge_restart", ["--train-charge"], CHARGED_TRAINING, CHARGE_RESTART_ROWS),
     Group("heads.export", ["--export"], EXPORT, EXPORT_ROWS),
 ]
