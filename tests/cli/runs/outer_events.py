@@ -24,6 +24,7 @@ HERE = Path(__file__).resolve().parent
 SHARED = HERE.parent / "shared" / "silica"
 COMMAND = Path()
 TIMEOUT = 60.0
+FILE_SIZE = 10  # bytes
 
 PROPERTIES = """\
 symmFunc chebyshev
@@ -91,6 +92,7 @@ class OuterEvents(unittest.TestCase):
         result = subprocess.run(
             [os.fspath(COMMAND), *words],
             cwd=self.directory,
+            stdin=subprocess.DEVNULL,
             capture_output=True,
             text=True,
             timeout=TIMEOUT,
@@ -237,6 +239,36 @@ class Locks(OuterEvents):
 
 def limit_address_space() -> None:
     resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
+
+
+def limit_files() -> None:
+    resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_SIZE, FILE_SIZE))
+
+
+class FullDisks(OuterEvents):
+    """Files that cannot grow say so, whether they are written at their place or replaced."""
+
+    MODES = (
+        (["--template"], "melta.prop"),
+        (["--behler"], "melta.behler"),
+        (["--metro-temp"], "melta.metro"),
+        (["--split", "0.5"], "melta.train"),
+        (["--test"], "melta.etot"),
+        (["--export"], "ffield.melta"),
+    )
+
+    def test_files_that_cannot_grow(self) -> None:
+        for words, name in self.MODES:
+            with self.subTest(name):
+                for path in SHARED.iterdir():
+                    shutil.copy(path, self.directory)
+                data = (self.directory / "melta.train").read_bytes()
+
+                output, status = self.run_command("--omp", "1", *words, prepare=limit_files)
+
+                self.assertTrue(output.endswith(f"[STOP] cannot write file: {name}\n"), output[-500:])
+                self.assertEqual((output.count("[STOP]"), status), (1, 1))
+                self.assertEqual((self.directory / "melta.train").read_bytes(), data)
 
 
 class Limits(OuterEvents):
