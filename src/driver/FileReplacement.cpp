@@ -24,12 +24,6 @@ bool synchronize(std::FILE* file) {
 
 } // namespace
 
-fs::path FileReplacement::Target::oldName() const {
-    fs::path old = place;
-    old += ".old";
-    return old;
-}
-
 std::FILE* FileReplacement::open(const std::string& fileName) {
     std::FILE* const file = tryOpen(fileName);
     if (file == nullptr) {
@@ -69,9 +63,21 @@ std::FILE* FileReplacement::tryOpen(const std::string& fileName) {
     return targets.back().file.get();
 }
 
+void FileReplacement::remove(const std::string& fileName) {
+    Target target;
+    target.name = fileName;
+    target.place = followLinks(fileName);
+    target.written = ReplacementJournal::writtenFor(target.place);
+    target.isRemoved = true;
+    std::error_code ignored;
+    if (fs::is_regular_file(target.place, ignored)) {
+        targets.push_back(std::move(target));
+    }
+}
+
 void FileReplacement::commit() {
     for (Target& target : targets) {
-        if (!complete(target)) {
+        if (!target.isRemoved && !complete(target)) {
             fail("write", target.name);
         }
     }
@@ -99,14 +105,16 @@ void FileReplacement::requireWritable(const std::string& fileName) {
 
 // One file needs no record: its rename is one step.
 void FileReplacement::writeJournal() {
-    std::vector<fs::path> places;
+    using Step = ReplacementJournal::Step;
+    std::vector<ReplacementJournal::Entry> entries;
     for (const Target& target : targets) {
         if (!target.isInPlace()) {
-            places.push_back(target.place);
+            entries.push_back(
+                ReplacementJournal::describe(target.place, target.isRemoved ? Step::remove : Step::replace));
         }
     }
-    if (places.size() > 1 && !journal.write(places)) {
-        fail("write", journal.getName().string());
+    if (entries.size() > 1 && !journal.write(entries)) {
+        fail("write", ReplacementJournal::nameFor(targets.front().name).string());
     }
 }
 
@@ -128,17 +136,24 @@ bool FileReplacement::complete(Target& target) const {
     return std::fclose(target.file.release()) == 0 && isSound;
 }
 
-bool FileReplacement::replace(Target& target) {
+bool FileReplacement::replace(Target& target) const {
     if (target.isInPlace()) {
         return true;
     }
     // A second name keeps the old file at hand in case another file of the set cannot be replaced. On a file
     // system without such names that one protection is missing.
     std::error_code error;
-    fs::remove(target.oldName(), error);
-    fs::create_hard_link(target.place, target.oldName(), error);
-    target.hasOld = !error;
-    fs::rename(target.written, target.place, error);
+    if (targets.size() > 1) {
+        const fs::path former = ReplacementJournal::formerFor(target.place);
+        fs::remove(former, error);
+        fs::create_hard_link(target.place, former, error);
+        target.hasOld = !error;
+    }
+    if (target.isRemoved) {
+        fs::remove(target.place, error);
+    } else {
+        fs::rename(target.written, target.place, error);
+    }
     target.hasReplaced = !error;
     return target.hasReplaced;
 }
@@ -146,21 +161,21 @@ bool FileReplacement::replace(Target& target) {
 // Whatever is cut short here leaves each new file under one of its two names, so that the record holds.
 void FileReplacement::Target::takeBack() const noexcept {
     std::error_code ignored;
-    if (hasReplaced && (hasOld || isNew)) {
+    if (hasReplaced && !isRemoved && (hasOld || isNew)) {
         fs::rename(place, written, ignored);
     }
     if (hasReplaced && hasOld) {
-        fs::rename(oldName(), place, ignored);
+        fs::rename(ReplacementJournal::formerFor(place), place, ignored);
     }
 }
 
 void FileReplacement::Target::removeTemporary() const noexcept {
     std::error_code ignored;
-    if (!isInPlace()) {
+    if (!isInPlace() && !isRemoved) {
         fs::remove(written, ignored);
     }
     if (hasOld) {
-        fs::remove(oldName(), ignored);
+        fs::remove(ReplacementJournal::formerFor(place), ignored);
     }
 }
 

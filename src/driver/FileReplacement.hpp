@@ -55,6 +55,10 @@ public:
     // The same, but gives a null pointer where that stops, and leaves the set as it was.
     [[nodiscard]] std::FILE* tryOpen(const std::string& fileName);
 
+    // Takes a file away together with the replacement; its contents should stand in another file of the set.
+    // A file that is not there is no failure.
+    void remove(const std::string& fileName);
+
     // Completes the files and gives them their names, the one that was opened first at last, so that where it
     // is new the others are. Stops with "cannot write file: %s" when a medium refused anything of a file, or
     // a file its name; then all names lead to the old files.
@@ -70,18 +74,18 @@ private:
         std::filesystem::path place;   // links followed
         std::filesystem::path written; // temporary name, or `place` where that is written itself
         FilePointer file;
+        bool isRemoved = false;   // nothing takes the place of the old file
         bool isNew = false;       // there was no such file before
         bool hasReplaced = false; // the new file has its name
         bool hasOld = false;      // the old file is kept under a second name until all is done
 
         [[nodiscard]] bool isInPlace() const { return written == place; }
-        [[nodiscard]] std::filesystem::path oldName() const;
         void takeBack() const noexcept; // brings back what was there before
         void removeTemporary() const noexcept;
     };
 
     bool complete(Target& target) const;
-    static bool replace(Target& target);
+    bool replace(Target& target) const;
     void writeJournal();
     void synchronizeDirectories() const;
     void discard() noexcept;

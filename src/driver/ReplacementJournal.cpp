@@ -2,12 +2,17 @@
 
 #include "driver/Reporting.hpp"
 
+#include <algorithm>
+#include <array>
+#include <cerrno>
 #include <charconv>
 #include <fcntl.h>
+#include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -15,6 +20,7 @@ namespace melta {
 namespace {
 
 using Entry = ReplacementJournal::Entry;
+using Step = ReplacementJournal::Step;
 
 constexpr const char* lastLine = "end";
 
@@ -44,7 +50,8 @@ void lock(std::FILE* file) {
 
 // The record, once no living process is at it; null when there is none.
 FilePointer openRecord(const fs::path& name) {
-    for (;;) {
+    std::error_code ignored;
+    while (fs::is_regular_file(name, ignored)) {
         FilePointer file(std::fopen(name.c_str(), "re"));
         if (!file) {
             return nullptr;
@@ -54,6 +61,7 @@ FilePointer openRecord(const fs::path& name) {
             return file;
         }
     }
+    return nullptr;
 }
 
 bool readLine(std::FILE* file, std::string& line) {
@@ -65,19 +73,61 @@ bool readLine(std::FILE* file, std::string& line) {
     return character == '\n';
 }
 
-// "size time place". False if the line is another one.
-bool parseEntry(const std::string& line, const fs::path& record, Entry& entry) {
-    const char* const end = line.data() + line.size();
-    const auto size = std::from_chars(line.data(), end, entry.size);
-    if (size.ec != std::errc() || size.ptr == end || *size.ptr != ' ') {
+constexpr std::array<std::pair<Step, std::string_view>, 2> wordsOfSteps = {
+    {{Step::replace, "replace"}, {Step::remove, "remove"}}};
+
+std::string_view wordOf(Step step) {
+    return wordsOfSteps[step == Step::replace ? 0 : 1].second;
+}
+
+// Takes a number and the blank behind it.
+template <class Number>
+bool takeNumber(std::string_view& text, Number& number) {
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
+    const auto length = static_cast<std::size_t>(result.ptr - text.data());
+    if (result.ec != std::errc() || length == text.size() || text[length] != ' ') {
         return false;
     }
-    const auto time = std::from_chars(size.ptr + 1, end, entry.time);
-    if (time.ec != std::errc() || time.ptr == end || *time.ptr != ' ' || time.ptr + 1 == end) {
-        return false;
-    }
-    entry.place = record.parent_path() / fs::path(time.ptr + 1, end);
+    text.remove_prefix(length + 1);
     return true;
+}
+
+bool takeStep(std::string_view& text, Step& step) {
+    for (const auto& [value, word] : wordsOfSteps) {
+        if (text.starts_with(word) && text.substr(word.size()).starts_with(' ')) {
+            step = value;
+            text.remove_prefix(word.size() + 1);
+            return true;
+        }
+    }
+    return false;
+}
+
+// "step size checksum place". False if the line is another one.
+bool parseEntry(std::string_view line, const fs::path& record, Entry& entry) {
+    if (!takeStep(line, entry.step) || !takeNumber(line, entry.size) || !takeNumber(line, entry.checksum) ||
+        line.empty()) {
+        return false;
+    }
+    entry.place = record.parent_path() / fs::path(line);
+    return true;
+}
+
+// FNV-1a (Fowler, Noll, Vo) over the bytes; that of a file that does not open is 0.
+std::uint64_t checksumOf(const fs::path& name) {
+    const FilePointer file = openForReading(name.string());
+    if (!file) {
+        return 0;
+    }
+    std::uint64_t sum = 14695981039346656037U;
+    std::array<unsigned char, 65536> block{};
+    for (std::size_t count = block.size(); count == block.size();) {
+        count = std::fread(block.data(), 1, block.size(), file.get());
+        for (std::size_t i = 0; i < count; ++i) {
+            sum = (sum ^ block[i]) * 1099511628211U;
+        }
+    }
+    return sum;
 }
 
 // Empty unless the record is whole.
@@ -97,32 +147,53 @@ std::vector<Entry> readEntries(std::FILE* file, const fs::path& record) {
     return {};
 }
 
-bool isWaiting(const Entry& entry) {
+bool isThere(const fs::path& name) {
     std::error_code ignored;
-    return fs::exists(fs::symlink_status(ReplacementJournal::writtenFor(entry.place), ignored));
+    return fs::exists(fs::symlink_status(name, ignored));
+}
+
+// Whether the step is still to be taken.
+bool isWaiting(const Entry& entry) {
+    return isThere(entry.step == Step::replace ? ReplacementJournal::writtenFor(entry.place) : entry.place);
 }
 
 bool isUpToDate(const Entry& entry) {
-    const Entry now = ReplacementJournal::describe(entry.place);
-    return now.size == entry.size && now.time == entry.time;
+    const Entry now = ReplacementJournal::describe(entry.place, entry.step);
+    return now.size == entry.size && now.checksum == entry.checksum;
 }
 
-// Each file that still waits takes its place.
-void finish(std::span<const Entry> entries) {
+[[noreturn]] void stopAt(const fs::path& name) {
+    stopWithMessage("cannot finish the replacement of the file: %s", name.c_str());
+}
+
+void take(const Entry& entry) {
     std::error_code error;
-    for (const Entry& entry : entries) {
-        if (isWaiting(entry) && !isUpToDate(entry)) {
-            return;
-        }
+    if (entry.step == Step::replace) {
+        fs::rename(ReplacementJournal::writtenFor(entry.place), entry.place, error);
+    } else {
+        fs::remove(entry.place, error);
     }
+    if (error) {
+        stopAt(entry.place);
+    }
+}
+
+// Takes each step that is left.
+void finish(std::span<const Entry> entries) {
+    const auto isOutdated = [](const Entry& entry) { return isWaiting(entry) && !isUpToDate(entry); };
+    const auto outdated = std::ranges::find_if(entries, isOutdated);
+    if (outdated != entries.end()) {
+        if (!std::ranges::all_of(entries, isWaiting)) {
+            stopAt(outdated->place); // to leave it at that would mix old and new
+        }
+        return;
+    }
+    std::error_code ignored;
     for (const Entry& entry : entries) {
         if (isWaiting(entry)) {
-            fs::rename(ReplacementJournal::writtenFor(entry.place), entry.place, error);
-            if (error) {
-                stopWithMessage("cannot finish the replacement of the file: %s", entry.place.c_str());
-            }
+            take(entry);
         }
-        fs::remove(withSuffix(entry.place, ".old"), error);
+        fs::remove(ReplacementJournal::formerFor(entry.place), ignored);
         synchronizeDirectory(entry.place.parent_path());
     }
 }
@@ -137,18 +208,19 @@ fs::path ReplacementJournal::writtenFor(const fs::path& place) {
     return withSuffix(place, ".new");
 }
 
-Entry ReplacementJournal::describe(const fs::path& place) {
-    std::error_code error;
-    Entry entry{fs::file_size(place, error), 0, place};
-    if (error) {
-        return {0, 0, place};
-    }
-    entry.time = static_cast<std::int64_t>(fs::last_write_time(place, error).time_since_epoch().count());
-    return entry;
+// A name that no user gives: what stands there is removed.
+fs::path ReplacementJournal::formerFor(const fs::path& place) {
+    return withSuffix(place, ".replaced");
 }
 
-bool ReplacementJournal::write(std::span<const fs::path> places) {
-    name = nameFor(places.front());
+Entry ReplacementJournal::describe(const fs::path& place, Step step) {
+    std::error_code error;
+    const std::uintmax_t size = fs::file_size(place, error);
+    return error ? Entry{0, 0, place, step} : Entry{size, checksumOf(place), place, step};
+}
+
+bool ReplacementJournal::write(std::span<const Entry> entries) {
+    name = nameFor(entries.front().place);
     const fs::path temporary = withSuffix(name, ".new");
     std::error_code error;
     fs::remove(temporary, error);
@@ -157,10 +229,9 @@ bool ReplacementJournal::write(std::span<const fs::path> places) {
         return false;
     }
     lock(file.get());
-    for (const fs::path& place : places) {
-        const Entry entry = describe(place);
-        std::fprintf(file.get(), "%ju %jd %s\n", static_cast<std::uintmax_t>(entry.size),
-                     static_cast<std::intmax_t>(entry.time), nameInRecord(place, name).c_str());
+    for (const Entry& entry : entries) {
+        std::fprintf(file.get(), "%s %ju %ju %s\n", wordOf(entry.step).data(), entry.size,
+                     static_cast<std::uintmax_t>(entry.checksum), nameInRecord(entry.place, name).c_str());
     }
     std::fprintf(file.get(), "%s\n", lastLine);
     const bool isWritten = std::ferror(file.get()) == 0 && std::fflush(file.get()) == 0;
@@ -196,7 +267,7 @@ void finishReplacement(const std::string& fileName) {
     std::error_code error;
     fs::remove(record, error);
     if (error) {
-        stopWithMessage("cannot finish the replacement of the file: %s", fileName.c_str());
+        stopAt(fileName);
     }
 }
 

@@ -28,11 +28,12 @@ void ignoreWriteSignals() {
 bool setUpThreads(int numThreads) {
     const int wish = numThreads > 0 ? numThreads : omp_get_max_threads();
     const int limit = obtainLargestTeam();
-    if (numThreads > 0 || wish > limit) {
-        const int numGiven = std::min(wish, limit);
+    const int numGiven = std::min(wish, limit);
+    const int numCallers = limitBlasCallers(numGiven);
+    if (numThreads > 0 || wish > limit || numCallers < numGiven) {
         // OpenBLAS cuts the count to its own limit and hands that to OpenMP as well, which we undo: our own
         // loops may use more threads than its products.
-        openblas_set_num_threads(limitBlasCallers(numGiven));
+        openblas_set_num_threads(numCallers);
         omp_set_num_threads(numGiven);
     }
     omp_set_max_active_levels(1);

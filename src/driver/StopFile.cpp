@@ -7,7 +7,11 @@
 namespace melta {
 
 void StopFile::create() const {
-    const std::ofstream file(name);
+    // Whatever else bears the name is no request; a pipe would let the writer wait.
+    std::error_code ignored;
+    if (!std::filesystem::is_other(name, ignored)) {
+        const std::ofstream file(name);
+    }
 }
 
 bool StopFile::exists() const {

@@ -7,6 +7,7 @@
 #include "modelio/NetworkCompanion.hpp"
 #include "modelio/NetworkHead.hpp"
 #include "modelio/NetworkKind.hpp"
+#include "modelio/TextCopier.hpp"
 #include "network/NNArch.hpp"
 #include "structure/GeometrySet.hpp"
 
@@ -37,9 +38,10 @@ bool haveSameSymmFuncs(const Property& a, const Property& b) {
            (a.symmFuncKind != SymmFuncKind::behler || functionsOf(a) == functionsOf(b));
 }
 
-// Energy networks know what the baseline leaves.
-bool haveSameBaseline(const Property& a, const Property& b) {
-    return (a.withClassical != 0) == (b.withClassical != 0) && (a.withReaxFF != 0) == (b.withReaxFF != 0) &&
+// Energy networks know what the baseline and the charges leave.
+bool haveSameRest(const Property& a, const Property& b) {
+    return (a.withCharge != 0) == (b.withCharge != 0) && (a.withClassical != 0) == (b.withClassical != 0) &&
+           (a.withReaxFF != 0) == (b.withReaxFF != 0) &&
            (a.withReaxFF == 0 ||
             std::tie(a.rcutReaxFF, a.rateReaxFF) == std::tie(b.rcutReaxFF, b.rateReaxFF));
 }
@@ -90,7 +92,7 @@ bool isMeaningful(const std::optional<StoredHead>& head, const NNArch& arch, con
     const NNShape shape = shapeOf(head->settings, kind.fields);
     if (!isUsable(shape) || !isSame(shape, shapeOf(settings, kind.fields)) ||
         !haveSameSymmFuncs(head->settings, settings) ||
-        (kind.isFromMean && !haveSameBaseline(head->settings, settings))) {
+        (kind.isFromMean && !haveSameRest(head->settings, settings))) {
         return false;
     }
     const std::size_t numElems = head->elements.size();
@@ -122,7 +124,7 @@ CarriedNetworks::CarriedNetworks(const NNArch& arch, const std::string& headName
     }
     const std::optional<StoredHead> head = peekNetworkHead(headName);
     if (!isMeaningful(head, arch, *kind, fileName)) {
-        isMeaningless = true;
+        otherName = keptNameOf(fileName);
     } else if (!hasElementsOf(*head, *set, arch.getSymmStatistics())) {
         carry(arch, *head);
     }
@@ -148,24 +150,10 @@ void CarriedNetworks::write(FileReplacement& files) const {
     if (!ensembles.empty()) {
         writeCompanion(files.open(fileName), *kind, *set, ensembles);
     }
-}
-
-void CarriedNetworks::setAside() {
-    if (isMeaningless) {
-        std::error_code error;
-        otherName = keptNameOf(fileName);
-        fs::rename(fileName, otherName, error);
-        if (error) {
-            otherName.clear();
-        }
-    }
-}
-
-void CarriedNetworks::takeBack() {
-    if (!otherName.empty()) {
-        std::error_code ignored;
-        fs::rename(otherName, fileName, ignored);
-        otherName.clear();
+    const FilePointer old = otherName.empty() ? nullptr : openForReading(fileName);
+    if (old) {
+        TextCopier(files.open(otherName)).copyAll(old.get());
+        files.remove(fileName);
     }
 }
 

@@ -30,13 +30,8 @@ public:
     // under `headName`. Reads and allocates; the files stay as they are. `geometrySet` is borrowed.
     CarriedNetworks(const NNArch& arch, const std::string& headName, const GeometrySet* geometrySet);
 
-    // Adds the companion to a set of files, if it changes.
+    // Adds what has to be done to a set of files: the companion, if it changes, or its other name.
     void write(FileReplacement& files) const;
-
-    // Gives a companion that means nothing any more its other name, and takes that back. The first belongs
-    // before the replacement, the second to its failure.
-    void setAside();
-    void takeBack();
 
     // Tells the user about a companion that has been set aside.
     void printSetAside() const;
@@ -46,9 +41,8 @@ private:
 
     const NetworkKind* kind = nullptr;
     const GeometrySet* set = nullptr;
-    std::string fileName;  // the companion
-    std::string otherName; // that it has when it is set aside
-    bool isMeaningless = false;
+    std::string fileName;              // the companion
+    std::string otherName;             // it gets when it is set aside; else empty
     std::vector<NNEnsemble> ensembles; // the networks under the new head; empty where the file stays
 };
 

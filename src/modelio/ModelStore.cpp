@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 
 namespace melta {
 namespace {
@@ -52,8 +53,17 @@ void requireFinite(const NNArch& arch, const GeometrySet& set) {
     requireFinite(areFinite(set.energyAve), "mean energies of the elements");
 }
 
-std::string beginNameOf(const std::string& fileName) {
-    return fileName + ".begin";
+// What the names of the files have in common under which a beginning is kept: none of them exists.
+std::string freeSuffix(const std::vector<std::pair<std::string, std::string>>& files) {
+    std::string suffix = ".begin";
+    const auto isTaken = [&](const auto& file) {
+        std::error_code ignored;
+        return std::filesystem::exists(file.first + suffix, ignored);
+    };
+    for (int number = 2; std::ranges::any_of(files, isTaken); ++number) {
+        suffix = formatText(".begin.%d", number);
+    }
+    return suffix;
 }
 
 } // namespace
@@ -87,7 +97,9 @@ void ModelStore::rememberBeginning(const NNArch& arch) {
 }
 
 void ModelStore::keepBeginning() {
-    isBeginningWanted = true;
+    if (!beginning.empty() && beginSuffix.empty()) {
+        beginSuffix = freeSuffix(beginning);
+    }
 }
 
 void ModelStore::storeNN(const NNArch& arch) {
@@ -112,15 +124,7 @@ void ModelStore::store(const NNArch& arch) {
     requireFinite(arch, *set);
     FileReplacement files(FileReplacement::OnFailure::raise);
     writeFiles(arch, files);
-    if (!hasStored) {
-        others.setAside();
-    }
-    try {
-        files.commit();
-    } catch (const FileFailure&) {
-        others.takeBack();
-        throw;
-    }
+    files.commit();
     printWhatElse();
     hasStored = true;
 }
@@ -136,9 +140,9 @@ void ModelStore::writeFiles(const NNArch& arch, FileReplacement& files) const {
             arch.printSymmDistributions(files.open(distrFile), *set);
         }
     }
-    if (isBeginningWanted) {
+    if (!beginSuffix.empty()) {
         for (const auto& [name, text] : beginning) {
-            TextCopier(files.open(beginNameOf(name))).write(text);
+            TextCopier(files.open(name + beginSuffix)).write(text);
         }
     }
 }
@@ -147,10 +151,10 @@ void ModelStore::printWhatElse() {
     if (!hasStored) {
         others.printSetAside();
     }
-    if (isBeginningWanted && !beginning.empty()) {
+    if (!beginSuffix.empty() && !beginning.empty()) {
         std::string names;
         for (const auto& [name, text] : beginning) {
-            names += (names.empty() ? "" : ", ") + beginNameOf(name);
+            names += (names.empty() ? "" : ", ") + name + beginSuffix;
         }
         printOut(
             "  * WARNING: the loss is more than twice that of the networks that the training began with; "

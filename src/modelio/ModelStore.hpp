@@ -36,8 +36,8 @@ public:
     // Reads the files of the model as they are, for keepBeginning.
     void rememberBeginning(const NNArch& arch);
 
-    // Lets the next store keep the files that have been remembered as "FILE.begin", and tells it. Once; does
-    // nothing without remembered files.
+    // Lets the next store keep the files that have been remembered as "FILE.begin", or "FILE.begin.2" and so
+    // on where there are such files, and tells it. Once; does nothing without remembered files.
     void keepBeginning();
 
     // Tells it on the console and stores. Stops with "cannot open file: %s", "cannot write file: %s" (the
@@ -60,7 +60,7 @@ private:
     bool hasStored = false; // what only the first store writes is there
 
     std::vector<std::pair<std::string, std::string>> beginning; // names and contents
-    bool isBeginningWanted = false;
+    std::string beginSuffix; // of the names under which they are kept, once that is wanted
 };
 
 // Tells it on the console and writes the model of `arch` under `fileName`, as ModelStore does, and nothing

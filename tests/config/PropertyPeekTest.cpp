@@ -334,7 +334,9 @@ TEST_F(PropertyPeekTest, finishesAReplacementFirst) {
     writeTextFile(headName, "3 1 1 0\n10 7 5.5 4.5\n0\n3 20 2 4\n");
     {
         ReplacementJournal journal;
-        ASSERT_TRUE(journal.write(std::vector<std::filesystem::path>{headName, headName + "_e"}));
+        constexpr auto step = ReplacementJournal::Step::replace;
+        ASSERT_TRUE(journal.write(std::array{ReplacementJournal::describe(headName, step),
+                                             ReplacementJournal::describe(headName + "_e", step)}));
     }
     writeTextFile(headName + ".new", "3 1 1 0\n12 7 5.5 4.5\n0\n3 20 2 4\n");
 

@@ -371,7 +371,7 @@ TEST_F(DataSplitter, OverwritesWhatACrashLeft) {
     writeTextFile(fileTrain, joined(records));
     for (const std::string& name : {fileTrain, fileTest}) {
         writeTextFile(name + ".new", std::string(10000, 'x'));
-        writeTextFile(name + ".old", std::string(10000, 'x'));
+        writeTextFile(name + ".replaced", std::string(10000, 'x'));
     }
 
     split(0.5f);

@@ -81,7 +81,7 @@ TEST_F(Replacement, ReplacesOldFilesAtOnce) {
 
 TEST_F(Replacement, OverwritesWhatACrashLeft) {
     writeOld();
-    for (const char* const name : {"first.new", "first.old", "second.new", "second.old"}) {
+    for (const char* const name : {"first.new", "first.replaced", "second.new", "second.replaced"}) {
         writeTextFile(directory.file(name), "left behind by an earlier run, and much longer\n");
     }
 

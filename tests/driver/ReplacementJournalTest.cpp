@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <sys/stat.h>
 #include <thread>
 
 namespace fs = std::filesystem;
@@ -36,10 +38,18 @@ protected:
         files.commit();
     }
 
+    static std::vector<ReplacementJournal::Entry> entriesOf(const std::vector<std::string>& names) {
+        std::vector<ReplacementJournal::Entry> entries;
+        for (const std::string& name : names) {
+            entries.push_back(ReplacementJournal::describe(name, ReplacementJournal::Step::replace));
+        }
+        return entries;
+    }
+
     // The state of a kill right behind the record: all new files wait.
     void leaveRecord() const {
         ReplacementJournal journal;
-        ASSERT_TRUE(journal.write(std::vector<fs::path>{first, second, third}));
+        ASSERT_TRUE(journal.write(entriesOf({first, second, third})));
         writeTextFile(first + ".new", "new first\n");
         writeTextFile(second + ".new", "new second\n");
         writeTextFile(third + ".new", "new third\n");
@@ -148,6 +158,99 @@ TEST_F(Journal, LeavesFilesThatSomebodyHasChangedMeanwhile) {
     EXPECT_FALSE(fs::exists(record));
 }
 
+// Half of the set is new by then, so that there is nothing to go back to.
+TEST_F(Journal, StopsAtAChangeInTheMidstOfAReplacement) {
+    leaveRecord();
+    fs::rename(third + ".new", third);
+    writeTextFile(second, "put here by the user\n");
+
+    EXPECT_EQ(stopMessageOf([&] { finishReplacement(first); }),
+              "cannot finish the replacement of the file: " + second);
+
+    EXPECT_EQ(readTextFile(second), "put here by the user\n");
+    EXPECT_TRUE(fs::exists(record));
+}
+
+// Copies have times of their own.
+TEST_F(Journal, GoesWithAFolderThatIsCopied) {
+    const TemporaryDirectory other;
+    leaveRecord();
+    fs::rename(third + ".new", third);
+    for (const char* const name : {"first", "second", "third", "first.new", "second.new", "first.journal"}) {
+        writeTextFile(other.file(name), readTextFile(directory.file(name)));
+        fs::last_write_time(other.file(name), fs::file_time_type::clock::now() - std::chrono::hours(3));
+    }
+
+    finishReplacement(other.file("first"));
+
+    EXPECT_EQ(readTextFile(other.file("first")), "new first\n");
+    EXPECT_EQ(readTextFile(other.file("second")), "new second\n");
+    EXPECT_FALSE(fs::exists(other.file("first.journal")));
+}
+
+TEST_F(Journal, IsNoPipe) {
+    ASSERT_EQ(mkfifo(record.c_str(), 0600), 0);
+
+    finishReplacement(first);
+
+    EXPECT_TRUE(isOld());
+}
+
+TEST_F(Journal, LeavesBackupsOfTheUser) {
+    for (const std::string& name : {first, second}) {
+        writeTextFile(name + ".old", "kept by the user\n");
+    }
+
+    replace();
+
+    EXPECT_EQ(readTextFile(first + ".old"), "kept by the user\n");
+    EXPECT_EQ(readTextFile(second + ".old"), "kept by the user\n");
+}
+
+// A file that goes is kept in another one of the set.
+TEST_F(Journal, RemovesAFileTogetherWithTheReplacement) {
+    int numOld = 0;
+    int numNew = 0;
+    for (int n = 0;; ++n) {
+        fs::remove(third);
+        SetUp();
+        const bool isKilled = killAtSystemCall(n, [this] {
+            FileReplacement files;
+            std::fprintf(files.open(first), "new first\n");
+            std::fprintf(files.open(third), "old second\n");
+            files.remove(second);
+            files.commit();
+        });
+
+        finishReplacement(first);
+
+        const bool isMoved = readTextFile(first) == "new first\n" && !fs::exists(second) &&
+                             readTextFile(third) == "old second\n";
+        ASSERT_TRUE(isOld() || isMoved) << "killed at system call " << n;
+        (isMoved ? numNew : numOld) += 1;
+        if (!isKilled) {
+            break;
+        }
+    }
+    EXPECT_GT(numOld, 10);
+    EXPECT_GT(numNew, 10);
+}
+
+TEST_F(Journal, BringsARemovedFileBackWhereAnotherCannotBeReplaced) {
+    const std::string message = stopMessageOf([this] {
+        FileReplacement files;
+        std::fprintf(files.open(first), "new first\n");
+        files.remove(second);
+        fs::remove(first);
+        fs::create_directory(first);
+        files.commit();
+    });
+
+    EXPECT_EQ(message, "cannot write file: " + first);
+    EXPECT_EQ(readTextFile(second), "old second\n");
+    EXPECT_EQ(countFiles(), 2U);
+}
+
 TEST_F(Journal, GoesWithAFolderThatIsMoved) {
     const TemporaryDirectory other;
     leaveRecord();
@@ -175,7 +278,7 @@ TEST_F(Journal, FollowsLinks) {
 
 TEST_F(Journal, MakesOthersWaitForALivingWriter) {
     ReplacementJournal journal;
-    ASSERT_TRUE(journal.write(std::vector<fs::path>{first, second}));
+    ASSERT_TRUE(journal.write(entriesOf({first, second})));
     writeTextFile(first + ".new", "new first\n");
     writeTextFile(second + ".new", "new second\n");
 

@@ -216,6 +216,19 @@ TEST_F(Carried, EnergiesOverAnotherBaselineAreSetAside) {
     EXPECT_TRUE(fs::exists(kept(energyName)));
 }
 
+// Their energies held what the charges carry.
+TEST_F(Carried, EnergiesOfAModelWithoutChargesAreSetAside) {
+    const auto set = makeSet(blockFrom("Si"));
+    property.withCharge = 0;
+    train(*set, NNArch::onlyEnergy);
+    property.withCharge = 1;
+
+    train(*set, NNArch::onlyCharge);
+
+    EXPECT_FALSE(fs::exists(energyName));
+    EXPECT_TRUE(fs::exists(kept(energyName)));
+}
+
 TEST_F(Carried, ChargesAreLeftAloneByAModelWithoutThem) {
     const auto set = makeSet(blockFrom("Si"));
     train(*set, NNArch::onlyCharge);

@@ -444,7 +444,9 @@ TEST_F(GeometryReading, FinishesAReplacementFirst) {
     write(blockOf("0 -1", {"Si"}));
     {
         ReplacementJournal journal;
-        ASSERT_TRUE(journal.write(std::vector<std::filesystem::path>{name, name + "2"}));
+        constexpr auto step = ReplacementJournal::Step::replace;
+        ASSERT_TRUE(journal.write(std::array{ReplacementJournal::describe(name, step),
+                                             ReplacementJournal::describe(name + "2", step)}));
     }
     writeTextFile(name + ".new", blockOf("0 -1", {"Si"}) + blockOf("0 -2", {"Si"}));
 

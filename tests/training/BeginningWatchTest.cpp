@@ -85,6 +85,19 @@ TEST_F(GoingOn, KeepsThemOnceAlthoughItStoresInEachEpoch) {
     EXPECT_EQ(readTextFile(network + "_e.begin"), networks);
 }
 
+TEST_F(GoingOn, ReplacesNoBeginningOfAnEarlierRun) {
+    setRate(5.0f);
+    train(*set);
+    const std::string spoiled = readTextFile(network + "_e");
+    setRate(500.0f);
+
+    train(*set);
+
+    EXPECT_EQ(readTextFile(network + "_e.begin"), networks);
+    EXPECT_EQ(readTextFile(network + "_e.begin.2"), spoiled);
+    EXPECT_EQ(readTextFile(network + ".begin.2"), readTextFile(network + ".begin"));
+}
+
 TEST_F(GoingOn, KeepsNothingWhereTheNetworksStayGood) {
     for (const int batchs : {0, 3}) {
         property.batchs = batchs;
