@@ -6,12 +6,12 @@
 //     this/kernel        the kernel alone over as many pairs
 //     evaluation/this    a whole evaluation of the potential, without the search of neighbours
 //     search/this        the search of neighbours
+#include "base/LineReader.hpp"
 #include "baseline/ReaxEvaluation.hpp"
 #include "baseline/ReaxFieldText.hpp"
 #include "baseline/ReaxParam.hpp"
 #include "baseline/ReaxShell.hpp"
 #include "baseline/ReaxVdw.hpp"
-#include "driver/LineReader.hpp"
 #include "structure/Geometry.hpp"
 #include "support/PairedTiming.hpp"
 

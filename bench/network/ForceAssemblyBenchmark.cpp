@@ -2,7 +2,7 @@
 // back from force errors. Compared with one matrix-vector product for each model, which reads the derivatives
 // anew each time, and with merely reading the same bytes once.
 
-#include "driver/AlignedBuffer.hpp"
+#include "base/AlignedBuffer.hpp"
 #include "network/ForceKernels.hpp"
 #include "support/PairedTiming.hpp"
 

@@ -1,7 +1,7 @@
 // Passes of an ensemble over one tile, against plain matrix products of the same shapes: what is lost to
 // activations, element-wise steps and the split into models.
 
-#include "driver/RandomSource.hpp"
+#include "base/RandomSource.hpp"
 #include "network/NNEnsemble.hpp"
 #include "network/NNSecondDeriver.hpp"
 #include "support/PairedTiming.hpp"

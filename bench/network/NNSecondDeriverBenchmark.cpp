@@ -1,7 +1,7 @@
 // Exact gradient of the force loss with respect to the weights: one sweep along the direction of the force
 // errors, compared with a sweep for each input node, both with the same matrix products, on the same batch.
 
-#include "driver/RandomSource.hpp"
+#include "base/RandomSource.hpp"
 #include "network/MatrixProducts.hpp"
 #include "network/NNEnsemble.hpp"
 #include "network/NNSecondDeriver.hpp"

@@ -6,7 +6,7 @@
 // Counters: the shortest times, "ours/clear", our time divided by that of clearing, and "plain/ours", the
 // gain over the plain algorithm; "error", the largest difference of the two algorithms' values relative to
 // the largest value.
-#include "driver/FloatControl.hpp"
+#include "base/FloatControl.hpp"
 #include "symmfunc/BenchCluster.hpp"
 #include "symmfunc/PlainBehler.hpp"
 #include "symmfunc/SymmFuncBehler.hpp"

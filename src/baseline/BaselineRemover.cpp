@@ -1,10 +1,10 @@
 #include "baseline/BaselineRemover.hpp"
 
+#include "base/ParallelGuard.hpp"
+#include "base/Reporting.hpp"
 #include "baseline/ClassicalPot.hpp"
 #include "baseline/ReaxPot.hpp"
 #include "config/Property.hpp"
-#include "driver/ParallelGuard.hpp"
-#include "driver/Reporting.hpp"
 #include "structure/GeometrySet.hpp"
 
 #include <omp.h>

@@ -1,9 +1,9 @@
 #include "baseline/ClassicalFile.hpp"
 
+#include "base/FieldScanner.hpp"
+#include "base/FileReplacement.hpp"
+#include "base/Reporting.hpp"
 #include "config/FiniteNumber.hpp"
-#include "driver/FieldScanner.hpp"
-#include "driver/FileReplacement.hpp"
-#include "driver/Reporting.hpp"
 #include "structure/GeometrySet.hpp"
 
 #include <algorithm>

@@ -7,8 +7,8 @@
 // Pairs are written by rows: element 0 with 0, 1, ..., n - 1, then element 1 with 1, ..., n - 1 and so on.
 #pragma once
 
+#include "base/LineReader.hpp"
 #include "baseline/ClassicalParameters.hpp"
-#include "driver/LineReader.hpp"
 
 #include <string>
 

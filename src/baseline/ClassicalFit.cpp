@@ -1,12 +1,12 @@
 #include "baseline/ClassicalFit.hpp"
 
+#include "base/Interrupt.hpp"
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 #include "baseline/ClassicalFile.hpp"
 #include "baseline/ClassicalPot.hpp"
 #include "baseline/ClassicalSigns.hpp"
 #include "config/Property.hpp"
-#include "driver/Interrupt.hpp"
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
 #include "structure/GeometrySet.hpp"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include "baseline/ClassicalLoss.hpp"
 
+#include "base/ParallelGuard.hpp"
+#include "base/ThreadTeam.hpp"
 #include "config/Property.hpp"
-#include "driver/ParallelGuard.hpp"
-#include "driver/ThreadTeam.hpp"
 #include "structure/Geometry.hpp"
 
 #include <cblas.h>

@@ -1,11 +1,11 @@
 #include "baseline/ClassicalMode.hpp"
 
+#include "base/DirectoryLock.hpp"
+#include "base/Interrupt.hpp"
+#include "base/StopFile.hpp"
 #include "baseline/ClassicalPot.hpp"
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
-#include "driver/DirectoryLock.hpp"
-#include "driver/Interrupt.hpp"
-#include "driver/StopFile.hpp"
 #include "structure/GeometrySet.hpp"
 
 namespace melta {

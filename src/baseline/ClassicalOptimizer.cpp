@@ -1,9 +1,9 @@
 #include "baseline/ClassicalOptimizer.hpp"
 
+#include "base/Interrupt.hpp"
+#include "base/Reporting.hpp"
 #include "config/LbfgsSetup.hpp"
 #include "config/Property.hpp"
-#include "driver/Interrupt.hpp"
-#include "driver/Reporting.hpp"
 
 #include <cmath>
 #include <utility>

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "base/MyTimer.hpp"
+#include "base/StopFile.hpp"
 #include "baseline/ClassicalLoss.hpp"
 #include "baseline/ClassicalPenalty.hpp"
-#include "driver/MyTimer.hpp"
-#include "driver/StopFile.hpp"
 
 #include <span>
 

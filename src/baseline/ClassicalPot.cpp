@@ -1,10 +1,10 @@
 #include "baseline/ClassicalPot.hpp"
 
+#include "base/Reporting.hpp"
 #include "baseline/ClassicalFile.hpp"
 #include "baseline/ClassicalFit.hpp"
 #include "baseline/PairNeighbors.hpp"
 #include "config/Property.hpp"
-#include "driver/Reporting.hpp"
 #include "structure/GeometrySet.hpp"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/AlignedBuffer.hpp"
 #include "baseline/PairKernels.hpp"
-#include "driver/AlignedBuffer.hpp"
 
 #include <cstddef>
 #include <cstdint>

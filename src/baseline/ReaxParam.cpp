@@ -1,7 +1,7 @@
 #include "baseline/ReaxParam.hpp"
 
+#include "base/Reporting.hpp"
 #include "baseline/ReaxParamReader.hpp"
-#include "driver/Reporting.hpp"
 
 #include <cmath>
 

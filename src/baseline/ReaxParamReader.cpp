@@ -1,8 +1,8 @@
 #include "baseline/ReaxParamReader.hpp"
 
+#include "base/FieldScanner.hpp"
+#include "base/Reporting.hpp"
 #include "baseline/ReaxParam.hpp"
-#include "driver/FieldScanner.hpp"
-#include "driver/Reporting.hpp"
 #include "structure/ElementSymbols.hpp"
 
 #include <array>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "driver/LineReader.hpp"
+#include "base/LineReader.hpp"
 
 #include <cstddef>
 #include <string>

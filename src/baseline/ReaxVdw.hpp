@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/AlignedBuffer.hpp"
 #include "baseline/ReaxVdwKernel.hpp"
-#include "driver/AlignedBuffer.hpp"
 
 #include <span>
 #include <vector>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 
 #include <string>
 #include <vector>

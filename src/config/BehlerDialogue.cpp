@@ -1,10 +1,10 @@
 #include "config/BehlerDialogue.hpp"
 
+#include "base/ConsoleInput.hpp"
+#include "base/Reporting.hpp"
 #include "config/BehlerTemplate.hpp"
 #include "config/FileNames.hpp"
 #include "config/FiniteNumber.hpp"
-#include "driver/ConsoleInput.hpp"
-#include "driver/Reporting.hpp"
 
 namespace melta {
 namespace {

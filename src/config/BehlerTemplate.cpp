@@ -1,7 +1,7 @@
 #include "config/BehlerTemplate.hpp"
 
-#include "driver/LineReader.hpp"
-#include "driver/Reporting.hpp"
+#include "base/LineReader.hpp"
+#include "base/Reporting.hpp"
 
 namespace melta {
 namespace {

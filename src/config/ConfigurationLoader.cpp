@@ -1,8 +1,8 @@
 #include "config/ConfigurationLoader.hpp"
 
+#include "base/LineReader.hpp"
+#include "base/Reporting.hpp"
 #include "config/FileNames.hpp"
-#include "driver/LineReader.hpp"
-#include "driver/Reporting.hpp"
 
 namespace melta {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "driver/FieldScanner.hpp"
+#include "base/FieldScanner.hpp"
 
 #include <cmath>
 

@@ -1,8 +1,8 @@
 #include "config/LbfgsSetup.hpp"
 
+#include "base/Reporting.hpp"
 #include "config/Codes.hpp"
 #include "config/Property.hpp"
-#include "driver/Reporting.hpp"
 
 #include <algorithm>
 #include <limits>

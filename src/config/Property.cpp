@@ -1,7 +1,7 @@
 #include "config/Property.hpp"
 
+#include "base/Reporting.hpp"
 #include "config/PropertyReader.hpp"
-#include "driver/Reporting.hpp"
 
 #include <algorithm>
 

@@ -1,10 +1,10 @@
 #include "config/PropertyPeek.hpp"
 
+#include "base/LineReader.hpp"
+#include "base/ReplacementJournal.hpp"
+#include "base/Reporting.hpp"
 #include "config/FiniteNumber.hpp"
 #include "config/NetworkFields.hpp"
-#include "driver/LineReader.hpp"
-#include "driver/ReplacementJournal.hpp"
-#include "driver/Reporting.hpp"
 
 #include <array>
 

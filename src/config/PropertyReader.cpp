@@ -1,8 +1,8 @@
 #include "config/PropertyReader.hpp"
 
+#include "base/LineReader.hpp"
+#include "base/Reporting.hpp"
 #include "config/FiniteNumber.hpp"
-#include "driver/LineReader.hpp"
-#include "driver/Reporting.hpp"
 
 #include <algorithm>
 #include <variant>

@@ -1,6 +1,6 @@
+#include "base/LineReader.hpp"
+#include "base/Reporting.hpp"
 #include "config/NetworkFields.hpp"
-#include "driver/LineReader.hpp"
-#include "driver/Reporting.hpp"
 
 #include <span>
 #include <variant>

@@ -1,7 +1,7 @@
 #include "dfttools/DFTAtoms.hpp"
 
-#include "driver/FieldScanner.hpp"
-#include "driver/Reporting.hpp"
+#include "base/FieldScanner.hpp"
+#include "base/Reporting.hpp"
 
 #include <algorithm>
 #include <cmath>

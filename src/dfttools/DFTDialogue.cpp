@@ -1,8 +1,8 @@
 #include "dfttools/DFTDialogue.hpp"
 
-#include "driver/ConsoleInput.hpp"
-#include "driver/FieldScanner.hpp"
-#include "driver/Reporting.hpp"
+#include "base/ConsoleInput.hpp"
+#include "base/FieldScanner.hpp"
+#include "base/Reporting.hpp"
 
 #include <algorithm>
 #include <cmath>

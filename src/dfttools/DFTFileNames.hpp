@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/Reporting.hpp"
 #include "config/FileNames.hpp"
-#include "driver/Reporting.hpp"
 
 #include <string>
 

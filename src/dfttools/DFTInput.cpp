@@ -1,9 +1,9 @@
 #include "dfttools/DFTInput.hpp"
 
-#include "driver/FileReplacement.hpp"
-#include "driver/LineReader.hpp"
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
+#include "base/FileReplacement.hpp"
+#include "base/LineReader.hpp"
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 #include "modelio/TextCopier.hpp"
 #include "structure/LebedevDirections.hpp"
 #include "structure/NormalPair.hpp"

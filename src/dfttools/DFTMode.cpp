@@ -1,8 +1,8 @@
 #include "dfttools/DFTMode.hpp"
 
+#include "base/ProcessGuard.hpp"
 #include "config/FileNames.hpp"
 #include "dfttools/DFTTool.hpp"
-#include "driver/ProcessGuard.hpp"
 
 namespace melta {
 

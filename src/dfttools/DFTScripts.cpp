@@ -1,7 +1,7 @@
 #include "dfttools/DFTScripts.hpp"
 
+#include "base/Reporting.hpp"
 #include "dfttools/DFTFileNames.hpp"
-#include "driver/Reporting.hpp"
 
 namespace melta {
 

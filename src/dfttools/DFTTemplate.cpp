@@ -1,9 +1,9 @@
 #include "dfttools/DFTTemplate.hpp"
 
+#include "base/LineReader.hpp"
+#include "base/Reporting.hpp"
 #include "dfttools/DFTDialogue.hpp"
 #include "dfttools/DFTSettings.hpp"
-#include "driver/LineReader.hpp"
-#include "driver/Reporting.hpp"
 
 namespace melta {
 namespace {

@@ -1,12 +1,12 @@
 #include "dfttools/DFTTool.hpp"
 
+#include "base/FileReplacement.hpp"
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 #include "dfttools/DFTFileNames.hpp"
 #include "dfttools/DFTInput.hpp"
 #include "dfttools/DFTScripts.hpp"
 #include "dfttools/KeptCopy.hpp"
-#include "driver/FileReplacement.hpp"
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
 
 #include <charconv>
 #include <filesystem>

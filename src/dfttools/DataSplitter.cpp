@@ -1,12 +1,12 @@
 #include "dfttools/DataSplitter.hpp"
 
+#include "base/ConsoleInput.hpp"
+#include "base/FieldScanner.hpp"
+#include "base/FileReplacement.hpp"
+#include "base/LineReader.hpp"
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 #include "dfttools/RecordText.hpp"
-#include "driver/ConsoleInput.hpp"
-#include "driver/FieldScanner.hpp"
-#include "driver/FileReplacement.hpp"
-#include "driver/LineReader.hpp"
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
 #include "modelio/TextCopier.hpp"
 
 #include <algorithm>

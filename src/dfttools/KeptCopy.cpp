@@ -1,8 +1,8 @@
 #include "dfttools/KeptCopy.hpp"
 
-#include "driver/FileReplacement.hpp"
-#include "driver/LineReader.hpp"
-#include "driver/Reporting.hpp"
+#include "base/FileReplacement.hpp"
+#include "base/LineReader.hpp"
+#include "base/Reporting.hpp"
 #include "modelio/TextCopier.hpp"
 
 #include <algorithm>

@@ -1,9 +1,9 @@
 #include "dfttools/RecordText.hpp"
 
-#include "driver/FieldScanner.hpp"
-#include "driver/LineReader.hpp"
-#include "driver/ReplacementJournal.hpp"
-#include "driver/Reporting.hpp"
+#include "base/FieldScanner.hpp"
+#include "base/LineReader.hpp"
+#include "base/ReplacementJournal.hpp"
+#include "base/Reporting.hpp"
 
 #include <cstdint>
 #include <filesystem>

@@ -1,11 +1,11 @@
 #include "dfttools/SplitMode.hpp"
 
+#include "base/DirectoryLock.hpp"
+#include "base/FieldScanner.hpp"
+#include "base/ProcessGuard.hpp"
+#include "base/Reporting.hpp"
 #include "config/FileNames.hpp"
 #include "dfttools/DataSplitter.hpp"
-#include "driver/DirectoryLock.hpp"
-#include "driver/FieldScanner.hpp"
-#include "driver/ProcessGuard.hpp"
-#include "driver/Reporting.hpp"
 
 namespace melta {
 

@@ -1,6 +1,6 @@
 #include "driver/CommandLine.hpp"
 
-#include "driver/FieldScanner.hpp"
+#include "base/FieldScanner.hpp"
 
 namespace melta {
 namespace {

@@ -1,5 +1,7 @@
 #include "driver/CommandTable.hpp"
 
+#include "base/Reporting.hpp"
+#include "base/StopFile.hpp"
 #include "baseline/ClassicalMode.hpp"
 #include "config/BehlerDialogue.hpp"
 #include "config/FileNames.hpp"
@@ -7,8 +9,6 @@
 #include "config/Version.hpp"
 #include "dfttools/DFTMode.hpp"
 #include "dfttools/SplitMode.hpp"
-#include "driver/Reporting.hpp"
-#include "driver/StopFile.hpp"
 #include "modelio/ExportMode.hpp"
 #include "sampling/MetropolisMode.hpp"
 #include "testing/ForceTestMode.hpp"

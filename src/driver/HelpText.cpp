@@ -1,6 +1,6 @@
 #include "driver/HelpText.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 
 namespace melta {
 namespace {

@@ -1,12 +1,12 @@
 #include "driver/RunCommand.hpp"
 
+#include "base/FloatControl.hpp"
+#include "base/MemoryPurpose.hpp"
+#include "base/Reporting.hpp"
+#include "base/ThreadTeam.hpp"
 #include "driver/CommandLine.hpp"
 #include "driver/CommandTable.hpp"
-#include "driver/FloatControl.hpp"
 #include "driver/HelpText.hpp"
-#include "driver/MemoryPurpose.hpp"
-#include "driver/Reporting.hpp"
-#include "driver/ThreadTeam.hpp"
 
 #include <algorithm>
 #include <cblas.h>

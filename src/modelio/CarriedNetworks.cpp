@@ -1,8 +1,8 @@
 #include "modelio/CarriedNetworks.hpp"
 
+#include "base/FileReplacement.hpp"
+#include "base/Reporting.hpp"
 #include "config/Property.hpp"
-#include "driver/FileReplacement.hpp"
-#include "driver/Reporting.hpp"
 #include "modelio/InputMap.hpp"
 #include "modelio/NetworkCompanion.hpp"
 #include "modelio/NetworkHead.hpp"

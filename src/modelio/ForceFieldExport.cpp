@@ -1,9 +1,9 @@
 #include "modelio/ForceFieldExport.hpp"
 
-#include "driver/FieldScanner.hpp"
-#include "driver/FileReplacement.hpp"
-#include "driver/LineReader.hpp"
-#include "driver/Reporting.hpp"
+#include "base/FieldScanner.hpp"
+#include "base/FileReplacement.hpp"
+#include "base/LineReader.hpp"
+#include "base/Reporting.hpp"
 #include "modelio/NetworkKind.hpp"
 #include "modelio/OpenModel.hpp"
 #include "modelio/TextCopier.hpp"

@@ -1,8 +1,8 @@
 #include "modelio/ModelStore.hpp"
 
-#include "driver/FileReplacement.hpp"
-#include "driver/LineReader.hpp"
-#include "driver/Reporting.hpp"
+#include "base/FileReplacement.hpp"
+#include "base/LineReader.hpp"
+#include "base/Reporting.hpp"
 #include "modelio/NNIO.hpp"
 #include "modelio/NetworkKind.hpp"
 #include "modelio/TextCopier.hpp"

@@ -1,7 +1,7 @@
 #include "modelio/NNIO.hpp"
 
-#include "driver/FileReplacement.hpp"
-#include "driver/Reporting.hpp"
+#include "base/FileReplacement.hpp"
+#include "base/Reporting.hpp"
 #include "modelio/NetworkCompanion.hpp"
 #include "modelio/NetworkHead.hpp"
 #include "modelio/NetworkKind.hpp"

@@ -1,8 +1,8 @@
 #include "modelio/NetworkCompanion.hpp"
 
+#include "base/LineReader.hpp"
+#include "base/Reporting.hpp"
 #include "config/Property.hpp"
-#include "driver/LineReader.hpp"
-#include "driver/Reporting.hpp"
 #include "modelio/InputMap.hpp"
 #include "modelio/NetworkKind.hpp"
 #include "structure/GeometrySet.hpp"

@@ -1,9 +1,9 @@
 #include "modelio/NetworkHead.hpp"
 
+#include "base/Reporting.hpp"
 #include "config/Codes.hpp"
 #include "config/FiniteNumber.hpp"
 #include "config/PropertyPeek.hpp"
-#include "driver/Reporting.hpp"
 #include "modelio/NetworkKind.hpp"
 #include "structure/GeometrySet.hpp"
 

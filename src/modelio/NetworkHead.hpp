@@ -1,8 +1,8 @@
 // The head of a model's files; its lines are told at NNIO.
 #pragma once
 
+#include "base/LineReader.hpp"
 #include "config/Property.hpp"
-#include "driver/LineReader.hpp"
 #include "network/SymmPreparation.hpp"
 
 #include <cstddef>

@@ -1,7 +1,7 @@
 #include "modelio/OpenModel.hpp"
 
-#include "driver/ReplacementJournal.hpp"
-#include "driver/Reporting.hpp"
+#include "base/ReplacementJournal.hpp"
+#include "base/Reporting.hpp"
 #include "modelio/NetworkKind.hpp"
 
 #include <sys/stat.h>

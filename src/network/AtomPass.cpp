@@ -1,6 +1,6 @@
 #include "network/AtomPass.hpp"
 
-#include "driver/ParallelGuard.hpp"
+#include "base/ParallelGuard.hpp"
 
 #include <numeric>
 #include <omp.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "driver/AlignedBuffer.hpp"
+#include "base/AlignedBuffer.hpp"
 #include "network/NNEnsemble.hpp"
 #include "network/SymmPreparation.hpp"
 #include "structure/Geometry.hpp"

@@ -1,6 +1,6 @@
 #include "network/MatrixProducts.hpp"
 
-#include "driver/AlignedBuffer.hpp"
+#include "base/AlignedBuffer.hpp"
 
 #include <algorithm>
 #include <type_traits>

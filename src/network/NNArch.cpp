@@ -1,8 +1,8 @@
 #include "network/NNArch.hpp"
 
-#include "driver/MemoryLimits.hpp"
-#include "driver/MemoryPurpose.hpp"
-#include "driver/Reporting.hpp"
+#include "base/MemoryLimits.hpp"
+#include "base/MemoryPurpose.hpp"
+#include "base/Reporting.hpp"
 #include "network/SymmMemory.hpp"
 #include "symmfunc/SymmFuncFactory.hpp"
 

@@ -1,8 +1,8 @@
 #include "network/NNLayer.hpp"
 
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 #include "config/Codes.hpp"
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
 #include "network/MatrixProducts.hpp"
 #include "network/NNLayerKernels.hpp"
 

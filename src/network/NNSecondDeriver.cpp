@@ -1,6 +1,6 @@
 #include "network/NNSecondDeriver.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "network/NNLayerKernels.hpp"
 
 namespace melta {

@@ -1,6 +1,6 @@
 #include "network/NetworkPass.hpp"
 
-#include "driver/ParallelGuard.hpp"
+#include "base/ParallelGuard.hpp"
 
 #include <algorithm>
 #include <cmath>

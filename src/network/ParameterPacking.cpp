@@ -1,6 +1,6 @@
 #include "network/ParameterPacking.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 
 #include <algorithm>
 

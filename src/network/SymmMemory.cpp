@@ -1,8 +1,8 @@
 #include "network/SymmMemory.hpp"
 
+#include "base/Reporting.hpp"
 #include "config/Codes.hpp"
 #include "config/Property.hpp"
-#include "driver/Reporting.hpp"
 
 namespace melta {
 namespace {

@@ -1,9 +1,9 @@
 #include "network/SymmPreparation.hpp"
 
-#include "driver/ParallelGuard.hpp"
-#include "driver/ProgressBar.hpp"
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
+#include "base/ParallelGuard.hpp"
+#include "base/ProgressBar.hpp"
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 
 #include <algorithm>
 #include <atomic>

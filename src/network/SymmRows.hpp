@@ -1,6 +1,6 @@
 #pragma once
 
-#include "driver/AlignedBuffer.hpp"
+#include "base/AlignedBuffer.hpp"
 
 #include <cstddef>
 #include <span>

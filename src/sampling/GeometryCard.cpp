@@ -1,7 +1,7 @@
 #include "sampling/GeometryCard.hpp"
 
-#include "driver/FieldScanner.hpp"
-#include "driver/Reporting.hpp"
+#include "base/FieldScanner.hpp"
+#include "base/Reporting.hpp"
 #include "sampling/MetropolisInput.hpp"
 #include "structure/GeometrySet.hpp"
 #include "structure/Units.hpp"

@@ -1,8 +1,8 @@
 #include "sampling/GeometryWriter.hpp"
 
+#include "base/FileReplacement.hpp"
+#include "base/Reporting.hpp"
 #include "config/FileNames.hpp"
-#include "driver/FileReplacement.hpp"
-#include "driver/Reporting.hpp"
 #include "structure/GeometrySet.hpp"
 
 #include <cstdio>

@@ -1,6 +1,6 @@
 #include "sampling/InitialShift.hpp"
 
-#include "driver/RandomSource.hpp"
+#include "base/RandomSource.hpp"
 #include "structure/LebedevDirections.hpp"
 
 #include <algorithm>

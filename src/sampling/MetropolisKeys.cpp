@@ -1,8 +1,8 @@
 #include "sampling/MetropolisKeys.hpp"
 
+#include "base/FieldScanner.hpp"
+#include "base/Reporting.hpp"
 #include "config/FiniteNumber.hpp"
-#include "driver/FieldScanner.hpp"
-#include "driver/Reporting.hpp"
 
 #include <algorithm>
 #include <string_view>

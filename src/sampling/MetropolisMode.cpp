@@ -1,11 +1,11 @@
 #include "sampling/MetropolisMode.hpp"
 
+#include "base/DirectoryLock.hpp"
+#include "base/Interrupt.hpp"
+#include "base/Reporting.hpp"
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
 #include "config/Property.hpp"
-#include "driver/DirectoryLock.hpp"
-#include "driver/Interrupt.hpp"
-#include "driver/Reporting.hpp"
 #include "sampling/NNMetropolis.hpp"
 
 namespace melta {

@@ -1,7 +1,7 @@
 #include "sampling/MetropolisMoves.hpp"
 
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 #include "structure/Geometry.hpp"
 
 #include <algorithm>

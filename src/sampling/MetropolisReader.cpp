@@ -1,7 +1,7 @@
 #include "sampling/MetropolisReader.hpp"
 
-#include "driver/FieldScanner.hpp"
-#include "driver/Reporting.hpp"
+#include "base/FieldScanner.hpp"
+#include "base/Reporting.hpp"
 #include "sampling/GeometryCard.hpp"
 #include "sampling/MetropolisKeys.hpp"
 #include "sampling/MetropolisState.hpp"

@@ -1,6 +1,6 @@
 #include "sampling/MetropolisState.hpp"
 
-#include "driver/FileReplacement.hpp"
+#include "base/FileReplacement.hpp"
 #include "structure/Units.hpp"
 
 #include <cstdio>

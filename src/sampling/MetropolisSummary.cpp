@@ -1,7 +1,7 @@
 #include "sampling/MetropolisSummary.hpp"
 
+#include "base/Reporting.hpp"
 #include "config/BannerLine.hpp"
-#include "driver/Reporting.hpp"
 
 namespace melta {
 namespace {

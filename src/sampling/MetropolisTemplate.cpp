@@ -1,7 +1,7 @@
 #include "sampling/MetropolisTemplate.hpp"
 
-#include "driver/FileReplacement.hpp"
-#include "driver/Reporting.hpp"
+#include "base/FileReplacement.hpp"
+#include "base/Reporting.hpp"
 #include "structure/GeometrySet.hpp"
 
 #include <cstdio>

@@ -1,7 +1,7 @@
 #include "sampling/MonteCarloWalk.hpp"
 
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 #include "sampling/ConfigurationEnergy.hpp"
 #include "sampling/MetropolisMoves.hpp"
 

@@ -1,8 +1,8 @@
 #include "sampling/NetworkElements.hpp"
 
-#include "driver/FieldScanner.hpp"
-#include "driver/LineReader.hpp"
-#include "driver/Reporting.hpp"
+#include "base/FieldScanner.hpp"
+#include "base/LineReader.hpp"
+#include "base/Reporting.hpp"
 #include "structure/ElementSymbols.hpp"
 #include "structure/GeometrySet.hpp"
 

@@ -1,6 +1,6 @@
 #include "sampling/SwapTable.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #include "sampling/WalkReport.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "sampling/MonteCarloWalk.hpp"
 
 #include <cmath>

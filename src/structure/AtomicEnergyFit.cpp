@@ -1,6 +1,6 @@
 #include "structure/AtomicEnergyFit.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 
 #include <algorithm>
 #include <cblas.h>

@@ -1,6 +1,6 @@
 #include "structure/BinGrid.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "structure/NeighborSearch.hpp"
 
 #include <algorithm>

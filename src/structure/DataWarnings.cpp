@@ -1,6 +1,6 @@
 #include "structure/DataWarnings.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 
 namespace melta {
 

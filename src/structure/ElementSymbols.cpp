@@ -1,6 +1,6 @@
 #include "structure/ElementSymbols.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,6 +1,6 @@
 #include "structure/ElementTable.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "structure/ElementSymbols.hpp"
 #include "structure/GeometrySet.hpp"
 

@@ -1,8 +1,8 @@
 #include "structure/GeometryFile.hpp"
 
-#include "driver/FieldScanner.hpp"
-#include "driver/ReplacementJournal.hpp"
-#include "driver/Reporting.hpp"
+#include "base/FieldScanner.hpp"
+#include "base/ReplacementJournal.hpp"
+#include "base/Reporting.hpp"
 
 #include <algorithm>
 #include <cctype>

@@ -1,6 +1,6 @@
 #include "structure/GeometrySetReader.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "structure/ElementSymbols.hpp"
 #include "structure/GeometrySet.hpp"
 #include "structure/Units.hpp"

@@ -1,6 +1,6 @@
 #include "structure/LebedevDirections.hpp"
 
-#include "driver/RandomSource.hpp"
+#include "base/RandomSource.hpp"
 
 namespace melta {
 namespace {

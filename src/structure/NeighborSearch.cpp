@@ -1,7 +1,7 @@
 #include "structure/NeighborSearch.hpp"
 
-#include "driver/ParallelGuard.hpp"
-#include "driver/Reporting.hpp"
+#include "base/ParallelGuard.hpp"
+#include "base/Reporting.hpp"
 #include "structure/BinGrid.hpp"
 #include "structure/NeighborCollector.hpp"
 

@@ -1,6 +1,6 @@
 #include "symmfunc/BlockSymmFunc.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "structure/Geometry.hpp"
 #include "symmfunc/BasisBlock.hpp"
 #include "symmfunc/NeighborRecords.hpp"

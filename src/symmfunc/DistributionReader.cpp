@@ -1,7 +1,7 @@
 #include "symmfunc/DistributionReader.hpp"
 
-#include "driver/FieldScanner.hpp"
-#include "driver/Reporting.hpp"
+#include "base/FieldScanner.hpp"
+#include "base/Reporting.hpp"
 #include "structure/GeometrySet.hpp"
 
 #include <cctype>

@@ -2,7 +2,7 @@
 // of them for each triangle. Kernels only: no allocation, no checks.
 #pragma once
 
-#include "driver/AlignedBuffer.hpp"
+#include "base/AlignedBuffer.hpp"
 
 #include <cstddef>
 #include <cstdint>

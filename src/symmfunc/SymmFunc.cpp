@@ -1,6 +1,6 @@
 #include "symmfunc/SymmFunc.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "structure/Geometry.hpp"
 
 namespace melta {

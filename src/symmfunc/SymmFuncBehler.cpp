@@ -1,6 +1,6 @@
 #include "symmfunc/SymmFuncBehler.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "symmfunc/BehlerKernels.hpp"
 
 namespace melta {

@@ -1,8 +1,8 @@
 #include "symmfunc/SymmFuncDistribution.hpp"
 
-#include "driver/ParallelGuard.hpp"
-#include "driver/ProgressBar.hpp"
-#include "driver/Reporting.hpp"
+#include "base/ParallelGuard.hpp"
+#include "base/ProgressBar.hpp"
+#include "base/Reporting.hpp"
 #include "structure/GeometrySet.hpp"
 #include "symmfunc/DistributionReader.hpp"
 #include "symmfunc/SymmFunc.hpp"

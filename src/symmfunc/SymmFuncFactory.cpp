@@ -1,7 +1,7 @@
 #include "symmfunc/SymmFuncFactory.hpp"
 
+#include "base/Reporting.hpp"
 #include "config/Property.hpp"
-#include "driver/Reporting.hpp"
 #include "symmfunc/SymmFuncBehler.hpp"
 #include "symmfunc/SymmFuncChebyshev.hpp"
 #include "symmfunc/SymmFuncManyBody.hpp"

@@ -1,6 +1,6 @@
 #include "symmfunc/SymmFuncManyBody.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "structure/Geometry.hpp"
 #include "symmfunc/ManyBodyKernels.hpp"
 #include "symmfunc/ManyBodyShell.hpp"

@@ -1,6 +1,6 @@
 #include "testing/LackingElements.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "network/NNArch.hpp"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "testing/NNForceTester.hpp"
 
-#include "driver/MyTimer.hpp"
-#include "driver/Reporting.hpp"
+#include "base/MyTimer.hpp"
+#include "base/Reporting.hpp"
 #include "modelio/ModelStore.hpp"
 #include "network/GradientDifference.hpp"
 #include "testing/LackingElements.hpp"

@@ -1,8 +1,8 @@
 #include "testing/NNTester.hpp"
 
+#include "base/MyTimer.hpp"
+#include "base/Reporting.hpp"
 #include "baseline/BaselineRemover.hpp"
-#include "driver/MyTimer.hpp"
-#include "driver/Reporting.hpp"
 #include "modelio/ModelStore.hpp"
 #include "testing/LackingElements.hpp"
 

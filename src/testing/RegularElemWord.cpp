@@ -1,7 +1,7 @@
 #include "testing/RegularElemWord.hpp"
 
-#include "driver/FieldScanner.hpp"
-#include "driver/Reporting.hpp"
+#include "base/FieldScanner.hpp"
+#include "base/Reporting.hpp"
 
 namespace melta {
 

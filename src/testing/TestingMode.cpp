@@ -1,9 +1,9 @@
 #include "testing/TestingMode.hpp"
 
+#include "base/ProcessGuard.hpp"
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
 #include "config/Property.hpp"
-#include "driver/ProcessGuard.hpp"
 #include "structure/GeometrySet.hpp"
 #include "testing/NNTester.hpp"
 #include "testing/RegularElemWord.hpp"

@@ -1,7 +1,7 @@
 #include "training/AdamOptimizer.hpp"
 
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 
 #include <algorithm>
 #include <numeric>

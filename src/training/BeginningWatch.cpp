@@ -1,6 +1,6 @@
 #include "training/BeginningWatch.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "network/NNArch.hpp"
 #include "training/TrainingSession.hpp"
 

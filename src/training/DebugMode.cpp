@@ -1,11 +1,11 @@
 #include "training/DebugMode.hpp"
 
+#include "base/FieldScanner.hpp"
+#include "base/Reporting.hpp"
 #include "baseline/BaselineRemover.hpp"
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
 #include "config/FiniteNumber.hpp"
-#include "driver/FieldScanner.hpp"
-#include "driver/Reporting.hpp"
 #include "structure/GeometrySetLoader.hpp"
 #include "training/NNChargeTrainer.hpp"
 #include "training/NNEnergyTrainer.hpp"

@@ -1,6 +1,6 @@
 #include "training/GradientCheck.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "network/GradientDifference.hpp"
 #include "network/ParameterPacking.hpp"
 

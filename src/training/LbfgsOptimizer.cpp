@@ -1,8 +1,8 @@
 #include "training/LbfgsOptimizer.hpp"
 
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 #include "config/LbfgsSetup.hpp"
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
 #include "network/ParameterPacking.hpp"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "training/LossScales.hpp"
 
+#include "base/Reporting.hpp"
 #include "config/Property.hpp"
-#include "driver/Reporting.hpp"
 
 namespace melta {
 

@@ -1,6 +1,6 @@
 #include "training/NNChargeTrainer.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "training/LossScales.hpp"
 
 #include <cmath>

@@ -1,6 +1,6 @@
 #include "training/NNEnergyTrainer.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "training/LossScales.hpp"
 
 #include <cmath>

@@ -1,8 +1,8 @@
 #include "training/NNTrainer.hpp"
 
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 #include "config/NetworkFields.hpp"
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
 #include "modelio/ModelStore.hpp"
 #include "training/AdamOptimizer.hpp"
 #include "training/GradientCheck.hpp"

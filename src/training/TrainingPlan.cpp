@@ -1,7 +1,7 @@
 #include "training/TrainingPlan.hpp"
 
+#include "base/Reporting.hpp"
 #include "config/Codes.hpp"
-#include "driver/Reporting.hpp"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 #include "training/TrainingSession.hpp"
 
-#include "driver/Interrupt.hpp"
-#include "driver/Reporting.hpp"
+#include "base/Interrupt.hpp"
+#include "base/Reporting.hpp"
 #include "network/ParameterPacking.hpp"
 
 namespace melta {

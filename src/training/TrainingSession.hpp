@@ -1,8 +1,8 @@
 #pragma once
 
+#include "base/MyTimer.hpp"
+#include "base/StopFile.hpp"
 #include "config/Property.hpp"
-#include "driver/MyTimer.hpp"
-#include "driver/StopFile.hpp"
 #include "modelio/ModelStore.hpp"
 #include "network/NNArch.hpp"
 #include "structure/GeometrySet.hpp"

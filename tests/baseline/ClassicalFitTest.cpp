@@ -1,11 +1,11 @@
 #include "baseline/ClassicalFit.hpp"
 
+#include "base/Interrupt.hpp"
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 #include "baseline/ClassicalPot.hpp"
 #include "baseline/ClassicalTwin.hpp"
 #include "config/Property.hpp"
-#include "driver/Interrupt.hpp"
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
 

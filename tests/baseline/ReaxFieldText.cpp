@@ -1,6 +1,6 @@
 #include "baseline/ReaxFieldText.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 
 namespace melta::test {
 namespace {

@@ -1,6 +1,6 @@
 #include "baseline/ReaxVdwKernel.hpp"
 
-#include "driver/AlignedBuffer.hpp"
+#include "base/AlignedBuffer.hpp"
 #include "network/VectorTargets.hpp"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
+#include "base/ReplacementJournal.hpp"
 #include "config/PropertyFiles.hpp"
-#include "driver/ReplacementJournal.hpp"
 
 namespace melta::test {
 namespace {

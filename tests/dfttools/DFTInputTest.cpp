@@ -1,9 +1,9 @@
 #include "dfttools/DFTInput.hpp"
 
-#include "driver/FieldScanner.hpp"
-#include "driver/LineReader.hpp"
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
+#include "base/FieldScanner.hpp"
+#include "base/LineReader.hpp"
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 #include "structure/LebedevDirections.hpp"
 #include "support/FileSizeLimit.hpp"
 #include "support/StopCatcher.hpp"

@@ -1,7 +1,7 @@
 #include "dfttools/DFTTool.hpp"
 
-#include "driver/LineReader.hpp"
-#include "driver/RandomSource.hpp"
+#include "base/LineReader.hpp"
+#include "base/RandomSource.hpp"
 #include "support/FileSizeLimit.hpp"
 #include "support/StandardInput.hpp"
 #include "support/StopCatcher.hpp"

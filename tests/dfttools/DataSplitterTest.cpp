@@ -1,8 +1,8 @@
 #include "dfttools/DataSplitter.hpp"
 
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 #include "dfttools/RecordText.hpp"
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
 #include "support/FileSizeLimit.hpp"
 #include "support/KilledChild.hpp"
 #include "support/StopCatcher.hpp"

@@ -1,7 +1,7 @@
 #include "driver/RunCommand.hpp"
 
+#include "base/ThreadTeam.hpp"
 #include "config/Version.hpp"
-#include "driver/ThreadTeam.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
 

@@ -16,7 +16,7 @@ from typing import Iterator
 
 # The higher the number, the higher the floor. Nobody includes a file of a floor above.
 FLOORS = {
-    "driver": 0,
+    "base": 0,
     "config": 1,
     "structure": 2,
     "symmfunc": 3,
@@ -27,15 +27,13 @@ FLOORS = {
     "testing": 6,
     "sampling": 6,
     "dfttools": 7,
+    "driver": 8,
 }
-ENTRY_FLOOR = 8
-# The folder of the bottom services also holds the entry, which stands on top.
-ENTRY_FILES = {"CommandLine", "CommandTable", "HelpText", "RunCommand", "main"}
 
 MAX_LINES = 700
 # The one file that prints and ends the process, and the one value that holds memory of its own.
-REPORTING = "driver/Reporting.cpp"
-ALLOCATOR = "driver/AlignedBuffer.hpp"
+REPORTING = "base/Reporting.cpp"
+ALLOCATOR = "base/AlignedBuffer.hpp"
 # Names and signs that a message may begin with, beside a lower-case letter.
 MESSAGE_START = re.compile(r"[a-z#%]|(?:Adam's|Behler|HDNNP|L-BFGS|MPI|NaN|Rcut|Rs) ")
 
@@ -105,10 +103,7 @@ def line_of(text: str, position: int) -> int:
 
 def floor_of(path: str) -> int | None:
     """The floor of a file that is given relative to src, or None for a folder that is not known."""
-    folder, _, name = path.partition("/")
-    if folder == "driver" and name.partition(".")[0] in ENTRY_FILES:
-        return ENTRY_FLOOR
-    return FLOORS.get(folder)
+    return FLOORS.get(path.partition("/")[0])
 
 
 def check_includes(path: str, text: str, root: Path) -> Iterator[Finding]:

@@ -33,18 +33,18 @@ class LintTest(unittest.TestCase):
         self.assertIn(expected, found[0])
 
     def test_includes_point_down(self):
-        self.make("driver/Reporting.hpp", "config/Property.hpp", "modelio/NNIO.hpp", "driver/CommandTable.hpp")
+        self.make("base/Reporting.hpp", "config/Property.hpp", "modelio/NNIO.hpp", "driver/CommandTable.hpp")
 
-        self.assert_clean('#include "config/Property.hpp"\n#include "driver/Reporting.hpp"\n#include <vector>\n')
+        self.assert_clean('#include "config/Property.hpp"\n#include "base/Reporting.hpp"\n#include <vector>\n')
         self.assert_clean('// #include "modelio/NNIO.hpp"\n')
         self.assert_found('\n#include "modelio/NNIO.hpp"\n', "NNLayer.cpp:2: ")
         self.assert_found('#include "driver/CommandTable.hpp"\n', "stands above")
 
-    def test_bottom_and_entry_share_a_folder(self):
+    def test_the_entry_stands_on_top_and_the_services_at_the_bottom(self):
         self.make("config/Property.hpp", "dfttools/DFTTool.hpp")
 
         self.assert_clean('#include "dfttools/DFTTool.hpp"\n', "driver/CommandTable.cpp")
-        self.assert_found('#include "config/Property.hpp"\n', "stands above", "driver/MyTimer.cpp")
+        self.assert_found('#include "config/Property.hpp"\n', "stands above", "base/MyTimer.cpp")
 
     def test_quoted_includes_start_at_src(self):
         self.make("network/NNLayer.hpp")
@@ -61,7 +61,7 @@ class LintTest(unittest.TestCase):
                 self.assert_found(f"void f() {{ {statement} }}\n", "prints")
         self.assert_clean('void f() { std::fprintf(file, "a"); std::snprintf(b, n, "printf("); } // printf(\n')
         self.findings("")
-        self.assert_clean("void f() { std::printf(x); std::abort(); std::fflush(stdout); }\n", "driver/Reporting.cpp")
+        self.assert_clean("void f() { std::printf(x); std::abort(); std::fflush(stdout); }\n", "base/Reporting.cpp")
 
     def test_only_reporting_ends_the_process(self):
         for statement in ("exit(1);", "std::exit(1);", "std::_Exit(1);", "abort();", "std::quick_exit(0);"):
@@ -89,7 +89,7 @@ class LintTest(unittest.TestCase):
             with self.subTest(call):
                 self.assert_found(f"void f() {{ {call}; }}\n", "raw allocation")
         self.assert_clean("struct S { S(const S&) = delete; int newSize; void deleteAll(); }; // new things\n")
-        self.assert_clean("void* f() { return ::operator new (8); }\n", "driver/AlignedBuffer.hpp")
+        self.assert_clean("void* f() { return ::operator new (8); }\n", "base/AlignedBuffer.hpp")
         self.assert_clean("void f() { lbfgs_free(p); buffer.free(); }\n")
 
     def test_no_unbounded_text_functions(self):

@@ -2,7 +2,7 @@
 // the networks that it leaves alone keep their function, or are set aside.
 #include "modelio/ModelStore.hpp"
 
-#include "driver/RandomSource.hpp"
+#include "base/RandomSource.hpp"
 #include "modelio/ModelFiles.hpp"
 #include "network/NNArch.hpp"
 #include "structure/DataFileText.hpp"

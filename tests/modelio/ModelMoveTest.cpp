@@ -2,7 +2,7 @@
 // about configurations of its own elements must not change.
 #include "modelio/ModelStore.hpp"
 
-#include "driver/RandomSource.hpp"
+#include "base/RandomSource.hpp"
 #include "network/NNArch.hpp"
 #include "structure/DataFileText.hpp"
 #include "support/StopCatcher.hpp"

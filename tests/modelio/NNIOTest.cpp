@@ -1,6 +1,6 @@
 #include "modelio/NNIO.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "modelio/ModelFiles.hpp"
 #include "support/FileSizeLimit.hpp"
 

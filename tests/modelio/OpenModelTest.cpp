@@ -1,6 +1,6 @@
 #include "modelio/OpenModel.hpp"
 
-#include "driver/FileReplacement.hpp"
+#include "base/FileReplacement.hpp"
 #include "support/TemporaryDirectory.hpp"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "network/ArchFixture.hpp"
 
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 #include "network/BatchFixture.hpp"
 #include "network/EnsembleFixture.hpp"
 #include "support/StopCatcher.hpp"

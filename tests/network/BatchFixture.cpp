@@ -1,6 +1,6 @@
 #include "network/BatchFixture.hpp"
 
-#include "driver/RandomSource.hpp"
+#include "base/RandomSource.hpp"
 #include "network/EnsembleFixture.hpp"
 #include "network/Numbers.hpp"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "driver/RandomSource.hpp"
+#include "base/RandomSource.hpp"
 #include "network/NNEnsemble.hpp"
 #include "network/NetworkTwin.hpp"
 #include "network/Numbers.hpp"

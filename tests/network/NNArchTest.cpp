@@ -1,6 +1,6 @@
 #include "network/NNArch.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "network/ArchFixture.hpp"
 #include "network/Numbers.hpp"
 #include "support/StopCatcher.hpp"

@@ -1,8 +1,8 @@
 #include "network/NNLayer.hpp"
 
+#include "base/LineReader.hpp"
+#include "base/RandomSource.hpp"
 #include "config/Codes.hpp"
-#include "driver/LineReader.hpp"
-#include "driver/RandomSource.hpp"
 #include "network/NetworkTwin.hpp"
 #include "network/Numbers.hpp"
 #include "support/StopCatcher.hpp"

@@ -1,8 +1,8 @@
 #include "network/SymmMemory.hpp"
 
+#include "base/MemoryLimits.hpp"
 #include "config/Codes.hpp"
 #include "config/Property.hpp"
-#include "driver/MemoryLimits.hpp"
 #include "support/StopCatcher.hpp"
 
 #include <gtest/gtest.h>

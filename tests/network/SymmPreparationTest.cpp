@@ -1,6 +1,6 @@
 #include "network/SymmPreparation.hpp"
 
-#include "driver/RandomSource.hpp"
+#include "base/RandomSource.hpp"
 #include "network/BatchFixture.hpp"
 #include "network/ToySymmFunc.hpp"
 #include "structure/ThreadCount.hpp"

@@ -1,4 +1,4 @@
-#include "driver/FieldScanner.hpp"
+#include "base/FieldScanner.hpp"
 #include "sampling/NNMetropolis.hpp"
 #include "sampling/TrainedModel.hpp"
 

@@ -1,7 +1,7 @@
 // A walk on energies that can be worked out by hand.
 #pragma once
 
-#include "driver/RandomSource.hpp"
+#include "base/RandomSource.hpp"
 #include "sampling/ConfigurationEnergy.hpp"
 #include "sampling/MetropolisMoves.hpp"
 #include "sampling/MonteCarloWalk.hpp"

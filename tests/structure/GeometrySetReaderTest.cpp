@@ -1,6 +1,6 @@
 #include "structure/GeometrySetReader.hpp"
 
-#include "driver/ReplacementJournal.hpp"
+#include "base/ReplacementJournal.hpp"
 #include "structure/DataFileText.hpp"
 #include "structure/GeometrySet.hpp"
 #include "structure/Units.hpp"

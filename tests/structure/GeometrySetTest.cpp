@@ -1,8 +1,8 @@
 #include "structure/GeometrySet.hpp"
 
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 #include "config/Property.hpp"
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
 #include "structure/DataFileText.hpp"
 #include "structure/GeometrySetLoader.hpp"
 #include "structure/ThreadCount.hpp"

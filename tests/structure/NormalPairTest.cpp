@@ -1,6 +1,6 @@
 #include "structure/NormalPair.hpp"
 
-#include "driver/RandomSource.hpp"
+#include "base/RandomSource.hpp"
 
 #include <gtest/gtest.h>
 

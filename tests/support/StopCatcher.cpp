@@ -1,6 +1,6 @@
 #include "support/StopCatcher.hpp"
 
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 
 namespace melta::test {
 namespace {

@@ -1,5 +1,5 @@
+#include "base/RandomSource.hpp"
 #include "config/Codes.hpp"
-#include "driver/RandomSource.hpp"
 #include "structure/ThreadCount.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"

@@ -1,5 +1,5 @@
 // How the scheme of a training moves on, and what its files hold.
-#include "driver/Reporting.hpp"
+#include "base/Reporting.hpp"
 #include "training/EnergyTrainerFixture.hpp"
 
 #include <algorithm>

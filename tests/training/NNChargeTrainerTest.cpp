@@ -1,6 +1,6 @@
 #include "training/NNChargeTrainer.hpp"
 
-#include "driver/RandomSource.hpp"
+#include "base/RandomSource.hpp"
 #include "modelio/ModelStore.hpp"
 #include "network/Numbers.hpp"
 #include "support/StopCatcher.hpp"

@@ -1,7 +1,7 @@
 #include "training/NNTrainer.hpp"
 
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
 #include "training/SmallData.hpp"

@@ -2,8 +2,8 @@
 // task that notes what an optimiser asks of it and answers from a script.
 #pragma once
 
-#include "driver/RandomSource.hpp"
-#include "driver/Reporting.hpp"
+#include "base/RandomSource.hpp"
+#include "base/Reporting.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
 #include "training/SmallData.hpp"

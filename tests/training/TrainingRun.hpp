@@ -1,7 +1,7 @@
 // A whole energy training in a directory of its own, and what can be read from its progress lines.
 #pragma once
 
-#include "driver/RandomSource.hpp"
+#include "base/RandomSource.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
 #include "training/NNEnergyTrainer.hpp"
