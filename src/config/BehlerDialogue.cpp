@@ -3,7 +3,6 @@
 #include "base/ConsoleInput.hpp"
 #include "base/Reporting.hpp"
 #include "config/BehlerTemplate.hpp"
-#include "config/FileNames.hpp"
 #include "config/FiniteNumber.hpp"
 
 namespace melta {
@@ -68,11 +67,6 @@ void askForBehlerFile(const std::string& fileName) {
     const int numG3 = askForNumG3();
     const float rcutAngle = numG3 > 0 ? askForCutoff("G3", rcutRadius) : rcutRadius;
     writeBehlerTemplate(fileName, numG2, numG3, rcutRadius, rcutAngle, overwrite);
-}
-
-void runBehlerDialogue(std::span<const std::string> /*words*/) {
-    askForBehlerFile(fileNames::behler);
-    printOut("\n  * Generate the file: %s.\n\n", fileNames::behler);
 }
 
 } // namespace melta

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <span>
 #include <string>
 
 namespace melta {
@@ -9,8 +8,5 @@ namespace melta {
 // them, over an existing one. Each of the questions has a default that an empty, unreadable or impossible
 // answer and the end of the input mean, so that it always ends. Stops as writeBehlerTemplate does.
 void askForBehlerFile(const std::string& fileName);
-
-// The mode "--behler": the dialogue for the file of the working directory. Takes no further words.
-void runBehlerDialogue(std::span<const std::string> words);
 
 } // namespace melta

@@ -2,19 +2,19 @@
 
 #include "base/Reporting.hpp"
 #include "base/StopFile.hpp"
-#include "baseline/ClassicalMode.hpp"
-#include "config/BehlerDialogue.hpp"
 #include "config/FileNames.hpp"
 #include "config/Property.hpp"
 #include "config/Version.hpp"
-#include "dfttools/DFTMode.hpp"
-#include "dfttools/SplitMode.hpp"
-#include "modelio/ExportMode.hpp"
-#include "sampling/MetropolisMode.hpp"
-#include "testing/ForceTestMode.hpp"
-#include "testing/TestingMode.hpp"
-#include "training/DebugMode.hpp"
-#include "training/TrainingMode.hpp"
+#include "driver/BehlerMode.hpp"
+#include "driver/ClassicalMode.hpp"
+#include "driver/DFTMode.hpp"
+#include "driver/DebugMode.hpp"
+#include "driver/ExportMode.hpp"
+#include "driver/ForceTestMode.hpp"
+#include "driver/MetropolisMode.hpp"
+#include "driver/SplitMode.hpp"
+#include "driver/TestingMode.hpp"
+#include "driver/TrainingMode.hpp"
 
 #include <algorithm>
 
@@ -51,7 +51,7 @@ std::span<const Command> commandTable() {
         {{"--debug-charge"}, runChargeDebug, Threading::parallel},
         {{"--force", "--force-test"}, runForceTest, Threading::parallel},
         {{"--temp", "--template"}, runTemplate, Threading::serial},
-        {{"--behler", "--behler-temp"}, runBehlerDialogue, Threading::serial},
+        {{"--behler", "--behler-temp"}, runBehler, Threading::serial},
         {{"--export", "--force-field", "--lammps"}, runExport, Threading::serial},
         {{"--dft", "--qe", "--quantum-espresso"}, runDFT, Threading::serial},
         {{"--split", "--split-train"}, runSplit, Threading::serial},

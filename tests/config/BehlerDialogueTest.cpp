@@ -163,15 +163,5 @@ TEST_F(BehlerDialogueTest, UnwritableFileIsRefusedBehindTheQuestions) {
     EXPECT_EQ(message, "cannot open file: " + name);
 }
 
-TEST_F(BehlerDialogueTest, ModeWritesTheFileOfTheWorkingDirectory) {
-    const WorkingDirectory inside(directory.path());
-    const StandardInput input("");
-
-    const std::string console = outputOf([] { runBehlerDialogue({}); });
-
-    EXPECT_EQ(console, defaultConsole + "\n  * Generate the file: melta.behler.\n\n");
-    EXPECT_EQ(readTextFile("melta.behler"), grid(50, 6.0f, 15, 6.0f));
-}
-
 } // namespace
 } // namespace melta::test

@@ -1,4 +1,4 @@
-#include "sampling/MetropolisMode.hpp"
+#include "driver/MetropolisMode.hpp"
 
 #include "base/DirectoryLock.hpp"
 #include "base/Interrupt.hpp"

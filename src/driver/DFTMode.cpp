@@ -1,4 +1,4 @@
-#include "dfttools/DFTMode.hpp"
+#include "driver/DFTMode.hpp"
 
 #include "base/ProcessGuard.hpp"
 #include "config/FileNames.hpp"

@@ -1,4 +1,4 @@
-#include "testing/RegularElemWord.hpp"
+#include "driver/RegularElemWord.hpp"
 
 #include "base/FieldScanner.hpp"
 #include "base/Reporting.hpp"

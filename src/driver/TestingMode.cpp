@@ -1,12 +1,12 @@
-#include "testing/TestingMode.hpp"
+#include "driver/TestingMode.hpp"
 
 #include "base/ProcessGuard.hpp"
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
 #include "config/Property.hpp"
+#include "driver/RegularElemWord.hpp"
 #include "structure/GeometrySet.hpp"
 #include "testing/NNTester.hpp"
-#include "testing/RegularElemWord.hpp"
 
 namespace melta {
 void runAccuracyTest(std::span<const std::string> words) {

@@ -1,4 +1,4 @@
-#include "training/DebugMode.hpp"
+#include "driver/DebugMode.hpp"
 
 #include "base/FieldScanner.hpp"
 #include "base/Reporting.hpp"

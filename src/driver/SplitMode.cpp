@@ -1,4 +1,4 @@
-#include "dfttools/SplitMode.hpp"
+#include "driver/SplitMode.hpp"
 
 #include "base/DirectoryLock.hpp"
 #include "base/FieldScanner.hpp"

@@ -1,4 +1,4 @@
-#include "modelio/ExportMode.hpp"
+#include "driver/ExportMode.hpp"
 
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"

@@ -1,4 +1,4 @@
-#include "training/TrainingMode.hpp"
+#include "driver/TrainingMode.hpp"
 
 #include "base/DirectoryLock.hpp"
 #include "base/Interrupt.hpp"

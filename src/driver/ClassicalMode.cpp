@@ -1,4 +1,4 @@
-#include "baseline/ClassicalMode.hpp"
+#include "driver/ClassicalMode.hpp"
 
 #include "base/DirectoryLock.hpp"
 #include "base/Interrupt.hpp"

@@ -1,4 +1,4 @@
-#include "testing/ForceTestMode.hpp"
+#include "driver/ForceTestMode.hpp"
 
 #include "base/FieldScanner.hpp"
 #include "base/ProcessGuard.hpp"
@@ -7,9 +7,9 @@
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
 #include "config/FiniteNumber.hpp"
+#include "driver/RegularElemWord.hpp"
 #include "structure/GeometrySet.hpp"
 #include "testing/NNForceTester.hpp"
-#include "testing/RegularElemWord.hpp"
 
 namespace melta {
 namespace {

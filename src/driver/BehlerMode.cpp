@@ -1,0 +1,14 @@
+#include "driver/BehlerMode.hpp"
+
+#include "base/Reporting.hpp"
+#include "config/BehlerDialogue.hpp"
+#include "config/FileNames.hpp"
+
+namespace melta {
+
+void runBehler(std::span<const std::string> /*words*/) {
+    askForBehlerFile(fileNames::behler);
+    printOut("\n  * Generate the file: %s.\n\n", fileNames::behler);
+}
+
+} // namespace melta
