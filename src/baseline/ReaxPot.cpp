@@ -1,6 +1,7 @@
 #include "baseline/ReaxPot.hpp"
 
 #include "structure/Geometry.hpp"
+#include "structure/Units.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -8,9 +9,7 @@
 namespace melta {
 namespace {
 
-// Energy of 1 kcal/mol, eV: a single-precision number. The digits are those that existing models were trained
-// with.
-constexpr float evPerKcal = 0.0433641f;
+constexpr float evPerKcal = units::kilocaloriePerMole;
 constexpr double wideEvPerKcal = static_cast<double>(evPerKcal);
 
 } // namespace

@@ -4,13 +4,12 @@
 #include "base/Reporting.hpp"
 #include "sampling/ConfigurationEnergy.hpp"
 #include "sampling/MetropolisMoves.hpp"
+#include "structure/Units.hpp"
 
 #include <cmath>
 
 namespace melta {
 namespace {
-
-constexpr float inverseBoltzmann = 11604.518f; // K/eV
 
 // No step leads away from such an energy, or all do.
 void requireFinite(double energy) {
@@ -56,7 +55,7 @@ void MonteCarloWalk::testEnergy() {
         step.accept = true;
         step.prob = 1.0f;
     } else {
-        step.prob = std::exp(-(inverseBoltzmann / obtainTemperature()) * step.deltaE);
+        step.prob = std::exp(-(units::inverseBoltzmann / obtainTemperature()) * step.deltaE);
         step.accept = random.drawUniform() < step.prob;
     }
     if (triedEnergy < energyLower || triedEnergy > energyUpper) {

@@ -21,4 +21,10 @@ inline constexpr float rydbergPerBohr = 25.711033f;
 // Coulomb constant, eV Angstrom / e^2.
 inline constexpr float coulomb = 14.399644f;
 
+// Energy of 1 kcal/mol, eV.
+inline constexpr float kilocaloriePerMole = 0.0433641f;
+
+// Inverse of the Boltzmann constant, K/eV.
+inline constexpr float inverseBoltzmann = 11604.518f;
+
 } // namespace melta::units
