@@ -2,8 +2,8 @@
 
 #include "base/RandomSource.hpp"
 #include "base/Reporting.hpp"
-#include "config/NetworkFields.hpp"
 #include "modelio/ModelStore.hpp"
+#include "modelio/NetworkKind.hpp"
 #include "training/AdamOptimizer.hpp"
 #include "training/GradientCheck.hpp"
 #include "training/LbfgsOptimizer.hpp"
@@ -80,13 +80,12 @@ void NNTrainer::performTraining(const std::string& nnFile, const std::string& di
 
 // The settings of the model may come from the head of a network file, which says anything.
 void NNTrainer::requireShape(const std::string& nnFile) const {
-    const bool isEnergy = archModeOfTrainer() == NNArch::onlyEnergy;
-    const NetworkFields& fields = isEnergy ? energyNetwork : chargeNetwork;
+    const NetworkKind& kind = archModeOfTrainer() == NNArch::onlyEnergy ? energyKind : chargeKind;
+    const NetworkFields& fields = kind.fields;
     const Property& property = getProperty();
     const auto require = [&](bool isValid, const char* item) {
         if (!isValid) {
-            stopWithMessage("incorrect %s of %s neural network: %s", item, isEnergy ? "energy's" : "charge's",
-                            nnFile.c_str());
+            stopWithMessage("incorrect %s of %s neural network: %s", item, kind.owner, nnFile.c_str());
         }
     };
     require(property.*fields.models > 0, "#models");
