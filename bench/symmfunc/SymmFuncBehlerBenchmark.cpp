@@ -9,7 +9,7 @@
 #include "base/FloatControl.hpp"
 #include "symmfunc/BenchCluster.hpp"
 #include "symmfunc/PlainBehler.hpp"
-#include "symmfunc/SymmFuncBehler.hpp"
+#include "symmfunc/behler/SymmFuncBehler.hpp"
 
 #include <benchmark/benchmark.h>
 

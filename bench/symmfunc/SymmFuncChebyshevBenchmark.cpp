@@ -7,8 +7,8 @@
 // gain over the plain algorithm.
 #include "symmfunc/BenchCluster.hpp"
 #include "symmfunc/PlainChebyshev.hpp"
-#include "symmfunc/SymmFuncChebyshev.hpp"
 #include "symmfunc/TrigonometryLoop.hpp"
+#include "symmfunc/chebyshev/SymmFuncChebyshev.hpp"
 
 #include <benchmark/benchmark.h>
 

@@ -7,7 +7,7 @@
 // gain over the plain algorithm.
 #include "symmfunc/BenchCluster.hpp"
 #include "symmfunc/PlainManyBody.hpp"
-#include "symmfunc/SymmFuncManyBody.hpp"
+#include "symmfunc/manybody/SymmFuncManyBody.hpp"
 
 #include <benchmark/benchmark.h>
 

@@ -1,8 +1,8 @@
 #include "driver/BehlerMode.hpp"
 
 #include "base/Reporting.hpp"
-#include "config/BehlerDialogue.hpp"
 #include "config/FileNames.hpp"
+#include "symmfunc/behler/BehlerDialogue.hpp"
 
 namespace melta {
 

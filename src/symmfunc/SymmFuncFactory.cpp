@@ -2,9 +2,9 @@
 
 #include "base/Reporting.hpp"
 #include "config/Property.hpp"
-#include "symmfunc/SymmFuncBehler.hpp"
-#include "symmfunc/SymmFuncChebyshev.hpp"
-#include "symmfunc/SymmFuncManyBody.hpp"
+#include "symmfunc/behler/SymmFuncBehler.hpp"
+#include "symmfunc/chebyshev/SymmFuncChebyshev.hpp"
+#include "symmfunc/manybody/SymmFuncManyBody.hpp"
 
 namespace melta {
 namespace {

@@ -1,9 +1,9 @@
 #include "driver/BehlerMode.hpp"
 
-#include "config/BehlerTemplate.hpp"
 #include "support/StandardInput.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
+#include "symmfunc/behler/BehlerTemplate.hpp"
 
 #include <gtest/gtest.h>
 

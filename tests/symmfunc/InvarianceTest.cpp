@@ -1,6 +1,6 @@
 // What must not depend on how a configuration is written down, for all kinds that come in blocks of elements.
-#include "symmfunc/BehlerFixture.hpp"
-#include "symmfunc/ChebyshevFixture.hpp"
+#include "symmfunc/behler/BehlerFixture.hpp"
+#include "symmfunc/chebyshev/ChebyshevFixture.hpp"
 
 #include <gtest/gtest.h>
 

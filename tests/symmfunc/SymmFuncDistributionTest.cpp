@@ -3,8 +3,8 @@
 #include "structure/ThreadCount.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
-#include "symmfunc/ChebyshevFixture.hpp"
 #include "symmfunc/DistributionFixture.hpp"
+#include "symmfunc/chebyshev/ChebyshevFixture.hpp"
 
 #include <gtest/gtest.h>
 

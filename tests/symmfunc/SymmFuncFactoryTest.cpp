@@ -2,8 +2,8 @@
 
 #include "config/Property.hpp"
 #include "support/StopCatcher.hpp"
-#include "symmfunc/SymmFuncBehler.hpp"
-#include "symmfunc/SymmFuncChebyshev.hpp"
+#include "symmfunc/behler/SymmFuncBehler.hpp"
+#include "symmfunc/chebyshev/SymmFuncChebyshev.hpp"
 
 #include <gtest/gtest.h>
 

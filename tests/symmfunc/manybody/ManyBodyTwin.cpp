@@ -1,4 +1,4 @@
-#include "symmfunc/ManyBodyTwin.hpp"
+#include "symmfunc/manybody/ManyBodyTwin.hpp"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "symmfunc/ManyBodyKernels.hpp"
+#include "symmfunc/manybody/ManyBodyKernels.hpp"
 
 #include "network/VectorTargets.hpp"
 

@@ -16,17 +16,17 @@
 //
 // Both signs of lambda lie side by side as columns of the block, and a vector may hold some of each.
 
-#include "symmfunc/BehlerKernels.hpp"
+#include "symmfunc/behler/BehlerKernels.hpp"
 
 #include <algorithm>
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "symmfunc/BehlerAngularKernel.cpp"
+#define HWY_TARGET_INCLUDE "symmfunc/behler/BehlerAngularKernel.cpp"
 #include <hwy/foreach_target.h> // before highway.h
 
 #include <hwy/highway.h>
 
-#include "symmfunc/BehlerPairs-inl.hpp"
+#include "symmfunc/behler/BehlerPairs-inl.hpp"
 
 HWY_BEFORE_NAMESPACE();
 namespace melta {

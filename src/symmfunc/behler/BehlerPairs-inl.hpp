@@ -8,8 +8,8 @@
 #define MELTA_BEHLER_PAIRS_INL
 #endif
 
-#include "symmfunc/BehlerKernels.hpp"
 #include "symmfunc/CutoffKernels.hpp"
+#include "symmfunc/behler/BehlerKernels.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -18,8 +18,8 @@
 #include <hwy/contrib/math/math-inl.h>
 #include <hwy/highway.h>
 
-#include "symmfunc/BehlerGaussian-inl.hpp"
 #include "symmfunc/ShellKernels-inl.hpp"
+#include "symmfunc/behler/BehlerGaussian-inl.hpp"
 
 HWY_BEFORE_NAMESPACE();
 namespace melta {

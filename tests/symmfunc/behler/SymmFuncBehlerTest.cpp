@@ -1,9 +1,9 @@
-#include "symmfunc/SymmFuncBehler.hpp"
+#include "symmfunc/behler/SymmFuncBehler.hpp"
 
 #include "network/VectorTargets.hpp"
 #include "support/StopCatcher.hpp"
-#include "symmfunc/BehlerFixture.hpp"
-#include "symmfunc/BehlerKernels.hpp"
+#include "symmfunc/behler/BehlerFixture.hpp"
+#include "symmfunc/behler/BehlerKernels.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
-#include "config/BehlerDialogue.hpp"
+#include "symmfunc/behler/BehlerDialogue.hpp"
 
-#include "config/BehlerTemplate.hpp"
 #include "support/StandardInput.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
+#include "symmfunc/behler/BehlerTemplate.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,12 @@
-#include "symmfunc/ChebyshevKernels.hpp"
+#include "symmfunc/chebyshev/ChebyshevKernels.hpp"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "symmfunc/ChebyshevRadialKernel.cpp"
+#define HWY_TARGET_INCLUDE "symmfunc/chebyshev/ChebyshevRadialKernel.cpp"
 #include <hwy/foreach_target.h> // before highway.h
 
 #include <hwy/highway.h>
 
-#include "symmfunc/ChebyshevRotation-inl.hpp"
+#include "symmfunc/chebyshev/ChebyshevRotation-inl.hpp"
 
 HWY_BEFORE_NAMESPACE();
 namespace melta {

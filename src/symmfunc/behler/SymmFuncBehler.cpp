@@ -1,7 +1,7 @@
-#include "symmfunc/SymmFuncBehler.hpp"
+#include "symmfunc/behler/SymmFuncBehler.hpp"
 
 #include "base/Reporting.hpp"
-#include "symmfunc/BehlerKernels.hpp"
+#include "symmfunc/behler/BehlerKernels.hpp"
 
 namespace melta {
 namespace {

@@ -1,4 +1,4 @@
-#include "symmfunc/ChebyshevTwin.hpp"
+#include "symmfunc/chebyshev/ChebyshevTwin.hpp"
 
 #include <algorithm>
 #include <cmath>

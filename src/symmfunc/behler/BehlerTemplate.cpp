@@ -1,4 +1,4 @@
-#include "config/BehlerTemplate.hpp"
+#include "symmfunc/behler/BehlerTemplate.hpp"
 
 #include "base/LineReader.hpp"
 #include "base/Reporting.hpp"

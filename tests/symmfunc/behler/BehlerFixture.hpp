@@ -1,10 +1,10 @@
 // Runs the fast functions beside the twin.
 #pragma once
 
-#include "symmfunc/BehlerTwin.hpp"
 #include "symmfunc/Clusters.hpp"
-#include "symmfunc/SymmFuncBehler.hpp"
 #include "symmfunc/SymmFuncFixture.hpp"
+#include "symmfunc/behler/BehlerTwin.hpp"
+#include "symmfunc/behler/SymmFuncBehler.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "symmfunc/BehlerTwin.hpp"
+#include "symmfunc/behler/BehlerTwin.hpp"
 
 #include <cmath>
 

@@ -1,9 +1,9 @@
-#include "config/BehlerDialogue.hpp"
+#include "symmfunc/behler/BehlerDialogue.hpp"
 
 #include "base/ConsoleInput.hpp"
 #include "base/Reporting.hpp"
-#include "config/BehlerTemplate.hpp"
 #include "config/FiniteNumber.hpp"
+#include "symmfunc/behler/BehlerTemplate.hpp"
 
 namespace melta {
 namespace {

@@ -1,10 +1,10 @@
 // Runs the fast functions beside the twin.
 #pragma once
 
-#include "symmfunc/ChebyshevTwin.hpp"
 #include "symmfunc/Clusters.hpp"
-#include "symmfunc/SymmFuncChebyshev.hpp"
 #include "symmfunc/SymmFuncFixture.hpp"
+#include "symmfunc/chebyshev/ChebyshevTwin.hpp"
+#include "symmfunc/chebyshev/SymmFuncChebyshev.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "config/BehlerTemplate.hpp"
+#include "symmfunc/behler/BehlerTemplate.hpp"
 
 #include "support/FileSizeLimit.hpp"
 #include "support/StopCatcher.hpp"

@@ -1,9 +1,9 @@
-#include "symmfunc/SymmFuncChebyshev.hpp"
+#include "symmfunc/chebyshev/SymmFuncChebyshev.hpp"
 
 #include "network/VectorTargets.hpp"
 #include "support/StopCatcher.hpp"
-#include "symmfunc/ChebyshevFixture.hpp"
-#include "symmfunc/ChebyshevKernels.hpp"
+#include "symmfunc/chebyshev/ChebyshevFixture.hpp"
+#include "symmfunc/chebyshev/ChebyshevKernels.hpp"
 
 #include <gtest/gtest.h>
 

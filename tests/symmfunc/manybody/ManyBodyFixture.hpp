@@ -2,9 +2,9 @@
 #pragma once
 
 #include "symmfunc/Clusters.hpp"
-#include "symmfunc/ManyBodyTwin.hpp"
 #include "symmfunc/SymmFuncFixture.hpp"
-#include "symmfunc/SymmFuncManyBody.hpp"
+#include "symmfunc/manybody/ManyBodyTwin.hpp"
+#include "symmfunc/manybody/SymmFuncManyBody.hpp"
 
 namespace melta::test {
 

@@ -1,8 +1,8 @@
 #include "base/FieldScanner.hpp"
 #include "base/LineReader.hpp"
 #include "base/Reporting.hpp"
-#include "config/BehlerTemplate.hpp"
 #include "config/Property.hpp"
+#include "symmfunc/behler/BehlerTemplate.hpp"
 
 #include <array>
 #include <cmath>

@@ -1,12 +1,12 @@
-#include "symmfunc/BehlerKernels.hpp"
+#include "symmfunc/behler/BehlerKernels.hpp"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "symmfunc/BehlerRadialKernel.cpp"
+#define HWY_TARGET_INCLUDE "symmfunc/behler/BehlerRadialKernel.cpp"
 #include <hwy/foreach_target.h> // before highway.h
 
 #include <hwy/highway.h>
 
-#include "symmfunc/BehlerGaussian-inl.hpp"
+#include "symmfunc/behler/BehlerGaussian-inl.hpp"
 
 HWY_BEFORE_NAMESPACE();
 namespace melta {

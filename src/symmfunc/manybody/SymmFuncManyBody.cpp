@@ -1,10 +1,10 @@
-#include "symmfunc/SymmFuncManyBody.hpp"
+#include "symmfunc/manybody/SymmFuncManyBody.hpp"
 
 #include "base/Reporting.hpp"
 #include "structure/Geometry.hpp"
-#include "symmfunc/ManyBodyKernels.hpp"
-#include "symmfunc/ManyBodyShell.hpp"
 #include "symmfunc/NeighborRecords.hpp"
+#include "symmfunc/manybody/ManyBodyKernels.hpp"
+#include "symmfunc/manybody/ManyBodyShell.hpp"
 
 #include <array>
 #include <cstdint>

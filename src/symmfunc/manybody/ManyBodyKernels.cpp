@@ -1,10 +1,10 @@
-#include "symmfunc/ManyBodyKernels.hpp"
+#include "symmfunc/manybody/ManyBodyKernels.hpp"
 
 #include <algorithm>
 #include <array>
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "symmfunc/ManyBodyKernels.cpp"
+#define HWY_TARGET_INCLUDE "symmfunc/manybody/ManyBodyKernels.cpp"
 #include <hwy/foreach_target.h> // before highway.h
 
 #include <hwy/contrib/math/math-inl.h>

@@ -1,4 +1,4 @@
-#include "symmfunc/ManyBodyShell.hpp"
+#include "symmfunc/manybody/ManyBodyShell.hpp"
 
 #include <algorithm>
 #include <limits>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "base/AlignedBuffer.hpp"
-#include "symmfunc/ManyBodyKernels.hpp"
 #include "symmfunc/NeighborRecords.hpp"
+#include "symmfunc/manybody/ManyBodyKernels.hpp"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,10 +1,10 @@
-#include "symmfunc/SymmFuncManyBody.hpp"
+#include "symmfunc/manybody/SymmFuncManyBody.hpp"
 
 #include "config/Property.hpp"
 #include "network/VectorTargets.hpp"
 #include "support/StopCatcher.hpp"
-#include "symmfunc/ManyBodyFixture.hpp"
 #include "symmfunc/SymmFuncFactory.hpp"
+#include "symmfunc/manybody/ManyBodyFixture.hpp"
 
 #include <gtest/gtest.h>
 

@@ -11,17 +11,17 @@
 // directions come in once at the end, and the values are sums of w1 times the first sum. The same two
 // components give sin(t) without cancellation, so that collinear neighbours lose no accuracy.
 
-#include "symmfunc/ChebyshevKernels.hpp"
+#include "symmfunc/chebyshev/ChebyshevKernels.hpp"
 
 #include <algorithm>
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "symmfunc/ChebyshevAngularKernel.cpp"
+#define HWY_TARGET_INCLUDE "symmfunc/chebyshev/ChebyshevAngularKernel.cpp"
 #include <hwy/foreach_target.h> // before highway.h
 
 #include <hwy/highway.h>
 
-#include "symmfunc/ChebyshevRotation-inl.hpp"
+#include "symmfunc/chebyshev/ChebyshevRotation-inl.hpp"
 
 HWY_BEFORE_NAMESPACE();
 namespace melta {

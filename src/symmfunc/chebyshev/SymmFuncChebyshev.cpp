@@ -1,6 +1,6 @@
-#include "symmfunc/SymmFuncChebyshev.hpp"
+#include "symmfunc/chebyshev/SymmFuncChebyshev.hpp"
 
-#include "symmfunc/ChebyshevKernels.hpp"
+#include "symmfunc/chebyshev/ChebyshevKernels.hpp"
 
 namespace melta {
 

@@ -1,6 +1,6 @@
 // What must not depend on how a configuration is written down. The order of the neighbour list, on which
 // pairs of one element depend, is kept but where a test says otherwise.
-#include "symmfunc/ManyBodyFixture.hpp"
+#include "symmfunc/manybody/ManyBodyFixture.hpp"
 
 #include <gtest/gtest.h>
 
