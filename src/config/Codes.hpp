@@ -10,10 +10,6 @@ namespace melta {
 
 // The enumerations are unscoped because their values go in and out of files as plain numbers; each stands in
 // a struct of its own so that names like `tanh` stay out of the namespace.
-struct SymmFuncKind {
-    enum Code : int { manyBody = 1, behler = 2, chebyshev = 3 };
-};
-
 struct Activation {
     enum Code : int { asis = 1, sigmoid = 2, tanh = 3, eLU = 4, twtanh = 5, GELU = 6 };
 };
@@ -30,12 +26,6 @@ struct CodeName {
     int code;
     const char* word;
     const char* title;
-};
-
-inline constexpr std::array symmFuncNames{
-    CodeName{SymmFuncKind::manyBody, "many-body", "Many-Body Method"},
-    CodeName{SymmFuncKind::behler, "behler", "Behler's G2 & G"},
-    CodeName{SymmFuncKind::chebyshev, "chebyshev", "Chebyshev polynomial"},
 };
 
 inline constexpr std::array activationNames{

@@ -2,6 +2,7 @@
 
 #include "base/Reporting.hpp"
 #include "config/PropertyReader.hpp"
+#include "config/SymmFuncKind.hpp"
 
 #include <algorithm>
 
@@ -18,11 +19,7 @@ void requireConsistent(bool isConsistent, const char* complaint, const std::stri
 void checkCombinations(const Property& property, const std::string& fileName, bool chargeMode) {
     requireConsistent(property.minEDev <= property.maxEDev, "minEDev > maxEDev", fileName);
     requireConsistent(property.minQDev <= property.maxQDev, "minQDev > maxQDev", fileName);
-    if (property.symmFuncKind == SymmFuncKind::manyBody) {
-        requireConsistent(property.rinner < property.router, "router is too small", fileName);
-        requireConsistent(property.elemWeight == 0, "symmFunc of many-body does not support elemWeight",
-                          fileName);
-    }
+    symmFuncKindOf(property).checkSettings(property, fileName);
     requireConsistent(property.hasEnergyCoef != 0 || property.hasForceCoef != 0,
                       "both of coefEnergy and coefForce are zero", fileName);
     requireConsistent(!chargeMode || property.withCharge != 0,
@@ -44,9 +41,7 @@ void Property::readProperty(const std::string& fileName, const std::string& behl
     readPropertyKeys(*this, fileName, chargeMode);
     checkCombinations(*this, fileName, chargeMode);
     learnRateFinal = std::min(learnRate, learnRateFinal);
-    if (symmFuncKind == SymmFuncKind::behler) {
-        readBehlerFile(behlerFileName);
-    }
+    symmFuncKindOf(*this).readFunctions(*this, behlerFileName);
     if (numAngle <= 0) {
         rcutAngle = 0.0f;
     }
@@ -54,12 +49,7 @@ void Property::readProperty(const std::string& fileName, const std::string& behl
 }
 
 float obtainLargestCutoff(const Property& property) {
-    if (property.symmFuncKind == SymmFuncKind::manyBody) {
-        return property.router;
-    }
-    const float radial = property.numRadius >= 1 ? property.rcutRadius : 0.0f;
-    const float angular = property.numAngle >= 1 ? property.rcutAngle : 0.0f;
-    return std::max(radial, angular);
+    return symmFuncKindOf(property).obtainLargestCutoff(property);
 }
 
 } // namespace melta

@@ -2,6 +2,8 @@
 
 #include "config/Codes.hpp"
 
+#include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -63,14 +65,14 @@ public:
     float maxQDev = 10.0f;  // upper limit of the same
 
     // Symmetry functions.
-    int symmFuncKind = SymmFuncKind::chebyshev; // a SymmFuncKind
-    int elemWeight = 1;                         // non-zero: weighted by element
-    int tanhCutoff = 1;                         // non-zero: tanh3 cutoff, zero: cosine cutoff
-    int m2 = 100;                               // many-body radial size
-    int m3 = 10;                                // many-body angular size
-    float rinner = 0.0f;                        // many-body inner radius, Angstrom
-    float router = 6.0f;                        // many-body outer radius, Angstrom
-    int numRadius = 50;                         // number of radial functions
+    int symmFuncKind = 3;    // code of a SymmFuncKind; 3 are Chebyshev functions
+    int elemWeight = 1;      // non-zero: weighted by element
+    int tanhCutoff = 1;      // non-zero: tanh3 cutoff, zero: cosine cutoff
+    int m2 = 100;            // many-body radial size
+    int m3 = 10;             // many-body angular size
+    float rinner = 0.0f;     // many-body inner radius, Angstrom
+    float router = 6.0f;     // many-body outer radius, Angstrom
+    int numRadius = 50;      // number of radial functions
     int numAngle = 30;       // number of angular functions; for Behler without the factor 2 of lambda
     float rcutRadius = 6.0f; // radial cutoff, Angstrom
     float rcutAngle = 6.0f;  // angular cutoff, Angstrom; 0 without angular functions
@@ -82,6 +84,10 @@ public:
     std::vector<float> radiusShift; // Rs of G2 [numRadius], Angstrom
     std::vector<float> angleShift;  // Rs of G3 or G4 [numAngle], Angstrom
     std::vector<float> angleZeta;   // zeta of G3 or G4 [numAngle]
+
+    // Settings of kinds of symmetry functions that have no field here, by key; what is not there has the
+    // default of its kind.
+    std::map<std::string, double, std::less<>> kindSettings;
 
     // Networks.
     int modelsEnergy = 16;                // size of the ensemble
@@ -145,8 +151,8 @@ public:
     int gpuAtomBlock = 512;
 };
 
-// Largest cutoff of the symmetry functions, Angstrom: `router` for many-body functions, else the larger
-// cutoff of the kinds in use (radial, angular), 0 with neither.
+// Largest cutoff of the symmetry functions that the settings choose, Angstrom; 0 without functions. Stops
+// with "unknown symmetry function.".
 float obtainLargestCutoff(const Property& property);
 
 } // namespace melta

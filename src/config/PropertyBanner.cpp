@@ -1,6 +1,6 @@
 #include "config/BannerLine.hpp"
 #include "config/NetworkFields.hpp"
-#include "config/SymmFuncBanner.hpp"
+#include "config/SymmFuncKind.hpp"
 #include "config/Version.hpp"
 
 #include <omp.h>
@@ -172,8 +172,8 @@ void Property::printBanner(bool testing, bool chargeMode) const {
     printClosedBlock(makeHeadBlock());
     printClosedBlock(makeModeBlock(testing));
     printClosedBlock(makeParallelBlock());
-    if (const BannerBlock symmFuncBlock = makeSymmFuncBlock(*this); !symmFuncBlock.empty()) {
-        printClosedBlock(symmFuncBlock);
+    if (const SymmFuncKind* const kind = findSymmFuncKind(symmFuncKind)) {
+        printClosedBlock(kind->bannerBlock(*this, formatText("Symmetry Function (%s", kind->getTitle())));
     }
     if (testing || !chargeMode) {
         printBlock(makeNetworkBlock(*this, "Neural Network for Energy:", energyNetwork));

@@ -3,18 +3,15 @@
 #include "base/LineReader.hpp"
 #include "base/Reporting.hpp"
 #include "config/FiniteNumber.hpp"
+#include "config/KeyRow.hpp"
+#include "config/SymmFuncKind.hpp"
 
 #include <algorithm>
+#include <span>
 #include <variant>
 
 namespace melta {
 namespace {
-
-using IntField = int Property::*;
-using FloatField = float Property::*;
-
-// What a number must be.
-enum class Check { any, positive, notNegative, negative, upToOne, belowOne };
 
 // Both kinds of numbers are exact in double precision.
 bool isFulfilled(Check check, double value) {
@@ -48,63 +45,6 @@ const char* complaintOf(Check check) {
     }
 }
 
-// A key with a whole number. In charge mode it goes to `chargeField`.
-struct IntTarget {
-    IntField field;
-    IntField chargeField;
-};
-
-// A key that switches something on, for which 1 is stored whatever the number is, or off with 0.
-struct SwitchTarget {
-    IntField field;
-};
-
-// A key with a real number. A coefficient also has a flag that tells whether it is effective.
-struct FloatTarget {
-    FloatField field;
-    IntField flag;
-};
-
-// A key with one of a few words, stored as its code. In charge mode it goes to `chargeField`.
-struct WordTarget {
-    IntField field;
-    IntField chargeField;
-    std::span<const CodeName> names;
-};
-
-// The history length of L-BFGS, which a forced L-BFGS does not let become 0.
-struct LbfgsTarget {
-    IntField field;
-};
-
-struct KeyRow {
-    std::string_view key;
-    Check check;
-    std::variant<IntTarget, SwitchTarget, FloatTarget, WordTarget, LbfgsTarget> target;
-    const char* unreadableName; // the key in "incorrect '%s'"
-    const char* checkedName;    // the key in the message of its check
-};
-
-constexpr KeyRow integer(const char* key, IntField field, Check check = Check::any) {
-    return {key, check, IntTarget{field, field}, key, key};
-}
-
-constexpr KeyRow onOff(const char* key, IntField field) {
-    return {key, Check::any, SwitchTarget{field}, key, key};
-}
-
-constexpr KeyRow shape(const char* key, IntField energyField, IntField chargeField) {
-    return {key, Check::positive, IntTarget{energyField, chargeField}, key, key};
-}
-
-constexpr KeyRow real(const char* key, FloatField field, Check check = Check::any) {
-    return {key, check, FloatTarget{field, nullptr}, key, key};
-}
-
-constexpr KeyRow coefficient(const char* key, FloatField field, IntField flag, Check check) {
-    return {key, check, FloatTarget{field, flag}, key, key};
-}
-
 // Files and scripts may rely on the messages, so the two keys that they misspell stay misspelt.
 constexpr KeyRow keyRows[] = {
     onOff("restart", &Property::restart),
@@ -116,18 +56,7 @@ constexpr KeyRow keyRows[] = {
     real("maxEDev", &Property::maxEDev, Check::positive),
     real("minQDev", &Property::minQDev, Check::positive),
     real("maxQDev", &Property::maxQDev, Check::positive),
-    {"symmFunc", Check::any, WordTarget{&Property::symmFuncKind, &Property::symmFuncKind, symmFuncNames},
-     "symmFunc", "symmFunc"},
-    onOff("elemWeight", &Property::elemWeight),
-    onOff("tanhCutoff", &Property::tanhCutoff),
-    integer("m2", &Property::m2, Check::positive),
-    integer("m3", &Property::m3, Check::notNegative),
-    real("rinner", &Property::rinner, Check::notNegative),
-    real("router", &Property::router, Check::positive),
-    integer("numRadius", &Property::numRadius, Check::positive),
-    integer("numAngle", &Property::numAngle, Check::notNegative),
-    real("rcutRadius", &Property::rcutRadius, Check::positive),
-    real("rcutAngle", &Property::rcutAngle, Check::notNegative),
+    {"symmFunc", Check::any, SymmFuncTarget{}, "symmFunc", "symmFunc"},
     shape("models", &Property::modelsEnergy, &Property::modelsCharge),
     shape("layers", &Property::layersEnergy, &Property::layersCharge),
     shape("nodes", &Property::nodesEnergy, &Property::nodesCharge),
@@ -208,13 +137,22 @@ public:
     }
 
     void operator()(const WordTarget& target) const {
-        std::string word;
-        requireRead(scanner.readWord(word));
+        const std::string word = readWord();
         const CodeName* const name = findWord(target.names, word);
-        if (name == nullptr) {
-            stopWithMessage("incorrect %s (%s): %s", row.checkedName, word.c_str(), fileName.c_str());
-        }
+        requireKnown(name != nullptr, word);
         property.*(chargeMode ? target.chargeField : target.field) = name->code;
+    }
+
+    void operator()(const SymmFuncTarget& /*target*/) const {
+        const std::string word = readWord();
+        const SymmFuncKind* const kind = findSymmFuncKind(word);
+        requireKnown(kind != nullptr, word);
+        property.symmFuncKind = kind->getCode();
+    }
+
+    void operator()(const NamedTarget& target) const {
+        property.kindSettings[std::string(row.key)] =
+            target.isWhole ? static_cast<double>(readInt()) : static_cast<double>(readFloat());
     }
 
     void operator()(const LbfgsTarget& target) const {
@@ -230,6 +168,18 @@ private:
         requireRead(scanner.readInt(value));
         requireCheck(isFulfilled(row.check, value));
         return value;
+    }
+
+    [[nodiscard]] std::string readWord() const {
+        std::string word;
+        requireRead(scanner.readWord(word));
+        return word;
+    }
+
+    void requireKnown(bool isKnown, const std::string& word) const {
+        if (!isKnown) {
+            stopWithMessage("incorrect %s (%s): %s", row.checkedName, word.c_str(), fileName.c_str());
+        }
     }
 
     [[nodiscard]] float readFloat() const {
@@ -258,10 +208,18 @@ private:
     FieldScanner& scanner;
 };
 
+const KeyRow* findRow(std::span<const KeyRow> rows, const std::string& key) {
+    const auto found = std::ranges::find(rows, key, &KeyRow::key);
+    return found == rows.end() ? nullptr : &*found;
+}
+
+// The row of the key among those of all runs and of all kinds of symmetry functions.
 const KeyRow& findRow(const std::string& key) {
-    const auto* const row = std::find_if(std::begin(keyRows), std::end(keyRows),
-                                         [&key](const KeyRow& candidate) { return candidate.key == key; });
-    if (row == std::end(keyRows)) {
+    const KeyRow* row = findRow(keyRows, key);
+    for (const SymmFuncKind* const kind : symmFuncKinds()) {
+        row = row != nullptr ? row : findRow(kind->keys(), key);
+    }
+    if (row == nullptr) {
         stopWithMessage("unknown key word: %s", key.c_str());
     }
     return *row;

@@ -1,39 +1,16 @@
 #include "base/LineReader.hpp"
 #include "base/Reporting.hpp"
 #include "config/NetworkFields.hpp"
-
-#include <span>
-#include <variant>
+#include "config/SymmFuncKind.hpp"
+#include "config/TemplateText.hpp"
 
 namespace melta {
 namespace {
-
-struct TemplateLine {
-    const char* key;
-    std::variant<int Property::*, float Property::*> field;
-};
 
 constexpr TemplateLine runLines[] = {
     {"restart", &Property::restart},       {"insituTest", &Property::insituTest},
     {"withCharge", &Property::withCharge}, {"withClassical", &Property::withClassical},
     {"withReaxFF", &Property::withReaxFF}, {"rateReaxFF", &Property::rateReaxFF},
-};
-constexpr TemplateLine manyBodyLines[] = {
-    {"m2", &Property::m2},
-    {"m3", &Property::m3},
-    {"rinner", &Property::rinner},
-    {"router", &Property::router},
-};
-constexpr TemplateLine weightLines[] = {
-    {"elemWeight", &Property::elemWeight},
-    {"tanhCutoff", &Property::tanhCutoff},
-};
-// A template proposes one cutoff for both kinds of functions, the radial one.
-constexpr TemplateLine chebyshevLines[] = {
-    {"numRadius", &Property::numRadius},
-    {"numAngle", &Property::numAngle},
-    {"rcutRadius", &Property::rcutRadius},
-    {"rcutAngle", &Property::rcutRadius},
 };
 constexpr TemplateLine optimiserLines[] = {
     {"lbfgs", &Property::lbfgs},
@@ -63,6 +40,8 @@ std::string lineText(const Property& property, const TemplateLine& line) {
     return realLine(line.key, property.*std::get<float Property::*>(line.field), 3);
 }
 
+} // namespace
+
 std::string linesText(const Property& property, std::span<const TemplateLine> lines) {
     std::string text;
     for (const TemplateLine& line : lines) {
@@ -71,19 +50,12 @@ std::string linesText(const Property& property, std::span<const TemplateLine> li
     return text;
 }
 
+namespace {
+
 std::string symmFuncText(const Property& property) {
-    const CodeName* const name = findCode(symmFuncNames, property.symmFuncKind);
-    std::string text = wordLine("symmFunc", name != nullptr ? name->word : "???");
-    switch (property.symmFuncKind) {
-    case SymmFuncKind::manyBody:
-        return text + linesText(property, manyBodyLines);
-    case SymmFuncKind::behler:
-        return text + linesText(property, weightLines);
-    case SymmFuncKind::chebyshev:
-        return text + linesText(property, weightLines) + linesText(property, chebyshevLines);
-    default:
-        return text;
-    }
+    const SymmFuncKind* const kind = findSymmFuncKind(property.symmFuncKind);
+    return kind != nullptr ? wordLine("symmFunc", kind->getWord()) + kind->templateText(property)
+                           : wordLine("symmFunc", "???");
 }
 
 // A network without activation makes no sense in a new training: its template shows the banner's text, which

@@ -2,11 +2,11 @@
 
 #include "base/FileReplacement.hpp"
 #include "base/Reporting.hpp"
+#include "config/NetworkKind.hpp"
 #include "config/Property.hpp"
-#include "modelio/InputMap.hpp"
+#include "config/SymmFuncKind.hpp"
 #include "modelio/NetworkCompanion.hpp"
 #include "modelio/NetworkHead.hpp"
-#include "modelio/NetworkKind.hpp"
 #include "modelio/TextCopier.hpp"
 #include "network/NNArch.hpp"
 #include "structure/GeometrySet.hpp"
@@ -21,21 +21,8 @@ namespace melta {
 namespace {
 
 bool haveSameSymmFuncs(const Property& a, const Property& b) {
-    if (a.symmFuncKind != b.symmFuncKind) {
-        return false;
-    }
-    if (a.symmFuncKind == SymmFuncKind::manyBody) {
-        return std::tie(a.m2, a.m3, a.rinner, a.router) == std::tie(b.m2, b.m3, b.rinner, b.router);
-    }
-    const auto sizesOf = [](const Property& p) {
-        return std::make_tuple(p.elemWeight != 0, p.tanhCutoff != 0, p.numRadius, p.numAngle, p.rcutRadius,
-                               p.rcutAngle);
-    };
-    const auto functionsOf = [](const Property& p) {
-        return std::tie(p.behlerG4, p.radiusEta, p.radiusShift, p.angleEta, p.angleZeta, p.angleShift);
-    };
-    return sizesOf(a) == sizesOf(b) &&
-           (a.symmFuncKind != SymmFuncKind::behler || functionsOf(a) == functionsOf(b));
+    const SymmFuncKind& kind = symmFuncKindOf(a);
+    return a.symmFuncKind == b.symmFuncKind && kind.isSame(a, b);
 }
 
 // Energy networks know what the baseline and the charges leave.
@@ -96,8 +83,10 @@ bool isMeaningful(const std::optional<StoredHead>& head, const NNArch& arch, con
         return false;
     }
     const std::size_t numElems = head->elements.size();
-    const double numInputs = settings.elemWeight != 0 ? static_cast<double>(arch.getNumBasis())
-                                                      : countInputs(settings, static_cast<int>(numElems));
+    const SymmFuncKind& symmFunc = symmFuncKindOf(settings);
+    const double numInputs = symmFunc.dependsOnElements(settings)
+                                 ? symmFunc.countInputs(settings, static_cast<int>(numElems))
+                                 : static_cast<double>(arch.getNumBasis());
     return holdsNumbers(fileName, countNumbers(shape, numInputs, numElems));
 }
 

@@ -4,7 +4,7 @@
 #include "base/FileReplacement.hpp"
 #include "base/LineReader.hpp"
 #include "base/Reporting.hpp"
-#include "modelio/NetworkKind.hpp"
+#include "config/NetworkKind.hpp"
 #include "modelio/OpenModel.hpp"
 #include "modelio/TextCopier.hpp"
 

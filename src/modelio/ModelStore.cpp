@@ -3,8 +3,8 @@
 #include "base/FileReplacement.hpp"
 #include "base/LineReader.hpp"
 #include "base/Reporting.hpp"
+#include "config/NetworkKind.hpp"
 #include "modelio/NNIO.hpp"
-#include "modelio/NetworkKind.hpp"
 #include "modelio/TextCopier.hpp"
 #include "network/NNArch.hpp"
 

@@ -2,9 +2,9 @@
 
 #include "base/FileReplacement.hpp"
 #include "base/Reporting.hpp"
+#include "config/NetworkKind.hpp"
 #include "modelio/NetworkCompanion.hpp"
 #include "modelio/NetworkHead.hpp"
-#include "modelio/NetworkKind.hpp"
 #include "modelio/OpenModel.hpp"
 #include "structure/GeometrySet.hpp"
 

@@ -2,10 +2,11 @@
 
 #include "base/LineReader.hpp"
 #include "base/Reporting.hpp"
+#include "config/NetworkKind.hpp"
 #include "config/Property.hpp"
-#include "modelio/InputMap.hpp"
-#include "modelio/NetworkKind.hpp"
+#include "config/SymmFuncKind.hpp"
 #include "structure/GeometrySet.hpp"
+#include "symmfunc/InputMap.hpp"
 
 #include <cctype>
 #include <cmath>
@@ -19,12 +20,13 @@ namespace {
 // that a file that asks for them is broken.
 int inputsOfFile(const std::string& fileName, const Property& property, std::size_t numElems,
                  const NNEnsemble& ensemble) {
-    if (property.elemWeight != 0) {
+    const SymmFuncKind& symmFunc = symmFuncKindOf(property);
+    if (!symmFunc.dependsOnElements(property)) {
         return ensemble.getNumInp();
     }
     constexpr double limit = 1.0e9;
     const NNShape& shape = ensemble.getShape();
-    const double numInputs = countInputs(property, static_cast<int>(numElems));
+    const double numInputs = symmFunc.countInputs(property, static_cast<int>(numElems));
     if (numInputs * shape.numNodes * shape.numModels * static_cast<double>(numElems) > limit) {
         stopWithMessage("neural network is too large: %s", fileName.c_str());
     }
@@ -162,8 +164,8 @@ void readCompanion(FilePointer file, const std::string& fileName, const NetworkK
     const int numModels = std::exchange(shape.numModels, 1);
     const int numInputs = inputsOfFile(fileName, property, elements.size(), ensembles.front());
     std::optional<InputMap> map;
-    if (property.elemWeight == 0) {
-        map = makeInputMap(property, mapOfElems, geometrySet.numElems);
+    if (const SymmFuncKind& symmFunc = symmFuncKindOf(property); symmFunc.dependsOnElements(property)) {
+        map = symmFunc.mapInputs(property, mapOfElems, geometrySet.numElems);
     }
     CompanionReader reader(file.get(), kind, NNEnsemble(shape, numInputs, false, false), std::move(map));
     for (std::size_t i = 0; i < elements.size(); ++i) {

@@ -2,7 +2,7 @@
 
 #include "base/ReplacementJournal.hpp"
 #include "base/Reporting.hpp"
-#include "modelio/NetworkKind.hpp"
+#include "config/NetworkKind.hpp"
 
 #include <sys/stat.h>
 

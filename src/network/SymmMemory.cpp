@@ -1,23 +1,11 @@
 #include "network/SymmMemory.hpp"
 
 #include "base/Reporting.hpp"
-#include "config/Codes.hpp"
 #include "config/Property.hpp"
+#include "config/SymmFuncKind.hpp"
 
 namespace melta {
 namespace {
-
-// The settings that make descriptors smaller.
-std::string keysOfDescriptors(const Property& property) {
-    switch (property.symmFuncKind) {
-    case SymmFuncKind::manyBody:
-        return "m2, m3 or router";
-    case SymmFuncKind::behler:
-        return "the functions and cutoffs of the Behler file";
-    default:
-        return "numRadius, numAngle, rcutRadius or rcutAngle";
-    }
-}
 
 double mebibytesOf(std::uint64_t bytes) {
     return static_cast<double>(bytes) / (1024.0 * 1024.0);
@@ -41,7 +29,7 @@ void requireMemory(std::uint64_t needed, std::uint64_t free, const Property& pro
     if (needed <= free) {
         return;
     }
-    std::string help = "reduce " + keysOfDescriptors(property);
+    std::string help = std::string("reduce ") + symmFuncKindOf(property).keysOfSize();
     if (use == SymmUse::allGeometries) {
         help += ", set geomsEpoch, or let Adam (lbfgs 0) work with batchs and directSF 1";
     } else if (property.lbfgs < 1 && property.batchs > 1) {

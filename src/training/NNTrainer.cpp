@@ -2,8 +2,8 @@
 
 #include "base/RandomSource.hpp"
 #include "base/Reporting.hpp"
+#include "config/NetworkKind.hpp"
 #include "modelio/ModelStore.hpp"
-#include "modelio/NetworkKind.hpp"
 #include "training/AdamOptimizer.hpp"
 #include "training/GradientCheck.hpp"
 #include "training/LbfgsOptimizer.hpp"

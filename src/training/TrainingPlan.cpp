@@ -1,7 +1,7 @@
 #include "training/TrainingPlan.hpp"
 
 #include "base/Reporting.hpp"
-#include "config/Codes.hpp"
+#include "config/SymmFuncKind.hpp"
 
 #include <algorithm>
 
@@ -9,8 +9,7 @@ namespace melta {
 namespace {
 
 bool isDirect(const Property& property) {
-    return property.directSF > 0 ||
-           (property.directSF < 0 && property.symmFuncKind == SymmFuncKind::manyBody);
+    return property.directSF > 0 || (property.directSF < 0 && symmFuncKindOf(property).isDirectByDefault());
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "config/Property.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
+#include "symmfunc/manybody/ManyBodyKind.hpp"
 
 #include <gtest/gtest.h>
 
@@ -200,7 +201,7 @@ TEST_F(ClassicalPotTest, TakesTheCutoffOfTheSymmetryFunctions) {
     EXPECT_EQ(cutoffOf(), 0.0f);
     EXPECT_EQ(valuesOf(geometry()).total, 0.0f);
     EXPECT_EQ(valuesOf(geometry()).forces, std::vector<float>(geometry().forces.size()));
-    property.symmFuncKind = SymmFuncKind::manyBody;
+    property.symmFuncKind = ManyBodyKind::code;
     EXPECT_EQ(cutoffOf(), property.router);
 }
 

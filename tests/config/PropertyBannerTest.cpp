@@ -1,4 +1,6 @@
 #include "config/PropertyFiles.hpp"
+#include "symmfunc/behler/BehlerKind.hpp"
+#include "symmfunc/manybody/ManyBodyKind.hpp"
 
 #include <omp.h>
 
@@ -153,7 +155,7 @@ TEST_F(PropertyBannerTest, TrainingOfEnergyWithChargeShowsNoChargeNetwork) {
 }
 
 TEST_F(PropertyBannerTest, ManyBody) {
-    property.symmFuncKind = SymmFuncKind::manyBody;
+    property.symmFuncKind = ManyBodyKind::code;
     property.rinner = 0.5f;
 
     EXPECT_EQ(symmFuncText(), "  Symmetry Function (Many-Body Method):\n"
@@ -194,7 +196,7 @@ const std::string behlerCitations = "\n"
                                     "\n";
 
 TEST_F(PropertyBannerTest, BehlerG3) {
-    property.symmFuncKind = SymmFuncKind::behler;
+    property.symmFuncKind = BehlerKind::code;
     property.numRadius = 2;
     property.numAngle = 3;
     property.radiusEta = {0.5f, 0.02f};
@@ -218,7 +220,7 @@ TEST_F(PropertyBannerTest, BehlerG3) {
 }
 
 TEST_F(PropertyBannerTest, BehlerG4WithWideNumbers) {
-    property.symmFuncKind = SymmFuncKind::behler;
+    property.symmFuncKind = BehlerKind::code;
     property.behlerG4 = 1;
     property.elemWeight = 0;
     property.tanhCutoff = 0;
@@ -247,7 +249,7 @@ TEST_F(PropertyBannerTest, BehlerG4WithWideNumbers) {
 }
 
 TEST_F(PropertyBannerTest, EachBehlerRangeWidensAll) {
-    property.symmFuncKind = SymmFuncKind::behler;
+    property.symmFuncKind = BehlerKind::code;
     std::vector<float> Property::*const arrays[] = {&Property::radiusEta, &Property::radiusShift,
                                                     &Property::angleEta, &Property::angleZeta,
                                                     &Property::angleShift};
@@ -261,7 +263,7 @@ TEST_F(PropertyBannerTest, EachBehlerRangeWidensAll) {
 }
 
 TEST_F(PropertyBannerTest, BehlerWithoutAngularFunctionsHasZeroRanges) {
-    property.symmFuncKind = SymmFuncKind::behler;
+    property.symmFuncKind = BehlerKind::code;
     property.numRadius = 1;
     property.numAngle = 0;
     property.radiusEta = {0.02f};

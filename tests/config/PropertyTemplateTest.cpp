@@ -1,4 +1,6 @@
 #include "config/PropertyFiles.hpp"
+#include "symmfunc/behler/BehlerKind.hpp"
+#include "symmfunc/manybody/ManyBodyKind.hpp"
 
 namespace melta::test {
 namespace {
@@ -57,7 +59,7 @@ TEST_F(PropertyTemplateTest, DefaultsWithChebyshev) {
 }
 
 TEST_F(PropertyTemplateTest, ManyBody) {
-    property.symmFuncKind = SymmFuncKind::manyBody;
+    property.symmFuncKind = ManyBodyKind::code;
     property.rinner = 0.25f;
 
     EXPECT_EQ(writtenText(), std::string(runLines) +
@@ -71,7 +73,7 @@ TEST_F(PropertyTemplateTest, ManyBody) {
 }
 
 TEST_F(PropertyTemplateTest, Behler) {
-    property.symmFuncKind = SymmFuncKind::behler;
+    property.symmFuncKind = BehlerKind::code;
     property.elemWeight = 0;
 
     EXPECT_EQ(writtenText(), std::string(runLines) +
@@ -235,7 +237,7 @@ TEST_F(PropertyTemplateTest, ReadingATemplateBringsItsSettingsBack) {
 
 TEST_F(PropertyTemplateTest, ManyBodyTemplateIsReadBack) {
     Property written;
-    written.symmFuncKind = SymmFuncKind::manyBody;
+    written.symmFuncKind = ManyBodyKind::code;
     written.elemWeight = 0;
     written.m2 = 30;
     written.router = 7.25f;
@@ -244,7 +246,7 @@ TEST_F(PropertyTemplateTest, ManyBodyTemplateIsReadBack) {
 
     outputWithoutStop([&] { property.readProperty(propertyName, behlerName, false); });
 
-    EXPECT_EQ(property.symmFuncKind, SymmFuncKind::manyBody);
+    EXPECT_EQ(property.symmFuncKind, ManyBodyKind::code);
     EXPECT_EQ(property.m2, 30);
     EXPECT_EQ(property.router, 7.25f);
 }

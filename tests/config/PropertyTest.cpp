@@ -1,6 +1,8 @@
 #include "config/Property.hpp"
 
 #include "config/PropertyFiles.hpp"
+#include "symmfunc/behler/BehlerKind.hpp"
+#include "symmfunc/manybody/ManyBodyKind.hpp"
 
 #include <filesystem>
 
@@ -221,9 +223,9 @@ TEST_F(PropertyTest, LargestCutoffFollowsTheKindsInUse) {
     EXPECT_EQ(obtainLargestCutoff(property), 0.0f);
     property.numAngle = 1;
     EXPECT_EQ(obtainLargestCutoff(property), 6.5f);
-    property.symmFuncKind = SymmFuncKind::manyBody;
+    property.symmFuncKind = ManyBodyKind::code;
     EXPECT_EQ(obtainLargestCutoff(property), 7.5f);
-    property.symmFuncKind = SymmFuncKind::behler;
+    property.symmFuncKind = BehlerKind::code;
     property.numRadius = 1;
     property.rcutRadius = 8.0f;
     EXPECT_EQ(obtainLargestCutoff(property), 8.0f);

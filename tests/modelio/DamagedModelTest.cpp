@@ -1,4 +1,6 @@
 #include "modelio/ModelFiles.hpp"
+#include "symmfunc/behler/BehlerKind.hpp"
+#include "symmfunc/manybody/ManyBodyKind.hpp"
 
 #include <array>
 #include <random>
@@ -70,7 +72,7 @@ TEST_F(DamagedModel, StopsOrPassesForChebyshev) {
 }
 
 TEST_F(DamagedModel, StopsOrPassesForBehler) {
-    property.symmFuncKind = SymmFuncKind::behler;
+    property.symmFuncKind = BehlerKind::code;
     property.radiusEta = property.radiusShift = {1.0f, 2.0f, 3.0f};
     property.angleEta = property.angleZeta = property.angleShift = {1.0f, 2.0f};
 
@@ -81,7 +83,7 @@ TEST_F(DamagedModel, StopsOrPassesForBehler) {
 }
 
 TEST_F(DamagedModel, StopsOrPassesForManyBodyWithReaxFFAndCharges) {
-    property.symmFuncKind = SymmFuncKind::manyBody;
+    property.symmFuncKind = ManyBodyKind::code;
     property.withReaxFF = 1;
     property.withCharge = 1;
 

@@ -1,6 +1,9 @@
-#include "modelio/InputMap.hpp"
+#include "symmfunc/InputMap.hpp"
 
+#include "config/SymmFuncKind.hpp"
 #include "modelio/ModelFiles.hpp"
+#include "symmfunc/behler/BehlerKind.hpp"
+#include "symmfunc/manybody/ManyBodyKind.hpp"
 
 namespace melta {
 namespace {
@@ -16,7 +19,7 @@ protected:
             const auto found = std::ranges::find(to, element);
             mapOfElems.push_back(found == to.end() ? -1 : static_cast<int>(found - to.begin()));
         }
-        return makeInputMap(property, mapOfElems, static_cast<int>(to.size()));
+        return symmFuncKindOf(property).mapInputs(property, mapOfElems, static_cast<int>(to.size()));
     }
 
     // Each input keeps its meaning: where all elements of both lists occur, values follow the map; inputs
@@ -69,13 +72,13 @@ TEST_F(Maps, KeepsTheMeaningOfChebyshev) {
 }
 
 TEST_F(Maps, KeepsTheMeaningOfBehler) {
-    property.symmFuncKind = SymmFuncKind::behler;
+    property.symmFuncKind = BehlerKind::code;
 
     expectSameMeaningOfAllLists();
 }
 
 TEST_F(Maps, KeepsTheMeaningOfManyBody) {
-    property.symmFuncKind = SymmFuncKind::manyBody;
+    property.symmFuncKind = ManyBodyKind::code;
 
     expectSameMeaningOfAllLists();
 }
@@ -85,7 +88,7 @@ TEST_F(Maps, HandlesFunctionsWithoutAngularPart) {
     property.m3 = 0;
     expectSameMeaningOfAllLists();
 
-    property.symmFuncKind = SymmFuncKind::manyBody;
+    property.symmFuncKind = ManyBodyKind::code;
     expectSameMeaningOfAllLists();
 }
 
@@ -102,18 +105,18 @@ TEST_F(Maps, SwapsTheSidesOfAPairWithItsElements) {
 }
 
 TEST_F(Maps, CountsInputs) {
-    EXPECT_EQ(countInputs(property, 3), 3.0 * 3 + 2.0 * 6);
-    property.symmFuncKind = SymmFuncKind::behler;
-    EXPECT_EQ(countInputs(property, 3), 3.0 * 3 + 4.0 * 6);
-    property.symmFuncKind = SymmFuncKind::manyBody;
-    EXPECT_EQ(countInputs(property, 3), 3.0 * 3 + 2.0 * (6 * 7 / 2));
+    EXPECT_EQ(symmFuncKindOf(property).countInputs(property, 3), 3.0 * 3 + 2.0 * 6);
+    property.symmFuncKind = BehlerKind::code;
+    EXPECT_EQ(symmFuncKindOf(property).countInputs(property, 3), 3.0 * 3 + 4.0 * 6);
+    property.symmFuncKind = ManyBodyKind::code;
+    EXPECT_EQ(symmFuncKindOf(property).countInputs(property, 3), 3.0 * 3 + 2.0 * (6 * 7 / 2));
 }
 
 TEST_F(Maps, CountsWhatNoWholeNumberHolds) {
-    property.symmFuncKind = SymmFuncKind::manyBody;
+    property.symmFuncKind = ManyBodyKind::code;
     property.m3 = 2000000000;
 
-    EXPECT_GE(countInputs(property, 127), 1.0e30);
+    EXPECT_GE(symmFuncKindOf(property).countInputs(property, 127), 1.0e30);
 }
 
 } // namespace

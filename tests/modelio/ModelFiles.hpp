@@ -7,6 +7,8 @@
 #include "structure/GeometrySet.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
+#include "symmfunc/behler/BehlerKind.hpp"
+#include "symmfunc/manybody/ManyBodyKind.hpp"
 
 #include <gtest/gtest.h>
 
@@ -36,7 +38,7 @@ public:
 
     [[nodiscard]] std::vector<float> layOut(const std::vector<std::string>& elements) const {
         std::vector<float> inputs;
-        const bool isManyBody = property.symmFuncKind == SymmFuncKind::manyBody;
+        const bool isManyBody = property.symmFuncKind == ManyBodyKind::code;
         const int numRadial = isManyBody ? property.m2 : property.numRadius;
         for (const std::string& element : elements) {
             for (int k = 0; k < numRadial; ++k) {
@@ -50,7 +52,7 @@ public:
 private:
     void appendPairs(const std::vector<std::string>& elements, std::vector<float>& inputs) const {
         const int perPair =
-            property.symmFuncKind == SymmFuncKind::behler ? 2 * property.numAngle : property.numAngle;
+            property.symmFuncKind == BehlerKind::code ? 2 * property.numAngle : property.numAngle;
         for (std::size_t i = 0; i < elements.size(); ++i) {
             for (std::size_t j = 0; j <= i; ++j) {
                 for (int k = 0; k < perPair; ++k) {

@@ -7,6 +7,9 @@
 #include "structure/DataFileText.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
+#include "symmfunc/behler/BehlerKind.hpp"
+#include "symmfunc/chebyshev/ChebyshevKind.hpp"
+#include "symmfunc/manybody/ManyBodyKind.hpp"
 
 #include <gtest/gtest.h>
 
@@ -272,12 +275,12 @@ TEST_P(ModelMove, MovesResultsThatDependOnTheConfiguration) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, ModelMove,
-                         testing::Values(Kind{"Chebyshev", SymmFuncKind::chebyshev, 0, 0},
-                                         Kind{"WeightedChebyshev", SymmFuncKind::chebyshev, 1, 0},
-                                         Kind{"ManyBody", SymmFuncKind::manyBody, 0, 0},
-                                         Kind{"BehlerG3", SymmFuncKind::behler, 0, 0},
-                                         Kind{"BehlerG4", SymmFuncKind::behler, 0, 1},
-                                         Kind{"WeightedBehler", SymmFuncKind::behler, 1, 1}),
+                         testing::Values(Kind{"Chebyshev", ChebyshevKind::code, 0, 0},
+                                         Kind{"WeightedChebyshev", ChebyshevKind::code, 1, 0},
+                                         Kind{"ManyBody", ManyBodyKind::code, 0, 0},
+                                         Kind{"BehlerG3", BehlerKind::code, 0, 0},
+                                         Kind{"BehlerG4", BehlerKind::code, 0, 1},
+                                         Kind{"WeightedBehler", BehlerKind::code, 1, 1}),
                          [](const auto& kind) { return std::string(kind.param.name); });
 
 } // namespace

@@ -3,6 +3,8 @@
 #include "base/Reporting.hpp"
 #include "modelio/ModelFiles.hpp"
 #include "support/FileSizeLimit.hpp"
+#include "symmfunc/behler/BehlerKind.hpp"
+#include "symmfunc/manybody/ManyBodyKind.hpp"
 
 #include <cmath>
 
@@ -253,7 +255,7 @@ TEST_F(OtherElements, KeepEnergiesForChebyshev) {
 }
 
 TEST_F(OtherElements, KeepEnergiesForBehler) {
-    property.symmFuncKind = SymmFuncKind::behler;
+    property.symmFuncKind = BehlerKind::code;
     property.radiusEta = {1.0f, 2.0f, 3.0f};
     property.radiusShift = {0.0f, 0.0f, 0.0f};
     property.angleEta = {1.0f, 2.0f};
@@ -264,7 +266,7 @@ TEST_F(OtherElements, KeepEnergiesForBehler) {
 }
 
 TEST_F(OtherElements, KeepEnergiesForManyBody) {
-    property.symmFuncKind = SymmFuncKind::manyBody;
+    property.symmFuncKind = ManyBodyKind::code;
 
     expectSameEnergiesForAllLists();
 }
@@ -427,7 +429,7 @@ TEST_F(BrokenCompanion, StopsAtAHeadThatTellsOfFewerModels) {
 }
 
 TEST_F(BrokenCompanion, RefusesInputsThatNobodyTrains) {
-    property.symmFuncKind = SymmFuncKind::manyBody;
+    property.symmFuncKind = ManyBodyKind::code;
     property.m3 = 20;
     Model one;
     fill(one, {"A"}, 1);

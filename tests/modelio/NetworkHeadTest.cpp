@@ -1,6 +1,8 @@
 #include "modelio/NetworkHead.hpp"
 
 #include "modelio/ModelFiles.hpp"
+#include "symmfunc/behler/BehlerKind.hpp"
+#include "symmfunc/manybody/ManyBodyKind.hpp"
 
 #include <functional>
 
@@ -76,7 +78,7 @@ protected:
     }
 
     void setBehler() {
-        property.symmFuncKind = SymmFuncKind::behler;
+        property.symmFuncKind = BehlerKind::code;
         property.numRadius = 2;
         property.numAngle = 1;
         property.behlerG4 = 1;
@@ -149,7 +151,7 @@ TEST_F(Head, WritesReaxFFBaselineWithItsNumbers) {
 }
 
 TEST_F(Head, WritesManyBody) {
-    property.symmFuncKind = SymmFuncKind::manyBody;
+    property.symmFuncKind = ManyBodyKind::code;
     property.elemWeight = 0;
     property.m2 = 100;
     property.m3 = 10;
@@ -382,7 +384,7 @@ TEST_F(Head, RefusesAShapeOfTwoFields) {
 
 TEST_F(Head, ChecksManyBody) {
     std::vector<Fields> lines = soundLines();
-    property.symmFuncKind = SymmFuncKind::manyBody;
+    property.symmFuncKind = ManyBodyKind::code;
     lines[0][0] = "1";
     const std::vector<std::pair<Fields, std::string>> cases = {
         {{"3", "2", "0", "6"}, "(no stop)"},  {{"x", "2"}, about("incorrect m2")},

@@ -5,13 +5,14 @@
 #include "network/BatchFixture.hpp"
 #include "network/EnsembleFixture.hpp"
 #include "support/StopCatcher.hpp"
+#include "symmfunc/chebyshev/ChebyshevKind.hpp"
 
 #include <numeric>
 
 namespace melta::test {
 
 ArchFixture::ArchFixture(int numElems, std::span<const int> sizes) {
-    property.symmFuncKind = SymmFuncKind::chebyshev;
+    property.symmFuncKind = ChebyshevKind::code;
     property.elemWeight = 0;
     property.numRadius = 5;
     property.numAngle = 3;

@@ -4,6 +4,8 @@
 #include "config/Codes.hpp"
 #include "config/Property.hpp"
 #include "support/StopCatcher.hpp"
+#include "symmfunc/behler/BehlerKind.hpp"
+#include "symmfunc/manybody/ManyBodyKind.hpp"
 
 #include <gtest/gtest.h>
 
@@ -59,9 +61,9 @@ TEST(SymmMemoryTest, stopNamesTheKeysThatHelp) {
                 "work with batchs and directSF 1");
     EXPECT_EQ(stopOf(property, SymmUse::batch),
               begin + "reduce numRadius, numAngle, rcutRadius or rcutAngle");
-    property.symmFuncKind = SymmFuncKind::manyBody;
+    property.symmFuncKind = ManyBodyKind::code;
     EXPECT_EQ(stopOf(property, SymmUse::batch), begin + "reduce m2, m3 or router");
-    property.symmFuncKind = SymmFuncKind::behler;
+    property.symmFuncKind = BehlerKind::code;
     property.lbfgs = 0;
     property.batchs = 8;
     EXPECT_EQ(stopOf(property, SymmUse::batch),

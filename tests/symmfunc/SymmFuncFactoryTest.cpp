@@ -2,7 +2,9 @@
 
 #include "config/Property.hpp"
 #include "support/StopCatcher.hpp"
+#include "symmfunc/behler/BehlerKind.hpp"
 #include "symmfunc/behler/SymmFuncBehler.hpp"
+#include "symmfunc/chebyshev/ChebyshevKind.hpp"
 #include "symmfunc/chebyshev/SymmFuncChebyshev.hpp"
 
 #include <gtest/gtest.h>
@@ -12,7 +14,7 @@ namespace {
 
 TEST(SymmFuncFactoryTest, makesChebyshevFunctionsWithTheSettings) {
     Property property;
-    property.symmFuncKind = SymmFuncKind::chebyshev;
+    property.symmFuncKind = ChebyshevKind::code;
     property.elemWeight = 0;
     property.numRadius = 7;
     property.numAngle = 5;
@@ -35,7 +37,7 @@ TEST(SymmFuncFactoryTest, weightedFunctionsDoNotCountElements) {
 
 Property makeBehlerProperty() {
     Property property;
-    property.symmFuncKind = SymmFuncKind::behler;
+    property.symmFuncKind = BehlerKind::code;
     property.elemWeight = 0;
     property.numRadius = 2;
     property.numAngle = 1;

@@ -1,6 +1,9 @@
 #include "training/TrainingPlan.hpp"
 
 #include "support/StopCatcher.hpp"
+#include "symmfunc/behler/BehlerKind.hpp"
+#include "symmfunc/chebyshev/ChebyshevKind.hpp"
+#include "symmfunc/manybody/ManyBodyKind.hpp"
 
 namespace melta {
 namespace {
@@ -111,10 +114,9 @@ struct DirectCase {
 
 TEST(TrainingPlan, ChoosesWhereSymmetryFunctionsAreKept) {
     const DirectCase cases[] = {
-        {1, SymmFuncKind::chebyshev, true},  {2, SymmFuncKind::manyBody, true},
-        {0, SymmFuncKind::chebyshev, false}, {0, SymmFuncKind::manyBody, false},
-        {-1, SymmFuncKind::behler, false},   {-1, SymmFuncKind::chebyshev, false},
-        {-1, SymmFuncKind::manyBody, true},  {-2, SymmFuncKind::manyBody, true},
+        {1, ChebyshevKind::code, true}, {2, ManyBodyKind::code, true},  {0, ChebyshevKind::code, false},
+        {0, ManyBodyKind::code, false}, {-1, BehlerKind::code, false},  {-1, ChebyshevKind::code, false},
+        {-1, ManyBodyKind::code, true}, {-2, ManyBodyKind::code, true},
     };
     for (const DirectCase& given : cases) {
         SCOPED_TRACE(testing::Message() << given.directSF << " with kind " << given.symmFuncKind);

@@ -1,4 +1,5 @@
 #include "config/PropertyFiles.hpp"
+#include "symmfunc/behler/BehlerKind.hpp"
 
 #include <filesystem>
 #include <vector>
@@ -8,7 +9,7 @@ namespace {
 
 using Values = std::vector<float>;
 
-class PropertyBehlerTest : public PropertyFiles {
+class BehlerFileTest : public PropertyFiles {
 protected:
     // Reads a file of Behler functions with this text.
     void readBehler(const std::string& text) { EXPECT_EQ(stopOfBehler(text), "(no stop)") << text; }
@@ -46,7 +47,7 @@ const std::string cutoffs = "Rcut\n6.0\n";
 const std::string radial = "G2\n0.5 1.0\n";
 const std::string angular = "G3\n0.5 1.0\n";
 
-TEST_F(PropertyBehlerTest, WholeFile) {
+TEST_F(BehlerFileTest, WholeFile) {
     readBehler("Rcut # for G2 and G3\n"
                "6.500000  5.000000\n"
                "\n"
@@ -65,14 +66,14 @@ TEST_F(PropertyBehlerTest, WholeFile) {
     EXPECT_EQ(property.behlerG4, 0);
 }
 
-TEST_F(PropertyBehlerTest, HeaderG4ChoosesG4) {
+TEST_F(BehlerFileTest, HeaderG4ChoosesG4) {
     readBehler(cutoffs + radial + "G4\n0.5 1.0\n");
 
     expectAngular({0.5f}, {1.0f}, {0.0f});
     EXPECT_EQ(property.behlerG4, 1);
 }
 
-TEST_F(PropertyBehlerTest, FileReplacesWhatWasThere) {
+TEST_F(BehlerFileTest, FileReplacesWhatWasThere) {
     property.radiusEta = property.radiusShift = {9.0f, 8.0f};
     property.angleEta = property.angleZeta = property.angleShift = {7.0f};
     property.numRadius = 2;
@@ -87,13 +88,13 @@ TEST_F(PropertyBehlerTest, FileReplacesWhatWasThere) {
     EXPECT_EQ(property.behlerG4, 0);
 }
 
-TEST_F(PropertyBehlerTest, CutoffsOfEarlierSettingsDoNotCount) {
+TEST_F(BehlerFileTest, CutoffsOfEarlierSettingsDoNotCount) {
     EXPECT_EQ(stopOfBehler(radial), aboutBehler("Rcut for radius is not positive"));
 
     expectCutoffs(-1.0f, -1.0f);
 }
 
-TEST_F(PropertyBehlerTest, SectionsMayStandInAnyOrder) {
+TEST_F(BehlerFileTest, SectionsMayStandInAnyOrder) {
     readBehler(angular + radial + cutoffs);
 
     expectCutoffs(6.0f, 6.0f);
@@ -101,13 +102,13 @@ TEST_F(PropertyBehlerTest, SectionsMayStandInAnyOrder) {
     expectAngular({0.5f}, {1.0f}, {0.0f});
 }
 
-TEST_F(PropertyBehlerTest, RadialSectionMayBeContinued) {
+TEST_F(BehlerFileTest, RadialSectionMayBeContinued) {
     readBehler("G2\n1 1\n" + cutoffs + "G2\n2 2\n" + angular + "G2\n3 3\n");
 
     expectRadial({1.0f, 2.0f, 3.0f}, {1.0f, 2.0f, 3.0f});
 }
 
-TEST_F(PropertyBehlerTest, OneCutoffStandsForBoth) {
+TEST_F(BehlerFileTest, OneCutoffStandsForBoth) {
     readBehler(radial + "Rcut\n6.0\n");
     expectCutoffs(6.0f, 6.0f);
 
@@ -115,19 +116,19 @@ TEST_F(PropertyBehlerTest, OneCutoffStandsForBoth) {
     expectCutoffs(5.5f, 5.5f);
 }
 
-TEST_F(PropertyBehlerTest, CutoffsAreOneLine) {
+TEST_F(BehlerFileTest, CutoffsAreOneLine) {
     readBehler(radial + "Rcut\n6.0 5.0\n4.0 3.0\nno number\n");
 
     expectCutoffs(6.0f, 5.0f);
 }
 
-TEST_F(PropertyBehlerTest, LaterCutoffsReplaceEarlierOnes) {
+TEST_F(BehlerFileTest, LaterCutoffsReplaceEarlierOnes) {
     readBehler(cutoffs + radial + "Rcut\n5.0 4.0\n");
 
     expectCutoffs(5.0f, 4.0f);
 }
 
-TEST_F(PropertyBehlerTest, EmptyLineClosesASection) {
+TEST_F(BehlerFileTest, EmptyLineClosesASection) {
     EXPECT_EQ(stopOfBehler(cutoffs + "G2\n\n0.5 1.0\n"), aboutBehler("there are no G2 functions"));
     EXPECT_EQ(stopOfBehler(cutoffs + "G2\n \t\r\n0.5 1.0\n"), aboutBehler("there are no G2 functions"));
     EXPECT_EQ(stopOfBehler(radial + "Rcut\n\n6.0\n"), aboutBehler("Rcut for radius is not positive"));
@@ -137,21 +138,21 @@ TEST_F(PropertyBehlerTest, EmptyLineClosesASection) {
     expectAngular({0.5f}, {1.0f}, {0.0f});
 }
 
-TEST_F(PropertyBehlerTest, CommentClosesASection) {
+TEST_F(BehlerFileTest, CommentClosesASection) {
     readBehler(cutoffs + radial + "# no more\n0.25 2.0\n" + angular + "  !no more\nanything\n");
 
     expectRadial({0.5f}, {1.0f});
     expectAngular({0.5f}, {1.0f}, {0.0f});
 }
 
-TEST_F(PropertyBehlerTest, LinesOutsideSectionsAreSkipped) {
+TEST_F(BehlerFileTest, LinesOutsideSectionsAreSkipped) {
     readBehler("title of the file\nRCUT\nG22\ng2\nG2#\n" + cutoffs + "7 7\n\n" + radial);
 
     expectCutoffs(6.0f, 6.0f);
     expectRadial({0.5f}, {1.0f});
 }
 
-TEST_F(PropertyBehlerTest, OnlyTheFirstWordMakesAHeader) {
+TEST_F(BehlerFileTest, OnlyTheFirstWordMakesAHeader) {
     readBehler("  Rcut 1 2 3\n6\n\tG2 0.1 0.2\n0.5 1.0 G3\nG3 G4\n0.5 1.0 G4\n");
 
     expectCutoffs(6.0f, 6.0f);
@@ -160,13 +161,13 @@ TEST_F(PropertyBehlerTest, OnlyTheFirstWordMakesAHeader) {
     EXPECT_EQ(property.behlerG4, 0);
 }
 
-TEST_F(PropertyBehlerTest, MissingShiftOfAnAngularFunctionIsZero) {
+TEST_F(BehlerFileTest, MissingShiftOfAnAngularFunctionIsZero) {
     readBehler(cutoffs + radial + "G3\n0.5 1.0\n0.5 1.0 0.25\n0.5 1.0 # no shift\n");
 
     expectAngular({0.5f, 0.5f, 0.5f}, {1.0f, 1.0f, 1.0f}, {0.0f, 0.25f, 0.0f});
 }
 
-TEST_F(PropertyBehlerTest, TextBehindTheNumbersIsIgnored) {
+TEST_F(BehlerFileTest, TextBehindTheNumbersIsIgnored) {
     readBehler("Rcut\n6 5 4 x\nG2\n0.5 1.0 2.0 nan\nG4\n0.5 1.0 0.0 inf\n");
 
     expectCutoffs(6.0f, 5.0f);
@@ -174,7 +175,7 @@ TEST_F(PropertyBehlerTest, TextBehindTheNumbersIsIgnored) {
     expectAngular({0.5f}, {1.0f}, {0.0f});
 }
 
-TEST_F(PropertyBehlerTest, LinesMayEndAsOnWindows) {
+TEST_F(BehlerFileTest, LinesMayEndAsOnWindows) {
     readBehler("Rcut\r\n6.0\r\n\r\nG2\r\n0.5 1.0\r\nG3\r\n0.5 1.0\r\n");
 
     expectCutoffs(6.0f, 6.0f);
@@ -182,7 +183,7 @@ TEST_F(PropertyBehlerTest, LinesMayEndAsOnWindows) {
     expectAngular({0.5f}, {1.0f}, {0.0f});
 }
 
-TEST_F(PropertyBehlerTest, LongLinesAreLinesLikeOthers) {
+TEST_F(BehlerFileTest, LongLinesAreLinesLikeOthers) {
     const std::string blanks(1000, ' ');
 
     readBehler("Rcut" + blanks + "G2\n" + blanks + "6.0\nG2\n0.5" + blanks + "1.0" + blanks + "7 7\n");
@@ -191,13 +192,13 @@ TEST_F(PropertyBehlerTest, LongLinesAreLinesLikeOthers) {
     expectRadial({0.5f}, {1.0f});
 }
 
-TEST_F(PropertyBehlerTest, LastLineNeedsNoLineEnd) {
+TEST_F(BehlerFileTest, LastLineNeedsNoLineEnd) {
     readBehler(cutoffs + "G2\n0.5 1.0");
 
     expectRadial({0.5f}, {1.0f});
 }
 
-TEST_F(PropertyBehlerTest, AngularFunctionsHaveOneHeader) {
+TEST_F(BehlerFileTest, AngularFunctionsHaveOneHeader) {
     const std::string message = "you can set G3/G4 only once.";
 
     EXPECT_EQ(stopOfBehler(cutoffs + radial + "G3\n0.5 1\nG3\n0.5 1\n"), message);
@@ -206,7 +207,7 @@ TEST_F(PropertyBehlerTest, AngularFunctionsHaveOneHeader) {
     EXPECT_EQ(stopOfBehler("G4\n\nG4\n"), message);
 }
 
-TEST_F(PropertyBehlerTest, ManyFunctionsAreReadAlike) {
+TEST_F(BehlerFileTest, ManyFunctionsAreReadAlike) {
     for (const int count : {31, 32, 33, 66, 67, 1000}) {
         std::string radialText = "G2\n";
         std::string angularText = "G3\n";
@@ -226,7 +227,7 @@ TEST_F(PropertyBehlerTest, ManyFunctionsAreReadAlike) {
     }
 }
 
-TEST_F(PropertyBehlerTest, UnreadableLinesAreRefused) {
+TEST_F(BehlerFileTest, UnreadableLinesAreRefused) {
     for (const std::string line : {"x", "six", "nan", "inf", "-inf", "6 nan", "nan 6", "1e99", "6 -1e99"}) {
         EXPECT_EQ(stopOfBehler("Rcut\n" + line + "\n" + radial), aboutBehler("cannot read Rcut")) << line;
     }
@@ -241,7 +242,7 @@ TEST_F(PropertyBehlerTest, UnreadableLinesAreRefused) {
     }
 }
 
-TEST_F(PropertyBehlerTest, ParametersOutOfRangeAreRefused) {
+TEST_F(BehlerFileTest, ParametersOutOfRangeAreRefused) {
     EXPECT_EQ(stopOfBehler(cutoffs + "G2\n-0.5 -1\n"), aboutBehler("eta of G2 is negative"));
     EXPECT_EQ(stopOfBehler(cutoffs + "G2\n0.5 -1\n"), aboutBehler("Rs of G2 is negative"));
     for (const std::string header : {"G3\n", "G4\n"}) {
@@ -253,14 +254,14 @@ TEST_F(PropertyBehlerTest, ParametersOutOfRangeAreRefused) {
     }
 }
 
-TEST_F(PropertyBehlerTest, ParametersAtTheLimitsAreAccepted) {
+TEST_F(BehlerFileTest, ParametersAtTheLimitsAreAccepted) {
     readBehler(cutoffs + "G2\n0 0\nG3\n0 0.001 0\n");
 
     expectRadial({0.0f}, {0.0f});
     expectAngular({0.0f}, {0.001f}, {0.0f});
 }
 
-TEST_F(PropertyBehlerTest, WholeFileIsCheckedInOrder) {
+TEST_F(BehlerFileTest, WholeFileIsCheckedInOrder) {
     EXPECT_EQ(stopOfBehler(""), aboutBehler("there are no G2 functions"));
     EXPECT_EQ(stopOfBehler("Rcut\n0 0\n" + angular), aboutBehler("there are no G2 functions"));
     EXPECT_EQ(stopOfBehler("Rcut\n0 0\n" + radial + angular), aboutBehler("Rcut for radius is not positive"));
@@ -269,14 +270,14 @@ TEST_F(PropertyBehlerTest, WholeFileIsCheckedInOrder) {
     EXPECT_EQ(stopOfBehler("Rcut\n6 -1\n" + radial + angular), aboutBehler("Rcut for angle is not positive"));
 }
 
-TEST_F(PropertyBehlerTest, AngularCutoffIsFreeWithoutAngularFunctions) {
+TEST_F(BehlerFileTest, AngularCutoffIsFreeWithoutAngularFunctions) {
     readBehler("Rcut\n6 -1\n" + radial + "G4\n");
 
     expectCutoffs(6.0f, -1.0f);
     EXPECT_EQ(property.behlerG4, 1);
 }
 
-TEST_F(PropertyBehlerTest, MissingFileIsWrittenFromTheSettingsAndRead) {
+TEST_F(BehlerFileTest, MissingFileIsWrittenFromTheSettingsAndRead) {
     property.numRadius = 3;
     property.numAngle = 5;
     property.rcutRadius = 5.0f;
@@ -291,7 +292,7 @@ TEST_F(PropertyBehlerTest, MissingFileIsWrittenFromTheSettingsAndRead) {
         readTextFile(behlerName).starts_with("Rcut # for G2 and G3\n5.000000  4.500000\n\nG2 # eta rs\n"));
 }
 
-TEST_F(PropertyBehlerTest, MissingFileHasOneG3ForTwoAngularFunctions) {
+TEST_F(BehlerFileTest, MissingFileHasOneG3ForTwoAngularFunctions) {
     const std::pair<int, int> cases[] = {{0, 0}, {2, 0}, {3, 2}, {4, 2}, {30, 15}, {31, 16}};
     for (const auto& [numAngle, numG3] : cases) {
         std::filesystem::remove(behlerName);
@@ -304,26 +305,26 @@ TEST_F(PropertyBehlerTest, MissingFileHasOneG3ForTwoAngularFunctions) {
     }
 }
 
-TEST_F(PropertyBehlerTest, MissingFileOfOneFunctionLacksIt) {
+TEST_F(BehlerFileTest, MissingFileOfOneFunctionLacksIt) {
     property.numRadius = 1;
 
     EXPECT_EQ(stopMessageOf([&] { property.readBehlerFile(behlerName); }),
               aboutBehler("there are no G2 functions"));
 }
 
-TEST_F(PropertyBehlerTest, MissingFileNeedsRoomForItsGrid) {
+TEST_F(BehlerFileTest, MissingFileNeedsRoomForItsGrid) {
     property.rcutRadius = 1.0f;
 
     EXPECT_EQ(stopMessageOf([&] { property.readBehlerFile(behlerName); }), "too small Rcut for G2.");
 }
 
-TEST_F(PropertyBehlerTest, ExistingFileStaysAsItIs) {
+TEST_F(BehlerFileTest, ExistingFileStaysAsItIs) {
     readBehler(cutoffs + radial);
 
     EXPECT_EQ(readTextFile(behlerName), cutoffs + radial);
 }
 
-TEST_F(PropertyBehlerTest, FileThatCannotBeOpenedIsRefused) {
+TEST_F(BehlerFileTest, FileThatCannotBeOpenedIsRefused) {
     const std::string inNoDirectory = directory.file("none/melta.behler");
     std::filesystem::create_directory(behlerName);
 
@@ -332,11 +333,11 @@ TEST_F(PropertyBehlerTest, FileThatCannotBeOpenedIsRefused) {
     EXPECT_EQ(stopMessageOf([&] { property.readBehlerFile(behlerName); }), aboutBehler("cannot open file"));
 }
 
-TEST_F(PropertyBehlerTest, TooLongLineIsRefused) {
+TEST_F(BehlerFileTest, TooLongLineIsRefused) {
     EXPECT_EQ(stopOfBehler(std::string(2U << 20U, 'x')), aboutBehler("too long line"));
 }
 
-TEST_F(PropertyBehlerTest, PropertiesFileWithBehlerReadsTheFunctions) {
+TEST_F(BehlerFileTest, PropertiesFileWithBehlerReadsTheFunctions) {
     writeTextFile(behlerName, "Rcut\n5.5 4.5\nG2\n0.02 0.5\nG4\n10.5 1.0 0.25\n");
 
     const std::string banner = readText("symmFunc behler\nelemWeight 0\ntanhCutoff 0\n"
@@ -361,7 +362,7 @@ TEST_F(PropertyBehlerTest, PropertiesFileWithBehlerReadsTheFunctions) {
         << banner;
 }
 
-TEST_F(PropertyBehlerTest, PropertiesFileWithoutAngularFunctionsHasNoAngularCutoff) {
+TEST_F(BehlerFileTest, PropertiesFileWithoutAngularFunctionsHasNoAngularCutoff) {
     writeTextFile(behlerName, cutoffs + radial);
 
     readText("symmFunc behler\n");
@@ -371,7 +372,7 @@ TEST_F(PropertyBehlerTest, PropertiesFileWithoutAngularFunctionsHasNoAngularCuto
     EXPECT_EQ(obtainLargestCutoff(property), 6.0f);
 }
 
-TEST_F(PropertyBehlerTest, KeysOfThePropertiesFileShapeAMissingFile) {
+TEST_F(BehlerFileTest, KeysOfThePropertiesFileShapeAMissingFile) {
     readText("symmFunc behler\nnumRadius 4\nnumAngle 6\nrcutRadius 5\nrcutAngle 4\n");
 
     EXPECT_EQ(property.numRadius, 4);
@@ -380,14 +381,14 @@ TEST_F(PropertyBehlerTest, KeysOfThePropertiesFileShapeAMissingFile) {
     EXPECT_TRUE(readTextFile(behlerName).starts_with("Rcut # for G2 and G3\n5.000000  4.000000\n"));
 }
 
-TEST_F(PropertyBehlerTest, OtherKindsLeaveTheFileAlone) {
+TEST_F(BehlerFileTest, OtherKindsLeaveTheFileAlone) {
     readText("symmFunc chebyshev\n");
 
     EXPECT_FALSE(std::filesystem::exists(behlerName));
     EXPECT_EQ(property.numRadius, 50);
 }
 
-TEST_F(PropertyBehlerTest, CombinationsAreCheckedBeforeTheFunctionsAreRead) {
+TEST_F(BehlerFileTest, CombinationsAreCheckedBeforeTheFunctionsAreRead) {
     writeTextFile(behlerName, "");
 
     EXPECT_EQ(stopOfText("symmFunc behler\nlearnRate 1e-5\n"), aboutBehler("there are no G2 functions"));
@@ -396,7 +397,7 @@ TEST_F(PropertyBehlerTest, CombinationsAreCheckedBeforeTheFunctionsAreRead) {
               about("you cannot use withClassical & withReaxFF at the same time"));
 }
 
-TEST_F(PropertyBehlerTest, BrokenFileStopsBeforeTheBanner) {
+TEST_F(BehlerFileTest, BrokenFileStopsBeforeTheBanner) {
     writeTextFile(behlerName, "");
     std::string message;
 
@@ -406,8 +407,8 @@ TEST_F(PropertyBehlerTest, BrokenFileStopsBeforeTheBanner) {
     EXPECT_EQ(output, "");
 }
 
-TEST_F(PropertyBehlerTest, TemplateWithBehlerIsReadBack) {
-    property.symmFuncKind = SymmFuncKind::behler;
+TEST_F(BehlerFileTest, TemplateWithBehlerIsReadBack) {
+    property.symmFuncKind = BehlerKind::code;
     property.numRadius = 3;
     property.numAngle = 4;
 

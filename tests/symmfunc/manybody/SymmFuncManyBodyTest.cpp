@@ -5,6 +5,7 @@
 #include "support/StopCatcher.hpp"
 #include "symmfunc/SymmFuncFactory.hpp"
 #include "symmfunc/manybody/ManyBodyFixture.hpp"
+#include "symmfunc/manybody/ManyBodyKind.hpp"
 
 #include <gtest/gtest.h>
 
@@ -262,7 +263,7 @@ TEST(SymmFuncManyBodyTest, pairOfTwoElementsDoesNotDependOnTheOrderOfTheList) {
 TEST(SymmFuncManyBodyTest, tanhAndWeightsOfTheSettingsHaveNoEffect) {
     const auto geometry = makeOrderedStar({{0, {1.5f, 0.5f, 0.0f}}, {1, {0.0f, 1.5f, 1.0f}}});
     Property property;
-    property.symmFuncKind = SymmFuncKind::manyBody;
+    property.symmFuncKind = ManyBodyKind::code;
     property.m2 = 6;
     property.m3 = 4;
     property.rinner = 0.5f;

@@ -1,10 +1,12 @@
 #include "base/ReplacementJournal.hpp"
 #include "config/PropertyFiles.hpp"
+#include "symmfunc/chebyshev/ChebyshevKind.hpp"
+#include "symmfunc/manybody/ManyBodyKind.hpp"
 
 namespace melta::test {
 namespace {
 
-class PropertyPeekTest : public PropertyFiles {
+class HeadReaderTest : public PropertyFiles {
 protected:
     std::string peekText(const std::string& text, bool tolerant = false) {
         writeTextFile(headName, text);
@@ -51,10 +53,10 @@ std::string firstLines(const std::string& text, int numLines) {
     return text.substr(0, end);
 }
 
-TEST_F(PropertyPeekTest, ChebyshevWithCharge) {
+TEST_F(HeadReaderTest, ChebyshevWithCharge) {
     peekText(chebyshevHead);
 
-    EXPECT_EQ(property.symmFuncKind, SymmFuncKind::chebyshev);
+    EXPECT_EQ(property.symmFuncKind, ChebyshevKind::code);
     EXPECT_EQ(property.elemWeight, 0);
     EXPECT_EQ(property.tanhCutoff, 0);
     EXPECT_EQ(property.withClassical, 1);
@@ -74,12 +76,12 @@ TEST_F(PropertyPeekTest, ChebyshevWithCharge) {
     EXPECT_EQ(property.modelsCharge, 6);
 }
 
-TEST_F(PropertyPeekTest, ManyBodyWithReaxFF) {
+TEST_F(HeadReaderTest, ManyBodyWithReaxFF) {
     property.withClassical = 1;
 
     peekText(reaxManyBodyHead);
 
-    EXPECT_EQ(property.symmFuncKind, SymmFuncKind::manyBody);
+    EXPECT_EQ(property.symmFuncKind, ManyBodyKind::code);
     EXPECT_EQ(property.withClassical, 0);
     EXPECT_EQ(property.withReaxFF, 1);
     EXPECT_EQ(property.rcutReaxFF, 7.5f);
@@ -91,7 +93,7 @@ TEST_F(PropertyPeekTest, ManyBodyWithReaxFF) {
     EXPECT_EQ(property.withCharge, 0);
 }
 
-TEST_F(PropertyPeekTest, BehlerReplacesItsArrays) {
+TEST_F(HeadReaderTest, BehlerReplacesItsArrays) {
     property.radiusEta = {9.0f};
     property.radiusShift = {9.0f, 9.0f, 9.0f};
     property.angleShift = {9.0f, 9.0f};
@@ -110,13 +112,13 @@ TEST_F(PropertyPeekTest, BehlerReplacesItsArrays) {
     EXPECT_EQ(property.angleShift, (std::vector<float>{7.0f}));
 }
 
-TEST_F(PropertyPeekTest, BehlerG4IsOneForAnyOtherNumber) {
+TEST_F(HeadReaderTest, BehlerG4IsOneForAnyOtherNumber) {
     peekText("2 1 0 0\n0 0 5 4 3\n0\n3 20 2 4\n");
 
     EXPECT_EQ(property.behlerG4, 1);
 }
 
-TEST_F(PropertyPeekTest, OldBehlerHeadHasOneCutoffAndG4WithoutShift) {
+TEST_F(HeadReaderTest, OldBehlerHeadHasOneCutoffAndG4WithoutShift) {
     peekText("2 1 0\n1 1 5.5\n1 2\n3 4\n0\n3 20 2\n");
 
     EXPECT_EQ(property.rcutRadius, 5.5f);
@@ -128,7 +130,7 @@ TEST_F(PropertyPeekTest, OldBehlerHeadHasOneCutoffAndG4WithoutShift) {
     EXPECT_EQ(property.modelsEnergy, 1);
 }
 
-TEST_F(PropertyPeekTest, FirstLineWithThreeFieldsHasNoBaseline) {
+TEST_F(HeadReaderTest, FirstLineWithThreeFieldsHasNoBaseline) {
     property.withClassical = 1;
     property.withReaxFF = 1;
 
@@ -140,7 +142,7 @@ TEST_F(PropertyPeekTest, FirstLineWithThreeFieldsHasNoBaseline) {
     EXPECT_EQ(property.withReaxFF, 0);
 }
 
-TEST_F(PropertyPeekTest, FirstLineWithOneFieldHasTanhCutoffWithoutWeight) {
+TEST_F(HeadReaderTest, FirstLineWithOneFieldHasTanhCutoffWithoutWeight) {
     property.withClassical = 1;
     property.withReaxFF = 1;
     property.tanhCutoff = 0;
@@ -156,27 +158,27 @@ TEST_F(PropertyPeekTest, FirstLineWithOneFieldHasTanhCutoffWithoutWeight) {
     EXPECT_EQ(property.modelsCharge, 1);
 }
 
-TEST_F(PropertyPeekTest, BaselineCodesAboveTwoMeanReaxFF) {
+TEST_F(HeadReaderTest, BaselineCodesAboveTwoMeanReaxFF) {
     peekText("3 0 0 5\n4 0.5\n12 7 5 4\n0\n3 20 2 4\n");
 
     EXPECT_EQ(property.withReaxFF, 1);
     EXPECT_EQ(property.rcutReaxFF, 4.0f);
 }
 
-TEST_F(PropertyPeekTest, NoAngularFunctionsHaveNoCutoff) {
+TEST_F(HeadReaderTest, NoAngularFunctionsHaveNoCutoff) {
     peekText("3 0 0 0\n12 0 5 4\n0\n3 20 2 4\n");
 
     EXPECT_EQ(property.rcutAngle, 0.0f);
 }
 
-TEST_F(PropertyPeekTest, ChargeNetworkIsReadOnlyWithCharge) {
+TEST_F(HeadReaderTest, ChargeNetworkIsReadOnlyWithCharge) {
     peekText("3 0 0 0\n12 7 5 4\n0\n3 20 2 4\n5 30 3 6\n");
 
     EXPECT_EQ(property.layersCharge, 2);
     EXPECT_EQ(property.nodesCharge, 40);
 }
 
-TEST_F(PropertyPeekTest, ValuesAreNotChecked) {
+TEST_F(HeadReaderTest, ValuesAreNotChecked) {
     peekText("3 -1 9 -4\n-12 -7 -5 -4\n0\n-3 0 99 -1\n");
 
     EXPECT_EQ(property.elemWeight, -1);
@@ -187,7 +189,7 @@ TEST_F(PropertyPeekTest, ValuesAreNotChecked) {
     EXPECT_EQ(property.withReaxFF, 0);
 }
 
-TEST_F(PropertyPeekTest, BannerOfATestingRunIsPrintedUnlessTolerant) {
+TEST_F(HeadReaderTest, BannerOfATestingRunIsPrintedUnlessTolerant) {
     const std::string banner = peekText(chebyshevHead);
 
     EXPECT_EQ(banner, outputOf([&] { property.printBanner(true, false); }));
@@ -195,14 +197,14 @@ TEST_F(PropertyPeekTest, BannerOfATestingRunIsPrintedUnlessTolerant) {
     EXPECT_EQ(peekText(chebyshevHead, true), "");
 }
 
-TEST_F(PropertyPeekTest, MissingFileIsRefusedUnlessTolerant) {
+TEST_F(HeadReaderTest, MissingFileIsRefusedUnlessTolerant) {
     EXPECT_EQ(stopMessageOf([&] { property.peekData(headName, false); }), refusal());
 
     EXPECT_EQ(outputWithoutStop([&] { property.peekData(headName, true); }), "");
     EXPECT_EQ(property.numRadius, 50);
 }
 
-TEST_F(PropertyPeekTest, HeadsCutAtAnyLineAreRefused) {
+TEST_F(HeadReaderTest, HeadsCutAtAnyLineAreRefused) {
     const std::pair<std::string, int> heads[] = {{chebyshevHead, 5}, {reaxManyBodyHead, 5}, {behlerHead, 7}};
     for (const auto& [head, numNeeded] : heads) {
         for (int numLines = 0; numLines < numNeeded; ++numLines) {
@@ -212,7 +214,7 @@ TEST_F(PropertyPeekTest, HeadsCutAtAnyLineAreRefused) {
     }
 }
 
-TEST_F(PropertyPeekTest, HeadsWithAnUnreadableLineAreRefused) {
+TEST_F(HeadReaderTest, HeadsWithAnUnreadableLineAreRefused) {
     const std::pair<std::string, int> heads[] = {{chebyshevHead, 5}, {reaxManyBodyHead, 5}, {behlerHead, 7}};
     for (const auto& [head, numNeeded] : heads) {
         for (int numLines = 0; numLines < numNeeded; ++numLines) {
@@ -225,7 +227,7 @@ TEST_F(PropertyPeekTest, HeadsWithAnUnreadableLineAreRefused) {
     }
 }
 
-TEST_F(PropertyPeekTest, LinesWithTooFewFieldsAreRefused) {
+TEST_F(HeadReaderTest, LinesWithTooFewFieldsAreRefused) {
     EXPECT_EQ(stopOfHead("3 0 0 2\n7.5\n12 7 5 4\n0\n3 20 2 4\n"), refusal());
     EXPECT_EQ(stopOfHead("3 0 0 0\n12 7 5\n0\n3 20 2 4\n"), refusal());
     EXPECT_EQ(stopOfHead("1 0 0 0\n12 7 5\n0\n3 20 2 4\n"), refusal());
@@ -236,7 +238,7 @@ TEST_F(PropertyPeekTest, LinesWithTooFewFieldsAreRefused) {
     EXPECT_EQ(stopOfHead("3 0 0 0\n12 7 5 4\n1\n3 20 2 4\n3 20\n"), refusal());
 }
 
-TEST_F(PropertyPeekTest, NotFiniteNumbersAreRefused) {
+TEST_F(HeadReaderTest, NotFiniteNumbersAreRefused) {
     EXPECT_EQ(stopOfHead("3 0 0 2\nnan 0.5\n12 7 5 4\n0\n3 20 2 4\n"), refusal());
     EXPECT_EQ(stopOfHead("3 0 0 0\n12 7 nan 4\n0\n3 20 2 4\n"), refusal());
     EXPECT_EQ(stopOfHead("3 0 0 0\n12 7 5 inf\n0\n3 20 2 4\n"), refusal());
@@ -246,17 +248,17 @@ TEST_F(PropertyPeekTest, NotFiniteNumbersAreRefused) {
     EXPECT_EQ(stopOfHead("2 0 0 0\n1 1 5 5 0\n1 1\n1 nan 1\n0\n3 20 2 4\n"), refusal());
 }
 
-TEST_F(PropertyPeekTest, UnknownSymmetryKindIsAFailedReading) {
+TEST_F(HeadReaderTest, UnknownSymmetryKindIsAFailedReading) {
     for (const char* const kind : {"0", "4", "-1", "2147483648"}) {
         EXPECT_EQ(stopOfHead(std::string(kind) + " 0 0 0\n12 7 5 4\n0\n3 20 2 4\n"), refusal());
     }
 
     EXPECT_EQ(peekText("4 0 0 0\n12 7 5 4\n0\n3 20 2 4\n", true), "");
-    EXPECT_EQ(property.symmFuncKind, SymmFuncKind::chebyshev);
+    EXPECT_EQ(property.symmFuncKind, ChebyshevKind::code);
     EXPECT_EQ(property.numRadius, 50);
 }
 
-TEST_F(PropertyPeekTest, TolerantPeekKeepsTheLinesBeforeTheFailure) {
+TEST_F(HeadReaderTest, TolerantPeekKeepsTheLinesBeforeTheFailure) {
     EXPECT_EQ(peekText("3 0 0 1\n12 7 5.5 4.5\n1\n3 20 2 4\n", true), "");
 
     EXPECT_EQ(property.elemWeight, 0);
@@ -267,7 +269,7 @@ TEST_F(PropertyPeekTest, TolerantPeekKeepsTheLinesBeforeTheFailure) {
     EXPECT_EQ(property.nodesCharge, 40);
 }
 
-TEST_F(PropertyPeekTest, TolerantPeekTakesNothingFromAFailedLine) {
+TEST_F(HeadReaderTest, TolerantPeekTakesNothingFromAFailedLine) {
     peekText("3 0 0 1\n12 7 5.5\n1\n3 20 2 4\n", true);
 
     EXPECT_EQ(property.elemWeight, 0);
@@ -277,7 +279,7 @@ TEST_F(PropertyPeekTest, TolerantPeekTakesNothingFromAFailedLine) {
     EXPECT_EQ(property.withCharge, 0);
 }
 
-TEST_F(PropertyPeekTest, TolerantPeekOfEveryCutHeadIsSilent) {
+TEST_F(HeadReaderTest, TolerantPeekOfEveryCutHeadIsSilent) {
     for (const std::string& head : {chebyshevHead, reaxManyBodyHead, behlerHead}) {
         for (std::size_t length = 0; length < head.size(); ++length) {
             property = Property();
@@ -286,14 +288,14 @@ TEST_F(PropertyPeekTest, TolerantPeekOfEveryCutHeadIsSilent) {
     }
 }
 
-TEST_F(PropertyPeekTest, AbsurdArraySizesCostNothing) {
+TEST_F(HeadReaderTest, AbsurdArraySizesCostNothing) {
     EXPECT_EQ(stopOfHead("2 0 0 0\n2000000000 2000000000 5 5 0\n1 1\n"), refusal());
 
     peekText("2 0 0 0\n-2000000000 -2000000000 5 5 0\n0\n3 20 2 4\n");
     EXPECT_TRUE(property.radiusEta.empty());
 }
 
-TEST_F(PropertyPeekTest, LongLinesAreSafe) {
+TEST_F(HeadReaderTest, LongLinesAreSafe) {
     const std::string many(100000, '7');
 
     EXPECT_EQ(stopOfHead(many + "\n"), refusal());
@@ -302,7 +304,7 @@ TEST_F(PropertyPeekTest, LongLinesAreSafe) {
     EXPECT_EQ(property.numRadius, 12);
 }
 
-TEST_F(PropertyPeekTest, BinaryJunkIsRefused) {
+TEST_F(HeadReaderTest, BinaryJunkIsRefused) {
     std::string junk;
     for (int i = 0; i < 4096; ++i) {
         junk.push_back(static_cast<char>((i * 197 + 131) % 256));
@@ -311,7 +313,7 @@ TEST_F(PropertyPeekTest, BinaryJunkIsRefused) {
     EXPECT_EQ(stopOfHead(junk), refusal());
 }
 
-TEST_F(PropertyPeekTest, PropertiesFileIsAppliedOnTop) {
+TEST_F(HeadReaderTest, PropertiesFileIsAppliedOnTop) {
     peekText(chebyshevHead, true);
 
     const std::string banner = readText("withClassical 0\nnumAngle 3\n");
@@ -322,7 +324,7 @@ TEST_F(PropertyPeekTest, PropertiesFileIsAppliedOnTop) {
     EXPECT_NE(banner.find("    Number of C2s  = 12\n    Number of C3s  = 3\n"), std::string::npos);
 }
 
-TEST_F(PropertyPeekTest, toleratesALineThatIsTooLong) {
+TEST_F(HeadReaderTest, toleratesALineThatIsTooLong) {
     const std::string overlong(2U << 20U, '1');
 
     EXPECT_EQ(peekText("3 1 1 0\n12 7 5.5 4.5\n" + overlong + "\n3 20 2 4\n", true), "");
@@ -330,7 +332,7 @@ TEST_F(PropertyPeekTest, toleratesALineThatIsTooLong) {
     EXPECT_EQ(property.layersEnergy, Property().layersEnergy);
 }
 
-TEST_F(PropertyPeekTest, finishesAReplacementFirst) {
+TEST_F(HeadReaderTest, finishesAReplacementFirst) {
     writeTextFile(headName, "3 1 1 0\n10 7 5.5 4.5\n0\n3 20 2 4\n");
     {
         ReplacementJournal journal;
