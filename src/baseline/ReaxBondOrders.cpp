@@ -2,6 +2,7 @@
 
 #include "baseline/ReaxParam.hpp"
 #include "baseline/ReaxShell.hpp"
+#include "baseline/ReaxVirial.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -79,6 +80,7 @@ void ReaxBondOrders::addShell(const ReaxShell& shell) {
                                 second,
                                 pair,
                                 {shell.dx[n] / r, shell.dy[n] / r, shell.dz[n] / r},
+                                r,
                                 total,
                                 orders.pi,
                                 orders.piPi,
@@ -233,7 +235,8 @@ void ReaxBondOrders::dampByAngles(const ReaxBond& bond, Damping& damping) const 
     dampByAtom(bond.second, damping.logBySecond);
 }
 
-void ReaxBondOrders::distribute(std::span<const ReaxOrderGradient> gradients, std::span<double> forces) {
+void ReaxBondOrders::distribute(std::span<const ReaxOrderGradient> gradients, std::span<double> forces,
+                                std::span<double> virials) {
     byExcess.assign(types.size(), 0.0);
     directSlopes.resize(bondList.size());
     for (std::size_t n = 0; n < bondList.size(); ++n) {
@@ -256,6 +259,9 @@ void ReaxBondOrders::distribute(std::span<const ReaxOrderGradient> gradients, st
         for (std::size_t c = 0; c < 3; ++c) {
             forces[3 * bond.first + c] += slope * bond.direction[c];
             forces[3 * bond.second + c] -= slope * bond.direction[c];
+        }
+        if (!virials.empty()) {
+            addVirial(bond.first, bond.second, bond.direction, -slope * bond.length, virials);
         }
     }
 }

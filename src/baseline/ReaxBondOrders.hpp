@@ -25,6 +25,7 @@ struct ReaxBond {
     std::size_t second;
     std::size_t pair;                // index of the pair of types
     std::array<double, 3> direction; // unit vector from the first to the second
+    double length;
 
     // Uncorrected orders and their derivatives by the distance, 1/Angstrom. The total is reduced by the
     // cutoff of bond orders.
@@ -77,8 +78,9 @@ public:
     [[nodiscard]] std::span<const double> totalOrders() const { return sums; }
 
     // Adds to the forces [numAtoms][3] (kcal/mol/Angstrom) those of an energy with these derivatives, one for
-    // each bond.
-    void distribute(std::span<const ReaxOrderGradient> gradients, std::span<double> forces);
+    // each bond, and to the virials, unless they are empty, those of the bonds (see addVirial).
+    void distribute(std::span<const ReaxOrderGradient> gradients, std::span<double> forces,
+                    std::span<double> virials);
 
     // Distance (Angstrom) from which on a pair of types has no bonds; at most the cutoff of bonds. It saves
     // the powers of most pairs.

@@ -43,14 +43,15 @@ SigmaEnergy makeSigmaEnergy(double order, double depth, double pBe1, double pBe2
 ReaxBondedTerms::ReaxBondedTerms(const ReaxParam& forceField) : param(&forceField) {}
 
 void ReaxBondedTerms::calculate(const ReaxBondOrders& orders, std::span<const int> types,
-                                std::span<double> energies) {
+                                std::span<const double> weights, std::span<double> energies) {
     prepareAtoms(orders, types);
     sumOverBonds(orders);
-    addBondEnergy(orders, energies);
+    addBondEnergy(orders, weights, energies);
     for (std::size_t i = 0; i < atoms.size(); ++i) {
         const auto type = static_cast<std::size_t>(types[i]);
         energies[i] += obtainLonePairEnergy(atoms[i], type);
         energies[i] += obtainCoordinationEnergy(atoms[i], type);
+        weigh(atoms[i], weights[i]);
     }
 }
 
@@ -84,7 +85,15 @@ void ReaxBondedTerms::sumOverBonds(const ReaxBondOrders& orders) {
     }
 }
 
-void ReaxBondedTerms::addBondEnergy(const ReaxBondOrders& orders, std::span<double> energies) {
+void ReaxBondedTerms::weigh(Atom& atom, double weight) {
+    for (double* const derivative :
+         {&atom.byNlp, &atom.byNlpTemp, &atom.byDelta, &atom.bySumPi, &atom.bySumSigma}) {
+        *derivative *= weight;
+    }
+}
+
+void ReaxBondedTerms::addBondEnergy(const ReaxBondOrders& orders, std::span<const double> weights,
+                                    std::span<double> energies) {
     gradients.resize(orders.bonds().size());
     for (std::size_t n = 0; n < gradients.size(); ++n) {
         const ReaxBond& bond = orders.bonds()[n];
@@ -97,7 +106,9 @@ void ReaxBondedTerms::addBondEnergy(const ReaxBondOrders& orders, std::span<doub
         const double half = 0.5 * (sigma.value - dePi * pi - dePiPi * piPi);
         energies[bond.first] += half;
         energies[bond.second] += half;
-        gradients[n] = {sigma.bySigma, -sigma.bySigma - dePi, -sigma.bySigma - dePiPi};
+        const double weight = 0.5 * (weights[bond.first] + weights[bond.second]);
+        gradients[n] = {weight * sigma.bySigma, weight * (-sigma.bySigma - dePi),
+                        weight * (-sigma.bySigma - dePiPi)};
     }
 }
 

@@ -20,14 +20,16 @@ public:
     // `param` must outlive the object.
     explicit ReaxBondedTerms(const ReaxParam& param);
 
-    // Adds the energies of all terms to `energies` [numAtoms], kcal/mol. `types` [numAtoms].
-    void calculate(const ReaxBondOrders& orders, std::span<const int> types, std::span<double> energies);
+    // Adds the energies of all terms to `energies` [numAtoms], kcal/mol. `types` [numAtoms]. `weights`
+    // [numAtoms]: how much the energy of each atom counts in the energy that createGradients derives.
+    void calculate(const ReaxBondOrders& orders, std::span<const int> types, std::span<const double> weights,
+                   std::span<double> energies);
 
-    // After calculate: the derivatives of the energy by the orders of each bond.
+    // After calculate: the derivatives of the weighted energy by the orders of each bond.
     std::span<const ReaxOrderGradient> createGradients(const ReaxBondOrders& orders);
 
 private:
-    // What the terms know of an atom. Derivatives are those of the energy, kcal/mol.
+    // What the terms know of an atom. Derivatives are those of the weighted energy, kcal/mol.
     struct Atom {
         double delta = 0.0;        // sum of the orders minus valency
         double nlp = 0.0;          // lone pairs
@@ -44,9 +46,11 @@ private:
         double bySumSigma = 0.0;
     };
 
+    static void weigh(Atom& atom, double weight);
     void prepareAtoms(const ReaxBondOrders& orders, std::span<const int> types);
     void sumOverBonds(const ReaxBondOrders& orders);
-    void addBondEnergy(const ReaxBondOrders& orders, std::span<double> energies);
+    void addBondEnergy(const ReaxBondOrders& orders, std::span<const double> weights,
+                       std::span<double> energies);
     [[nodiscard]] double obtainLonePairEnergy(Atom& atom, std::size_t type) const;
     [[nodiscard]] double obtainCoordinationEnergy(Atom& atom, std::size_t type) const;
 

@@ -26,15 +26,22 @@ public:
 
     // `geometry` gives the cell and the lists of neighbours, `types` [numAtoms] the types of its atoms and
     // `positions` [numAtoms][3] (Angstrom) where they are: its own positions widened, or others for which its
-    // lists hold.
+    // lists hold. `weights` [numAtoms]: how much the energy of each atom counts in the energy that forces are
+    // derived from; empty: all are 1. With `withVirials`, which needs forces, also their virials.
     void run(const Geometry& geometry, std::span<const int> types, std::span<const double> positions,
-             bool withForces);
+             bool withForces, std::span<const double> weights = {}, bool withVirials = false);
+
+    // Forgets the results.
+    void clear();
 
     // Results of the last run. Energies [numAtoms], kcal/mol.
     [[nodiscard]] std::span<const double> energies() const { return atomEnergies; }
 
     // Forces [numAtoms][3], kcal/mol/Angstrom; empty without.
     [[nodiscard]] std::span<const double> forces() const { return atomForces; }
+
+    // Virials [numAtoms][6] (see addVirial), kcal/mol; empty without.
+    [[nodiscard]] std::span<const double> virials() const { return atomVirials; }
 
     // The bonds behind them.
     [[nodiscard]] const ReaxBondOrders& bondOrders() const { return orders; }
@@ -45,8 +52,10 @@ private:
     ReaxBondOrders orders;
     ReaxBondedTerms bondedTerms;
     ReaxVdw vdw;
+    std::vector<double> ones; // weights of a run without
     std::vector<double> atomEnergies;
     std::vector<double> atomForces;
+    std::vector<double> atomVirials;
 };
 
 } // namespace melta

@@ -4,6 +4,7 @@
 #include "baseline/ReaxParamReader.hpp"
 
 #include <cmath>
+#include <utility>
 
 namespace melta {
 namespace {
@@ -23,9 +24,13 @@ double geometricMean(double a, double b) {
 } // namespace
 
 ReaxParam::ReaxParam(double cutoff, const std::string& fileName)
-    : rcut(cutoff > 0.0 ? cutoff : defaultCutoff) {
+    : ReaxParam(cutoff, ReaxParamReader(fileName)) {}
+
+ReaxParam::ReaxParam(double cutoff, FilePointer file) : ReaxParam(cutoff, ReaxParamReader(std::move(file))) {}
+
+ReaxParam::ReaxParam(double cutoff, ReaxParamReader reader) : rcut(cutoff > 0.0 ? cutoff : defaultCutoff) {
     typeOfAtomicNumber.fill(-1);
-    ReaxParamReader(fileName).readInto(*this);
+    reader.readInto(*this);
     rcutVdw = tapUpper;
     if (!(rcutVdw > 0.0)) {
         stopWithMessage("rcut_vdw is not positive.");

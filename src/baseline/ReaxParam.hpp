@@ -1,11 +1,15 @@
 #pragma once
 
+#include "base/LineReader.hpp"
+
 #include <array>
 #include <cstddef>
 #include <string>
 #include <vector>
 
 namespace melta {
+
+class ReaxParamReader;
 
 // The force field of the reduced ReaxFF potential: a parameter file in the published layout ("ffield.reax"),
 // completed by the combination rules. Kept is what bond energy, lone pairs, over- and under-coordination and
@@ -22,6 +26,10 @@ public:
     // Reads the file and completes the tables. `cutoff`: reach of bonds, Angstrom; 5.0 if it is not above 0.
     // Stops with "cannot open file: %s" (the file), "rcut_vdw is not positive." and as ReaxParamReader.
     ReaxParam(double cutoff, const std::string& fileName);
+
+    // The same from a file that has been opened for reading.
+    ReaxParam(double cutoff, FilePointer file);
+
     virtual ~ReaxParam() = default;
     ReaxParam(const ReaxParam&) = delete;
     ReaxParam& operator=(const ReaxParam&) = delete;
@@ -132,6 +140,7 @@ public:
     std::array<int, numAtomicNumbers> typeOfAtomicNumber{}; // at atomic number - 1; -1 for none
 
 private:
+    ReaxParam(double cutoff, ReaxParamReader reader);
     void completeTypes();
     void completePairs();
     void makeTaper();

@@ -8,6 +8,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
 namespace melta {
 namespace {
@@ -101,6 +102,8 @@ ReaxParamReader::ReaxParamReader(const std::string& fileName) : reader(fileName)
         stopWithMessage("cannot open file: %s", fileName.c_str());
     }
 }
+
+ReaxParamReader::ReaxParamReader(FilePointer opened) : reader(std::move(opened), {}) {}
 
 void ReaxParamReader::readInto(ReaxParam& param) {
     if (!reader.next()) {

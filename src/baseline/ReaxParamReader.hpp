@@ -20,6 +20,9 @@ public:
     // Stops with "cannot open file: %s" (the file).
     explicit ReaxParamReader(const std::string& fileName);
 
+    // Takes over a file that has been opened for reading.
+    explicit ReaxParamReader(FilePointer opened);
+
     // Fills the parameters that the file gives; pairs that it leaves out stay 0. Entries are counted from 1
     // in the messages. Stops with
     //     "cannot read the first comment line.",

@@ -2,6 +2,7 @@
 
 #include "baseline/ReaxParam.hpp"
 #include "baseline/ReaxShell.hpp"
+#include "baseline/ReaxVirial.hpp"
 
 #include <array>
 #include <cmath>
@@ -44,7 +45,8 @@ void ReaxVdw::prepare() {
     kernel = selectReaxVdwKernel(param->withShielding, param->withInnerWall);
 }
 
-void ReaxVdw::add(const ReaxShell& shell, std::span<double> energies, std::span<double> forces) {
+void ReaxVdw::add(const ReaxShell& shell, std::span<const double> weights, std::span<double> energies,
+                  std::span<double> forces, std::span<double> virials) {
     pairEnergies.reserve(shell.size);
     pairFactors.reserve(shell.size);
     const auto i = static_cast<std::size_t>(shell.iatom);
@@ -64,16 +66,21 @@ void ReaxVdw::add(const ReaxShell& shell, std::span<double> energies, std::span<
             continue;
         }
         for (std::size_t n = run.begin; n < run.end; ++n) {
-            double* const forceOfOther = forces.data() + 3 * static_cast<std::size_t>(shell.atom[n]);
-            const double fx = pairFactors[n] * shell.dx[n];
-            const double fy = pairFactors[n] * shell.dy[n];
-            const double fz = pairFactors[n] * shell.dz[n];
+            const auto j = static_cast<std::size_t>(shell.atom[n]);
+            double* const forceOfOther = forces.data() + 3 * j;
+            const double factor = pairFactors[n] * (0.5 * (weights[i] + weights[j]));
+            const double fx = factor * shell.dx[n];
+            const double fy = factor * shell.dy[n];
+            const double fz = factor * shell.dz[n];
             force[0] += fx;
             force[1] += fy;
             force[2] += fz;
             forceOfOther[0] -= fx;
             forceOfOther[1] -= fy;
             forceOfOther[2] -= fz;
+            if (!virials.empty()) {
+                addVirial(i, j, {shell.dx[n], shell.dy[n], shell.dz[n]}, -factor, virials);
+            }
         }
     }
     energies[i] += energy;

@@ -25,8 +25,10 @@ public:
     void prepare();
 
     // Adds the pairs of one atom: half the energy of each to either atom (kcal/mol, [numAtoms]) and, unless
-    // `forces` [numAtoms][3] is empty, its force (kcal/mol/Angstrom).
-    void add(const ReaxShell& shell, std::span<double> energies, std::span<double> forces);
+    // `forces` [numAtoms][3] is empty, its force (kcal/mol/Angstrom), of an energy in which the atoms count
+    // by `weights` [numAtoms], and unless `virials` is empty its virial (see addVirial).
+    void add(const ReaxShell& shell, std::span<const double> weights, std::span<double> energies,
+             std::span<double> forces, std::span<double> virials);
 
 private:
     const ReaxParam* param;
