@@ -73,7 +73,7 @@ struct Bench {
     Bench(bool withShielding, bool withInnerWall)
         : param(makeParam(withShielding, withInnerWall)), geometry(makeGeometry()),
           positions(geometry->positions.begin(), geometry->positions.end()), vdw(*param), evaluation(*param),
-          energies(numAtoms), forces(3 * static_cast<std::size_t>(numAtoms)) {
+          energies(numAtoms), forces(3 * static_cast<std::size_t>(numAtoms)), weights(numAtoms, 1.0) {
         for (const int atomicNumber : geometry->atomNumbers) {
             types.push_back(param->typeOf(atomicNumber));
         }
@@ -83,7 +83,7 @@ struct Bench {
         shells.start(*geometry, types, param->numElems, positions);
         vdw.prepare();
         for (int i = 0; i < numAtoms; ++i) {
-            vdw.add(shells.create(i, static_cast<double>(rcut)), energies, forces);
+            vdw.add(shells.create(i, static_cast<double>(rcut)), weights, energies, forces, {});
         }
         benchmark::DoNotOptimize(forces.data());
     }
@@ -181,6 +181,7 @@ struct Bench {
     ReaxEvaluation evaluation;
     std::vector<double> energies;
     std::vector<double> forces;
+    std::vector<double> weights;
 };
 
 // Arguments: withShielding, withInnerWall.
