@@ -2,7 +2,7 @@
 
 add_library(melta_options INTERFACE)
 target_compile_features(melta_options INTERFACE cxx_std_20)
-target_include_directories(melta_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
+target_include_directories(melta_options INTERFACE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
 # Vector code wants neither errno nor traps from mathematics; NaN and infinity must keep working, so nothing more.
 target_compile_options(melta_options INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-math-errno -fno-trapping-math>
@@ -43,7 +43,7 @@ function(melta_add_library)
   endforeach()
   add_library(melta STATIC ${objects})
   target_compile_features(melta PUBLIC cxx_std_20)
-  target_include_directories(melta PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  target_include_directories(melta PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
   target_link_libraries(melta PUBLIC
     melta::openblas OpenMP::OpenMP_CXX PkgConfig::HIGHWAY Threads::Threads)
   set_target_properties(melta PROPERTIES LINKER_LANGUAGE CXX)

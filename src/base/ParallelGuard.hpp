@@ -1,7 +1,10 @@
 #pragma once
 
+#include "base/ThrowingStops.hpp"
+
 #include <exception>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 namespace melta {
@@ -18,6 +21,10 @@ public:
     template <class Work>
     void run(Work&& work) noexcept {
         try {
+            std::optional<ThrowingStops> stops;
+            if (stopsThrow) {
+                stops.emplace();
+            }
             std::forward<Work>(work)();
         } catch (...) {
             const std::lock_guard<std::mutex> lock(mutex);
@@ -34,6 +41,7 @@ public:
     }
 
 private:
+    bool stopsThrow = ThrowingStops::areActive(); // of the thread that makes the region, for all of its team
     std::mutex mutex;
     std::exception_ptr first;
 };

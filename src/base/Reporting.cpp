@@ -1,5 +1,8 @@
 #include "base/Reporting.hpp"
 
+#include "base/ThrowingStops.hpp"
+#include "melta/Error.hpp"
+
 #include <array>
 #include <cstdarg>
 #include <cstdlib>
@@ -83,6 +86,8 @@ void defaultHandler(const std::string& message) {
 
 StopHandler currentHandler = defaultHandler;
 
+thread_local int numThrowingStops = 0;
+
 } // namespace
 
 StopHandler setStopHandler(StopHandler handler) {
@@ -91,11 +96,26 @@ StopHandler setStopHandler(StopHandler handler) {
     return previous;
 }
 
+ThrowingStops::ThrowingStops() noexcept {
+    ++numThrowingStops;
+}
+
+ThrowingStops::~ThrowingStops() {
+    --numThrowingStops;
+}
+
+bool ThrowingStops::areActive() noexcept {
+    return numThrowingStops > 0;
+}
+
 void stopWithMessage(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     const std::string message = formatStop(format, arguments);
     va_end(arguments);
+    if (numThrowingStops > 0) {
+        throw Error(message);
+    }
     currentHandler(message);
     std::abort();
 }
