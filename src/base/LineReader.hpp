@@ -42,6 +42,9 @@ public:
 
     [[nodiscard]] const std::string& line() const { return text; }
 
+    // The file itself, standing behind the line end of line(), for who reads on without lines.
+    [[nodiscard]] std::FILE* stream() const { return file.get(); }
+
 private:
     std::string fileName;
     FilePointer file;

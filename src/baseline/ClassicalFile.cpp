@@ -118,6 +118,21 @@ void readClassicalFile(LineReader& file, const std::string& fileName, const Geom
     }
 }
 
+void readExportedPairs(LineReader& file, const std::string& fileName, const GeometrySet& geometrySet,
+                       ClassicalParameters& parameters) {
+    int count = 0;
+    if (!file.next() || !FieldScanner(file.line()).readInt(count) || count < 0) {
+        stopWithMessage("cannot read #pairs of elements: %s", fileName.c_str());
+    }
+    FileElements elements(geometrySet);
+    for (const std::string& name : geometrySet.elemNames) {
+        elements.add(name);
+    }
+    for (int i = 0; i < count; ++i) {
+        readPair(file.next() ? file.line() : std::string(), fileName, elements, parameters);
+    }
+}
+
 void writeClassicalFile(const std::string& fileName, const GeometrySet& geometrySet,
                         const ClassicalParameters& parameters) {
     FileReplacement files;

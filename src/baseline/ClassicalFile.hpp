@@ -25,6 +25,12 @@ class GeometrySet;
 void readClassicalFile(LineReader& file, const std::string& fileName, const GeometrySet& geometrySet,
                        ClassicalParameters& parameters);
 
+// The same from an exported force field, where a line with the number of pairs takes the place of the
+// elements: reads that line and the lines of the pairs. Stops with "cannot read #pairs of elements: %s", and
+// as above for a pair.
+void readExportedPairs(LineReader& file, const std::string& fileName, const GeometrySet& geometrySet,
+                       ClassicalParameters& parameters);
+
 // Replaces the file. Stops with "cannot open file: %s", "cannot write file: %s", "index of element is out of
 // range.".
 void writeClassicalFile(const std::string& fileName, const GeometrySet& geometrySet,

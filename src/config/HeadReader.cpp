@@ -30,28 +30,32 @@ int scanInts(const std::string& line, std::span<int> values) {
 } // namespace
 
 HeadReader::HeadReader(LineReader& lines, Property& property)
-    : reader(lines), target(&property), settings(property) {}
+    : reader(lines), target(&property), settings(property), isAsking(false) {}
+
+HeadReader::HeadReader(LineReader& lines, Property& property, std::string name)
+    : reader(lines), target(&property), settings(property), fileName(std::move(name)), isAsking(true) {}
 
 HeadReader::HeadReader(LineReader& lines, const Property& expected, std::string name, bool withEnergy,
                        bool withCharge)
-    : reader(lines), target(nullptr), settings(expected), fileName(std::move(name)),
+    : reader(lines), target(nullptr), settings(expected), fileName(std::move(name)), isAsking(true),
       withEnergyShape(withEnergy), withChargeShape(withCharge) {}
 
 bool HeadReader::readSettings() {
-    return reader.isOpen() && readKinds() && readReaxFF() && readSymmFunc() && readWithCharge() &&
-           readShape(energyKind, withEnergyShape) &&
-           (settings.withCharge == 0 || readShape(chargeKind, withChargeShape));
+    isBehindSettings = reader.isOpen() && readKinds() && readReaxFF() && readSymmFunc() && readWithCharge() &&
+                       readShape(energyKind, withEnergyShape) &&
+                       (settings.withCharge == 0 || readShape(chargeKind, withChargeShape));
+    return isBehindSettings;
 }
 
 bool HeadReader::next(const char* message) {
     if (reader.next()) {
         return true;
     }
-    return refuse(message);
+    return (isComparing() || isBehindSettings) && refuse(message);
 }
 
 bool HeadReader::refuse(const std::string& message) const {
-    if (isComparing()) {
+    if (isAsking) {
         stopWithMessage("%s", message.c_str());
     }
     return false;
@@ -83,11 +87,13 @@ bool HeadReader::readKinds() {
     }
     std::array<int, 4> values{};
     const int count = scanInts(line(), values);
-    if (isComparing()) {
-        compareKinds(values, count);
-        return true;
+    if (!isComparing() && !takeKinds(values, count)) {
+        return false;
     }
-    return takeKinds(values, count);
+    if (isAsking) {
+        compareKinds(values, count);
+    }
+    return true;
 }
 
 bool HeadReader::takeKinds(std::span<const int> values, int count) {
@@ -153,10 +159,14 @@ bool HeadReader::readSizes(const Sizes& sizes) {
     target->*sizes.angular = counts[1];
     target->*sizes.firstLength = lengths[0];
     target->*sizes.secondLength = lengths[1];
+    compareSizes(sizes);
     return true;
 }
 
 void HeadReader::compareSizes(const Sizes& sizes) const {
+    if (!isAsking) {
+        return;
+    }
     std::array<int, 2> counts{};
     scanInts(line(), counts);
     require(counts[0] > 0 && counts[0] == settings.*sizes.radial, sizes.radialItem);
@@ -169,7 +179,7 @@ bool HeadReader::readWithCharge() {
     }
     int withCharge = 0;
     if (!FieldScanner(line()).readInt(withCharge)) {
-        return refuse("error in reading type of neural network: " + fileName);
+        return isComparing() && refuse("error in reading type of neural network: " + fileName);
     }
     if (isComparing()) {
         return require(withCharge == settings.withCharge, "type of neural network");
@@ -188,19 +198,18 @@ bool HeadReader::readShape(const NetworkKind& kind, bool isCompared) {
     if (count == 3) {
         values[3] = 1;
     }
-    if (isComparing()) {
-        if (isCompared) {
-            compareShape(values, kind);
+    if (!isComparing()) {
+        if (count < 3) {
+            return false;
         }
-        return true;
+        target->*kind.fields.layers = values[0];
+        target->*kind.fields.nodes = values[1];
+        target->*kind.fields.activ = values[2];
+        target->*kind.fields.models = values[3];
     }
-    if (count < 3) {
-        return false;
+    if (isCompared && isAsking) {
+        compareShape(values, kind);
     }
-    target->*kind.fields.layers = values[0];
-    target->*kind.fields.nodes = values[1];
-    target->*kind.fields.activ = values[2];
-    target->*kind.fields.models = values[3];
     return true;
 }
 

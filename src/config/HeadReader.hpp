@@ -21,6 +21,10 @@ public:
     // Takes over into `property`, borrowed like the reader.
     HeadReader(LineReader& lines, Property& property);
 
+    // Takes over, and asks of what it takes what the comparison asks of a model: stops when that is not
+    // fulfilled, and behind the settings also where a line is missing. `name`: the file in the messages.
+    HeadReader(LineReader& lines, Property& property, std::string name);
+
     // Compares with `expected`, borrowed. `name`: the file in the messages. The shapes of the networks are
     // compared only with the flags.
     HeadReader(LineReader& lines, const Property& expected, std::string name, bool withEnergy,
@@ -40,7 +44,8 @@ public:
     // Where taken values go; null in comparing.
     [[nodiscard]] Property* getTarget() const { return target; }
 
-    // Goes to the next line. At the end of the file it stops with `message`, or returns false.
+    // Goes to the next line. At the end of the file it returns false or, in comparing and behind the
+    // settings, stops with `message`.
     bool next(const char* message);
 
     // The present line.
@@ -61,13 +66,13 @@ public:
     };
     bool readSizes(const Sizes& sizes);
 
-    // In comparing, the two sizes only.
+    // In comparing, the two sizes only; elsewhere, what is asked of those that have been taken.
     void compareSizes(const Sizes& sizes) const;
 
     // Unless it is valid, stops with "incorrect %s: %s", the item and the file, or returns false.
     bool require(bool isValid, const char* item) const;
 
-    // Stops with the message, or returns false.
+    // Stops with the message or, where nothing is asked, returns false.
     bool refuse(const std::string& message) const;
 
     [[nodiscard]] const std::string& getFileName() const { return fileName; }
@@ -86,6 +91,8 @@ private:
     Property* target;
     const Property& settings;
     std::string fileName;
+    bool isAsking; // refuses by a message
+    bool isBehindSettings = false;
     bool withEnergyShape = true;
     bool withChargeShape = true;
 };

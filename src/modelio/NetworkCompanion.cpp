@@ -10,6 +10,7 @@
 
 #include <cctype>
 #include <cmath>
+#include <numeric>
 #include <optional>
 #include <utility>
 
@@ -66,15 +67,15 @@ void projectFirstLayer(const NNLayer& source, const InputMap& map, double absent
     }
 }
 
-// Reads one output bias and measures it from the element's mean energy.
-float scanOutputBias(std::FILE* stream, double energyAve) {
+// Reads one output bias of energies, which has to be finite in single precision when it is measured from
+// `energyAve`.
+double scanOutputBias(std::FILE* stream, double energyAve) {
     double number = 0.0;
     const bool isRead = std::fscanf(stream, "%lf", &number) == 1;
-    const auto bias = static_cast<float>(number - energyAve);
-    if (!isRead || !std::isfinite(bias)) {
+    if (!isRead || !std::isfinite(static_cast<float>(number - energyAve))) {
         stopWithMessage("cannot scan neural network @bias1");
     }
-    return bias;
+    return number;
 }
 
 // Whether nothing but blanks is left.
@@ -123,7 +124,8 @@ private:
         NNLayer& lastLayer = ensemble.getLastLayer();
         lastLayer.scanWeight(stream, model, !kind.isFromMean);
         if (kind.isFromMean) {
-            lastLayer.biasOf(model).front() = scanOutputBias(stream, energyAve);
+            lastLayer.biasOf(model).front() =
+                static_cast<float>(scanOutputBias(stream, energyAve) - energyAve);
         }
     }
 
@@ -179,7 +181,34 @@ void readCompanion(FilePointer file, const std::string& fileName, const NetworkK
             }
         }
     }
-    if (!isAtEnd(file.get())) {
+    requireEnd(file.get(), fileName);
+}
+
+double readNetworks(std::FILE* stream, const NetworkKind& kind, NNEnsemble& ensemble) {
+    NNLayer& lastLayer = ensemble.getLastLayer();
+    std::vector<double> biases;
+    for (int m = 0; m < ensemble.getNumModels(); ++m) {
+        for (NNLayer& layer : ensemble.getInterLayers()) {
+            layer.scanWeight(stream, m, true);
+        }
+        lastLayer.scanWeight(stream, m, !kind.isFromMean);
+        if (kind.isFromMean) {
+            biases.push_back(scanOutputBias(stream, 0.0));
+        }
+    }
+    if (biases.empty()) {
+        return 0.0;
+    }
+    const double mean =
+        std::accumulate(biases.begin(), biases.end(), 0.0) / static_cast<double>(biases.size());
+    for (int m = 0; m < ensemble.getNumModels(); ++m) {
+        lastLayer.biasOf(m).front() = static_cast<float>(biases[static_cast<std::size_t>(m)] - mean);
+    }
+    return mean;
+}
+
+void requireEnd(std::FILE* stream, const std::string& fileName) {
+    if (!isAtEnd(stream)) {
         stopWithMessage("there is text behind the last number: %s", fileName.c_str());
     }
 }

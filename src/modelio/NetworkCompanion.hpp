@@ -30,6 +30,14 @@ void readCompanion(FilePointer file, const std::string& fileName, const NetworkK
                    std::span<const HeadElement> elements, std::span<const int> mapOfElems,
                    std::vector<NNEnsemble>& ensembles);
 
+// Reads the networks of one element as they stand, from where the file stands, and measures the output biases
+// of energies from their mean over the models, which it gives, eV; 0 for charges. Stops with "cannot scan
+// neural network @weight" (@bias, @bias1).
+double readNetworks(std::FILE* stream, const NetworkKind& kind, NNEnsemble& ensemble);
+
+// Stops with "there is text behind the last number: %s" unless nothing but blanks is left.
+void requireEnd(std::FILE* stream, const std::string& fileName);
+
 // Whether a file holds exactly so many numbers, all of them finite in single precision.
 bool holdsNumbers(const std::string& fileName, double count);
 

@@ -114,4 +114,19 @@ std::optional<StoredHead> peekNetworkHead(const std::string& fileName) {
     return stored;
 }
 
+StoredHead readStoredHead(LineReader& lines, const std::string& fileName) {
+    if (!lines.isOpen()) {
+        stopWithMessage("cannot open file: %s", fileName.c_str());
+    }
+    StoredHead stored;
+    HeadReader head(lines, stored.settings, fileName);
+    if (!head.readSettings()) {
+        stopWithMessage("cannot peek file: %s", fileName.c_str());
+    }
+    int numElems = 0;
+    readNumElems(head, numElems);
+    readElements(head, numElems, stored.elements);
+    return stored;
+}
+
 } // namespace melta

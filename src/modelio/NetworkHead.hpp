@@ -51,4 +51,10 @@ struct StoredHead {
 // Reads a head without asking anything of it. Empty when any of it is missing or unreadable.
 std::optional<StoredHead> peekNetworkHead(const std::string& fileName);
 
+// Reads a whole head, whose settings are not known before, and asks of it what a test asks. `fileName`: its
+// name in messages. Stops with "cannot open file: %s" (a reader that is not open), "cannot peek file: %s"
+// when the settings are missing or unreadable, and with a message that names the item at fault. The reader
+// then stands behind the head.
+StoredHead readStoredHead(LineReader& lines, const std::string& fileName);
+
 } // namespace melta

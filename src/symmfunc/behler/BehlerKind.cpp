@@ -92,11 +92,11 @@ bool readSizes(HeadReader& head) {
     if (!head.next("cannot read Behler's symmetry function.")) {
         return false;
     }
-    if (head.isComparing()) {
-        head.compareSizes(sizesOfHead);
-        return true;
+    if (!head.isComparing() && !takeSizes(head.line(), *head.getTarget())) {
+        return false;
     }
-    return takeSizes(head.line(), *head.getTarget());
+    head.compareSizes(sizesOfHead);
+    return true;
 }
 
 // One line for each function, whose first numbers go to `columns`, in their order; those of older files that
