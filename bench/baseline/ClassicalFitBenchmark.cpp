@@ -2,8 +2,8 @@
 // that are known from the start, geometry by geometry, and in the plain form, which walks through all pairs
 // and multiplies a matrix of force derivatives for each coefficient. All threads.
 
-#include "baseline/ClassicalLoss.hpp"
-#include "baseline/ClassicalPenalty.hpp"
+#include "baseline/classical/ClassicalLoss.hpp"
+#include "baseline/classical/ClassicalPenalty.hpp"
 #include "config/Property.hpp"
 #include "structure/Geometry.hpp"
 #include "support/PairedTiming.hpp"

@@ -7,11 +7,11 @@
 //     evaluation/this    a whole evaluation of the potential, without the search of neighbours
 //     search/this        the search of neighbours
 #include "base/LineReader.hpp"
-#include "baseline/ReaxEvaluation.hpp"
-#include "baseline/ReaxFieldText.hpp"
-#include "baseline/ReaxParam.hpp"
-#include "baseline/ReaxShell.hpp"
-#include "baseline/ReaxVdw.hpp"
+#include "baseline/reax/ReaxEvaluation.hpp"
+#include "baseline/reax/ReaxFieldText.hpp"
+#include "baseline/reax/ReaxParam.hpp"
+#include "baseline/reax/ReaxShell.hpp"
+#include "baseline/reax/ReaxVdw.hpp"
 #include "structure/Geometry.hpp"
 #include "support/PairedTiming.hpp"
 

@@ -2,8 +2,8 @@
 
 #include "base/ParallelGuard.hpp"
 #include "base/Reporting.hpp"
-#include "baseline/ClassicalPot.hpp"
-#include "baseline/ReaxPot.hpp"
+#include "baseline/classical/ClassicalPot.hpp"
+#include "baseline/reax/ReaxPot.hpp"
 #include "config/Property.hpp"
 #include "structure/GeometrySet.hpp"
 

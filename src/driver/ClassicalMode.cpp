@@ -3,7 +3,7 @@
 #include "base/DirectoryLock.hpp"
 #include "base/Interrupt.hpp"
 #include "base/StopFile.hpp"
-#include "baseline/ClassicalPot.hpp"
+#include "baseline/classical/ClassicalPot.hpp"
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
 #include "structure/GeometrySet.hpp"

@@ -1,9 +1,9 @@
 #include "baseline/BaselineRemover.hpp"
 
-#include "baseline/ClassicalPot.hpp"
-#include "baseline/ClassicalTwin.hpp"
-#include "baseline/ReaxFieldText.hpp"
-#include "baseline/ReaxPot.hpp"
+#include "baseline/classical/ClassicalPot.hpp"
+#include "baseline/classical/ClassicalTwin.hpp"
+#include "baseline/reax/ReaxFieldText.hpp"
+#include "baseline/reax/ReaxPot.hpp"
 #include "config/Property.hpp"
 #include "structure/ThreadCount.hpp"
 #include "support/StopCatcher.hpp"

@@ -1,7 +1,7 @@
 #include "testing/NNTester.hpp"
 
 #include "base/Reporting.hpp"
-#include "baseline/ClassicalPot.hpp"
+#include "baseline/classical/ClassicalPot.hpp"
 #include "modelio/ModelStore.hpp"
 #include "structure/Units.hpp"
 #include "training/TrainingRun.hpp"
