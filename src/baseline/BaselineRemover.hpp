@@ -12,9 +12,9 @@ namespace melta {
 class GeometrySet;
 class Property;
 
-// What takes the potential out of a set that has `withClassical` or `withReaxFF`, says so, and does nothing
-// to other sets. `baselineFile`: the parameters of the potential. The removal stops as the reading of the
-// file and the potential do.
+// What takes a potential out of a set that is marked for it (`withClassical`, `withReaxFF`), says so, and
+// does nothing to other sets. `baselineFile`: the parameters of the potential. The removal stops as the
+// reading of the file and the potential do.
 BaselineRemoval makeBaselineRemoval(const std::string& baselineFile);
 
 // The potential that the settings have switched on, for a set's elements; null without one. Both arguments

@@ -2,6 +2,7 @@
 
 #include "base/LineReader.hpp"
 #include "base/Reporting.hpp"
+#include "config/BaselineKind.hpp"
 #include "config/FileNames.hpp"
 
 namespace melta {
@@ -38,7 +39,8 @@ Property loadClassicalConfiguration(const std::string& propertyFile) {
 }
 
 std::string baselineFileOf(const Property& property) {
-    return property.withReaxFF != 0 ? fileNames::reaxFF : fileNames::classical;
+    const BaselineKind* const kind = baselineKindOf(property);
+    return kind != nullptr ? kind->fileName() : fileNames::classical;
 }
 
 } // namespace melta

@@ -14,8 +14,7 @@ Property loadConfiguration(const std::string& propertyFile, bool chargeMode);
 // The same for the fit of the Lennard-Jones-like potential, which L-BFGS alone can do.
 Property loadClassicalConfiguration(const std::string& propertyFile);
 
-// File of the baseline's parameters: that of ReaxFF when it is on, else that of the Lennard-Jones-like
-// potential, also when no baseline is on.
+// File of the baseline's parameters: that of the Lennard-Jones-like potential when no baseline is on.
 std::string baselineFileOf(const Property& property);
 
 } // namespace melta

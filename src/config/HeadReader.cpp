@@ -3,9 +3,9 @@
 #include "base/FieldScanner.hpp"
 #include "base/ReplacementJournal.hpp"
 #include "base/Reporting.hpp"
+#include "config/BaselineKind.hpp"
 #include "config/Codes.hpp"
 #include "config/FiniteNumber.hpp"
-#include "config/ModelBaseline.hpp"
 #include "config/SymmFuncKind.hpp"
 
 #include <array>
@@ -41,8 +41,8 @@ HeadReader::HeadReader(LineReader& lines, const Property& expected, std::string 
       withEnergyShape(withEnergy), withChargeShape(withCharge) {}
 
 bool HeadReader::readSettings() {
-    isBehindSettings = reader.isOpen() && readKinds() && readReaxFF() && readSymmFunc() && readWithCharge() &&
-                       readShape(energyKind, withEnergyShape) &&
+    isBehindSettings = reader.isOpen() && readKinds() && readBaseline() && readSymmFunc() &&
+                       readWithCharge() && readShape(energyKind, withEnergyShape) &&
                        (settings.withCharge == 0 || readShape(chargeKind, withChargeShape));
     return isBehindSettings;
 }
@@ -104,35 +104,27 @@ bool HeadReader::takeKinds(std::span<const int> values, int count) {
     target->elemWeight = count >= 3 ? values[1] : 0;
     target->tanhCutoff = count >= 3 ? values[2] : 1;
     const int baseline = count >= 4 ? values[3] : 0;
-    target->withClassical = baseline < ModelBaseline::reaxFF ? baseline : 0;
-    target->withReaxFF = baseline < ModelBaseline::reaxFF ? 0 : 1;
+    for (const BaselineKind* const kind : baselineKinds()) {
+        kind->takeCode(*target, baseline);
+    }
     return true;
 }
 
 void HeadReader::compareKinds(std::span<const int> values, int count) const {
     const int elemWeight = count >= 3 ? values[1] : 0;
     const int baseline = count >= 4 ? values[3] : 0;
-    const int expected = baselineOf(settings);
+    const BaselineKind* const expected = baselineKindOf(settings);
     require(values[0] != 0 && values[0] == settings.symmFuncKind, "symmFunc");
     require(elemWeight >= 0 && elemWeight == settings.elemWeight, "elemWeight");
-    require(baseline >= 0 && (baseline == ModelBaseline::classical) == (expected == ModelBaseline::classical),
-            "withClassical");
-    require((baseline >= ModelBaseline::reaxFF) == (expected == ModelBaseline::reaxFF), "withReaxFF");
+    for (const BaselineKind* const kind : baselineKinds()) {
+        const bool isRead = findBaselineKind(baseline) == kind;
+        require(baseline >= 0 && isRead == (expected == kind), kind->getKey());
+    }
 }
 
-bool HeadReader::readReaxFF() {
-    if (baselineOf(settings) != ModelBaseline::reaxFF) {
-        return true;
-    }
-    std::array<float, 2> values{};
-    if (!readRow("cannot read rcut of ReaxFF.", values.size(), values)) {
-        return false;
-    }
-    if (!isComparing()) {
-        target->rcutReaxFF = values[0];
-        target->rateReaxFF = values[1];
-    }
-    return true;
+bool HeadReader::readBaseline() {
+    const BaselineKind* const kind = baselineKindOf(settings);
+    return kind == nullptr || kind->readHead(*this);
 }
 
 bool HeadReader::readSymmFunc() {

@@ -81,7 +81,7 @@ private:
     bool readKinds();
     bool takeKinds(std::span<const int> values, int count);
     void compareKinds(std::span<const int> values, int count) const;
-    bool readReaxFF();
+    bool readBaseline();
     bool readSymmFunc();
     bool readWithCharge();
     bool readShape(const NetworkKind& kind, bool isCompared);

@@ -1,6 +1,6 @@
 #include "config/HeadWriter.hpp"
 
-#include "config/ModelBaseline.hpp"
+#include "config/BaselineKind.hpp"
 #include "config/NetworkKind.hpp"
 #include "config/SymmFuncKind.hpp"
 
@@ -35,11 +35,11 @@ void writeHeadRow(std::FILE* stream, std::initializer_list<float> numbers) {
 }
 
 void writeHeadSettings(std::FILE* stream, const Property& property) {
-    const int baseline = baselineOf(property);
+    const BaselineKind* const baseline = baselineKindOf(property);
     std::fprintf(stream, "%d %d %d %d\n", property.symmFuncKind, switchOf(property.elemWeight),
-                 switchOf(property.tanhCutoff), baseline);
-    if (baseline == ModelBaseline::reaxFF) {
-        writeHeadRow(stream, {property.rcutReaxFF, property.rateReaxFF});
+                 switchOf(property.tanhCutoff), baseline != nullptr ? baseline->getCode() : 0);
+    if (baseline != nullptr) {
+        baseline->writeHead(stream, property);
     }
     symmFuncKindOf(property).writeHead(stream, property);
     std::fprintf(stream, "%d\n", switchOf(property.withCharge));

@@ -1,6 +1,7 @@
 #include "config/Property.hpp"
 
 #include "base/Reporting.hpp"
+#include "config/BaselineKind.hpp"
 #include "config/PropertyReader.hpp"
 #include "config/SymmFuncKind.hpp"
 
@@ -24,8 +25,7 @@ void checkCombinations(const Property& property, const std::string& fileName, bo
                       "both of coefEnergy and coefForce are zero", fileName);
     requireConsistent(!chargeMode || property.withCharge != 0,
                       "you have to let withCharge be 1, for charge training", fileName);
-    requireConsistent(property.withClassical == 0 || property.withReaxFF == 0,
-                      "you cannot use withClassical & withReaxFF at the same time", fileName);
+    requireOneBaseline(property, fileName);
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "config/BannerLine.hpp"
+#include "config/BaselineKind.hpp"
 #include "config/NetworkFields.hpp"
 #include "config/SymmFuncKind.hpp"
 #include "config/Version.hpp"
@@ -71,14 +72,10 @@ BannerBlock makeNetworkBlock(const Property& property, const char* heading, cons
 }
 
 BannerBlock makePotentialLines(const Property& property) {
-    BannerBlock lines = {
-        {"  With Atomic Charge  = ", yesNoText(property.withCharge)},
-        {"  LJ-like Potential   = ", yesNoText(property.withClassical)},
-        {"  ReaxFF Potential    = ", yesNoText(property.withReaxFF)},
-    };
-    if (property.withReaxFF != 0) {
-        lines.push_back({"  Rcut for ReaxFF     = ", shortText(property.rcutReaxFF, " Angstrom")});
-        lines.push_back({"  Rate of ReaxFF      = ", shortText(property.rateReaxFF)});
+    BannerBlock lines = {{"  With Atomic Charge  = ", yesNoText(property.withCharge)}};
+    for (const BaselineKind* const kind : baselineKinds()) {
+        const BannerBlock ofKind = kind->bannerLines(property);
+        lines.insert(lines.end(), ofKind.begin(), ofKind.end());
     }
     return lines;
 }

@@ -2,6 +2,7 @@
 
 #include "base/LineReader.hpp"
 #include "base/Reporting.hpp"
+#include "config/BaselineKind.hpp"
 #include "config/FiniteNumber.hpp"
 #include "config/KeyRow.hpp"
 #include "config/SymmFuncKind.hpp"
@@ -79,11 +80,6 @@ constexpr KeyRow keyRows[] = {
     onOff("renormLoss", &Property::renormLoss),
     onOff("withCharge", &Property::withCharge),
     onOff("withHDNNP", &Property::withHDNNP),
-    onOff("withClassical", &Property::withClassical),
-    onOff("withLJlike", &Property::withClassical),
-    onOff("withReaxFF", &Property::withReaxFF),
-    real("rcutReaxFF", &Property::rcutReaxFF, Check::positive),
-    real("rateReaxFF", &Property::rateReaxFF, Check::positive),
     onOff("approxForce", &Property::approxForce),
     real("rmseEnergy", &Property::rmseEnergy, Check::positive),
     real("rmseForce", &Property::rmseForce, Check::positive),
@@ -213,10 +209,13 @@ const KeyRow* findRow(std::span<const KeyRow> rows, const std::string& key) {
     return found == rows.end() ? nullptr : &*found;
 }
 
-// The row of the key among those of all runs and of all kinds of symmetry functions.
+// The row of the key among those of all runs and of all kinds of symmetry functions and baselines.
 const KeyRow& findRow(const std::string& key) {
     const KeyRow* row = findRow(keyRows, key);
     for (const SymmFuncKind* const kind : symmFuncKinds()) {
+        row = row != nullptr ? row : findRow(kind->keys(), key);
+    }
+    for (const BaselineKind* const kind : baselineKinds()) {
         row = row != nullptr ? row : findRow(kind->keys(), key);
     }
     if (row == nullptr) {

@@ -1,5 +1,6 @@
 #include "base/LineReader.hpp"
 #include "base/Reporting.hpp"
+#include "config/BaselineKind.hpp"
 #include "config/NetworkFields.hpp"
 #include "config/SymmFuncKind.hpp"
 #include "config/TemplateText.hpp"
@@ -8,9 +9,9 @@ namespace melta {
 namespace {
 
 constexpr TemplateLine runLines[] = {
-    {"restart", &Property::restart},       {"insituTest", &Property::insituTest},
-    {"withCharge", &Property::withCharge}, {"withClassical", &Property::withClassical},
-    {"withReaxFF", &Property::withReaxFF}, {"rateReaxFF", &Property::rateReaxFF},
+    {"restart", &Property::restart},
+    {"insituTest", &Property::insituTest},
+    {"withCharge", &Property::withCharge},
 };
 constexpr TemplateLine optimiserLines[] = {
     {"lbfgs", &Property::lbfgs},
@@ -58,6 +59,14 @@ std::string symmFuncText(const Property& property) {
                            : wordLine("symmFunc", "???");
 }
 
+std::string baselineText(const Property& property) {
+    std::string text;
+    for (const BaselineKind* const kind : baselineKinds()) {
+        text += linesText(property, kind->templateLines());
+    }
+    return text;
+}
+
 // A network without activation makes no sense in a new training: its template shows the banner's text, which
 // the reader refuses, so that the user has to choose one.
 const char* activationWord(int activ) {
@@ -83,7 +92,7 @@ int decimalsOfLimit(float limit) {
 }
 
 std::string templateText(const Property& property, bool chargeMode) {
-    return linesText(property, runLines) + "\n" + symmFuncText(property) + "\n" +
+    return linesText(property, runLines) + baselineText(property) + "\n" + symmFuncText(property) + "\n" +
            networkText(property, chargeMode ? chargeNetwork : energyNetwork) +
            linesText(property, optimiserLines) + "\n" + linesText(property, targetLines) +
            realLine("maxForce", property.maxForce, decimalsOfLimit(property.maxForce));

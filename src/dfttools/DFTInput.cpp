@@ -4,7 +4,7 @@
 #include "base/LineReader.hpp"
 #include "base/RandomSource.hpp"
 #include "base/Reporting.hpp"
-#include "modelio/TextCopier.hpp"
+#include "base/TextCopier.hpp"
 #include "structure/LebedevDirections.hpp"
 #include "structure/NormalPair.hpp"
 

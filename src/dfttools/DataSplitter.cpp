@@ -6,8 +6,8 @@
 #include "base/LineReader.hpp"
 #include "base/RandomSource.hpp"
 #include "base/Reporting.hpp"
+#include "base/TextCopier.hpp"
 #include "dfttools/RecordText.hpp"
-#include "modelio/TextCopier.hpp"
 
 #include <algorithm>
 #include <array>

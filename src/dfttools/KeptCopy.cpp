@@ -3,7 +3,7 @@
 #include "base/FileReplacement.hpp"
 #include "base/LineReader.hpp"
 #include "base/Reporting.hpp"
-#include "modelio/TextCopier.hpp"
+#include "base/TextCopier.hpp"
 
 #include <algorithm>
 #include <array>

@@ -11,8 +11,7 @@ void runExport(std::span<const std::string> /*words*/) {
     constexpr bool tolerant = false;
     Property property;
     property.peekData(fileNames::network, tolerant);
-    exportForceField(fileNames::network, baselineFileOf(property), fileNames::forceField,
-                     property.withClassical != 0, property.withReaxFF != 0, property.withCharge != 0);
+    exportForceField(fileNames::network, baselineFileOf(property), fileNames::forceField, property);
 }
 
 } // namespace melta

@@ -4,6 +4,7 @@
 #include "base/ProcessGuard.hpp"
 #include "base/Reporting.hpp"
 #include "baseline/BaselineRemover.hpp"
+#include "config/BaselineKind.hpp"
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
 #include "config/FiniteNumber.hpp"
@@ -35,8 +36,9 @@ void runForceTest(std::span<const std::string> words) {
     property.peekData(fileNames::network, false);
     const bool withCharge = property.withCharge != 0;
     GeometrySet set;
-    set.withClassical = property.withClassical != 0;
-    set.withReaxFF = property.withReaxFF != 0;
+    if (const BaselineKind* const kind = baselineKindOf(property)) {
+        kind->mark(set);
+    }
     set.regularElem = regularElem;
     set.readFirstGeometry(fileNames::test, withCharge);
     set.haveReadGeometrySet(&property, withCharge, makeBaselineRemoval(baselineFileOf(property)), 2);

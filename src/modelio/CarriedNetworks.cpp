@@ -2,12 +2,13 @@
 
 #include "base/FileReplacement.hpp"
 #include "base/Reporting.hpp"
+#include "base/TextCopier.hpp"
+#include "config/BaselineKind.hpp"
 #include "config/NetworkKind.hpp"
 #include "config/Property.hpp"
 #include "config/SymmFuncKind.hpp"
 #include "modelio/NetworkCompanion.hpp"
 #include "modelio/NetworkHead.hpp"
-#include "modelio/TextCopier.hpp"
 #include "network/NNArch.hpp"
 #include "structure/GeometrySet.hpp"
 
@@ -27,10 +28,9 @@ bool haveSameSymmFuncs(const Property& a, const Property& b) {
 
 // Energy networks know what the baseline and the charges leave.
 bool haveSameRest(const Property& a, const Property& b) {
-    return (a.withCharge != 0) == (b.withCharge != 0) && (a.withClassical != 0) == (b.withClassical != 0) &&
-           (a.withReaxFF != 0) == (b.withReaxFF != 0) &&
-           (a.withReaxFF == 0 ||
-            std::tie(a.rcutReaxFF, a.rateReaxFF) == std::tie(b.rcutReaxFF, b.rateReaxFF));
+    const BaselineKind* const baseline = baselineKindOf(a);
+    return (a.withCharge != 0) == (b.withCharge != 0) && baseline == baselineKindOf(b) &&
+           (baseline == nullptr || baseline->isSame(a, b));
 }
 
 NNShape shapeOf(const Property& property, const NetworkFields& fields) {

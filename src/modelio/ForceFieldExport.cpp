@@ -1,15 +1,13 @@
 #include "modelio/ForceFieldExport.hpp"
 
-#include "base/FieldScanner.hpp"
 #include "base/FileReplacement.hpp"
 #include "base/LineReader.hpp"
 #include "base/Reporting.hpp"
+#include "base/TextCopier.hpp"
+#include "config/BaselineKind.hpp"
 #include "config/NetworkKind.hpp"
 #include "modelio/OpenModel.hpp"
-#include "modelio/TextCopier.hpp"
 
-#include <cstdint>
-#include <string_view>
 #include <utility>
 
 namespace melta {
@@ -41,73 +39,29 @@ private:
     FilePointer file;
 };
 
-std::string takeLine(std::FILE* in) {
-    std::string line;
-    for (int character = std::getc(in); character != EOF && character != '\n'; character = std::getc(in)) {
-        line.push_back(static_cast<char>(character));
-    }
-    return line;
-}
-
-bool skipLine(std::FILE* in) {
-    int character = std::getc(in);
-    if (character == EOF) {
-        return false;
-    }
-    while (character != EOF && character != '\n') {
-        character = std::getc(in);
-    }
-    return true;
-}
-
-void copyClassical(std::FILE* in, TextCopier& out) {
-    const std::string firstLine = takeLine(in);
-    int numElems = 0;
-    if (!FieldScanner(firstLine).readInt(numElems) || numElems < 1) {
-        numElems = 0;
-    }
-    for (int e = 0; e < numElems && skipLine(in); ++e) {
-    }
-    // Any 32-bit number of elements has a 64-bit number of pairs.
-    const std::int64_t numPairs = std::int64_t{numElems} * (std::int64_t{numElems} + 1) / 2;
-    out.beginPiece();
-    out.write(std::to_string(numPairs) + "\n");
-    for (std::int64_t p = 0; p < numPairs && out.copyLine(in); ++p) {
-    }
-}
-
 void copyPiece(std::FILE* in, TextCopier& out) {
     out.beginPiece();
     out.copyAll(in);
 }
 
-void copyReaxFF(std::FILE* in, TextCopier& out) {
-    out.beginPiece();
-    out.write(">>> ReaxFF\n");
-    copyPiece(in, out);
-    out.beginPiece();
-    out.write("<<< ReaxFF\n");
-}
-
 } // namespace
 
 void exportForceField(const std::string& dataFile, const std::string& baselineFile,
-                      const std::string& outputFile, bool withClassical, bool withReaxFF, bool withCharge) {
+                      const std::string& outputFile, const Property& property) {
     printOut("\n  * Export the data of neural networks to the file \"%s\"\n\n", outputFile.c_str());
+    const BaselineKind* const kind = baselineKindOf(property);
+    const bool withCharge = property.withCharge != 0;
     OpenModel model(dataFile);
     const InputFile head(std::move(model.head), dataFile, true);
-    const InputFile baseline(openForReading(baselineFile), baselineFile, withClassical || withReaxFF);
+    const InputFile baseline(openForReading(baselineFile), baselineFile, kind != nullptr);
     const InputFile energy(std::move(model.energy), companionName(dataFile, energyKind), true);
     const InputFile charge(std::move(model.charge), companionName(dataFile, chargeKind), withCharge);
     FileReplacement files;
     TextCopier out(files.open(outputFile));
 
     copyPiece(head.stream(), out);
-    if (withClassical) {
-        copyClassical(baseline.stream(), out);
-    }
-    if (withReaxFF) {
-        copyReaxFF(baseline.stream(), out);
+    if (kind != nullptr) {
+        kind->exportParameters(baseline.stream(), out);
     }
     copyPiece(energy.stream(), out);
     if (withCharge) {

@@ -3,9 +3,9 @@
 #include "base/FileReplacement.hpp"
 #include "base/LineReader.hpp"
 #include "base/Reporting.hpp"
+#include "base/TextCopier.hpp"
 #include "config/NetworkKind.hpp"
 #include "modelio/NNIO.hpp"
-#include "modelio/TextCopier.hpp"
 #include "network/NNArch.hpp"
 
 #include <algorithm>

@@ -39,6 +39,7 @@ public:
     bool withHDNNP = false; // total energies are the target, so that atomic ones are always fitted
     bool withClassical = false; // the Lennard-Jones-like baseline is taken out
     bool withReaxFF = false;    // the ReaxFF baseline is taken out
+    bool withBaseline = false;  // a baseline without a field of its own is taken out
     bool regularElem = false;   // labels are reduced to symbols when they are read
 
     // Set whose element table and means are used instead of this set's own; borrowed, lives longer.

@@ -1,5 +1,6 @@
 #include "structure/GeometrySetLoader.hpp"
 
+#include "config/BaselineKind.hpp"
 #include "config/Property.hpp"
 
 namespace melta {
@@ -15,8 +16,9 @@ std::unique_ptr<GeometrySet> loadGeometrySet(const std::string& fileName, const 
     set->minQDev = property.minQDev;
     set->maxQDev = property.maxQDev;
     set->withHDNNP = property.withHDNNP != 0;
-    set->withClassical = property.withClassical != 0;
-    set->withReaxFF = property.withReaxFF != 0;
+    if (const BaselineKind* const kind = baselineKindOf(property)) {
+        kind->mark(*set);
+    }
     set->regularElem = property.regularElem != 0;
     set->trainingSet = trainingSet;
     set->readGeometrySet(fileName, withCharge);

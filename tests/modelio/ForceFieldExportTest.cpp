@@ -1,5 +1,6 @@
 #include "modelio/ForceFieldExport.hpp"
 
+#include "config/Property.hpp"
 #include "support/FileSizeLimit.hpp"
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
@@ -31,9 +32,18 @@ protected:
         writeTextFile(dataFile + "_q", charge);
     }
 
+    static Property settingsOf(bool withClassical, bool withReaxFF, bool withCharge) {
+        Property property;
+        property.withClassical = withClassical ? 1 : 0;
+        property.withReaxFF = withReaxFF ? 1 : 0;
+        property.withCharge = withCharge ? 1 : 0;
+        return property;
+    }
+
     [[nodiscard]] std::string exported(bool withClassical, bool withReaxFF, bool withCharge) const {
         outputOf([&] {
-            exportForceField(dataFile, baselineFile, outputFile, withClassical, withReaxFF, withCharge);
+            exportForceField(dataFile, baselineFile, outputFile,
+                             settingsOf(withClassical, withReaxFF, withCharge));
         });
         return readTextFile(outputFile);
     }
@@ -54,7 +64,8 @@ protected:
         std::string message;
         outputOf([&] {
             message = stopMessageOf([&] {
-                exportForceField(dataFile, baselineFile, outputFile, withClassical, withReaxFF, withCharge);
+                exportForceField(dataFile, baselineFile, outputFile,
+                                 settingsOf(withClassical, withReaxFF, withCharge));
             });
         });
         EXPECT_EQ(listed(), before);
@@ -78,7 +89,7 @@ protected:
 
 TEST_F(ForceFieldExport, TellsWhereItGoes) {
     const std::string output =
-        outputOf([&] { exportForceField(dataFile, baselineFile, outputFile, false, false, false); });
+        outputOf([&] { exportForceField(dataFile, baselineFile, outputFile, Property()); });
 
     EXPECT_EQ(output, "\n  * Export the data of neural networks to the file \"" + outputFile + "\"\n\n");
 }

@@ -1,4 +1,4 @@
-#include "modelio/TextCopier.hpp"
+#include "base/TextCopier.hpp"
 
 #include <array>
 
