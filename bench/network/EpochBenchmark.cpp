@@ -66,7 +66,7 @@ public:
     void go() {
         const std::vector<float> scale{1.0f};
         arch.clearWeightGrads();
-        arch.evaluateEnergyLoss(scale, scale);
+        arch.evaluateLoss(NetworkTarget::energy, terms);
         arch.updateLayers(1.0f);
     }
 
@@ -79,6 +79,8 @@ private:
     Property property;
     GeometrySet set;
     NNArch arch;
+    std::vector<LossTerm> terms{{property.withHDNNP != 0 ? totalEnergy() : atomicEnergy(), {1.0f}, false},
+                                {atomicForce(), {1.0f}, false}};
 };
 
 // Argument: models.

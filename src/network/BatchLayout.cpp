@@ -99,9 +99,7 @@ void BatchLayout::addTile(std::span<const Range> ranges, std::span<Geometry* con
     std::vector<std::size_t> elements;
     for (const Range& range : ranges) {
         const Geometry& geometry = *geometries[range.geometry];
-        tile.pieces.push_back(
-            {range.geometry, range.firstAtom, range.numAtoms, tile.numForceRows, tile.numAtoms});
-        tile.numForceRows += static_cast<std::size_t>(geometry.numAtoms);
+        tile.pieces.push_back({range.geometry, range.firstAtom, range.numAtoms, tile.numAtoms});
         tile.numAtoms += range.numAtoms;
         for (std::size_t a = range.firstAtom; a < range.firstAtom + range.numAtoms; ++a) {
             elements.push_back(static_cast<std::size_t>(geometry.elements[a]));

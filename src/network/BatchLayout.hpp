@@ -16,13 +16,11 @@ struct BatchTile {
         std::size_t geometry;   // index in the batch
         std::size_t firstAtom;  // first atom of the range
         std::size_t numAtoms;   // atoms of the range
-        std::size_t firstForce; // row of the geometry's atom 0 among the force rows of the tile
         std::size_t firstLocal; // number of the range's first atom among the atoms of the tile
     };
 
     std::vector<Piece> pieces;
     std::size_t numAtoms = 0;
-    std::size_t numForceRows = 0;          // atoms of all geometries that the pieces belong to
     std::vector<std::size_t> columnOfAtom; // [numAtoms], by number of the atom among the atoms of the tile
     std::vector<std::size_t> elementStart; // [numElems + 1], first column of each element
 };

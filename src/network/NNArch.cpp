@@ -13,10 +13,6 @@ namespace {
 
 constexpr const char* workOfNetworks = "values of the neural networks";
 
-double squareOf(float error) {
-    return static_cast<double>(error * error);
-}
-
 // The part of `values` [numAtoms of the batch][perAtom] that belongs to geometry `index`.
 std::span<const float> partOf(std::span<const float> values, const BatchLayout& layout, int index,
                               std::size_t perAtom) {
@@ -197,10 +193,10 @@ void NNArch::clearGeometries() {
 void NNArch::prepareBatch() {
     const auto cut = isMainArch ? BatchLayout::Cut::geometries : BatchLayout::Cut::atoms;
     if (hasEnergyNetworks()) {
-        energyPass.setBatch({energyEnsembles, geometries, symmOfBatch, 0, NetworkTarget::energy}, cut);
+        energyPass.setBatch({energyEnsembles, geometries, symmOfBatch, {}}, cut);
     }
     if (hasChargeNetworks()) {
-        chargePass.setBatch({chargeEnsembles, geometries, symmOfBatch, 0, NetworkTarget::charge}, cut);
+        chargePass.setBatch({chargeEnsembles, geometries, symmOfBatch, {}}, cut);
     }
 }
 
@@ -387,6 +383,62 @@ void NNArch::requireEnergyBatch() const {
     }
 }
 
+void NNArch::requireBatchOf(NetworkTarget target) const {
+    if (target == NetworkTarget::charge) {
+        requireChargeBatch();
+    } else {
+        requireEnergyBatch();
+    }
+}
+
+NetworkPass& NNArch::passOf(NetworkTarget target) {
+    return target == NetworkTarget::charge ? chargePass : energyPass;
+}
+
+const NetworkPass& NNArch::passOf(NetworkTarget target) const {
+    return target == NetworkTarget::charge ? chargePass : energyPass;
+}
+
+void NNArch::evaluate(NetworkTarget target, std::span<const DerivativeQuantity* const> quantities) {
+    requireBatchOf(target);
+    allocateFor(workOfNetworks, [&] { passOf(target).evaluate(quantities); });
+}
+
+// Charges have no derivatives in their loss.
+ForceGradient NNArch::forceGradientOf(NetworkTarget target) const {
+    if (target == NetworkTarget::charge) {
+        return ForceGradient::none;
+    }
+    switch (scheme.getValue()) {
+    case EnergyModeScheme::notSet:
+        stopWithMessage("energyModeScheme is not set.");
+    case EnergyModeScheme::onlyEnergy:
+        return ForceGradient::none;
+    case EnergyModeScheme::approximateForce:
+        return ForceGradient::approximate;
+    case EnergyModeScheme::exactForce:
+        return ForceGradient::exact;
+    default:
+        stopWithMessage("incorrect energyModeSchem to derive force.");
+    }
+}
+
+void NNArch::evaluateLoss(NetworkTarget target, std::span<LossTerm> terms) {
+    requireBatchOf(target);
+    requireLearnable();
+    const ForceGradient forceGradient = forceGradientOf(target);
+    std::vector<NNEnsemble>& ensembles = target == NetworkTarget::charge ? chargeEnsembles : energyEnsembles;
+    allocateFor(workOfNetworks, [&] { passOf(target).evaluateLoss(terms, forceGradient, ensembles); });
+}
+
+void NNArch::squareErrors(std::span<QuantityError> errors) const {
+    for (QuantityError& error : errors) {
+        const NetworkTarget target = error.quantity->getTarget();
+        requireBatchOf(target);
+        passOf(target).addSquaredErrors(error);
+    }
+}
+
 void NNArch::goForwardOnEnergy() {
     requireEnergyBatch();
     allocateFor(workOfNetworks, [&] { energyPass.goForward(); });
@@ -398,31 +450,8 @@ void NNArch::goBackwardOnForce() {
 }
 
 void NNArch::evaluateEnergy(bool wantForces) {
-    requireEnergyBatch();
-    allocateFor(workOfNetworks, [&] { energyPass.evaluate(wantForces); });
-}
-
-void NNArch::evaluateEnergyLoss(std::span<const float> energyScale, std::span<const float> forceScale) {
-    requireEnergyBatch();
-    requireLearnable();
-    ForceGradient forceGradient = ForceGradient::none;
-    switch (scheme.getValue()) {
-    case EnergyModeScheme::notSet:
-        stopWithMessage("energyModeScheme is not set.");
-    case EnergyModeScheme::onlyEnergy:
-        break;
-    case EnergyModeScheme::approximateForce:
-        forceGradient = ForceGradient::approximate;
-        break;
-    case EnergyModeScheme::exactForce:
-        forceGradient = ForceGradient::exact;
-        break;
-    default:
-        stopWithMessage("incorrect energyModeSchem to derive force.");
-    }
-    const LossSettings settings{energyScale, forceScale, forceGradient, property->withHDNNP != 0,
-                                property->sqrtLoss != 0};
-    allocateFor(workOfNetworks, [&] { energyPass.evaluateLoss(settings, energyEnsembles, energyLoss); });
+    const DerivativeQuantity* const force[] = {&atomicForce()};
+    evaluate(NetworkTarget::energy, std::span(force).first(wantForces ? 1 : 0));
 }
 
 void NNArch::evaluateAtoms(const Geometry& geometry, std::span<const int> atoms, int maxDist,
@@ -443,35 +472,9 @@ std::span<const float> NNArch::obtainForces(int index) const {
     return partOf(energyPass.obtainForces(), energyPass.getLayout(), index, 3);
 }
 
-void NNArch::squareErrorsOfEnergy(float& etotError, float& eatomError, float* forceError) const {
+void NNArch::squareErrorsOfEnergy(std::span<QuantityError> errors) const {
     requireEnergyBatch();
-    double etotSum = 0.0;
-    double eatomSum = 0.0;
-    double forceSum = 0.0;
-    const int count = getNumGeoms();
-#pragma omp parallel for schedule(static) reduction(+ : etotSum, eatomSum, forceSum)
-    for (int g = 0; g < count; ++g) {
-        const Geometry& geometry = *geometries[static_cast<std::size_t>(g)];
-        const std::span<const float> energies = obtainEnergies(g);
-        float sum = 0.0f;
-        for (std::size_t a = 0; a < energies.size(); ++a) {
-            sum += energies[a];
-            eatomSum += squareOf(energies[a] - static_cast<float>(geometry.energies[a]));
-        }
-        const float error = sum - static_cast<float>(geometry.energyTotal);
-        etotSum += squareOf(error / static_cast<float>(geometry.numAtoms));
-        if (forceError != nullptr) {
-            const std::span<const float> forces = obtainForces(g);
-            for (std::size_t i = 0; i < forces.size(); ++i) {
-                forceSum += squareOf(forces[i] - geometry.forces[i]);
-            }
-        }
-    }
-    etotError += static_cast<float>(etotSum);
-    eatomError += static_cast<float>(eatomSum);
-    if (forceError != nullptr) {
-        *forceError += static_cast<float>(forceSum);
-    }
+    squareErrors(errors);
 }
 
 float NNArch::obtainOutputBias(int element) const {
@@ -498,18 +501,14 @@ void NNArch::requireChargeBatch() const {
 }
 
 void NNArch::goForwardOnCharge() {
-    requireChargeBatch();
-    allocateFor(workOfNetworks, [&] { chargePass.evaluate(false); });
+    evaluate(NetworkTarget::charge, {});
 }
 
-void NNArch::goBackwardOnCharge(std::span<const float> chargeScale) {
-    if (chargeScale.empty()) {
+void NNArch::goBackwardOnCharge(std::span<LossTerm> terms) {
+    if (std::ranges::none_of(terms, &LossTerm::isInLoss)) {
         stopWithMessage("chargeScale is null.");
     }
-    requireChargeBatch();
-    requireLearnable();
-    const LossSettings settings{chargeScale, {}, ForceGradient::none, false, property->sqrtLoss != 0};
-    allocateFor(workOfNetworks, [&] { chargePass.evaluateLoss(settings, chargeEnsembles, chargeLoss); });
+    evaluateLoss(NetworkTarget::charge, terms);
 }
 
 std::span<const float> NNArch::obtainCharges(int index) const {
@@ -517,20 +516,9 @@ std::span<const float> NNArch::obtainCharges(int index) const {
     return partOf(chargePass.obtainOutputs(), chargePass.getLayout(), index, 1);
 }
 
-void NNArch::squareErrorsOfCharge(float& qatomError) const {
+void NNArch::squareErrorsOfCharge(std::span<QuantityError> errors) const {
     requireChargeBatch();
-    double sum = 0.0;
-    const int count = getNumGeoms();
-#pragma omp parallel for schedule(static) reduction(+ : sum)
-    for (int g = 0; g < count; ++g) {
-        const Geometry& geometry = *geometries[static_cast<std::size_t>(g)];
-        const std::span<const float> charges =
-            partOf(chargePass.obtainOutputs(), chargePass.getLayout(), g, 1);
-        for (std::size_t a = 0; a < charges.size(); ++a) {
-            sum += squareOf(charges[a] - geometry.charges[a]);
-        }
-    }
-    qatomError += static_cast<float>(sum);
+    squareErrors(errors);
 }
 
 // Scheme and weights.

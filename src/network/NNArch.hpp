@@ -122,6 +122,23 @@ public:
     SymmStatistics& getSymmStatistics() { return statistics; }
     const SymmStatistics& getSymmStatistics() const { return statistics; }
 
+    // Both kinds of networks. These operations stop with "this is not energy-mode." ("charge-mode") and
+    // "geometries have not been set.".
+
+    // Outputs of the batch, with the given quantities of the derivatives, in one sweep.
+    void evaluate(NetworkTarget target, std::span<const DerivativeQuantity* const> quantities);
+
+    // Outputs and losses of the batch, with the values of derivatives that are in the loss, and the gradient
+    // of the losses, which is added to the layers. The terms, all of networks of this kind, keep their
+    // losses. How the errors of derivatives act follows energyModeScheme. Stops also with "cannot calculate
+    // gradients of weights, because this is not learnable.", and for energies with "energyModeScheme is not
+    // set." and "incorrect energyModeSchem to derive force.".
+    void evaluateLoss(NetworkTarget target, std::span<LossTerm> terms);
+
+    // Adds the squared errors of each quantity over the batch; those of derivatives only where the last
+    // evaluation gave them.
+    void squareErrors(std::span<QuantityError> errors) const;
+
     // Energy and forces.
 
     // Atomic energies of the batch. Stops with "this is not energy-mode." and "geometries have not been
@@ -133,12 +150,6 @@ public:
 
     // Both in one sweep that keeps memory small for large batches.
     void evaluateEnergy(bool wantForces);
-
-    // Energies, forces (with a force term) and losses of the batch, and their gradient, which is added to the
-    // layers. The force gradient follows energyModeScheme. Stops also with "cannot calculate gradients of
-    // weights, because this is not learnable.", "energyModeScheme is not set." and "incorrect energyModeSchem
-    // to derive force.".
-    void evaluateEnergyLoss(std::span<const float> energyScale, std::span<const float> forceScale);
 
     // Energies of some atoms of any geometry whose neighbour lists are there, without a batch: for callers
     // that change a few atoms and keep the energies of the rest. energies [n], eV, for atoms [n]; outside
@@ -154,13 +165,8 @@ public:
     // forces [numAtoms][3] of geometry `index` of the batch.
     std::span<const float> obtainForces(int index) const;
 
-    // Adds the sums of squared errors over the batch: of the total energies per atom, of the atomic energies
-    // and, unless null, of the force components.
-    void squareErrorsOfEnergy(float& etotError, float& eatomError, float* forceError) const;
-
-    // Loss terms of each model, [numModels], of the last evaluateEnergyLoss.
-    std::span<const float> getLossEnergy() const { return energyLoss.output; }
-    std::span<const float> getLossForce() const { return energyLoss.force; }
+    // squareErrors of energies and forces.
+    void squareErrorsOfEnergy(std::span<QuantityError> errors) const;
 
     // Mean over the models of the output bias of an element's energy networks; 0 for an element that is not
     // there.
@@ -169,23 +175,17 @@ public:
     // Charges. No neutrality is imposed: a charge is whatever the network gives.
 
     // Charges of the batch. Stops with "this is not charge-mode." and "geometries have not been set.", like
-    // all operations of this group.
+    // all operations of this group; it is evaluate of charges.
     void goForwardOnCharge();
 
-    // Charges and losses of the batch, and the gradient of the losses, which is added to the layers; in one
-    // sweep, so that no goForwardOnCharge is needed before. chargeScale [numElems]: factors of the loss.
-    // Stops also with "chargeScale is null." when it is empty and with "cannot calculate gradients of
-    // weights, because this is not learnable.".
-    void goBackwardOnCharge(std::span<const float> chargeScale);
+    // evaluateLoss of charges. Stops also with "chargeScale is null." when no term is in the loss.
+    void goBackwardOnCharge(std::span<LossTerm> terms);
 
     // charges [numAtoms] of geometry `index` of the batch, e.
     std::span<const float> obtainCharges(int index) const;
 
-    // Adds the sum of squared errors over the atoms of the batch.
-    void squareErrorsOfCharge(float& qatomError) const;
-
-    // Loss of each model, [numModels], of the last goBackwardOnCharge.
-    std::span<const float> getLossCharge() const { return chargeLoss.output; }
+    // squareErrors of charges.
+    void squareErrorsOfCharge(std::span<QuantityError> errors) const;
 
     // Scheme.
 
@@ -224,7 +224,11 @@ private:
     void requireEnergyNetworks() const;
     void requireEnergyBatch() const;
     void requireChargeBatch() const;
+    void requireBatchOf(NetworkTarget target) const;
+    NetworkPass& passOf(NetworkTarget target);
+    const NetworkPass& passOf(NetworkTarget target) const;
     void requireLearnable() const;
+    ForceGradient forceGradientOf(NetworkTarget target) const;
     void requireSymmStatistics() const;
     template <class Work>
     void forEachEnsemble(Work&& work);
@@ -256,8 +260,6 @@ private:
     AtomPass atomPass;
     NetworkPass energyPass;
     NetworkPass chargePass;
-    NetworkLoss energyLoss;
-    NetworkLoss chargeLoss;
 };
 
 } // namespace melta

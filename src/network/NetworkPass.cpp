@@ -3,21 +3,17 @@
 #include "base/ParallelGuard.hpp"
 
 #include <algorithm>
-#include <cmath>
+#include <cassert>
 #include <functional>
 #include <omp.h>
 
 namespace melta {
 namespace {
 
-// Derivative of the square root of a loss; too small a loss drives nothing.
-std::vector<float> takeRoots(std::vector<float>& loss) {
-    std::vector<float> factors;
-    for (float& value : loss) {
-        value = std::sqrt(std::max(value, 0.0f)); // in this order NaN stays NaN
-        factors.push_back(value > 1.0e-6f ? 0.5f / value : 0.0f);
-    }
-    return factors;
+// The part of `values` that belongs to a geometry, whose first one is start[geometry].
+std::span<const float> partOf(std::span<const float> values, std::span<const std::size_t> start,
+                              std::size_t geometry) {
+    return values.subspan(start[geometry], start[geometry + 1] - start[geometry]);
 }
 
 } // namespace
@@ -26,15 +22,52 @@ void NetworkPass::setBatch(const BatchView& view, BatchLayout::Cut cut) {
     batch = view;
     layout =
         BatchLayout(static_cast<int>(batch.ensembles.size()), batch.geometries, omp_get_max_threads(), cut);
-    batch.numAtoms = layout.getNumAtoms();
-    outputs.assign(batch.numAtoms, 0.0f);
-    forces.assign(3 * batch.numAtoms, 0.0f);
+    if (batch.whole.geometries == 0) {
+        batch.whole = {batch.geometries.size(), layout.getNumAtoms()};
+    }
+    outputs.assign(layout.getNumAtoms(), 0.0f);
+    means.assign(1, makeMeans(atomicForce()));
 }
 
 void NetworkPass::clearBatch() {
     batch = {};
     layout = {};
     tiles.clear();
+}
+
+NetworkPass::MeanValues NetworkPass::makeMeans(const DerivativeQuantity& quantity) const {
+    MeanValues made{&quantity, {0}, {}};
+    for (const Geometry* const geometry : batch.geometries) {
+        made.start.push_back(made.start.back() + quantity.numValues(*geometry));
+    }
+    made.values.assign(made.start.back(), 0.0f);
+    return made;
+}
+
+std::size_t NetworkPass::placeOf(const LossQuantity& quantity) const {
+    const auto found = std::ranges::find(means, &quantity, &MeanValues::quantity);
+    assert(found != means.end());
+    return static_cast<std::size_t>(found - means.begin());
+}
+
+void NetworkPass::prepareMeans(std::span<const DerivativeQuantity* const> quantities) {
+    present.assign(quantities.begin(), quantities.end());
+    for (MeanValues& mean : means) {
+        std::ranges::fill(mean.values, 0.0f);
+    }
+    for (const DerivativeQuantity* const quantity : present) {
+        if (std::ranges::find(means, quantity, &MeanValues::quantity) == means.end()) {
+            means.push_back(makeMeans(*quantity));
+        }
+    }
+}
+
+// Adds what a tile has collected.
+void NetworkPass::addDerived(const NetworkTile& tile) {
+    for (std::size_t q = 0; q < present.size(); ++q) {
+        MeanValues& mean = means[placeOf(*present[q])];
+        tile.addMeanValues(q, mean.start, mean.values);
+    }
 }
 
 void NetworkPass::goForward() {
@@ -54,67 +87,81 @@ void NetworkPass::goForward() {
 }
 
 void NetworkPass::goBackwardOnForce() {
-    std::ranges::fill(forces, 0.0f);
+    const DerivativeQuantity* const quantities[] = {&atomicForce()};
+    prepareMeans(quantities);
     const auto numTiles = static_cast<std::ptrdiff_t>(tiles.size());
     ParallelGuard guard;
 #pragma omp parallel for schedule(static)
     for (std::ptrdiff_t t = 0; t < numTiles; ++t) {
-        guard.run([&] { tiles[static_cast<std::size_t>(t)].goBackwardOnForce(); });
+        guard.run([&] { tiles[static_cast<std::size_t>(t)].goBackwardOnForce(present); });
     }
     guard.rethrow();
     // Tiles of one geometry reach each other's atoms, so their forces are added by one thread.
     for (const NetworkTile& tile : tiles) {
-        tile.addForces(layout.getGeometryStart(), forces);
+        addDerived(tile);
     }
 }
 
-void NetworkPass::evaluate(bool wantForces) {
-    std::ranges::fill(forces, 0.0f);
+void NetworkPass::evaluate(std::span<const DerivativeQuantity* const> quantities) {
+    prepareMeans(quantities);
     shares.resize(static_cast<std::size_t>(layout.getNumThreads()));
     ParallelGuard guard;
 #pragma omp parallel for schedule(static, 1)
     for (int thread = 0; thread < layout.getNumThreads(); ++thread) {
-        guard.run([&] { evaluateShare(thread, wantForces); });
+        guard.run([&] { evaluateShare(thread); });
     }
     guard.rethrow();
-    // Where a geometry is cut, its parts reach each other's atoms, so forces are added in the order of the
+    // Where a geometry is cut, its parts reach each other's atoms, so values are added in the order of the
     // threads.
-    if (wantForces) {
+    for (std::size_t q = 0; q < present.size(); ++q) {
+        std::vector<float>& sums = means[placeOf(*present[q])].values;
         for (const Share& share : shares) {
-            std::ranges::transform(forces, share.forces, forces.begin(), std::plus<>());
+            std::ranges::transform(sums, share.values[q], sums.begin(), std::plus<>());
         }
     }
 }
 
-void NetworkPass::evaluateShare(int thread, bool wantForces) {
+void NetworkPass::evaluateShare(int thread) {
     Share& share = shares[static_cast<std::size_t>(thread)];
-    share.forces.assign(wantForces ? forces.size() : 0, 0.0f);
+    share.values.resize(present.size());
+    for (std::size_t q = 0; q < present.size(); ++q) {
+        share.values[q].assign(means[placeOf(*present[q])].values.size(), 0.0f);
+    }
     for (const BatchTile& part : layout.tilesOfThread(thread)) {
         share.tile.bind(batch, part, false);
-        share.tile.goForward(wantForces);
+        share.tile.goForward(!present.empty());
         share.tile.storeOutputs(layout.getGeometryStart(), outputs);
-        if (wantForces) {
-            share.tile.goBackwardOnForce();
-            share.tile.addForces(layout.getGeometryStart(), share.forces);
+        if (present.empty()) {
+            continue;
+        }
+        share.tile.goBackwardOnForce(present);
+        for (std::size_t q = 0; q < present.size(); ++q) {
+            share.tile.addMeanValues(q, means[placeOf(*present[q])].start, share.values[q]);
         }
     }
 }
 
-void NetworkPass::evaluateLoss(const LossSettings& settings, std::span<NNEnsemble> ensembles,
-                               NetworkLoss& loss) {
-    const auto numModels = static_cast<std::size_t>(ensembles.front().getNumModels());
-    Factors factors{std::vector<float>(numModels, 1.0f), std::vector<float>(numModels, 1.0f)};
-    prepareShares(true);
-    if (settings.sqrtLoss) {
-        // The gradient of a root needs the whole loss first.
-        sweep(settings, factors, false);
-        mergeLoss(loss);
-        factors = {takeRoots(loss.output), takeRoots(loss.force)};
-        prepareShares(false);
+void NetworkPass::evaluateLoss(std::span<LossTerm> terms, ForceGradient forceGradient,
+                               std::span<NNEnsemble> ensembles) {
+    if (std::ranges::none_of(terms, &LossTerm::isInLoss)) {
+        evaluate({});
+        return;
     }
-    sweep(settings, factors, true);
-    if (!settings.sqrtLoss) {
-        mergeLoss(loss);
+    const auto numModels = static_cast<std::size_t>(ensembles.front().getNumModels());
+    LossSweep work{terms, forceGradient, {terms.size(), std::vector<float>(numModels, 1.0f)}, true};
+    prepareMeans(derivativesIn(terms));
+    prepareShares(terms.size(), true);
+    if (std::ranges::any_of(terms, &LossTerm::takesRoot)) {
+        // The gradient of a root needs the whole loss first.
+        work.wantGrads = false;
+        sweep(work);
+        work.factors = mergeLoss(terms);
+        work.wantGrads = true;
+        prepareShares(terms.size(), false);
+        sweep(work);
+    } else {
+        sweep(work);
+        mergeLoss(terms);
     }
     for (const Share& share : shares) {
         for (std::size_t e = 0; e < ensembles.size(); ++e) {
@@ -123,12 +170,14 @@ void NetworkPass::evaluateLoss(const LossSettings& settings, std::span<NNEnsembl
     }
 }
 
-void NetworkPass::prepareShares(bool wantGrads) {
+void NetworkPass::prepareShares(std::size_t numTerms, bool wantGrads) {
     shares.resize(static_cast<std::size_t>(layout.getNumThreads()));
     const auto numModels = static_cast<std::size_t>(batch.ensembles.front().getNumModels());
     for (Share& share : shares) {
-        share.outputLoss.assign(numModels, 0.0);
-        share.forceLoss.assign(numModels, 0.0);
+        share.loss.resize(numTerms);
+        for (std::vector<double>& loss : share.loss) {
+            loss.assign(numModels, 0.0);
+        }
         if (!wantGrads) {
             continue;
         }
@@ -143,58 +192,92 @@ void NetworkPass::prepareShares(bool wantGrads) {
     }
 }
 
-void NetworkPass::sweep(const LossSettings& settings, const Factors& factors, bool wantGrads) {
-    std::ranges::fill(forces, 0.0f);
+void NetworkPass::sweep(const LossSweep& work) {
+    for (MeanValues& mean : means) {
+        std::ranges::fill(mean.values, 0.0f);
+    }
     ParallelGuard guard;
 #pragma omp parallel for schedule(static, 1)
     for (int thread = 0; thread < layout.getNumThreads(); ++thread) {
         guard.run([&] {
             for (const BatchTile& part : layout.tilesOfThread(thread)) {
-                sweepTile(part, settings, factors, wantGrads, shares[static_cast<std::size_t>(thread)]);
+                sweepTile(part, work, shares[static_cast<std::size_t>(thread)]);
             }
         });
     }
     guard.rethrow();
 }
 
-void NetworkPass::sweepTile(const BatchTile& part, const LossSettings& settings, const Factors& factors,
-                            bool wantGrads, Share& share) {
-    const bool withOutput = !settings.outputScale.empty();
-    const bool withForce = !settings.forceScale.empty();
+void NetworkPass::sweepTile(const BatchTile& part, const LossSweep& work, Share& share) {
     NetworkTile& tile = share.tile;
     tile.bind(batch, part, true);
     tile.goForward(true);
     tile.storeOutputs(layout.getGeometryStart(), outputs);
-    if (withOutput) {
-        tile.goBackwardOnOutput({settings.outputScale, factors.output, settings.withHDNNP}, share.outputLoss);
-    }
-    if (withForce) {
-        tile.goBackwardOnForce();
-        tile.addForces(layout.getGeometryStart(), forces);
-        if (settings.forceGradient != ForceGradient::none) {
-            tile.goDoubleBackwardOnForce({settings.forceScale, factors.force}, share.forceLoss);
+    for (std::size_t t = 0; t < work.terms.size(); ++t) {
+        if (work.terms[t].isInLoss() && work.terms[t].getOutputQuantity() != nullptr) {
+            tile.goBackwardOnOutput(work.terms[t], work.factors[t], share.loss[t]);
         }
     }
-    if (wantGrads) {
-        tile.addWeightGrads(withForce ? settings.forceGradient : ForceGradient::none, withOutput,
-                            share.grads);
+    if (!present.empty()) {
+        sweepDerivatives(work, share);
+    }
+    if (work.wantGrads) {
+        tile.addWeightGrads(present.empty() ? ForceGradient::none : work.forceGradient, share.grads);
     }
 }
 
-void NetworkPass::mergeLoss(NetworkLoss& loss) const {
-    const auto merge = [&](std::vector<double> Share::*part) {
-        std::vector<float> sums;
-        for (std::size_t m = 0; m < (shares.front().*part).size(); ++m) {
-            double sum = 0.0;
-            for (const Share& share : shares) {
-                sum += (share.*part)[m];
-            }
-            sums.push_back(static_cast<float>(sum));
+void NetworkPass::sweepDerivatives(const LossSweep& work, Share& share) {
+    NetworkTile& tile = share.tile;
+    tile.goBackwardOnForce(present);
+    addDerived(tile);
+    if (work.forceGradient == ForceGradient::none) {
+        return;
+    }
+    std::size_t index = 0;
+    for (std::size_t t = 0; t < work.terms.size(); ++t) {
+        if (work.terms[t].isInLoss() && work.terms[t].getDerivativeQuantity() != nullptr) {
+            tile.differentiate(index++, work.terms[t], work.factors[t], share.loss[t]);
         }
-        return sums;
-    };
-    loss.output = merge(&Share::outputLoss);
-    loss.force = merge(&Share::forceLoss);
+    }
+    tile.goDoubleBackwardOnForce();
+}
+
+// Gives the terms their losses. Returns the factors of their gradients, [numTerms][numModels].
+std::vector<std::vector<float>> NetworkPass::mergeLoss(std::span<LossTerm> terms) const {
+    std::vector<std::vector<float>> factors(terms.size());
+    for (std::size_t t = 0; t < terms.size(); ++t) {
+        if (!terms[t].isInLoss()) {
+            continue;
+        }
+        std::vector<double> sums(shares.front().loss[t].size(), 0.0);
+        for (const Share& share : shares) {
+            std::ranges::transform(sums, share.loss[t], sums.begin(), std::plus<>());
+        }
+        factors[t] = terms[t].setLoss(sums);
+    }
+    return factors;
+}
+
+void NetworkPass::addSquaredErrors(QuantityError& error) const {
+    const LossQuantity& quantity = *error.quantity;
+    const auto* const ofOutputs = dynamic_cast<const OutputQuantity*>(&quantity);
+    const MeanValues* const mean = ofOutputs == nullptr ? &means[placeOf(quantity)] : nullptr;
+    double sum = 0.0;
+    const auto count = static_cast<int>(batch.geometries.size());
+#pragma omp parallel for schedule(static) reduction(+ : sum)
+    for (int i = 0; i < count; ++i) {
+        const auto g = static_cast<std::size_t>(i);
+        const Geometry& geometry = *batch.geometries[g];
+        if (mean != nullptr) {
+            melta::addSquaredErrors(quantity, geometry, partOf(mean->values, mean->start, g), sum);
+            continue;
+        }
+        std::vector<float> values(quantity.numValues(geometry));
+        ofOutputs->collect(geometry, 1, partOf(outputs, layout.getGeometryStart(), g), values);
+        melta::addSquaredErrors(quantity, geometry, values, sum);
+    }
+    error.sum += static_cast<float>(sum);
+    error.count += quantity.divisorOf(batch.whole);
 }
 
 } // namespace melta

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "network/BatchLayout.hpp"
+#include "network/LossTerm.hpp"
 #include "network/NetworkTile.hpp"
 
 #include <span>
@@ -8,28 +9,14 @@
 
 namespace melta {
 
-// Which terms a training step evaluates and how.
-struct LossSettings {
-    std::span<const float> outputScale; // [numElems]; empty without a term of energies or charges
-    std::span<const float> forceScale;  // [numElems]; empty without a force term
-    ForceGradient forceGradient = ForceGradient::none;
-    bool withHDNNP = false;
-    bool sqrtLoss = false;
-};
-
-// Loss terms of each model, [numModels].
-struct NetworkLoss {
-    std::vector<float> output; // of energies or charges
-    std::vector<float> force;
-};
-
 // The passes of one kind of networks over a whole batch, tile by tile and shared among threads. A tile stays
 // with one thread from its outputs to its weight gradients, so that its arrays are reused while they are in
 // the cache and memory does not grow with the batch. Each thread collects gradients of its own, which are
 // added up in the order of the threads.
 class NetworkPass {
 public:
-    // Lays the batch out for the present number of threads; everything in `view` is borrowed.
+    // Lays the batch out for the present number of threads; everything in `view` is borrowed. Without counts
+    // of the whole, the batch is the whole.
     void setBatch(const BatchView& view, BatchLayout::Cut cut);
     void clearBatch();
 
@@ -39,16 +26,23 @@ public:
     // Forces, after goForward.
     void goBackwardOnForce();
 
-    // Both in one sweep that keeps no state; forces on demand.
-    void evaluate(bool wantForces);
+    // Outputs, and the given quantities of the derivatives, in one sweep that keeps no state.
+    void evaluate(std::span<const DerivativeQuantity* const> quantities);
 
-    // Outputs, forces (with a force term), losses, and the gradient of the losses with respect to the
-    // weights, which is added to the ensembles.
-    void evaluateLoss(const LossSettings& settings, std::span<NNEnsemble> ensembles, NetworkLoss& loss);
+    // Outputs, the quantities of the derivatives that are in the loss, the loss of each term, and the
+    // gradient of the losses with respect to the weights, which is added to the ensembles. `forceGradient`:
+    // how the errors of derivatives act on it; with `none` they have no loss either.
+    void evaluateLoss(std::span<LossTerm> terms, ForceGradient forceGradient,
+                      std::span<NNEnsemble> ensembles);
 
-    // Mean over the models, [numAtoms of the batch], and forces [numAtoms of the batch][3].
+    // Adds the squared errors of the mean values over the models of all geometries of the batch. Quantities
+    // of derivatives must have been in the last evaluation.
+    void addSquaredErrors(QuantityError& error) const;
+
+    // Mean over the models, [numAtoms of the batch], and forces [numAtoms of the batch][3], 0 where the
+    // last evaluation was without.
     std::span<const float> obtainOutputs() const { return outputs; }
-    std::span<const float> obtainForces() const { return forces; }
+    std::span<const float> obtainForces() const { return means.front().values; }
     const BatchLayout& getLayout() const { return layout; }
 
 private:
@@ -56,30 +50,44 @@ private:
     // differ in their last digits.
     struct Share {
         NetworkTile tile;
-        std::vector<double> outputLoss; // [numModels]
-        std::vector<double> forceLoss;  // [numModels]
+        std::vector<std::vector<double>> loss; // [numTerms][numModels]
         std::vector<EnsembleGrads> grads;
-        std::vector<float> forces; // [numAtoms of the batch][3], this thread's part, in evaluate
+        std::vector<std::vector<float>> values; // this thread's part of each quantity, in evaluate
     };
 
-    struct Factors {
-        std::vector<float> output;
-        std::vector<float> force;
+    // Mean values over the models of a quantity of the derivatives.
+    struct MeanValues {
+        const DerivativeQuantity* quantity;
+        std::vector<std::size_t> start; // [numGeoms + 1], first value of each geometry
+        std::vector<float> values;
     };
 
-    void sweep(const LossSettings& settings, const Factors& factors, bool wantGrads);
-    void evaluateShare(int thread, bool wantForces);
-    void sweepTile(const BatchTile& tile, const LossSettings& settings, const Factors& factors,
-                   bool wantGrads, Share& share);
-    void prepareShares(bool wantGrads);
-    void mergeLoss(NetworkLoss& loss) const;
+    // What a sweep of evaluateLoss works with.
+    struct LossSweep {
+        std::span<const LossTerm> terms;
+        ForceGradient forceGradient;
+        std::vector<std::vector<float>> factors; // [numTerms][numModels]
+        bool wantGrads;
+    };
+
+    void prepareMeans(std::span<const DerivativeQuantity* const> quantities);
+    MeanValues makeMeans(const DerivativeQuantity& quantity) const;
+    std::size_t placeOf(const LossQuantity& quantity) const;
+    void addDerived(const NetworkTile& tile);
+    void sweep(const LossSweep& work);
+    void sweepTile(const BatchTile& part, const LossSweep& work, Share& share);
+    void sweepDerivatives(const LossSweep& work, Share& share);
+    void evaluateShare(int thread);
+    void prepareShares(std::size_t numTerms, bool wantGrads);
+    std::vector<std::vector<float>> mergeLoss(std::span<LossTerm> terms) const;
 
     BatchView batch;
     BatchLayout layout;
     std::vector<Share> shares;      // [numThreads]
     std::vector<NetworkTile> tiles; // kept between goForward and goBackwardOnForce
     std::vector<float> outputs;
-    std::vector<float> forces;
+    std::vector<MeanValues> means;                  // forces, and what else evaluations of the batch gave
+    std::vector<const DerivativeQuantity*> present; // quantities of the present evaluation
 };
 
 } // namespace melta

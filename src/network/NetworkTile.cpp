@@ -4,6 +4,7 @@
 #include "network/NNSecondDeriver.hpp"
 
 #include <algorithm>
+#include <functional>
 
 namespace melta {
 
@@ -12,6 +13,7 @@ void NetworkTile::bind(const BatchView& view, const BatchTile& nextTile, bool tr
     tile = &nextTile;
     forTraining = training;
     hasBackward = false;
+    hasOutputGrad = false;
     numBasis = static_cast<std::size_t>(batch.ensembles.front().getNumInp());
     numModels = static_cast<std::size_t>(batch.ensembles.front().getNumModels());
     numForces = forTraining ? numModels : 1;
@@ -55,57 +57,43 @@ void NetworkTile::goForward(bool wantDerivs) {
     }
 }
 
-void NetworkTile::goBackwardOnOutput(const OutputLossTerm& term, std::span<double> loss) {
+void NetworkTile::goBackwardOnOutput(const LossTerm& term, std::span<const float> factor,
+                                     std::span<double> loss) {
+    const OutputQuantity& quantity = *term.getOutputQuantity();
     for (const BatchTile::Piece& piece : tile->pieces) {
-        if (term.withHDNNP) {
-            addTotalLoss(piece, term, loss);
-        } else {
-            addAtomicLoss(piece, term, loss);
-        }
+        const Geometry& geometry = geometryOf(piece);
+        valueScratch.resize(quantity.numValues(geometry) * numModels);
+        quantity.collect(geometry, numModels, gatherOutputs(piece), valueScratch);
+        term.differentiate(geometry, batch.whole, numModels, factor, valueScratch.data(), loss);
+        quantity.spread(geometry, numModels, valueScratch, atomScratch);
+        addOutputGrads(piece, atomScratch);
     }
+    hasOutputGrad = true;
 }
 
-float NetworkTile::referenceOf(const Geometry& geometry, std::size_t atom) const {
-    return batch.target == NetworkTarget::charge ? geometry.charges[atom]
-                                                 : static_cast<float>(geometry.energies[atom]);
-}
-
-void NetworkTile::addAtomicLoss(const BatchTile::Piece& piece, const OutputLossTerm& term,
-                                std::span<double> loss) {
-    const Geometry& geometry = *batch.geometries[piece.geometry];
+// Outputs of a geometry [numAtoms][numModels], by atom.
+std::span<const float> NetworkTile::gatherOutputs(const BatchTile::Piece& piece) {
+    atomScratch.resize(piece.numAtoms * numModels);
     for (std::size_t a = 0; a < piece.numAtoms; ++a) {
-        const auto element = static_cast<std::size_t>(geometry.elements[a]);
-        const float weight = term.scale[element] / static_cast<float>(batch.numAtoms);
-        const float reference = referenceOf(geometry, a);
-        const std::size_t first = columnOf(piece, a) * numModels;
-        for (std::size_t m = 0; m < numModels; ++m) {
-            const float error = outData[first + m] - reference;
-            loss[m] += static_cast<double>(weight * error * error);
-            outGrad[first + m] = (weight + weight) * error * term.factor[m];
+        std::copy_n(outData.data() + columnOf(piece, a) * numModels, numModels,
+                    atomScratch.data() + a * numModels);
+    }
+    return atomScratch;
+}
+
+void NetworkTile::addOutputGrads(const BatchTile::Piece& piece, std::span<const float> grads) {
+    for (std::size_t a = 0; a < piece.numAtoms; ++a) {
+        const std::span<const float> grad = grads.subspan(a * numModels, numModels);
+        float* const sum = outGrad.data() + columnOf(piece, a) * numModels;
+        if (hasOutputGrad) {
+            std::ranges::transform(grad, std::span(sum, numModels), sum, std::plus<>());
+        } else {
+            std::ranges::copy(grad, sum);
         }
     }
 }
 
-void NetworkTile::addTotalLoss(const BatchTile::Piece& piece, const OutputLossTerm& term,
-                               std::span<double> loss) {
-    const auto numAtoms = static_cast<float>(piece.numAtoms);
-    const float weight =
-        (term.scale.front() / (numAtoms * numAtoms)) / static_cast<float>(batch.geometries.size());
-    const auto reference = static_cast<float>(batch.geometries[piece.geometry]->energyTotal);
-    for (std::size_t m = 0; m < numModels; ++m) {
-        float sum = 0.0f;
-        for (std::size_t a = 0; a < piece.numAtoms; ++a) {
-            sum += outData[columnOf(piece, a) * numModels + m];
-        }
-        const float error = sum - reference;
-        loss[m] += static_cast<double>(weight * error * error);
-        for (std::size_t a = 0; a < piece.numAtoms; ++a) {
-            outGrad[columnOf(piece, a) * numModels + m] = (weight + weight) * error * term.factor[m];
-        }
-    }
-}
-
-void NetworkTile::goBackwardOnForce() {
+void NetworkTile::goBackwardOnForce(std::span<const DerivativeQuantity* const> quantities) {
     inpGrad.reserve(tile->numAtoms * numForces * numBasis);
     for (std::size_t e = 0; e < ensembleTiles.size(); ++e) {
         EnsembleTile& part = ensembleTiles[e];
@@ -121,42 +109,60 @@ void NetworkTile::goBackwardOnForce() {
         }
     }
     hasBackward = true;
-    assembleForces();
+    prepareDerived(quantities);
+    collectDerived();
 }
 
-void NetworkTile::assembleForces() {
-    forces.reserve(tile->numForceRows * 3 * lanes);
-    std::fill_n(forces.data(), tile->numForceRows * 3 * lanes, 0.0f);
+void NetworkTile::prepareDerived(std::span<const DerivativeQuantity* const> quantities) {
+    derived.resize(quantities.size());
+    for (std::size_t q = 0; q < derived.size(); ++q) {
+        Derived& part = derived[q];
+        part.quantity = quantities[q];
+        part.first.assign(1, 0);
+        for (const BatchTile::Piece& piece : tile->pieces) {
+            part.first.push_back(part.first.back() + part.quantity->numValues(geometryOf(piece)));
+        }
+        part.values.reserve(part.first.back() * lanes);
+        std::fill_n(part.values.data(), part.first.back() * lanes, 0.0f);
+    }
+}
+
+void NetworkTile::collectDerived() {
     columns.reserve(numBasis * lanes);
-    for (const BatchTile::Piece& piece : tile->pieces) {
-        const Geometry& geometry = *batch.geometries[piece.geometry];
-        float* const forcesOfGeometry = forces.data() + piece.firstForce * 3 * lanes;
+    for (std::size_t p = 0; p < tile->pieces.size(); ++p) {
+        const BatchTile::Piece& piece = tile->pieces[p];
+        const Geometry& geometry = geometryOf(piece);
         for (std::size_t a = piece.firstAtom; a < piece.firstAtom + piece.numAtoms; ++a) {
-            const std::span<const Neighbor> neighbors = geometry.obtainNeighbors(static_cast<int>(a));
             const std::span<const float> derivs = batch.symm[piece.geometry]->derivsOf(a);
-            const std::size_t numRows = 3 * (neighbors.size() + 1);
+            const std::size_t numRows = 3 * (geometry.obtainNeighbors(static_cast<int>(a)).size() + 1);
             rows.reserve(numRows * lanes);
             kernels::multiplyByGrads(numRows, numBasis, numForces, derivs.data(),
                                      inpGrad.data() + columnOf(piece, a) * numForces * numBasis,
                                      columns.data(), rows.data());
-            kernels::scatterForces(a, neighbors.size(), neighbors.empty() ? nullptr : &neighbors.front().atom,
-                                   sizeof(Neighbor) / sizeof(std::int32_t), lanes, rows.data(),
-                                   forcesOfGeometry);
+            for (Derived& part : derived) {
+                part.quantity->collect(geometry, a, lanes, rows.data(),
+                                       part.values.data() + part.first[p] * lanes);
+            }
         }
     }
 }
 
-void NetworkTile::goDoubleBackwardOnForce(const ForceLossTerm& term, std::span<double> loss) {
-    differentiateForceLoss(term, loss);
-    for (const BatchTile::Piece& piece : tile->pieces) {
-        const Geometry& geometry = *batch.geometries[piece.geometry];
-        const float* const gradOfGeometry = forces.data() + piece.firstForce * 3 * lanes;
+void NetworkTile::differentiate(std::size_t index, const LossTerm& term, std::span<const float> factor,
+                                std::span<double> loss) {
+    Derived& part = derived[index];
+    for (std::size_t p = 0; p < tile->pieces.size(); ++p) {
+        term.differentiate(geometryOf(tile->pieces[p]), batch.whole, lanes, factor,
+                           part.values.data() + part.first[p] * lanes, loss);
+    }
+}
+
+void NetworkTile::goDoubleBackwardOnForce() {
+    for (std::size_t p = 0; p < tile->pieces.size(); ++p) {
+        const BatchTile::Piece& piece = tile->pieces[p];
+        const Geometry& geometry = geometryOf(piece);
         for (std::size_t a = 0; a < piece.numAtoms; ++a) {
-            const std::span<const Neighbor> neighbors = geometry.obtainNeighbors(static_cast<int>(a));
-            const std::size_t numRows = 3 * (neighbors.size() + 1);
-            kernels::gatherForces(a, neighbors.size(), neighbors.empty() ? nullptr : &neighbors.front().atom,
-                                  sizeof(Neighbor) / sizeof(std::int32_t), lanes, gradOfGeometry,
-                                  rows.data());
+            const std::size_t numRows = 3 * (geometry.obtainNeighbors(static_cast<int>(a)).size() + 1);
+            gatherRowGrads(p, a, numRows * lanes);
             kernels::multiplyByRows(
                 numRows, numBasis, numForces, batch.symm[piece.geometry]->derivsOf(a).data(), rows.data(),
                 columns.data(), inpGrad.data() + columnOf(piece, a) * numForces * numBasis);
@@ -164,28 +170,22 @@ void NetworkTile::goDoubleBackwardOnForce(const ForceLossTerm& term, std::span<d
     }
 }
 
-// Turns the forces into the gradient of the force loss with respect to them.
-void NetworkTile::differentiateForceLoss(const ForceLossTerm& term, std::span<double> loss) {
-    for (const BatchTile::Piece& piece : tile->pieces) {
-        const Geometry& geometry = *batch.geometries[piece.geometry];
-        for (std::size_t a = 0; a < piece.numAtoms; ++a) {
-            const auto element = static_cast<std::size_t>(geometry.elements[a]);
-            const float weight = term.scale[element] / static_cast<float>(3 * batch.numAtoms);
-            for (std::size_t c = 0; c < 3; ++c) {
-                const float reference = geometry.forces[3 * a + c];
-                float* const force = forces.data() + (3 * (piece.firstForce + a) + c) * lanes;
-                for (std::size_t m = 0; m < numModels; ++m) {
-                    const float error = force[m] - reference;
-                    loss[m] += static_cast<double>(weight * error * error);
-                    force[m] = (weight + weight) * error * term.factor[m];
-                }
-            }
+// Fills `rows` [length] with the gradient of all quantities with respect to the rows of an atom.
+void NetworkTile::gatherRowGrads(std::size_t piece, std::size_t atom, std::size_t length) {
+    const Geometry& geometry = geometryOf(tile->pieces[piece]);
+    for (std::size_t q = 0; q < derived.size(); ++q) {
+        const float* const grads = derived[q].values.data() + derived[q].first[piece] * lanes;
+        if (q == 0) {
+            derived[q].quantity->spread(geometry, atom, lanes, grads, rows.data());
+            continue;
         }
+        moreRows.reserve(length);
+        derived[q].quantity->spread(geometry, atom, lanes, grads, moreRows.data());
+        std::transform(rows.data(), rows.data() + length, moreRows.data(), rows.data(), std::plus<>());
     }
 }
 
-void NetworkTile::addWeightGrads(ForceGradient forceGradient, bool withOutput,
-                                 std::span<EnsembleGrads> grads) {
+void NetworkTile::addWeightGrads(ForceGradient forceGradient, std::span<EnsembleGrads> grads) {
     for (std::size_t e = 0; e < ensembleTiles.size(); ++e) {
         EnsembleTile& part = ensembleTiles[e];
         if (part.numSamples == 0) {
@@ -195,11 +195,11 @@ void NetworkTile::addWeightGrads(ForceGradient forceGradient, bool withOutput,
             batch.ensembles[e].goBackward(part);
         }
         const float* const outputGrad =
-            withOutput ? outGrad.data() + tile->elementStart[e] * numModels : nullptr;
+            hasOutputGrad ? outGrad.data() + tile->elementStart[e] * numModels : nullptr;
         if (forceGradient != ForceGradient::none) {
             const NNSecondDeriver deriver(&batch.ensembles[e], &part);
             deriver.updateWeightGrads(forceGradient == ForceGradient::exact, outputGrad, grads[e]);
-        } else if (withOutput) {
+        } else if (hasOutputGrad) {
             batch.ensembles[e].addWeightGrads(part, outputGrad, grads[e]);
         }
     }
@@ -217,16 +217,18 @@ void NetworkTile::storeOutputs(std::span<const std::size_t> geometryStart, std::
     }
 }
 
-void NetworkTile::addForces(std::span<const std::size_t> geometryStart, std::span<float> meanForces) const {
-    for (const BatchTile::Piece& piece : tile->pieces) {
-        const std::size_t numAtoms = geometryStart[piece.geometry + 1] - geometryStart[piece.geometry];
-        for (std::size_t i = 0; i < 3 * numAtoms; ++i) {
+void NetworkTile::addMeanValues(std::size_t index, std::span<const std::size_t> valueStart,
+                                std::span<float> values) const {
+    const Derived& part = derived[index];
+    for (std::size_t p = 0; p < tile->pieces.size(); ++p) {
+        const std::size_t first = valueStart[tile->pieces[p].geometry];
+        for (std::size_t i = 0; i < part.first[p + 1] - part.first[p]; ++i) {
             float sum = 0.0f;
             for (std::size_t m = 0; m < numForces; ++m) {
-                sum += forces[(3 * piece.firstForce + i) * lanes + m];
+                sum += part.values[(part.first[p] + i) * lanes + m];
             }
-            // The sum over models was taken before the assembly where only the mean is wanted.
-            meanForces[3 * geometryStart[piece.geometry] + i] += sum / static_cast<float>(numModels);
+            // The sum over models was taken before the collection where only the mean is wanted.
+            values[first + i] += sum / static_cast<float>(numModels);
         }
     }
 }

@@ -2,6 +2,7 @@
 
 #include "base/AlignedBuffer.hpp"
 #include "network/BatchLayout.hpp"
+#include "network/LossTerm.hpp"
 #include "network/NNEnsemble.hpp"
 #include "network/SymmRows.hpp"
 #include "structure/Geometry.hpp"
@@ -11,32 +12,15 @@
 
 namespace melta {
 
-// What the networks are to give for each atom.
-enum class NetworkTarget { energy, charge };
-
 // The batch that tiles belong to; everything is borrowed.
 struct BatchView {
     std::span<const NNEnsemble> ensembles; // [numElems]
     std::span<Geometry* const> geometries; // [numGeoms]
     std::span<const SymmRows* const> symm; // [numGeoms], normalised
-    std::size_t numAtoms = 0;              // atoms of the whole batch, by which loss terms are divided
-    NetworkTarget target = NetworkTarget::energy;
+    BatchCounts whole;                     // by which losses are divided; of a shared batch more than this
 };
 
-// What the loss of energies or charges weighs.
-struct OutputLossTerm {
-    std::span<const float> scale;  // [numElems], factors from the trainer
-    std::span<const float> factor; // [numModels], further factor on the gradient of each model
-    bool withHDNNP = false;        // total energies are the target, not atomic ones
-};
-
-// What the force loss weighs.
-struct ForceLossTerm {
-    std::span<const float> scale;  // [numElems]
-    std::span<const float> factor; // [numModels]
-};
-
-// How force errors act on the weights.
+// How errors of derivatives act on the weights.
 enum class ForceGradient { none, approximate, exact };
 
 // The passes of one kind of networks over one tile of a batch: energies or charges, their loss, forces
@@ -51,40 +35,61 @@ public:
     // Outputs of all models.
     void goForward(bool wantDerivs);
 
-    // Loss of the outputs of each model, added to loss [numModels], and its gradient with respect to them.
-    void goBackwardOnOutput(const OutputLossTerm& term, std::span<double> loss);
+    // Loss of a term of the outputs, of each model, added to loss [numModels], and its gradient with respect
+    // to them, times factor [numModels]; gradients of several terms add up.
+    void goBackwardOnOutput(const LossTerm& term, std::span<const float> factor, std::span<double> loss);
 
-    // Forces.
-    void goBackwardOnForce();
+    // Values of quantities of the derivatives, such as forces.
+    void goBackwardOnForce(std::span<const DerivativeQuantity* const> quantities);
 
-    // Force loss of each model, added to loss [numModels], and its gradient with respect to dE/dG, which
-    // replaces the latter. Whole geometries only, for training.
-    void goDoubleBackwardOnForce(const ForceLossTerm& term, std::span<double> loss);
+    // Loss of a term of the derivatives, whose quantity is that of `index` in the last goBackwardOnForce; its
+    // gradient replaces the values. For training.
+    void differentiate(std::size_t index, const LossTerm& term, std::span<const float> factor,
+                       std::span<double> loss);
 
-    // Adds the gradient of the losses with respect to the weights to grads [numElems].
-    void addWeightGrads(ForceGradient forceGradient, bool withOutput, std::span<EnsembleGrads> grads);
+    // Gradient of the losses of all quantities with respect to dE/dG, which replaces the latter, after
+    // differentiate of each of them.
+    void goDoubleBackwardOnForce();
+
+    // Adds the gradient of the losses with respect to the weights to grads [numElems]. Without `none` the
+    // errors of derivatives take part, after goDoubleBackwardOnForce.
+    void addWeightGrads(ForceGradient forceGradient, std::span<EnsembleGrads> grads);
 
     // Stores the mean outputs over the models in outputs [numAtoms of the batch], by atoms from
     // geometryStart.
     void storeOutputs(std::span<const std::size_t> geometryStart, std::span<float> outputs) const;
 
-    // Adds mean forces over the models to forces [numAtoms of the batch][3].
-    void addForces(std::span<const std::size_t> geometryStart, std::span<float> forces) const;
+    // Adds mean values over the models of the quantity of `index` to values, those of a geometry from
+    // valueStart.
+    void addMeanValues(std::size_t index, std::span<const std::size_t> valueStart,
+                       std::span<float> values) const;
 
 private:
+    // Values of a quantity of the derivatives of the geometries that the pieces belong to, piece after piece,
+    // [numValues][lanes]; later the gradient of their loss.
+    struct Derived {
+        const DerivativeQuantity* quantity = nullptr;
+        AlignedBuffer<float> values;
+        std::vector<std::size_t> first; // [numPieces + 1]
+    };
+
     void gatherInputs();
     void prepareEnsembles();
-    void assembleForces();
+    void prepareDerived(std::span<const DerivativeQuantity* const> quantities);
+    void collectDerived();
     std::size_t columnOf(const BatchTile::Piece& piece, std::size_t atom) const;
-    float referenceOf(const Geometry& geometry, std::size_t atom) const;
-    void addAtomicLoss(const BatchTile::Piece& piece, const OutputLossTerm& term, std::span<double> loss);
-    void addTotalLoss(const BatchTile::Piece& piece, const OutputLossTerm& term, std::span<double> loss);
-    void differentiateForceLoss(const ForceLossTerm& term, std::span<double> loss);
+    const Geometry& geometryOf(const BatchTile::Piece& piece) const {
+        return *batch.geometries[piece.geometry];
+    }
+    std::span<const float> gatherOutputs(const BatchTile::Piece& piece);
+    void addOutputGrads(const BatchTile::Piece& piece, std::span<const float> grads);
+    void gatherRowGrads(std::size_t piece, std::size_t atom, std::size_t length);
 
     BatchView batch;
     const BatchTile* tile = nullptr;
     bool forTraining = false;
-    bool hasBackward = false; // the networks' backward pass of this tile is done
+    bool hasBackward = false;   // the networks' backward pass of this tile is done
+    bool hasOutputGrad = false; // a term of the outputs has left its gradient
     std::size_t numBasis = 0;
     std::size_t numModels = 0;
     std::size_t numForces = 0; // forces of an atom: one for each model in training, else one
@@ -95,9 +100,12 @@ private:
     AlignedBuffer<float> outData;            // [numAtoms][numModels], energies or charges
     AlignedBuffer<float> outGrad;            // [numAtoms][numModels], gradient of their loss
     AlignedBuffer<float> inpGrad;            // [numAtoms][numForces][numBasis], dE/dG, later its coefficients
-    AlignedBuffer<float> forces;             // [numForceRows][3][lanes]; later the gradient of the force loss
     AlignedBuffer<float> columns;            // [numBasis][lanes], scratch of one atom
     AlignedBuffer<float> rows;               // [3 (numNeighbors + 1)][lanes] of one atom
+    AlignedBuffer<float> moreRows;           // the same of a further quantity
+    std::vector<Derived> derived;            // [numQuantities]
+    std::vector<float> atomScratch;          // [numAtoms][numModels] of one geometry
+    std::vector<float> valueScratch;         // [numValues][numModels] of one geometry
 };
 
 } // namespace melta

@@ -6,9 +6,19 @@
 #include "modelio/ModelStore.hpp"
 #include "testing/LackingElements.hpp"
 
-#include <cmath>
-
 namespace melta {
+namespace {
+
+void printErrors(std::span<const QuantityError> errors) {
+    for (const QuantityError& error : errors) {
+        const QuantityNames names = error.quantity->getNames();
+        printOut("    RMSE(%-7s: %12.5e %s\n", formatText("%s)", names.name).c_str(),
+                 static_cast<double>(error.rootMeanSquare()), names.unit);
+    }
+    printOut("\n");
+}
+
+} // namespace
 
 NNTester::NNTester(const Property* settings, const GeometrySet* set) : property(settings), geometrySet(set) {
     if (geometrySet == nullptr) {
@@ -31,7 +41,7 @@ void NNTester::performTesting(const std::string& networkFile, const std::string&
     model.baseline = makeBaseline(geometrySet, property, baselineFile);
     printOut("  Testing:\n\n");
     flushOut();
-    Errors errors;
+    std::vector<QuantityError> errors = makeErrors();
     Tables tables = openTables(files);
     tellLackingElements(model.arch, *geometrySet);
     for (int g = 0; g < geometrySet->numGeoms; ++g) {
@@ -56,23 +66,22 @@ NNTester::Tables NNTester::openTables(const TestFiles& files) const {
     return tables;
 }
 
-void NNTester::testGeometry(Model& model, Geometry& geometry, Errors& errors, Tables& tables) const {
+void NNTester::testGeometry(Model& model, Geometry& geometry, std::span<QuantityError> errors,
+                            Tables& tables) const {
     NNArch& arch = model.arch;
     if (model.baseline) {
         model.baseline->removeFromGeometry(&geometry);
     }
-    errors.numAtoms += geometry.numAtoms;
     Geometry* const batch[] = {&geometry};
     arch.setGeometries(batch);
     arch.calculateSymmFuncs(true, false, false);
     arch.renormalizeSymmFuncs(false);
     arch.goForwardOnEnergy();
     arch.goBackwardOnForce();
-    arch.squareErrorsOfEnergy(errors.etotError, errors.eatomError, &errors.forceError);
     if (withCharge()) {
         arch.goForwardOnCharge();
-        arch.squareErrorsOfCharge(errors.qatomError);
     }
+    arch.squareErrors(errors);
     printGeometryResults(model, geometry, tables);
     arch.clearGeometries();
 }
@@ -122,17 +131,12 @@ void NNTester::printGeometryResults(const Model& model, const Geometry& geometry
     tables.etot.write((etotDFT + total) / geometry.numAtoms, (etotNNP + total) / geometry.numAtoms);
 }
 
-void NNTester::printErrors(const Errors& errors) const {
-    const auto numGeoms = static_cast<float>(geometrySet->numGeoms);
-    const auto numAtoms = static_cast<float>(errors.numAtoms);
-    const auto root = [](float sum, float count) { return static_cast<double>(std::sqrt(sum / count)); };
-    printOut("    RMSE(Etot)  : %12.5e eV/atom\n", root(errors.etotError, numGeoms));
-    printOut("    RMSE(Eatom) : %12.5e eV\n", root(errors.eatomError, numAtoms));
-    printOut("    RMSE(Force) : %12.5e eV/Angstrom\n", root(errors.forceError, 3.0f * numAtoms));
+std::vector<QuantityError> NNTester::makeErrors() const {
+    std::vector<QuantityError> errors{{&totalEnergy()}, {&atomicEnergy()}, {&atomicForce()}};
     if (withCharge()) {
-        printOut("    RMSE(Charge): %12.5e e\n", root(errors.qatomError, numAtoms));
+        errors.push_back({&atomicCharge()});
     }
-    printOut("\n");
+    return errors;
 }
 
 } // namespace melta

@@ -46,13 +46,6 @@ public:
                         const TestFiles& files) const;
 
 private:
-    struct Errors {
-        float etotError = 0.0f; // sums of squares
-        float eatomError = 0.0f;
-        float forceError = 0.0f;
-        float qatomError = 0.0f;
-        int numAtoms = 0;
-    };
     // What a test works with, geometry by geometry.
     struct Model {
         NNArch arch;
@@ -73,11 +66,12 @@ private:
 
     [[nodiscard]] bool withCharge() const { return property->withCharge != 0; }
     Tables openTables(const TestFiles& files) const;
-    void testGeometry(Model& model, Geometry& geometry, Errors& errors, Tables& tables) const;
+    void testGeometry(Model& model, Geometry& geometry, std::span<QuantityError> errors,
+                      Tables& tables) const;
     static BaselineValues baselineOf(BaselinePotential* baseline, const Geometry& geometry);
     void printGeometryResults(const Model& model, const Geometry& geometry, Tables& tables) const;
     double referenceOf(const NNArch& arch, int element) const;
-    void printErrors(const Errors& errors) const;
+    std::vector<QuantityError> makeErrors() const;
 
     const Property* property;
     const GeometrySet* geometrySet;

@@ -1,60 +1,22 @@
 #include "training/NNChargeTrainer.hpp"
 
-#include "base/Reporting.hpp"
 #include "training/LossScales.hpp"
 
-#include <cmath>
-#include <numeric>
+#include <utility>
 
 namespace melta {
 
-void NNChargeTrainer::setLossScales() {
-    chargeScale = makeLossScales(getProperty(), getProperty().coefCharge, getGeometrySet().chargeDev,
+// The target counts even where the coefficient is so small that nothing is in the loss.
+std::vector<LossTerm> NNChargeTrainer::makeLossTerms() const {
+    const Property& property = getProperty();
+    auto scales = makeLossScales(property, property.coefCharge, getGeometrySet().chargeDev,
                                  session.arch->getNumElems());
-}
-
-bool NNChargeTrainer::evaluateTraining() {
-    session.arch->clearWeightGrads();
-    if (getProperty().hasChargeCoef != 0) {
-        session.arch->goBackwardOnCharge(chargeScale);
-    } else {
-        session.arch->goForwardOnCharge();
+    if (property.hasChargeCoef == 0) {
+        scales.clear();
     }
-    rmseTrainCharge = obtainError(*session.arch);
-    return rmseTrainCharge <= getProperty().rmseCharge;
-}
-
-bool NNChargeTrainer::evaluateTest() {
-    if (!session.testArch) {
-        return false;
-    }
-    session.testArch->goForwardOnCharge();
-    rmseTestCharge = obtainError(*session.testArch);
-    return rmseTestCharge <= getProperty().rmseCharge;
-}
-
-float NNChargeTrainer::obtainError(const NNArch& arch) const {
-    float error = 0.0f;
-    arch.squareErrorsOfCharge(error);
-    return std::sqrt(error / static_cast<float>(arch.getNumAtomsBatch()));
-}
-
-float NNChargeTrainer::lossValue() const {
-    if (getProperty().hasChargeCoef == 0) {
-        return 0.0f;
-    }
-    const std::span<const float> terms = session.arch->getLossCharge();
-    return std::accumulate(terms.begin(), terms.end(), 0.0f);
-}
-
-void NNChargeTrainer::printProgress(int epoch) const {
-    printOut("  #.%6d  RMSE(Q):%10.3e  Loss:%10.3e  Time[ wall=%s epoch=%s ]\n", epoch,
-             static_cast<double>(rmseTrainCharge), static_cast<double>(lossValue()),
-             session.wallTimer.getTime().c_str(), session.epochTimer.getTime().c_str());
-    if (session.testArch) {
-        printOut("  @         RMSE(Q):%10.3e  (for test data)\n", static_cast<double>(rmseTestCharge));
-    }
-    flushOut();
+    std::vector<LossTerm> made{{atomicCharge(), std::move(scales), property.sqrtLoss != 0}};
+    made.front().targetError = property.rmseCharge;
+    return made;
 }
 
 } // namespace melta

@@ -12,19 +12,9 @@ public:
     using NNTrainer::NNTrainer;
 
 private:
-    void setLossScales() override;
+    [[nodiscard]] std::vector<LossTerm> makeLossTerms() const override;
     [[nodiscard]] int archModeOfTrainer() const override { return NNArch::onlyCharge; }
     [[nodiscard]] bool needsDerivatives() const override { return false; }
-    bool evaluateTraining() override;
-    bool evaluateTest() override;
-    [[nodiscard]] float lossValue() const override;
-    void printProgress(int epoch) const override;
-
-    [[nodiscard]] float obtainError(const NNArch& arch) const;
-
-    std::vector<float> chargeScale; // [numElems], factors of the loss
-    float rmseTrainCharge = 0.0f;   // root mean square errors, e
-    float rmseTestCharge = 0.0f;
 };
 
 } // namespace melta

@@ -3,8 +3,7 @@
 #include "base/Reporting.hpp"
 #include "training/LossScales.hpp"
 
-#include <cmath>
-#include <numeric>
+#include <utility>
 
 namespace melta {
 
@@ -43,76 +42,23 @@ void NNEnergyTrainer::requireUsableData() const {
     }
 }
 
-void NNEnergyTrainer::setLossScales() {
+std::vector<LossTerm> NNEnergyTrainer::makeLossTerms() const {
+    const Property& property = getProperty();
     const std::vector<float> deviations(getGeometrySet().energyDev.begin(), getGeometrySet().energyDev.end());
     const int numElems = session.arch->getNumElems();
-    energyScale = makeLossScales(getProperty(), getProperty().coefEnergy, deviations, numElems);
-    forceScale = makeLossScales(getProperty(), getProperty().coefForce, deviations, numElems);
-}
-
-bool NNEnergyTrainer::evaluateTraining() {
-    const Property& property = getProperty();
-    using Scale = std::span<const float>;
-    session.arch->clearWeightGrads();
-    session.arch->evaluateEnergyLoss(property.hasEnergyCoef != 0 ? Scale(energyScale) : Scale(),
-                                     property.hasForceCoef != 0 ? Scale(forceScale) : Scale());
-    trainErrors = obtainErrors(*session.arch);
-    return meetsTargets(trainErrors);
-}
-
-bool NNEnergyTrainer::evaluateTest() {
-    if (!session.testArch) {
-        return false;
-    }
-    session.testArch->evaluateEnergy(getProperty().hasForceCoef != 0);
-    testErrors = obtainErrors(*session.testArch);
-    return meetsTargets(testErrors);
-}
-
-NNEnergyTrainer::Errors NNEnergyTrainer::obtainErrors(const NNArch& arch) const {
-    float etotError = 0.0f;
-    float eatomError = 0.0f;
-    float forceError = 0.0f;
-    arch.squareErrorsOfEnergy(etotError, eatomError, getProperty().hasForceCoef != 0 ? &forceError : nullptr);
-    const auto numAtoms = static_cast<float>(arch.getNumAtomsBatch());
-    Errors errors;
-    errors.energy = getProperty().withHDNNP != 0
-                        ? std::sqrt(etotError / static_cast<float>(arch.getNumGeoms()))
-                        : std::sqrt(eatomError / numAtoms);
-    errors.force = std::sqrt(forceError / (3.0f * numAtoms));
-    return errors;
-}
-
-bool NNEnergyTrainer::meetsTargets(const Errors& errors) const {
-    const Property& property = getProperty();
-    return (property.hasEnergyCoef == 0 || errors.energy <= property.rmseEnergy) &&
-           (property.hasForceCoef == 0 || errors.force <= property.rmseForce);
-}
-
-float NNEnergyTrainer::lossValue() const {
-    const auto sumOf = [](std::span<const float> terms) {
-        return std::accumulate(terms.begin(), terms.end(), 0.0f);
+    const bool isRoot = property.sqrtLoss != 0;
+    std::vector<LossTerm> made;
+    const auto add = [&](const auto& quantity, bool isInLoss, float coefficient, float targetError) {
+        auto scales = makeLossScales(property, coefficient, deviations, numElems);
+        made.emplace_back(quantity, isInLoss ? std::move(scales) : std::vector<float>(), isRoot);
+        if (isInLoss) {
+            made.back().targetError = targetError;
+        }
     };
-    float loss = 0.0f;
-    if (getProperty().hasEnergyCoef != 0) {
-        loss += sumOf(session.arch->getLossEnergy());
-    }
-    if (getProperty().hasForceCoef != 0) {
-        loss += sumOf(session.arch->getLossForce());
-    }
-    return loss;
-}
-
-void NNEnergyTrainer::printProgress(int epoch) const {
-    printOut("  #.%6d  RMSE(E):%10.3e  RMSE(F):%10.3e  Loss:%10.3e  Time[ wall=%s epoch=%s ]\n", epoch,
-             static_cast<double>(trainErrors.energy), static_cast<double>(trainErrors.force),
-             static_cast<double>(lossValue()), session.wallTimer.getTime().c_str(),
-             session.epochTimer.getTime().c_str());
-    if (session.testArch) {
-        printOut("  @         RMSE(E):%10.3e  RMSE(F):%10.3e  (for test data)\n",
-                 static_cast<double>(testErrors.energy), static_cast<double>(testErrors.force));
-    }
-    flushOut();
+    add(property.withHDNNP != 0 ? totalEnergy() : atomicEnergy(), property.hasEnergyCoef != 0,
+        property.coefEnergy, property.rmseEnergy);
+    add(atomicForce(), property.hasForceCoef != 0, property.coefForce, property.rmseForce);
+    return made;
 }
 
 bool NNEnergyTrainer::updateScheme(int epoch) {

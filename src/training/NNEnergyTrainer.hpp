@@ -21,31 +21,14 @@ public:
     void performDebug(const std::string& nnFile, float shift) override;
 
 private:
-    // Root mean square errors of one set.
-    struct Errors {
-        float energy = 0.0f; // eV; per atom of the total energy with withHDNNP, else of the atomic energies
-        float force = 0.0f;  // eV/Angstrom
-    };
-
-    void setLossScales() override;
+    [[nodiscard]] std::vector<LossTerm> makeLossTerms() const override;
     void debugGradients(float shift) override;
     [[nodiscard]] int archModeOfTrainer() const override { return NNArch::onlyEnergy; }
     [[nodiscard]] bool needsDerivatives() const override { return getProperty().hasForceCoef != 0; }
-    bool evaluateTraining() override;
-    bool evaluateTest() override;
-    [[nodiscard]] float lossValue() const override;
-    void printProgress(int epoch) const override;
     bool updateScheme(int epoch) override;
     bool advanceScheme() override;
 
     void requireUsableData() const;
-    [[nodiscard]] Errors obtainErrors(const NNArch& arch) const;
-    [[nodiscard]] bool meetsTargets(const Errors& errors) const;
-
-    std::vector<float> energyScale; // [numElems], factors of the loss
-    std::vector<float> forceScale;  // [numElems]
-    Errors trainErrors;
-    Errors testErrors;
 };
 
 } // namespace melta

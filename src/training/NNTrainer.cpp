@@ -273,7 +273,77 @@ void NNTrainer::prepareLoss() {
     if (getProperty().renormLoss != 0) {
         printOut("  * Renormalize the loss function.\n\n");
     }
-    setLossScales();
+    terms = makeLossTerms();
+    trainErrors.assign(terms.size(), 0.0f);
+    testErrors.assign(terms.size(), 0.0f);
+}
+
+NetworkTarget NNTrainer::targetOfTrainer() const {
+    return archModeOfTrainer() == NNArch::onlyCharge ? NetworkTarget::charge : NetworkTarget::energy;
+}
+
+bool NNTrainer::evaluateTraining() {
+    session.arch->clearWeightGrads();
+    session.arch->evaluateLoss(targetOfTrainer(), terms);
+    trainErrors = errorsOf(*session.arch);
+    return meetsTargets(trainErrors);
+}
+
+bool NNTrainer::evaluateTest() {
+    if (!session.testArch) {
+        return false;
+    }
+    session.testArch->evaluate(targetOfTrainer(), derivativesIn(terms));
+    testErrors = errorsOf(*session.testArch);
+    return meetsTargets(testErrors);
+}
+
+// What is not measured has no errors.
+std::vector<float> NNTrainer::errorsOf(const NNArch& arch) const {
+    std::vector<float> errors;
+    for (const LossTerm& term : terms) {
+        QuantityError error{&term.getQuantity()};
+        if (term.isMeasured()) {
+            arch.squareErrors({&error, 1});
+        }
+        errors.push_back(term.isMeasured() ? error.rootMeanSquare() : 0.0f);
+    }
+    return errors;
+}
+
+bool NNTrainer::meetsTargets(std::span<const float> errors) const {
+    for (std::size_t t = 0; t < terms.size(); ++t) {
+        if (terms[t].targetError && !(errors[t] <= *terms[t].targetError)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+float NNTrainer::lossValue() const {
+    float loss = 0.0f;
+    for (const LossTerm& term : terms) {
+        loss += std::accumulate(term.getLoss().begin(), term.getLoss().end(), 0.0f);
+    }
+    return loss;
+}
+
+void NNTrainer::printProgress(int epoch) const {
+    const auto columns = [&](std::span<const float> errors) {
+        std::string text;
+        for (std::size_t t = 0; t < terms.size(); ++t) {
+            text += formatText("  RMSE(%s):%10.3e", terms[t].getQuantity().getNames().symbol,
+                               static_cast<double>(errors[t]));
+        }
+        return text;
+    };
+    printOut("  #.%6d%s  Loss:%10.3e  Time[ wall=%s epoch=%s ]\n", epoch, columns(trainErrors).c_str(),
+             static_cast<double>(lossValue()), session.wallTimer.getTime().c_str(),
+             session.epochTimer.getTime().c_str());
+    if (session.testArch) {
+        printOut("  @       %s  (for test data)\n", columns(testErrors).c_str());
+    }
+    flushOut();
 }
 
 bool NNTrainer::updateScheme(int /*epoch*/) {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "network/LossTerm.hpp"
 #include "training/TrainingPlan.hpp"
 #include "training/TrainingSession.hpp"
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -36,9 +38,10 @@ protected:
     // Optimises the present super epoch.
     virtual void optimize(bool fullBatch, bool direct, int batchSize);
 
-    // Makes the factors of the loss ready for the evaluations that follow. Called once for each super epoch
-    // or check; the arrangement has its networks by then.
-    virtual void setLossScales() = 0;
+    // The terms of the loss, in the order in which their errors are shown; also terms without scales, whose
+    // errors are shown only. Called once for each super epoch or check; the arrangement has its networks by
+    // then.
+    [[nodiscard]] virtual std::vector<LossTerm> makeLossTerms() const = 0;
 
     // The check itself, with the arrangement ready for batches.
     virtual void debugGradients(float shift);
@@ -46,6 +49,10 @@ protected:
     // Mode of the arrangements, see NNArch.
     [[nodiscard]] virtual int archModeOfTrainer() const = 0;
 
+    bool evaluateTraining() override;
+    bool evaluateTest() override;
+    [[nodiscard]] float lossValue() const override;
+    void printProgress(int epoch) const override;
     bool updateScheme(int epoch) override;
     bool advanceScheme() override;
 
@@ -54,6 +61,9 @@ protected:
     TrainingSession session;
 
 private:
+    [[nodiscard]] NetworkTarget targetOfTrainer() const;
+    [[nodiscard]] std::vector<float> errorsOf(const NNArch& arch) const;
+    [[nodiscard]] bool meetsTargets(std::span<const float> errors) const;
     void requireShape(const std::string& nnFile) const;
     bool prepare(const TrainingPlan& plan, const std::string& nnFile);
     void prepareArchs(const TrainingPlan& plan, const std::string& nnFile);
@@ -65,6 +75,10 @@ private:
     void chooseGeometries();
     void printResult() const;
     void storeResult();
+
+    std::vector<LossTerm> terms;    // of the loss
+    std::vector<float> trainErrors; // [numTerms], root mean squares, in the units of the quantities
+    std::vector<float> testErrors;  // [numTerms]
 
     std::vector<int> permutation; // random order of all geometries, from which super epochs take their share
     int position = 0;             // how much of it has been taken

@@ -119,7 +119,7 @@ void BatchFixture::add(Geometry geometry) {
 }
 
 BatchView BatchFixture::view() const {
-    return {ensembles, pointers, symm, numAtoms()};
+    return {ensembles, pointers, symm, {pointers.size(), numAtoms()}};
 }
 
 std::size_t BatchFixture::numAtoms() const {

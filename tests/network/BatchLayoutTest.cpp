@@ -92,12 +92,10 @@ TEST(BatchLayout, HoldsEachAtomOnceInOrder) {
 
 void expectConsistentTile(const BatchTile& tile, const Batch& batch, std::size_t numElems) {
     std::size_t atoms = 0;
-    std::size_t forceRows = 0;
     std::set<std::size_t> columns;
     for (const BatchTile::Piece& piece : tile.pieces) {
         const Geometry& geometry = *batch.geometries[piece.geometry];
         EXPECT_EQ(piece.firstLocal, atoms);
-        EXPECT_EQ(piece.firstForce, forceRows);
         EXPECT_GT(piece.numAtoms, 0U);
         for (std::size_t a = 0; a < piece.numAtoms; ++a) {
             const auto element = static_cast<std::size_t>(geometry.elements[piece.firstAtom + a]);
@@ -107,10 +105,8 @@ void expectConsistentTile(const BatchTile& tile, const Batch& batch, std::size_t
             EXPECT_LT(column, tile.elementStart[element + 1]);
         }
         atoms += piece.numAtoms;
-        forceRows += static_cast<std::size_t>(geometry.numAtoms);
     }
     EXPECT_EQ(tile.numAtoms, atoms);
-    EXPECT_EQ(tile.numForceRows, forceRows);
     EXPECT_EQ(tile.columnOfAtom.size(), atoms);
     EXPECT_EQ(columns.size(), atoms);
     ASSERT_EQ(tile.elementStart.size(), numElems + 1);

@@ -22,9 +22,9 @@ EnergyTwin::EnergyTwin(const BatchView& view, int model) : batch(view) {
     for (const NNEnsemble& ensemble : batch.ensembles) {
         networks.emplace_back(ensemble, model);
     }
-    batch.numAtoms = 0;
+    batch.whole = {batch.geometries.size(), 0};
     for (const Geometry* const geometry : batch.geometries) {
-        batch.numAtoms += static_cast<std::size_t>(geometry->numAtoms);
+        batch.whole.atoms += static_cast<std::size_t>(geometry->numAtoms);
     }
 }
 
@@ -78,7 +78,7 @@ double EnergyTwin::energyWeight(const LossTwin& loss, std::size_t geometry, std:
                static_cast<double>(batch.geometries.size());
     }
     return loss.energyScale[static_cast<std::size_t>(atoms.elements[atom])] /
-           static_cast<double>(batch.numAtoms);
+           static_cast<double>(batch.whole.atoms);
 }
 
 // Of each atom, or of the total energy for each atom.
@@ -111,7 +111,7 @@ double EnergyTwin::squaredForceErrors(const LossTwin& loss) {
         for (std::size_t i = 0; i < forces.size(); ++i) {
             const double error = forces[i] - static_cast<double>(batch.geometries[g]->forces[i]);
             const auto element = static_cast<std::size_t>(batch.geometries[g]->elements[i / 3]);
-            sum += loss.forceScale[element] / (3.0 * static_cast<double>(batch.numAtoms)) * error * error;
+            sum += loss.forceScale[element] / (3.0 * static_cast<double>(batch.whole.atoms)) * error * error;
         }
     }
     return sum;
@@ -160,7 +160,7 @@ void EnergyTwin::addForceLossGrads(const LossTwin& loss) {
         std::vector<double> forceGrads = forcesOf(g);
         for (std::size_t i = 0; i < forceGrads.size(); ++i) {
             const auto element = static_cast<std::size_t>(geometry.elements[i / 3]);
-            const double weight = loss.forceScale[element] / (3.0 * static_cast<double>(batch.numAtoms));
+            const double weight = loss.forceScale[element] / (3.0 * static_cast<double>(batch.whole.atoms));
             forceGrads[i] = 2.0 * weight * (forceGrads[i] - static_cast<double>(geometry.forces[i])) * slope;
         }
         for (std::size_t a = 0; a < geometry.elements.size(); ++a) {

@@ -3,6 +3,7 @@
 
 #include "network/BatchFixture.hpp"
 #include "network/EnergyTwin.hpp"
+#include "network/LossTerms.hpp"
 #include "network/Numbers.hpp"
 #include "network/ParameterPacking.hpp"
 #include "support/StopCatcher.hpp"
@@ -63,12 +64,13 @@ TEST(NNArchCharge, GuardsThePasses) {
     ArchFixture fixture(2, someSizes);
     const std::unique_ptr<NNArch> energy = fixture.makeArch();
     const std::unique_ptr<NNArch> charge = fixture.makeArch(NNArch::onlyCharge);
-    float sum = 0.0f;
+    std::vector<LossTerm> terms = test::makeChargeTerms(fixture.property, chargeScale);
+    std::array<QuantityError, 1> error{{{&atomicCharge()}}};
     const auto stops = [&](NNArch& arch) {
         return std::vector<std::string>{stopMessageOf([&] { arch.goForwardOnCharge(); }),
-                                        stopMessageOf([&] { arch.goBackwardOnCharge(chargeScale); }),
+                                        stopMessageOf([&] { arch.goBackwardOnCharge(terms); }),
                                         stopMessageOf([&] { arch.obtainCharges(0); }),
-                                        stopMessageOf([&] { arch.squareErrorsOfCharge(sum); })};
+                                        stopMessageOf([&] { arch.squareErrorsOfCharge(error); })};
     };
 
     EXPECT_EQ(stops(*energy), std::vector<std::string>(4, "this is not charge-mode."));
@@ -82,8 +84,9 @@ TEST(NNArchCharge, OnlyTheMainArrangementHasGradients) {
     const std::unique_ptr<NNArch> arch = fixture.makeArch(NNArch::onlyCharge, false);
     arch->getSymmStatistics() = fixture.makeStatistics();
     setDirectBatch(*arch, fixture.obtainGeometries());
+    std::vector<LossTerm> terms = test::makeChargeTerms(fixture.property, chargeScale);
 
-    EXPECT_EQ(stopMessageOf([&] { arch->goBackwardOnCharge(chargeScale); }),
+    EXPECT_EQ(stopMessageOf([&] { arch->goBackwardOnCharge(terms); }),
               "cannot calculate gradients of weights, because this is not learnable.");
 }
 
@@ -139,9 +142,10 @@ void checkAgainstTwin(ArchFixture& fixture, std::vector<int> indices) {
     for (const int index : indices) {
         batch.push_back(fixture.obtainGeometries()[static_cast<std::size_t>(index)]);
     }
+    std::vector<LossTerm> terms = test::makeChargeTerms(fixture.property, chargeScale);
 
     arch->clearWeightGrads();
-    arch->goBackwardOnCharge(chargeScale);
+    arch->goBackwardOnCharge(terms);
 
     std::vector<float> grads(getTotalDataSize(*arch));
     convertToTotalData(*arch, grads, true);
@@ -153,9 +157,8 @@ void checkAgainstTwin(ArchFixture& fixture, std::vector<int> indices) {
             ChargeTwin twin(*arch, batch, m);
             twin->addLossGrads(loss);
             const double want = twin->energyLossOf(loss);
-            EXPECT_LE(
-                std::abs(static_cast<double>(arch->getLossCharge()[static_cast<std::size_t>(m)]) - want),
-                1.0e-5 * want);
+            EXPECT_LE(std::abs(static_cast<double>(terms[0].getLoss()[static_cast<std::size_t>(m)]) - want),
+                      1.0e-5 * want);
             std::vector<double> expected = twin->networks[e].obtainGrads();
             const std::vector<const NNLayer*> layers = ensemble.obtainLayers();
             std::size_t next = 0;
@@ -226,26 +229,27 @@ TEST(NNArchCharge, AddsSquaredErrors) {
             want += std::pow(static_cast<double>(arch->obtainCharges(g)[a] - geometry.charges[a]), 2);
         }
     }
-    float error = 10.0f;
+    std::array<QuantityError, 1> error{{{&atomicCharge(), 10.0f}}};
 
     arch->squareErrorsOfCharge(error);
 
-    EXPECT_NEAR(static_cast<double>(error), want, 1.0e-5 * want);
+    EXPECT_NEAR(static_cast<double>(error[0].sum), want, 1.0e-5 * want);
 }
 
 TEST(NNArchCharge, AnAdamStepMovesTheChargeNetworks) {
     ArchFixture fixture(2, someSizes);
     const std::unique_ptr<NNArch> arch = fixture.makeTrainingArch(true, NNArch::onlyCharge);
     arch->setGeometries(std::span<const int>(std::array{0, 1}));
+    std::vector<LossTerm> terms = test::makeChargeTerms(fixture.property, chargeScale);
     arch->clearWeightGrads();
-    arch->goBackwardOnCharge(chargeScale);
-    const float before = arch->getLossCharge()[0];
+    arch->goBackwardOnCharge(terms);
+    const float before = terms[0].getLoss()[0];
 
     arch->updateLayers(0.01f);
     arch->clearWeightGrads();
-    arch->goBackwardOnCharge(chargeScale);
+    arch->goBackwardOnCharge(terms);
 
-    EXPECT_LT(arch->getLossCharge()[0], before);
+    EXPECT_LT(terms[0].getLoss()[0], before);
 }
 
 TEST(NNArchCharge, ARestoredNetworkFollowsTheRange) {

@@ -2,6 +2,7 @@
 #include "network/ArchFixture.hpp"
 
 #include "network/EnergyTwin.hpp"
+#include "network/LossTerms.hpp"
 #include "network/Numbers.hpp"
 #include "support/StopCatcher.hpp"
 #include "symmfunc/SymmFuncFactory.hpp"
@@ -37,14 +38,15 @@ TEST(NNArchPasses, GuardsThePasses) {
     ArchFixture fixture(2, someSizes);
     const std::unique_ptr<NNArch> energy = fixture.makeArch();
     NNArch charge(NNArch::onlyCharge, 2, &fixture.property, true, false);
-    float sum = 0.0f;
+    std::vector<LossTerm> terms = test::makeEnergyTerms(fixture.property, energyScale, forceScale);
+    std::array<QuantityError, 1> error{{{&totalEnergy()}}};
     const auto stops = [&](NNArch& arch) {
         return std::vector<std::string>{stopMessageOf([&] { arch.goForwardOnEnergy(); }),
                                         stopMessageOf([&] { arch.goBackwardOnForce(); }),
                                         stopMessageOf([&] { arch.evaluateEnergy(true); }), stopMessageOf([&] {
-                                            arch.evaluateEnergyLoss(energyScale, forceScale);
+                                            arch.evaluateLoss(NetworkTarget::energy, terms);
                                         }),
-                                        stopMessageOf([&] { arch.squareErrorsOfEnergy(sum, sum, nullptr); })};
+                                        stopMessageOf([&] { arch.squareErrorsOfEnergy(error); })};
     };
 
     EXPECT_EQ(stops(charge), std::vector<std::string>(5, "this is not energy-mode."));
@@ -56,10 +58,12 @@ TEST(NNArchPasses, StopsWithoutAScheme) {
     const std::unique_ptr<NNArch> arch = fixture.makeTrainingArch();
     arch->setGeometries(std::span<const int>(std::array{0, 1}));
 
-    EXPECT_EQ(stopMessageOf([&] { arch->evaluateEnergyLoss(energyScale, forceScale); }),
+    std::vector<LossTerm> terms = test::makeEnergyTerms(fixture.property, energyScale, forceScale);
+
+    EXPECT_EQ(stopMessageOf([&] { arch->evaluateLoss(NetworkTarget::energy, terms); }),
               "energyModeScheme is not set.");
     arch->setEnergyModeScheme(4, true);
-    EXPECT_EQ(stopMessageOf([&] { arch->evaluateEnergyLoss(energyScale, forceScale); }),
+    EXPECT_EQ(stopMessageOf([&] { arch->evaluateLoss(NetworkTarget::energy, terms); }),
               "incorrect energyModeSchem to derive force.");
 }
 
@@ -70,8 +74,9 @@ TEST(NNArchPasses, OnlyTheMainArrangementHasGradients) {
     evaluating->copySymmStatistics(train.get());
     evaluating->setEnergyModeScheme(3, true);
     setDirectBatch(*evaluating, fixture.obtainGeometries());
+    std::vector<LossTerm> terms = test::makeEnergyTerms(fixture.property, energyScale, forceScale);
 
-    EXPECT_EQ(stopMessageOf([&] { evaluating->evaluateEnergyLoss(energyScale, forceScale); }),
+    EXPECT_EQ(stopMessageOf([&] { evaluating->evaluateLoss(NetworkTarget::energy, terms); }),
               "cannot calculate gradients of weights, because this is not learnable.");
 }
 
@@ -136,13 +141,13 @@ std::vector<std::vector<float>> allGrads(const NNArch& arch) {
     return grads;
 }
 
-void expectTwinsLossAndGrads(const NNArch& arch, test::EnergyTwin& twin, const test::LossTwin& loss,
-                             int model) {
+void expectTwinsLossAndGrads(const NNArch& arch, std::span<const LossTerm> terms, test::EnergyTwin& twin,
+                             const test::LossTwin& loss, int model) {
     const auto m = static_cast<std::size_t>(model);
     const double energyLoss = twin.energyLossOf(loss);
     const double forceLoss = twin.forceLossOf(loss);
-    EXPECT_LE(std::abs(static_cast<double>(arch.getLossEnergy()[m]) - energyLoss), 1.0e-5 * energyLoss);
-    EXPECT_LE(std::abs(static_cast<double>(arch.getLossForce()[m]) - forceLoss), 1.0e-5 * forceLoss);
+    EXPECT_LE(std::abs(static_cast<double>(terms[0].getLoss()[m]) - energyLoss), 1.0e-5 * energyLoss);
+    EXPECT_LE(std::abs(static_cast<double>(terms[1].getLoss()[m]) - forceLoss), 1.0e-5 * forceLoss);
     for (std::size_t e = 0; e < twin.networks.size(); ++e) {
         EXPECT_LE(
             worstError(gradsOfModel(arch.getEnergyEnsembles()[e], model), twin.networks[e].obtainGrads()),
@@ -166,14 +171,15 @@ void checkAgainstTwin(int numElems, int scheme, bool withHDNNP, bool sqrtLoss) {
     if (scheme == EnergyModeScheme::onlyEnergy) {
         loss.forceScale.clear();
     }
+    std::vector<LossTerm> terms = test::makeEnergyTerms(fixture.property, energyScale, forceScale);
 
     arch->clearWeightGrads();
-    arch->evaluateEnergyLoss(energyScale, forceScale);
+    arch->evaluateLoss(NetworkTarget::energy, terms);
 
     for (int m = 0; m < 3; ++m) {
-        test::EnergyTwin twin({arch->getEnergyEnsembles(), batch, rows.symm, 0}, m);
+        test::EnergyTwin twin({arch->getEnergyEnsembles(), batch, rows.symm, {}}, m);
         twin.addLossGrads(loss);
-        expectTwinsLossAndGrads(*arch, twin, loss, m);
+        expectTwinsLossAndGrads(*arch, terms, twin, loss, m);
     }
 }
 
@@ -203,14 +209,17 @@ TEST(NNArchPasses, BatchByIndexIsTheDirectBatch) {
     inCore->setGeometries(std::span<const int>(std::array{2, 0}));
     setDirectBatch(*direct, batch);
 
+    std::vector<LossTerm> terms = test::makeEnergyTerms(fixture.property, energyScale, forceScale);
+    std::vector<std::vector<float>> losses;
     for (NNArch* const arch : {inCore.get(), direct.get()}) {
         arch->setEnergyModeScheme(3, true);
         arch->clearWeightGrads();
-        arch->evaluateEnergyLoss(energyScale, forceScale);
+        arch->evaluateLoss(NetworkTarget::energy, terms);
+        losses.push_back(copyOf(terms[1].getLoss()));
     }
 
     EXPECT_EQ(allGrads(*inCore), allGrads(*direct));
-    EXPECT_EQ(copyOf(inCore->getLossForce()), copyOf(direct->getLossForce()));
+    EXPECT_EQ(losses[0], losses[1]);
     for (int g = 0; g < 2; ++g) {
         EXPECT_EQ(copyOf(inCore->obtainEnergies(g)), copyOf(direct->obtainEnergies(g)));
         EXPECT_EQ(copyOf(inCore->obtainForces(g)), copyOf(direct->obtainForces(g)));
@@ -225,9 +234,10 @@ TEST(NNArchPasses, WaysOfEvaluationAgree) {
     train->setEnergyModeScheme(1, true);
     train->setGeometries(std::span<const int>(std::array{0, 1, 2, 3}));
     setDirectBatch(*evaluating, fixture.obtainGeometries());
+    std::vector<LossTerm> terms = test::makeEnergyTerms(fixture.property, energyScale, forceScale);
 
     train->clearWeightGrads();
-    train->evaluateEnergyLoss(energyScale, forceScale);
+    train->evaluateLoss(NetworkTarget::energy, terms);
     std::vector<std::vector<float>> energies;
     std::vector<std::vector<float>> forces;
     evaluating->goForwardOnEnergy();
@@ -246,7 +256,7 @@ TEST(NNArchPasses, WaysOfEvaluationAgree) {
         EXPECT_LE(worstError(copyOf(evaluating->obtainForces(g)), forces[index]), 2.0e-6);
     }
     // Without its own gradient the force loss is nil.
-    EXPECT_EQ(copyOf(train->getLossForce()), std::vector<float>(3, 0.0f));
+    EXPECT_EQ(copyOf(terms[1].getLoss()), std::vector<float>(3, 0.0f));
 }
 
 TEST(NNArchPasses, AddsSquaredErrors) {
@@ -268,20 +278,17 @@ TEST(NNArchPasses, AddsSquaredErrors) {
             want[2] += std::pow(static_cast<double>(arch->obtainForces(g)[i] - geometry.forces[i]), 2);
         }
     }
-    float etot = 10.0f;
-    float eatom = 20.0f;
-    float force = 30.0f;
+    std::array<QuantityError, 3> errors{
+        {{&totalEnergy(), 10.0f, 1}, {&atomicEnergy(), 20.0f, 2}, {&atomicForce(), 30.0f, 3}}};
 
-    arch->squareErrorsOfEnergy(etot, eatom, &force);
+    arch->squareErrorsOfEnergy(errors);
 
-    EXPECT_NEAR(static_cast<double>(etot), want[0], 1.0e-5 * want[0]);
-    EXPECT_NEAR(static_cast<double>(eatom), want[1], 1.0e-5 * want[1]);
-    EXPECT_NEAR(static_cast<double>(force), want[2], 1.0e-5 * want[2]);
-    float etotAlone = 10.0f;
-    float eatomAlone = 20.0f;
-    arch->squareErrorsOfEnergy(etotAlone, eatomAlone, nullptr);
-    EXPECT_NEAR(etotAlone, etot, 1.0e-5f);
-    EXPECT_NEAR(eatomAlone, eatom, 1.0e-5f);
+    const auto numAtoms = static_cast<std::size_t>(arch->getNumAtomsBatch());
+    const std::array<std::size_t, 3> counts{1 + 4, 2 + numAtoms, 3 + 3 * numAtoms};
+    for (std::size_t i = 0; i < errors.size(); ++i) {
+        EXPECT_NEAR(static_cast<double>(errors[i].sum), want[i], 1.0e-5 * want[i]);
+        EXPECT_EQ(errors[i].count, counts[i]);
+    }
 }
 
 TEST(NNArchPasses, AveragesTheOutputBias) {
@@ -318,11 +325,12 @@ TEST(NNArchPasses, LearnsByAdam) {
     const std::unique_ptr<NNArch> arch = fixture.makeTrainingArch(true);
     arch->setEnergyModeScheme(3, true);
     arch->setGeometries(std::span<const int>(std::array{0, 1, 2, 3}));
+    std::vector<LossTerm> terms = test::makeEnergyTerms(fixture.property, energyScale, forceScale);
     std::vector<float> losses;
     for (int step = 0; step < 200; ++step) {
         arch->clearWeightGrads();
-        arch->evaluateEnergyLoss(energyScale, forceScale);
-        losses.push_back(arch->getLossEnergy()[0] + arch->getLossForce()[0]);
+        arch->evaluateLoss(NetworkTarget::energy, terms);
+        losses.push_back(terms[0].getLoss()[0] + terms[1].getLoss()[0]);
 
         arch->updateLayers(0.5f);
     }

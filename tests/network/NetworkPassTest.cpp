@@ -22,6 +22,7 @@ using test::worstError;
 constexpr NNShape usualShape{3, 2, 7, 5};
 constexpr std::array<int, 6> someSizes{4, 2, 5, 3, 2, 4};
 const std::vector<float> noScale;
+const DerivativeQuantity* const onlyForces[] = {&atomicForce()};
 
 // Scales as the trainer renormalises them: one for each element.
 const std::vector<float> energyScales{1.3f, 0.4f, 2.2f};
@@ -35,9 +36,9 @@ struct Case {
     bool sqrtLoss = false;
 };
 
-LossSettings settingsOf(const Case& c) {
-    return {c.withEnergy ? energyScales : noScale, c.withForce ? forceScales : noScale, c.forceGradient,
-            c.withHDNNP, c.sqrtLoss};
+std::vector<LossTerm> termsOf(const Case& c) {
+    return {{c.withHDNNP ? totalEnergy() : atomicEnergy(), c.withEnergy ? energyScales : noScale, c.sqrtLoss},
+            {atomicForce(), c.withForce ? forceScales : noScale, c.sqrtLoss}};
 }
 
 LossTwin twinOf(const Case& c) {
@@ -74,17 +75,30 @@ testing::Message nameOf(const Case& c) {
                               << ", roots " << c.sqrtLoss;
 }
 
+// Losses of each model; 0 for a term that is not in the loss.
+struct Losses {
+    explicit Losses(std::span<const LossTerm> terms) : energy(lossOf(terms[0])), force(lossOf(terms[1])) {}
+
+    static std::vector<float> lossOf(const LossTerm& term) {
+        return term.isInLoss() ? std::vector<float>(term.getLoss().begin(), term.getLoss().end())
+                               : std::vector<float>(usualShape.numModels, 0.0f);
+    }
+
+    std::vector<float> energy;
+    std::vector<float> force;
+};
+
 // Sets the batch, evaluates and leaves the gradients in the ensembles.
-NetworkLoss evaluate(BatchFixture& fixture, const Case& c, NetworkPass& pass,
-                     BatchLayout::Cut cut = BatchLayout::Cut::geometries) {
-    NetworkLoss loss;
+Losses evaluate(BatchFixture& fixture, const Case& c, NetworkPass& pass,
+                BatchLayout::Cut cut = BatchLayout::Cut::geometries) {
+    std::vector<LossTerm> terms = termsOf(c);
     fixture.clearGrads();
     pass.setBatch(fixture.view(), cut);
-    pass.evaluateLoss(settingsOf(c), fixture.ensembles, loss);
-    return loss;
+    pass.evaluateLoss(terms, c.forceGradient, fixture.ensembles);
+    return Losses(terms);
 }
 
-void expectTwinsLossAndGrads(BatchFixture& fixture, const Case& c, const NetworkLoss& loss) {
+void expectTwinsLossAndGrads(BatchFixture& fixture, const Case& c, const Losses& loss) {
     for (int m = 0; m < usualShape.numModels; ++m) {
         EnergyTwin twin(fixture.view(), m);
         const LossTwin lossTwin = twinOf(c);
@@ -92,7 +106,7 @@ void expectTwinsLossAndGrads(BatchFixture& fixture, const Case& c, const Network
         const double energyLoss = twin.energyLossOf(lossTwin);
         const double forceLoss = twin.forceLossOf(lossTwin);
 
-        EXPECT_LE(std::abs(static_cast<double>(loss.output[static_cast<std::size_t>(m)]) - energyLoss),
+        EXPECT_LE(std::abs(static_cast<double>(loss.energy[static_cast<std::size_t>(m)]) - energyLoss),
                   2.0e-6 * energyLoss);
         EXPECT_LE(std::abs(static_cast<double>(loss.force[static_cast<std::size_t>(m)]) - forceLoss),
                   2.0e-6 * forceLoss);
@@ -170,7 +184,7 @@ TEST(NetworkPass, LossesAndGradientsAreThoseOfTheTwin) {
                 SCOPED_TRACE(nameOf(c) << ", elements " << numElems << ", threads " << numThreads);
                 NetworkPass pass;
 
-                const NetworkLoss loss = evaluate(fixture, c, pass);
+                const Losses loss = evaluate(fixture, c, pass);
 
                 expectTwinsLossAndGrads(fixture, c, loss);
                 EXPECT_LE(worstError(pass.obtainOutputs(), meanEnergies(fixture)), 1.0e-6);
@@ -188,7 +202,7 @@ TEST(NetworkPass, LossesAndGradientsAreThoseOfTheTwinForAllActivations) {
         BatchFixture fixture({3, 3, 9, activation}, 2, someSizes);
         NetworkPass pass;
 
-        const NetworkLoss loss = evaluate(fixture, {}, pass);
+        const Losses loss = evaluate(fixture, {}, pass);
 
         expectTwinsLossAndGrads(fixture, {}, loss);
     }
@@ -204,7 +218,7 @@ TEST(NetworkPass, TakesLargeBatchesInManyTiles) {
     BatchFixture fixture(usualShape, 2, sizes);
     NetworkPass pass;
 
-    const NetworkLoss loss = evaluate(fixture, {}, pass);
+    const Losses loss = evaluate(fixture, {}, pass);
 
     EXPECT_GT(pass.getLayout().getTiles().size(), 2U);
     expectTwinsLossAndGrads(fixture, {}, loss);
@@ -220,7 +234,7 @@ TEST(NetworkPass, CanBeUsedForOneBatchAfterAnother) {
     evaluate(many, {}, pass);
     pass.clearBatch();
 
-    const NetworkLoss loss = evaluate(few, {}, pass);
+    const Losses loss = evaluate(few, {}, pass);
 
     expectTwinsLossAndGrads(few, {}, loss);
     pass.clearBatch();
@@ -230,13 +244,14 @@ TEST(NetworkPass, CanBeUsedForOneBatchAfterAnother) {
 TEST(NetworkPass, GradientsAccumulateUntilTheyAreCleared) {
     BatchFixture fixture(usualShape, 2, someSizes);
     NetworkPass pass;
-    NetworkLoss loss = evaluate(fixture, {}, pass);
+    evaluate(fixture, {}, pass);
     std::vector<double> doubled = test::toDouble(fixture.gradsOf(1, 2));
     for (double& value : doubled) {
         value *= 2.0;
     }
 
-    pass.evaluateLoss(settingsOf({}), fixture.ensembles, loss);
+    std::vector<LossTerm> terms = termsOf({});
+    pass.evaluateLoss(terms, ForceGradient::exact, fixture.ensembles);
 
     EXPECT_LE(worstError(fixture.gradsOf(1, 2), doubled), 1.0e-6);
 }
@@ -245,14 +260,14 @@ TEST(NetworkPass, IsTheSameFromRunToRun) {
     const ThreadCount threads(3);
     BatchFixture fixture(usualShape, 2, someSizes);
     NetworkPass pass;
-    const NetworkLoss first = evaluate(fixture, {}, pass);
+    const Losses first = evaluate(fixture, {}, pass);
     const std::vector<float> firstGrads = fixture.gradsOf(1, 1);
     for (int run = 0; run < 20; ++run) {
         NetworkPass again;
 
-        const NetworkLoss loss = evaluate(fixture, {}, again);
+        const Losses loss = evaluate(fixture, {}, again);
 
-        EXPECT_EQ(loss.output, first.output);
+        EXPECT_EQ(loss.energy, first.energy);
         EXPECT_EQ(loss.force, first.force);
         EXPECT_EQ(fixture.gradsOf(1, 1), firstGrads);
     }
@@ -295,7 +310,7 @@ TEST(NetworkPass, EvaluatesEnergiesAndForcesWithoutLosses) {
 
             stepwise.goForward();
             stepwise.goBackwardOnForce();
-            atOnce.evaluate(true);
+            atOnce.evaluate(onlyForces);
 
             for (const NetworkPass* const pass : {&stepwise, &atOnce}) {
                 EXPECT_LE(worstError(pass->obtainOutputs(), meanEnergies(fixture)), 1.0e-6);
@@ -310,7 +325,7 @@ TEST(NetworkPass, EvaluatesEnergiesAlone) {
     NetworkPass pass;
     pass.setBatch(fixture.view(), BatchLayout::Cut::geometries);
 
-    pass.evaluate(false);
+    pass.evaluate({});
 
     EXPECT_LE(worstError(pass.obtainOutputs(), meanEnergies(fixture)), 1.0e-6);
     for (const float force : pass.obtainForces()) {
@@ -333,7 +348,7 @@ TEST(NetworkPass, CutsOneGeometryAmongThreads) {
     for (int run = 0; run < 100; ++run) {
         stepwise.goForward();
         stepwise.goBackwardOnForce();
-        atOnce.evaluate(true);
+        atOnce.evaluate(onlyForces);
 
         for (const NetworkPass* const pass : {&stepwise, &atOnce}) {
             ASSERT_LE(worstError(pass->obtainOutputs(), energies), 1.0e-6);
@@ -346,7 +361,7 @@ TEST(NetworkPass, SkipsElementsWithoutAtoms) {
     BatchFixture fixture(usualShape, 3, someSizes, 2);
     NetworkPass pass;
 
-    const NetworkLoss loss = evaluate(fixture, {}, pass);
+    const Losses loss = evaluate(fixture, {}, pass);
 
     expectTwinsLossAndGrads(fixture, {}, loss);
     for (const float value : fixture.gradsOf(2, 0)) {
@@ -365,7 +380,7 @@ TEST(NetworkPass, TakesLoneAtomsWithAndWithoutImages) {
         SCOPED_TRACE(nameOf(c));
         NetworkPass pass;
 
-        const NetworkLoss loss = evaluate(fixture, c, pass);
+        const Losses loss = evaluate(fixture, c, pass);
 
         expectTwinsLossAndGrads(fixture, c, loss);
         if (c.withForce) {
@@ -381,13 +396,13 @@ TEST(NetworkPass, WeighsTheTotalEnergyWithTheFirstScale) {
     fixture.add(test::makeLoneAtom(1, 20.0f, 3.6f));
     NetworkPass pass;
 
-    const NetworkLoss loss = evaluate(fixture, {true, false, ForceGradient::none, true, false}, pass);
+    const Losses loss = evaluate(fixture, {true, false, ForceGradient::none, true, false}, pass);
 
     double want = 0.0;
     for (const float energy : pass.obtainOutputs()) {
         want += 1.3 / 2.0 * std::pow(static_cast<double>(energy) - 0.75, 2);
     }
-    EXPECT_LE(std::abs(static_cast<double>(loss.output.front()) - want), 1.0e-6 * want);
+    EXPECT_LE(std::abs(static_cast<double>(loss.energy.front()) - want), 1.0e-6 * want);
 }
 
 TEST(NetworkPass, TooSmallRootsDriveNothing) {
@@ -395,23 +410,25 @@ TEST(NetworkPass, TooSmallRootsDriveNothing) {
     const std::vector<float> tinyScale{1.0e-14f};
     const std::vector<float> largerScale{1.0e-10f};
     NetworkPass pass;
-    NetworkLoss loss;
     pass.setBatch(fixture.view(), BatchLayout::Cut::geometries);
     for (const auto gradient : {ForceGradient::approximate, ForceGradient::exact}) {
         fixture.clearGrads();
-        pass.evaluateLoss({tinyScale, tinyScale, gradient, false, true}, fixture.ensembles, loss);
+        std::vector<LossTerm> tiny{{atomicEnergy(), tinyScale, true}, {atomicForce(), tinyScale, true}};
+        pass.evaluateLoss(tiny, gradient, fixture.ensembles);
 
-        EXPECT_GT(loss.output.front(), 0.0f);
-        EXPECT_LE(loss.output.front(), 1.0e-6f);
+        const Losses loss(tiny);
+        EXPECT_GT(loss.energy.front(), 0.0f);
+        EXPECT_LE(loss.energy.front(), 1.0e-6f);
         EXPECT_GT(loss.force.front(), 0.0f);
         EXPECT_LE(loss.force.front(), 1.0e-6f);
         for (const float value : fixture.gradsOf(0, 0)) {
             EXPECT_EQ(value, 0.0f);
         }
 
-        pass.evaluateLoss({largerScale, largerScale, gradient, false, true}, fixture.ensembles, loss);
+        std::vector<LossTerm> larger{{atomicEnergy(), largerScale, true}, {atomicForce(), largerScale, true}};
+        pass.evaluateLoss(larger, gradient, fixture.ensembles);
 
-        EXPECT_GT(loss.output.front(), 1.0e-6f);
+        EXPECT_GT(larger[0].getLoss().front(), 1.0e-6f);
         EXPECT_GT(std::abs(fixture.gradsOf(0, 0).front()), 0.0f);
     }
 }
@@ -422,11 +439,11 @@ TEST(NetworkPass, TakesTheRootOfEachTermByItself) {
     const std::vector<float> tinyScale{1.0e-14f};
     const std::vector<float> usualScale{0.7f};
     NetworkPass pass;
-    NetworkLoss loss;
     pass.setBatch(fixture.view(), BatchLayout::Cut::geometries);
     fixture.clearGrads();
 
-    pass.evaluateLoss({tinyScale, usualScale, ForceGradient::exact, false, true}, fixture.ensembles, loss);
+    std::vector<LossTerm> terms{{atomicEnergy(), tinyScale, true}, {atomicForce(), usualScale, true}};
+    pass.evaluateLoss(terms, ForceGradient::exact, fixture.ensembles);
 
     EnergyTwin twin(fixture.view(), 0);
     twin.addLossGrads({{1.0e-14}, {0.7}, false, true, true});
@@ -437,9 +454,9 @@ TEST(NetworkPass, PerfectTargetsGiveNoGradient) {
     BatchFixture fixture({1, 2, 7, 5}, 2, someSizes);
     NetworkPass pass;
     pass.setBatch(fixture.view(), BatchLayout::Cut::geometries);
-    NetworkLoss loss;
+    std::vector<LossTerm> terms = termsOf({});
     fixture.clearGrads();
-    pass.evaluateLoss(settingsOf({}), fixture.ensembles, loss);
+    pass.evaluateLoss(terms, ForceGradient::exact, fixture.ensembles);
     for (std::size_t g = 0; g < someSizes.size(); ++g) {
         Geometry& geometry = fixture.geometryOf(g);
         const std::size_t start = pass.getLayout().getGeometryStart()[g];
@@ -452,10 +469,11 @@ TEST(NetworkPass, PerfectTargetsGiveNoGradient) {
     for (const bool sqrtLoss : {false, true}) {
         fixture.clearGrads();
 
-        pass.evaluateLoss({energyScales, forceScales, ForceGradient::exact, false, sqrtLoss},
-                          fixture.ensembles, loss);
+        terms = termsOf({.sqrtLoss = sqrtLoss});
+        pass.evaluateLoss(terms, ForceGradient::exact, fixture.ensembles);
 
-        EXPECT_EQ(loss.output.front(), 0.0f);
+        const Losses loss(terms);
+        EXPECT_EQ(loss.energy.front(), 0.0f);
         EXPECT_EQ(loss.force.front(), 0.0f);
         for (const float value : fixture.gradsOf(1, 0)) {
             EXPECT_EQ(value, 0.0f);

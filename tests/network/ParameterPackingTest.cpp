@@ -1,4 +1,5 @@
 #include "network/ParameterPacking.hpp"
+#include "network/LossTerms.hpp"
 
 #include "network/ArchFixture.hpp"
 #include "network/Numbers.hpp"
@@ -75,7 +76,9 @@ TEST(ParameterPacking, PacksGradientsInOrder) {
     arch->setEnergyModeScheme(3, true);
     arch->setGeometries(std::span<const int>(std::array{0, 1}));
     arch->clearWeightGrads();
-    arch->evaluateEnergyLoss(std::array{1.0f, 1.0f}, std::array{1.0f, 1.0f});
+    std::vector<LossTerm> terms =
+        test::makeEnergyTerms(fixture.property, std::array{1.0f, 1.0f}, std::array{1.0f, 1.0f});
+    arch->evaluateLoss(NetworkTarget::energy, terms);
     std::vector<float> x(getTotalDataSize(*arch));
 
     convertToTotalData(*arch, x, true);
@@ -92,11 +95,13 @@ TEST(ParameterPacking, GradientIsTheSlopeOfTheLoss) {
     arch->setGeometries(std::span<const int>(std::array{0, 1, 2}));
     std::vector<float> x(getTotalDataSize(*arch));
     convertToTotalData(*arch, x, false);
+    std::vector<LossTerm> terms =
+        test::makeEnergyTerms(fixture.property, std::array{1.0f, 1.0f}, std::array{1.0f, 1.0f});
     const auto lossAt = [&](const std::vector<float>& point) {
         convertFromTotalData(*arch, point);
         arch->clearWeightGrads();
-        arch->evaluateEnergyLoss(std::array{1.0f, 1.0f}, std::array{1.0f, 1.0f});
-        return static_cast<double>(arch->getLossEnergy()[0]) + static_cast<double>(arch->getLossForce()[0]);
+        arch->evaluateLoss(NetworkTarget::energy, terms);
+        return static_cast<double>(terms[0].getLoss()[0]) + static_cast<double>(terms[1].getLoss()[0]);
     };
     lossAt(x);
     std::vector<float> grads(x.size());

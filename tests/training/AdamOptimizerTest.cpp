@@ -144,12 +144,12 @@ TEST_F(Adam, DirectBatchesGiveTheWeightsOfStoredOnes) {
         if (!direct) {
             registerInCore();
         }
-        const float scale[] = {1.0f};
+        std::vector<LossTerm> terms{{totalEnergy(), {1.0f}, false}};
         session.arch->setEnergyModeScheme(EnergyModeScheme::onlyEnergy, true);
         // Every draw of the batches' own shuffles comes after the list of the epoch has been shuffled.
         task.onEvaluation = [&] {
             session.arch->clearWeightGrads();
-            session.arch->evaluateEnergyLoss(scale, {});
+            session.arch->evaluateLoss(NetworkTarget::energy, terms);
         };
         for (unsigned epoch = 0; epoch < 4; ++epoch) {
             sharedRandom().seed(100 + epoch);

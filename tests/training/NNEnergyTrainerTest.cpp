@@ -111,14 +111,14 @@ TEST_F(EnergyTrainer, TheRootKeepsALossThatIsNotANumber) {
     arch.setGeometries(std::vector<int>{0, 1});
     arch.setEnergyModeScheme(EnergyModeScheme::exactForce, true);
     arch.getEnergyEnsembles()[0].getInterLayers()[0].weightOf(0)[0] = std::numeric_limits<float>::quiet_NaN();
-    const float scale[] = {1.0f};
+    std::vector<LossTerm> terms{{atomicEnergy(), {1.0f}, true}, {atomicForce(), {1.0f}, true}};
 
-    arch.evaluateEnergyLoss(scale, scale);
+    arch.evaluateLoss(NetworkTarget::energy, terms);
 
-    EXPECT_TRUE(std::isnan(arch.getLossEnergy()[0]));
-    EXPECT_TRUE(std::isnan(arch.getLossForce()[0]));
-    EXPECT_GT(arch.getLossEnergy()[1], 0.0f);
-    EXPECT_GT(arch.getLossForce()[1], 0.0f);
+    for (const LossTerm& term : terms) {
+        EXPECT_TRUE(std::isnan(term.getLoss()[0]));
+        EXPECT_GT(term.getLoss()[1], 0.0f);
+    }
 }
 
 TEST_F(EnergyTrainer, SumsTheLossesOfTheModels) {

@@ -56,7 +56,7 @@ private:
             session.hasEpoch = isEpochMade;
         }
     }
-    void setLossScales() override {}
+    std::vector<LossTerm> makeLossTerms() const override { return {}; }
     int archModeOfTrainer() const override { return NNArch::onlyEnergy; }
     bool needsDerivatives() const override { return false; }
     bool evaluateTraining() override {
