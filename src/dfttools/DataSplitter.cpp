@@ -7,7 +7,7 @@
 #include "base/RandomSource.hpp"
 #include "base/Reporting.hpp"
 #include "base/TextCopier.hpp"
-#include "dfttools/RecordText.hpp"
+#include "structure/io/RecordText.hpp"
 
 #include <algorithm>
 #include <array>

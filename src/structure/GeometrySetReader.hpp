@@ -2,7 +2,7 @@
 
 #include "structure/ElementTable.hpp"
 #include "structure/Geometry.hpp"
-#include "structure/GeometryFile.hpp"
+#include "structure/io/GeometryFile.hpp"
 
 #include <memory>
 #include <optional>

@@ -2,7 +2,7 @@
 
 #include "base/RandomSource.hpp"
 #include "base/Reporting.hpp"
-#include "dfttools/RecordText.hpp"
+#include "structure/io/RecordText.hpp"
 #include "support/FileSizeLimit.hpp"
 #include "support/KilledChild.hpp"
 #include "support/StopCatcher.hpp"

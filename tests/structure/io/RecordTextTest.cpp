@@ -1,4 +1,4 @@
-#include "dfttools/RecordText.hpp"
+#include "structure/io/RecordText.hpp"
 
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"

@@ -1,4 +1,4 @@
-#include "structure/GeometryFile.hpp"
+#include "structure/io/GeometryFile.hpp"
 
 #include "base/FieldScanner.hpp"
 #include "base/ReplacementJournal.hpp"

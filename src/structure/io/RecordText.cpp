@@ -1,4 +1,4 @@
-#include "dfttools/RecordText.hpp"
+#include "structure/io/RecordText.hpp"
 
 #include "base/FieldScanner.hpp"
 #include "base/LineReader.hpp"
