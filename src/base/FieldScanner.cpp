@@ -1,5 +1,6 @@
 #include "base/FieldScanner.hpp"
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
@@ -49,6 +50,10 @@ bool FieldScanner::readLong(long long& value) {
 
 bool FieldScanner::readFloat(float& value) {
     return readNumber(std::strtof, value);
+}
+
+bool FieldScanner::readFloats(std::span<float> values) {
+    return std::ranges::all_of(values, [this](float& value) { return readFloat(value); });
 }
 
 bool FieldScanner::readDouble(double& value) {

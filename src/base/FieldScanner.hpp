@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -18,6 +19,7 @@ public:
     bool readLong(long long& value); // a whole number of any length; one beyond 64 bits becomes the nearest
     bool readFloat(float& value);    // NaN and infinities are read as such; too large a number is an infinity
     bool readDouble(double& value);  // the same
+    bool readFloats(std::span<float> values);
     bool readWord(std::string& word);
 
 private:

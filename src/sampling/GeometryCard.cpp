@@ -4,20 +4,17 @@
 #include "base/Reporting.hpp"
 #include "sampling/MetropolisInput.hpp"
 #include "structure/GeometrySet.hpp"
-#include "structure/Units.hpp"
+#include "structure/io/DataFile.hpp"
 
 #include <algorithm>
-#include <cmath>
 #include <span>
 
 namespace melta {
 namespace {
 
 bool readVector(FieldScanner& fields, std::span<float> vector) {
-    return std::ranges::all_of(vector, [&fields](float& component) {
-        // The cell and the atoms go on in Bohr, where the numbers are larger.
-        return fields.readFloat(component) && std::isfinite(component / units::bohr);
-    });
+    // The cell and the atoms go on in a data file.
+    return fields.readFloats(vector) && std::ranges::all_of(vector, isWritableLength);
 }
 
 class CardReader {

@@ -8,6 +8,7 @@
 #include "structure/FarEnergies.hpp"
 #include "structure/GeometrySetReader.hpp"
 #include "structure/NeighborSearch.hpp"
+#include "structure/io/StructureFormats.hpp"
 
 #include <algorithm>
 #include <numeric>
@@ -24,7 +25,8 @@ void GeometrySet::readFirstGeometry(const std::string& ofFile, bool withCharge) 
 
 void GeometrySet::readFile(const std::string& ofFile, bool withCharge, bool isFirstOnly) {
     flushOut();
-    GeometrySetReader reader(*this, ofFile, withCharge, isFirstOnly);
+    const auto source = openStructures(ofFile, withCharge);
+    GeometrySetReader reader(*this, *source, ofFile, isFirstOnly);
     reader.read();
     reader.moveTo(*this);
     fileName = ofFile;

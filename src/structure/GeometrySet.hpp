@@ -77,7 +77,7 @@ public:
     GeometrySet(GeometrySet&&) = delete;
     GeometrySet& operator=(GeometrySet&&) = delete;
 
-    // Reads all geometries of a data file (format: GeometryFile.hpp, failures: GeometrySetReader.hpp) and
+    // Reads all geometries of a file (formats: StructureFormats.hpp, failures: GeometrySetReader.hpp) and
     // refuses those with a larger force than maxForce. `withCharge`: the share carried by the charges is
     // taken out of energies and forces.
     void readGeometrySet(const std::string& ofFile, bool withCharge);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -247,6 +248,18 @@ TEST(FieldScannerTest, longWordsAreReadWhole) {
     EXPECT_TRUE(FieldScanner(text).readWord(word));
 
     EXPECT_EQ(word, text);
+}
+
+TEST(FieldScannerTest, ReadsAllFloatsOrFails) {
+    const std::string text = "1 2.5 -3 x 4";
+    FieldScanner scanner(text);
+    std::array<float, 3> values{};
+    std::array<float, 1> more{};
+
+    EXPECT_TRUE(scanner.readFloats(values));
+    EXPECT_EQ(values, (std::array<float, 3>{1.0f, 2.5f, -3.0f}));
+    EXPECT_FALSE(scanner.readFloats(more));
+    EXPECT_FALSE(scanner.readFloats(more));
 }
 
 } // namespace

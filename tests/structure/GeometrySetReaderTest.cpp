@@ -305,6 +305,11 @@ TEST_F(GeometryReading, ChecksAnAtomBeforeItsElement) {
               "NaN at the 0 -th atom of the 0 -th geometry: FILE");
 }
 
+TEST_F(GeometryReading, ChecksAnElementBeforeTheNextAtom) {
+    EXPECT_EQ(stopOf("2 0 -1\n" + cubicCell() + atomLine("Xyz", plainFields()) + "broken\n"),
+              "cannot resolve the atomic number of the element: Xyz");
+}
+
 TEST_F(GeometryReading, RefusesLongLabelsOfNewKinds) {
     const std::string longest = "Fe_" + std::string(300, 'a');
 

@@ -4,6 +4,7 @@
 #include "base/LineReader.hpp"
 #include "base/ReplacementJournal.hpp"
 #include "base/Reporting.hpp"
+#include "structure/io/StructureFaults.hpp"
 
 #include <cstdint>
 #include <filesystem>
@@ -65,20 +66,14 @@ void RecordText::cutRecords(const std::string& fileName) {
         if (numRecords() == std::numeric_limits<int>::max() - 1) {
             stopWithMessage("too much geometries: %s", fileName.c_str());
         }
-        if (numAtoms < 1) {
-            stopWithMessage("#atoms of the %d -th geometry is not positive: %s", numRecords(),
-                            fileName.c_str());
-        }
-        if (numAtoms > std::numeric_limits<int>::max()) {
-            stopWithMessage("too large #atoms of the %d -th geometry: %s", numRecords(), fileName.c_str());
-        }
+        const int atomsOfRecord = requireNumAtoms(numAtoms, numRecords(), fileName);
         passLine();
         for (int vector = 1; vector <= 3; ++vector) {
             if (!passLine()) {
                 stopWithMessage("cannot read lattice #%d: %s", vector, fileName.c_str());
             }
         }
-        for (int atom = 0; atom < numAtoms; ++atom) {
+        for (int atom = 0; atom < atomsOfRecord; ++atom) {
             if (!passLine()) {
                 stopWithMessage("cannot read atom #%d: %s", atom + 1, fileName.c_str());
             }

@@ -9,7 +9,7 @@ namespace melta {
 
 // The text of a data file, cut into records and otherwise left alone: no number is converted, and line ends
 // stay as they are. A record is one geometry: a line that begins with the number of atoms, three lines of the
-// lattice, and a line for each atom. Lines may be of any length.
+// lattice, and a line for each atom (DataFile.hpp). Lines may be of any length.
 //
 // Beside the text itself only one position for each record is kept.
 class RecordText {

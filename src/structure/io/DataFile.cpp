@@ -1,0 +1,187 @@
+#include "structure/io/DataFile.hpp"
+
+#include "base/FieldScanner.hpp"
+#include "base/ReplacementJournal.hpp"
+#include "base/Reporting.hpp"
+#include "structure/Units.hpp"
+#include "structure/io/StructureFaults.hpp"
+#include "structure/io/StructureFormats.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstddef>
+
+namespace melta {
+namespace {
+
+using Vector = std::array<float, 3>;
+
+bool isFinite(std::span<const float> numbers) {
+    return std::ranges::all_of(numbers, [](float number) { return std::isfinite(number); });
+}
+
+float lengthOf(const Vector& v) {
+    return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+}
+
+Vector timesFactor(const Vector& v, float factor) {
+    return {v[0] * factor, v[1] * factor, v[2] * factor};
+}
+
+// After a splitting of the data that a kill has cut short, once that is finished.
+FilePointer openData(const std::string& fileName) {
+    finishReplacement(fileName);
+    return openForReading(fileName);
+}
+
+// Three lengths in Angstrom, in Bohr. The quotient is taken in single precision.
+void writeVector(std::FILE* file, std::span<const float> vector) {
+    std::fprintf(file, "%.8e %.8e %.8e", static_cast<double>(vector[0] / units::bohr),
+                 static_cast<double>(vector[1] / units::bohr), static_cast<double>(vector[2] / units::bohr));
+}
+
+} // namespace
+
+std::unique_ptr<StructureSource> openDataFile(const std::string& fileName, bool withCharge) {
+    return std::make_unique<DataFileReader>(fileName, withCharge);
+}
+
+DataFileReader::DataFileReader(const std::string& name, bool takesCharge)
+    : fileName(name), withCharge(takesCharge), reader(openData(name), name) {
+    if (!reader.isOpen()) {
+        stopWithMessage("cannot open file: %s", fileName.c_str());
+    }
+}
+
+bool DataFileReader::next(Structure& structure, int igeom, const LabelNumbering& numberOf) {
+    if (!readHead(igeom)) {
+        return false;
+    }
+    structure.lattice = readLattice(igeom);
+    structure.hasAtomEnergy = head.hasAtomEnergy;
+    // Collected one by one: the head's number of them is only a claim.
+    structure.atoms.clear();
+    largestForce = 0.0f;
+    for (int iatom = 0; iatom < head.numAtoms; ++iatom) {
+        readAtom(iatom, igeom);
+        addAtom(structure, numberOf(line.label));
+    }
+    structure.energyTotal = head.total * units::rydbergOfTotal;
+    structure.largestForce = largestForce * units::rydbergPerBohr;
+    return true;
+}
+
+bool DataFileReader::readHead(int igeom) {
+    head = Head{};
+    if (!reader.next()) {
+        return false;
+    }
+    FieldScanner fields(reader.line());
+    long long numAtoms = 0;
+    if (!fields.readLong(numAtoms)) {
+        return false;
+    }
+    int flag = 0;
+    double total = 0.0;
+    // A head of two numbers is one of the number of atoms alone: the flag has no meaning without a total.
+    if (fields.readInt(flag) && fields.readDouble(total)) {
+        head.hasAtomEnergy = flag != 0;
+        head.hasTotal = true;
+        head.total = total;
+    }
+    head.numAtoms = requireNumAtoms(numAtoms, igeom, fileName);
+    if (!std::isfinite(head.total)) {
+        stopAtTotal(igeom, fileName);
+    }
+    return true;
+}
+
+std::array<float, 9> DataFileReader::readLattice(int igeom) {
+    std::array<float, 9> lattice{};
+    for (std::size_t row = 0; row < 3; ++row) {
+        const auto vector = std::span(lattice).subspan(3 * row, 3);
+        nextLine();
+        if (!FieldScanner(reader.line()).readFloats(vector)) {
+            stopWithMessage("cannot read lattice of the %d -th geometry: %s", igeom, fileName.c_str());
+        }
+        if (!isFinite(vector)) {
+            stopWithMessage("NaN at the lattice of the %d -th geometry: %s", igeom, fileName.c_str());
+        }
+    }
+    for (float& component : lattice) {
+        component *= units::bohr;
+    }
+    return lattice;
+}
+
+void DataFileReader::readAtom(int iatom, int igeom) {
+    nextLine();
+    FieldScanner fields(reader.line());
+    const bool isComplete = fields.readWord(line.label) && fields.readFloats(line.position) &&
+                            fields.readDouble(line.energy) && fields.readFloats(line.force) &&
+                            fields.readFloat(line.charge) && fields.readDouble(line.coulombEnergy) &&
+                            fields.readFloats(line.coulombForce);
+    if (!isComplete) {
+        stopWithMessage("cannot read the %d -th atom of the %d -th geometry: %s", iatom, igeom,
+                        fileName.c_str());
+    }
+    const bool areFinite = isFinite(line.position) && std::isfinite(line.energy) && isFinite(line.force) &&
+                           std::isfinite(line.charge) && std::isfinite(line.coulombEnergy) &&
+                           isFinite(line.coulombForce);
+    if (!areFinite) {
+        stopAtNumbersOfAtom(iatom, igeom, fileName);
+    }
+}
+
+// The shares are subtracted in the units of the file, and the sums taken there.
+void DataFileReader::addAtom(Structure& structure, int kind) {
+    largestForce = std::max(largestForce, lengthOf(line.force));
+    double energy = line.energy;
+    Vector force = line.force;
+    if (!head.hasTotal) {
+        head.total += energy;
+    }
+    if (withCharge) {
+        energy -= line.coulombEnergy;
+        head.total -= line.coulombEnergy;
+        for (std::size_t c = 0; c < 3; ++c) {
+            force[c] -= line.coulombForce[c];
+        }
+    }
+    structure.atoms.push_back({kind, timesFactor(line.position, units::bohr),
+                               timesFactor(force, units::rydbergPerBohr), energy * units::rydbergOfAtoms,
+                               line.charge});
+}
+
+bool DataFileReader::hasRest() {
+    const auto isBlank = [](unsigned char character) { return std::isspace(character) != 0; };
+    return !std::ranges::all_of(reader.line(), isBlank) || reader.hasMoreText();
+}
+
+void DataFileReader::nextLine() {
+    if (!reader.next()) {
+        stopWithMessage("too less lines: %s", fileName.c_str());
+    }
+}
+
+void writeBareStructure(std::FILE* file, std::span<const float> lattice, std::span<const std::string> labels,
+                        std::span<const float> positions) {
+    std::fprintf(file, "%zu %d %.8e\n", labels.size(), 0, 0.0);
+    for (std::size_t row = 0; row < 3; ++row) {
+        writeVector(file, lattice.subspan(3 * row, 3));
+        std::fputs("\n", file);
+    }
+    for (std::size_t i = 0; i < labels.size(); ++i) {
+        std::fprintf(file, "%s ", labels[i].c_str());
+        writeVector(file, positions.subspan(3 * i, 3));
+        std::fputs(" 0.0 0.0 0.0 0.0 0.0 0.0 0.0 0.0 0.0\n", file);
+    }
+}
+
+bool isWritableLength(float length) {
+    // Bohr is the shorter unit, and its numbers the larger ones.
+    return std::isfinite(length / units::bohr);
+}
+
+} // namespace melta

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <array>
+#include <vector>
+
+namespace melta {
+
+// An atom as a file gives it.
+struct StructureAtom {
+    int kind = 0;                    // number of its element
+    std::array<float, 3> position{}; // Cartesian, Angstrom
+    std::array<float, 3> force{};    // eV/Angstrom
+    double energy = 0.0;             // eV
+    float charge = 0.0f;             // e
+};
+
+// One periodic configuration with its reference data, as a file gives it and in the units of the system:
+// nothing is left out, averaged or shifted. Numbers that leave their range in these units are infinite.
+struct Structure {
+    std::array<float, 9> lattice{}; // [3][3], one cell vector in each row, Angstrom
+    bool hasAtomEnergy = false;     // the atomic energies mean something
+    double energyTotal = 0.0;       // eV
+    float largestForce = 0.0f;      // longest of the full forces, eV/Angstrom; also when a share is taken out
+    std::vector<StructureAtom> atoms;
+};
+
+} // namespace melta

@@ -1,0 +1,141 @@
+#include "structure/io/DataFile.hpp"
+
+#include "base/LineReader.hpp"
+#include "structure/DataFileText.hpp"
+#include "structure/Units.hpp"
+#include "structure/io/StructureFormats.hpp"
+#include "support/StopCatcher.hpp"
+#include "support/TemporaryDirectory.hpp"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+namespace melta {
+namespace {
+
+using test::atomLine;
+using test::blockOf;
+using test::cubicCell;
+using test::plainFields;
+using test::stopMessageOf;
+using test::TemporaryDirectory;
+using test::writeTextFile;
+
+class DataFileTest : public testing::Test {
+protected:
+    DataFileReader open(const std::string& text, bool withCharge = false) {
+        writeTextFile(name, text);
+        return DataFileReader(name, withCharge);
+    }
+
+    // Numbers the labels in the order in which they come.
+    int number(const std::string& label) {
+        labels.push_back(label);
+        return static_cast<int>(labels.size()) + 10;
+    }
+
+    bool readNext(StructureSource& source, int igeom = 0) {
+        return source.next(structure, igeom, [this](const std::string& label) { return number(label); });
+    }
+
+    TemporaryDirectory directory;
+    std::string name = directory.file("melta.train");
+    std::vector<std::string> labels;
+    Structure structure;
+};
+
+TEST_F(DataFileTest, GivesWhatTheFileHasInOurUnits) {
+    DataFileReader reader =
+        open("2 0 -2.5\n" + cubicCell() + atomLine("Fe_1", plainFields()) + atomLine("12", plainFields()));
+
+    ASSERT_TRUE(readNext(reader));
+
+    EXPECT_EQ(labels, (std::vector<std::string>{"Fe_1", "12"}));
+    EXPECT_FALSE(structure.hasAtomEnergy);
+    EXPECT_EQ(structure.energyTotal, -2.5 * units::rydbergOfTotal);
+    EXPECT_EQ(structure.lattice[4], 10.0f * units::bohr);
+    ASSERT_EQ(structure.atoms.size(), 2U);
+    const StructureAtom& atom = structure.atoms[1];
+    EXPECT_EQ(atom.kind, 12);
+    EXPECT_EQ(atom.position[1], 2.0f * units::bohr);
+    EXPECT_EQ(atom.force[2], -0.3f * units::rydbergPerBohr);
+    EXPECT_EQ(atom.energy, -0.5 * units::rydbergOfAtoms);
+    EXPECT_EQ(atom.charge, 0.25f);
+}
+
+TEST_F(DataFileTest, MeasuresTheFullForce) {
+    DataFileReader reader = open("1 0 -1\n" + cubicCell() + "H 0 0 0 0 0.3 0 -0.4 0 0 0.3 0 -0.4\n", true);
+
+    ASSERT_TRUE(readNext(reader));
+
+    EXPECT_EQ(structure.atoms[0].force, (std::array<float, 3>{}));
+    EXPECT_FLOAT_EQ(structure.largestForce, 0.5f * units::rydbergPerBohr);
+}
+
+TEST_F(DataFileTest, ForgetsTheStructureBefore) {
+    DataFileReader reader =
+        open(blockOf("0 -1", {"H", "O"}) + "1\n" + cubicCell() + "H 0 0 0 0 0 0 0 0 0 0 0 0\n");
+
+    ASSERT_TRUE(readNext(reader));
+    ASSERT_TRUE(readNext(reader, 1));
+
+    EXPECT_EQ(structure.atoms.size(), 1U);
+    EXPECT_TRUE(structure.hasAtomEnergy);
+    EXPECT_EQ(structure.energyTotal, 0.0);
+    EXPECT_EQ(structure.largestForce, 0.0f);
+    EXPECT_FALSE(readNext(reader, 2));
+    EXPECT_FALSE(reader.hasRest());
+}
+
+TEST_F(DataFileTest, NamesTheStructureAsTold) {
+    DataFileReader reader = open("0\n");
+
+    EXPECT_EQ(stopMessageOf([&] { (void)readNext(reader, 7); }),
+              "#atoms of the 7 -th geometry is not positive: " + name);
+}
+
+TEST_F(DataFileTest, ReadsWhatItHasWritten) {
+    const std::array<float, 9> lattice{4, 0, 0.5f, 0, 5, 0, -0.25f, 0, 6};
+    const std::array<float, 6> positions{7, 7.1f, 1.3f, -0.1f, 0, 7.25f};
+    {
+        FilePointer file = openForWriting(name);
+        writeBareStructure(file.get(), lattice, std::array<std::string, 2>{"O", "Si"}, positions);
+        closeWritten(std::move(file), name);
+    }
+    DataFileReader reader(name, false);
+
+    ASSERT_TRUE(readNext(reader));
+
+    EXPECT_EQ(labels, (std::vector<std::string>{"O", "Si"}));
+    EXPECT_FALSE(structure.hasAtomEnergy);
+    EXPECT_EQ(structure.energyTotal, 0.0);
+    for (std::size_t i = 0; i < lattice.size(); ++i) {
+        EXPECT_EQ(structure.lattice[i], lattice[i] / units::bohr * units::bohr) << i;
+    }
+    ASSERT_EQ(structure.atoms.size(), 2U);
+    for (std::size_t i = 0; i < positions.size(); ++i) {
+        EXPECT_EQ(structure.atoms[i / 3].position[i % 3], positions[i] / units::bohr * units::bohr) << i;
+    }
+    EXPECT_FALSE(readNext(reader, 1));
+}
+
+TEST_F(DataFileTest, TellsWhichLengthsItHolds) {
+    EXPECT_TRUE(isWritableLength(-1.5e38f));
+    EXPECT_FALSE(isWritableLength(2.0e38f)); // finite in Angstrom only
+    EXPECT_FALSE(isWritableLength(std::numeric_limits<float>::quiet_NaN()));
+}
+
+TEST_F(DataFileTest, IsTheFormatOfFilesOfAnyName) {
+    for (const char* other : {"melta.test", "data", ".metropolis.geom"}) {
+        writeTextFile(directory.file(other), blockOf("0 -1", {"H"}));
+        const auto source = openStructures(directory.file(other), false);
+
+        EXPECT_TRUE(readNext(*source)) << other;
+    }
+    EXPECT_EQ(stopMessageOf([&] { (void)openStructures(directory.file("none"), false); }),
+              "cannot open file: " + directory.file("none"));
+}
+
+} // namespace
+} // namespace melta
