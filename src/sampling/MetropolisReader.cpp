@@ -7,6 +7,7 @@
 #include "sampling/MetropolisState.hpp"
 #include "sampling/NetworkElements.hpp"
 #include "sampling/SwappingCard.hpp"
+#include "symmfunc/DistributionFile.hpp"
 
 #include <utility>
 

@@ -4,7 +4,7 @@
 #include "base/ProgressBar.hpp"
 #include "base/Reporting.hpp"
 #include "structure/GeometrySet.hpp"
-#include "symmfunc/DistributionReader.hpp"
+#include "symmfunc/DistributionFile.hpp"
 #include "symmfunc/SymmFunc.hpp"
 
 #include <algorithm>
@@ -130,21 +130,14 @@ void SymmFuncDistribution::writeDistribution(const std::string& fileName,
 }
 
 void SymmFuncDistribution::printDistribution(std::FILE* stream, const GeometrySet& geometrySet) const {
-    std::fprintf(stream, "%d %d %d\n", numElems, numDists, numBasis);
+    DistributionHead head;
+    head.numDists = numDists;
+    head.numBasis = numBasis;
     for (int e = 0; e < numElems; ++e) {
         const auto element = static_cast<std::size_t>(e);
-        std::fprintf(stream, "%s %.8e %.8e\n", geometrySet.getElementName(e).c_str(),
-                     static_cast<double>(symmStep[element]), static_cast<double>(symmStart[element]));
+        head.elements.push_back({geometrySet.getElementName(e), symmStep[element], symmStart[element]});
     }
-    const auto rowLength = static_cast<std::size_t>(numBasis);
-    for (const auto& counts : distributions) {
-        for (std::size_t i = 0; i < counts.size(); ++i) {
-            std::fprintf(stream, " %d", counts[i]);
-            if ((i + 1) % rowLength == 0) {
-                std::fputc('\n', stream);
-            }
-        }
-    }
+    writeDistributionText(stream, head, distributions);
 }
 
 void SymmFuncDistribution::readDistribution(const std::string& fileName, const GeometrySet* geometrySet) {

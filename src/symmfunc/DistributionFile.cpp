@@ -1,4 +1,4 @@
-#include "symmfunc/DistributionReader.hpp"
+#include "symmfunc/DistributionFile.hpp"
 
 #include "base/FieldScanner.hpp"
 #include "base/Reporting.hpp"
@@ -8,6 +8,31 @@
 #include <charconv>
 
 namespace melta {
+namespace {
+
+int readNumElements(LineReader& reader, const std::string& fileName) {
+    if (!reader.next()) {
+        stopWithMessage("cannot read #elements: %s", fileName.c_str());
+    }
+    int count = 0;
+    if (!FieldScanner(reader.line()).readInt(count) || count < 1) {
+        stopWithMessage("incorrect #elements: %s", fileName.c_str());
+    }
+    return count;
+}
+
+std::string readName(LineReader& reader, const std::string& fileName) {
+    if (!reader.next()) {
+        stopWithMessage("cannot read name of element: %s", fileName.c_str());
+    }
+    std::string name;
+    if (!FieldScanner(reader.line()).readWord(name) || name.size() > GeometrySet::maxLabelLength) {
+        stopWithMessage("incorrect name of element: %s", fileName.c_str());
+    }
+    return name;
+}
+
+} // namespace
 
 DistributionReader::DistributionReader(const std::string& name) : fileName(name), reader(name) {
     if (!reader.isOpen()) {
@@ -104,6 +129,37 @@ bool DistributionReader::readCount(std::int32_t& count) {
     const auto [next, error] = std::from_chars(position, end, count);
     position = next;
     return error == std::errc();
+}
+
+void writeDistributionText(std::FILE* stream, const DistributionHead& head,
+                           std::span<const std::vector<std::int32_t>> counts) {
+    std::fprintf(stream, "%zu %d %d\n", head.elements.size(), head.numDists, head.numBasis);
+    for (const DistributionElement& element : head.elements) {
+        std::fprintf(stream, "%s %.8e %.8e\n", element.name.c_str(), static_cast<double>(element.step),
+                     static_cast<double>(element.start));
+    }
+    const auto rowLength = static_cast<std::size_t>(head.numBasis);
+    for (const std::vector<std::int32_t>& ofElement : counts) {
+        for (std::size_t i = 0; i < ofElement.size(); ++i) {
+            std::fprintf(stream, " %d", ofElement[i]);
+            if ((i + 1) % rowLength == 0) {
+                std::fputc('\n', stream);
+            }
+        }
+    }
+}
+
+std::vector<std::string> readNetworkElements(const std::string& fileName) {
+    LineReader reader(fileName);
+    if (!reader.isOpen()) {
+        stopWithMessage("cannot open file: %s", fileName.c_str());
+    }
+    const int numElems = readNumElements(reader, fileName);
+    std::vector<std::string> names;
+    for (int e = 0; e < numElems; ++e) {
+        names.push_back(readName(reader, fileName));
+    }
+    return names;
 }
 
 } // namespace melta

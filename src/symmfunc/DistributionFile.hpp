@@ -1,10 +1,17 @@
+// The format of files of symmetry-function distributions:
+//
+//     <elements> <bins> <functions>
+//     <name> <step> <start>            for each element
+//      <count> <count> ...             for each element a line for each bin, with a count for each function
 #pragma once
 
 #include "base/LineReader.hpp"
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <limits>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -26,14 +33,8 @@ struct DistributionHead {
     std::vector<DistributionElement> elements;
 };
 
-// Takes a file of symmetry-function distributions apart:
-//
-//     <elements> <bins> <functions>
-//     <name> <step> <start>            for each element
-//      <count> <count> ...             for each element a line for each bin, with a count for each function
-//
-// Memory grows with what is really read, never with what the first line promises. Stops with the messages
-// that the functions name; "%s" is the file, unless said otherwise.
+// Takes such a file apart. Memory grows with what is really read, never with what the first line promises.
+// Stops with the messages that the functions name; "%s" is the file, unless said otherwise.
 class DistributionReader {
 public:
     static constexpr std::size_t unknown = std::numeric_limits<std::size_t>::max();
@@ -65,5 +66,15 @@ private:
     const char* position = nullptr; // where the counts go on within the present line
     const char* end = nullptr;      // end of that line
 };
+
+// Writes such a file. `counts` [elements][numDists * numBasis]. Failures show at the stream.
+void writeDistributionText(std::FILE* stream, const DistributionHead& head,
+                           std::span<const std::vector<std::int32_t>> counts);
+
+// The names of the elements alone, which are those that the network beside the file was trained on. "%s" is
+// the file. Stops with "cannot open file: %s", "cannot read #elements: %s", "incorrect #elements: %s",
+// "cannot read name of element: %s", "incorrect name of element: %s" for a blank line and for a name of more
+// than 8 characters.
+[[nodiscard]] std::vector<std::string> readNetworkElements(const std::string& fileName);
 
 } // namespace melta
