@@ -1,5 +1,6 @@
 #include "training/TrainingPlan.hpp"
 
+#include "base/ProcessGuard.hpp"
 #include "base/Reporting.hpp"
 #include "config/SymmFuncKind.hpp"
 
@@ -39,9 +40,7 @@ void TrainingPlan::print() const {
     } else {
         printOut("  * Mini-batch algorithm is used.\n\n");
         printOut("  * There are %d iterations a epoch.\n\n", numIterations);
-        if (numProcesses() > 1) {
-            stopWithMessage("cannot use MPI for Mini-batch algorithm.");
-        }
+        requireSingleProcessForBatches();
     }
     printOut("  * Symmetry functions w/ %s algorithm.\n\n", direct ? "DIRECT" : "IN-CORE");
 }

@@ -11,11 +11,17 @@ using test::stopMessageOf;
 
 TEST(ProcessGuardTest, oneProcessMayDoEverything) {
     EXPECT_EQ(stopMessageOf([] { requireSingleProcess("--test"); }), "(no stop)");
+    EXPECT_EQ(stopMessageOf([] { requireSingleProcessForBatches(); }), "(no stop)");
 }
 
 TEST(ProcessGuardTest, severalProcessesStopWithTheCommandWord) {
     EXPECT_EQ(stopMessageOf([] { requireSingleProcess("--test-with-bias", 2); }),
               "MPI does not support the option: --test-with-bias");
+}
+
+TEST(ProcessGuardTest, severalProcessesCannotShareBatches) {
+    EXPECT_EQ(stopMessageOf([] { requireSingleProcessForBatches(2); }),
+              "cannot use MPI for Mini-batch algorithm.");
 }
 
 } // namespace
