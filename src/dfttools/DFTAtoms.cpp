@@ -2,9 +2,9 @@
 
 #include "base/FieldScanner.hpp"
 #include "base/Reporting.hpp"
+#include "config/FiniteNumber.hpp"
 
 #include <algorithm>
-#include <cmath>
 
 namespace melta {
 namespace {
@@ -16,11 +16,7 @@ struct ElementCount {
 
 bool parseAtom(const std::string& line, DFTAtom& atom) {
     FieldScanner fields(line);
-    bool isRead = fields.readWord(atom.name);
-    for (double& coordinate : atom.position) {
-        isRead = isRead && fields.readDouble(coordinate) && std::isfinite(coordinate);
-    }
-    return isRead;
+    return fields.readWord(atom.name) && readFinite(fields, atom.position);
 }
 
 std::vector<ElementCount> countElements(const std::vector<DFTAtom>& atoms) {

@@ -83,11 +83,7 @@ void readPair(const std::string& line, const std::string& fileName, const FileEl
     std::string first;
     std::string second;
     std::array<float, numPowers> coefs{};
-    bool isRead = scanner.readWord(first) && scanner.readWord(second);
-    for (float& coef : coefs) {
-        isRead = isRead && readFinite(scanner, coef);
-    }
-    if (!isRead) {
+    if (!scanner.readWord(first) || !scanner.readWord(second) || !readFinite(scanner, coefs)) {
         stopWithMessage("cannot read a pair of elements: %s", fileName.c_str());
     }
     const auto i = elements.find(first);

@@ -3,10 +3,10 @@
 #include "base/FieldScanner.hpp"
 #include "base/Reporting.hpp"
 #include "baseline/reax/ReaxParam.hpp"
+#include "config/FiniteNumber.hpp"
 #include "structure/ElementSymbols.hpp"
 
 #include <array>
-#include <cmath>
 #include <cstddef>
 #include <utility>
 
@@ -83,12 +83,7 @@ void storeColumns(ReaxParam& param, const std::array<Table, count>& columns, int
 
 bool scanReals(FieldScanner& scanner, std::vector<double>& reals, std::size_t count) {
     reals.resize(count);
-    for (double& real : reals) {
-        if (!scanner.readDouble(real) || !std::isfinite(real)) {
-            return false;
-        }
-    }
-    return true;
+    return readFinite(scanner, reals);
 }
 
 bool isType(const ReaxParam& param, int number) {
