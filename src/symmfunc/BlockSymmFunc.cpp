@@ -3,7 +3,7 @@
 #include "base/Reporting.hpp"
 #include "structure/Geometry.hpp"
 #include "symmfunc/BasisBlock.hpp"
-#include "symmfunc/NeighborRecords.hpp"
+#include "symmfunc/NeighborCutoffs.hpp"
 #include "symmfunc/NeighborShellBuilder.hpp"
 
 #include <algorithm>
@@ -13,7 +13,8 @@ namespace melta {
 
 // What one thread keeps from call to call, so that only larger neighbourhoods than before allocate.
 struct BlockSymmFunc::Workspace {
-    NeighborRecords records;
+    NeighborArrays neighbors;
+    NeighborCutoffs cutoffs;
     NeighborShellBuilder shell;
     AlignedBuffer<float> scratch;
 
@@ -64,8 +65,9 @@ void BlockSymmFunc::calculate(const Geometry& geometry, int iatom, std::span<flo
 
     thread_local Workspace work;
     const bool withAngle = numNeighbors >= 2 && numAngle >= 1;
-    work.records.update(geometry, iatom, tanhCutoff, rcutRadius, numAngle >= 1 ? rcutAngle : -1.0f);
-    clearUntouched(work.records, withAngle, values, derivatives);
+    work.neighbors.update(geometry, iatom);
+    work.cutoffs.update(work.neighbors, tanhCutoff, rcutRadius, numAngle >= 1 ? rcutAngle : -1.0f);
+    clearUntouched(work.neighbors, withAngle, values, derivatives);
     calculateRadius(work, values, derivatives);
     if (withAngle) {
         calculateAngle(work, values, derivatives);
@@ -76,7 +78,7 @@ void BlockSymmFunc::prepareAngle(const NeighborShell&, std::span<float>) const {
 
 // The kernels write the whole of every block that is not empty, so that only what lies outside needs to be
 // cleared. The derivatives fill whole caches; writing them twice would be felt.
-void BlockSymmFunc::clearUntouched(const NeighborRecords& records, bool withAngle, std::span<float> values,
+void BlockSymmFunc::clearUntouched(const NeighborArrays& neighbors, bool withAngle, std::span<float> values,
                                    std::span<float> derivatives) const {
     const auto rowLength = static_cast<std::size_t>(numBasis);
     const auto sizeRadius = static_cast<std::size_t>(sizeRadiusBasis);
@@ -87,10 +89,10 @@ void BlockSymmFunc::clearUntouched(const NeighborRecords& records, bool withAngl
                               0.0f);
         }
     }
-    for (std::size_t n = 0; n < records.size() && !derivatives.empty(); ++n) {
-        const int kind = elemWeight ? 0 : records.elements()[n];
-        const bool isInRadius = records.r()[n] < rcutRadius;
-        const bool isInAngle = withAngle && records.r()[n] < rcutAngle;
+    for (std::size_t n = 0; n < neighbors.size() && !derivatives.empty(); ++n) {
+        const int kind = elemWeight ? 0 : neighbors.elements()[n];
+        const bool isInRadius = neighbors.r()[n] < rcutRadius;
+        const bool isInAngle = withAngle && neighbors.r()[n] < rcutAngle;
         for (std::size_t row = 3 * n + 3; row < 3 * n + 6; ++row) {
             clearRow(derivatives.subspan(row * rowLength, rowLength), kind, isInRadius, isInAngle);
         }
@@ -120,12 +122,12 @@ void BlockSymmFunc::clearRow(std::span<float> row, int kind, bool isInRadius, bo
 
 void BlockSymmFunc::calculateRadius(Workspace& work, std::span<float> values,
                                     std::span<float> derivatives) const {
-    const auto fc = work.records.fcRadius();
-    const auto dfc = work.records.dfcRadius();
+    const auto fc = work.cutoffs.fcRadius();
+    const auto dfc = work.cutoffs.dfcRadius();
     if (elemWeight) {
-        work.shell.pickWeighted(work.records, fc, dfc, rcutRadius, false);
+        work.shell.pickWeighted(work.neighbors, fc, dfc, rcutRadius, false);
     } else {
-        work.shell.pickByElement(work.records, fc, dfc, rcutRadius, numElems);
+        work.shell.pickByElement(work.neighbors, fc, dfc, rcutRadius, numElems);
     }
     const auto& shell = work.shell.shell();
     const auto scratch = work.reserveScratch(obtainRadiusScratchSize(shell.size));
@@ -138,12 +140,12 @@ void BlockSymmFunc::calculateRadius(Workspace& work, std::span<float> values,
 
 void BlockSymmFunc::calculateAngle(Workspace& work, std::span<float> values,
                                    std::span<float> derivatives) const {
-    const auto fc = work.records.fcAngle();
-    const auto dfc = work.records.dfcAngle();
+    const auto fc = work.cutoffs.fcAngle();
+    const auto dfc = work.cutoffs.dfcAngle();
     if (elemWeight) {
-        work.shell.pickWeighted(work.records, fc, dfc, rcutAngle, true);
+        work.shell.pickWeighted(work.neighbors, fc, dfc, rcutAngle, true);
     } else {
-        work.shell.pickByElement(work.records, fc, dfc, rcutAngle, numElems);
+        work.shell.pickByElement(work.neighbors, fc, dfc, rcutAngle, numElems);
     }
     const auto& shell = work.shell.shell();
     const auto scratch = work.reserveScratch(obtainAngleScratchSize(shell.size));

@@ -4,14 +4,14 @@
 
 namespace melta {
 
-class NeighborRecords;
+class NeighborArrays;
 struct BasisBlock;
 struct NeighborRange;
 struct NeighborShell;
 
 // Symmetry functions that come in blocks of equal length: one radial block for each element and one angular
 // block for each pair of elements, or a single block of both with `elemWeight`. It owns the course of a
-// calculation: the neighbours' records, sorted by element; the clearing of what no neighbour touches; and the
+// calculation: the neighbours, sorted by element; the clearing of what no neighbour touches; and the
 // calls that fill one block after the other, which are the kind's own.
 class BlockSymmFunc : public SymmFunc {
 public:
@@ -60,7 +60,7 @@ private:
     [[nodiscard]] int numKinds() const { return elemWeight ? 1 : numElems; }
     [[nodiscard]] int angleLength() const { return numAngle * columnsPerAngle; }
 
-    void clearUntouched(const NeighborRecords& records, bool withAngle, std::span<float> values,
+    void clearUntouched(const NeighborArrays& neighbors, bool withAngle, std::span<float> values,
                         std::span<float> derivatives) const;
     void clearRow(std::span<float> row, int kind, bool isInRadius, bool isInAngle) const;
     void calculateRadius(Workspace& work, std::span<float> values, std::span<float> derivatives) const;

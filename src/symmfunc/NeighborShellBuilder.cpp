@@ -5,38 +5,38 @@
 
 namespace melta {
 
-void NeighborShellBuilder::pickByElement(const NeighborRecords& records, std::span<const float> fc,
+void NeighborShellBuilder::pickByElement(const NeighborArrays& neighbors, std::span<const float> fc,
                                          std::span<const float> dfc, float rcut, int numElems) {
-    countKinds(records, rcut, false, static_cast<std::size_t>(numElems));
+    countKinds(neighbors, rcut, false, static_cast<std::size_t>(numElems));
     places.assign(starts.begin(), starts.end() - 1);
-    for (std::size_t n = 0; n < records.size(); ++n) {
-        if (records.r()[n] < rcut) {
-            store(records, n, places[static_cast<std::size_t>(records.elements()[n])]++, fc[n], dfc[n]);
+    for (std::size_t n = 0; n < neighbors.size(); ++n) {
+        if (neighbors.r()[n] < rcut) {
+            store(neighbors, n, places[static_cast<std::size_t>(neighbors.elements()[n])]++, fc[n], dfc[n]);
         }
     }
     publish();
 }
 
-void NeighborShellBuilder::pickWeighted(const NeighborRecords& records, std::span<const float> fc,
+void NeighborShellBuilder::pickWeighted(const NeighborArrays& neighbors, std::span<const float> fc,
                                         std::span<const float> dfc, float rcut, bool withRoot) {
-    countKinds(records, rcut, true, 1);
+    countKinds(neighbors, rcut, true, 1);
     std::size_t place = 0;
-    for (std::size_t n = 0; n < records.size(); ++n) {
-        if (records.r()[n] < rcut) {
-            const auto number = static_cast<float>(records.atomNumbers()[n]);
+    for (std::size_t n = 0; n < neighbors.size(); ++n) {
+        if (neighbors.r()[n] < rcut) {
+            const auto number = static_cast<float>(neighbors.atomNumbers()[n]);
             const float weight = withRoot ? std::sqrt(number) : number;
-            store(records, n, place++, weight * fc[n], weight * dfc[n]);
+            store(neighbors, n, place++, weight * fc[n], weight * dfc[n]);
         }
     }
     publish();
 }
 
-void NeighborShellBuilder::countKinds(const NeighborRecords& records, float rcut, bool isWeighted,
+void NeighborShellBuilder::countKinds(const NeighborArrays& neighbors, float rcut, bool isWeighted,
                                       std::size_t numKinds) {
     starts.assign(numKinds + 1, 0);
-    for (std::size_t n = 0; n < records.size(); ++n) {
-        if (records.r()[n] < rcut) {
-            ++starts[1 + (isWeighted ? 0 : static_cast<std::size_t>(records.elements()[n]))];
+    for (std::size_t n = 0; n < neighbors.size(); ++n) {
+        if (neighbors.r()[n] < rcut) {
+            ++starts[1 + (isWeighted ? 0 : static_cast<std::size_t>(neighbors.elements()[n]))];
         }
     }
     for (std::size_t kind = 0; kind < numKinds; ++kind) {
@@ -54,13 +54,13 @@ void NeighborShellBuilder::reserve(std::size_t count) {
     }
 }
 
-void NeighborShellBuilder::store(const NeighborRecords& records, std::size_t entry, std::size_t place,
+void NeighborShellBuilder::store(const NeighborArrays& neighbors, std::size_t entry, std::size_t place,
                                  float fc, float dfc) {
     float* const to = values.data() + place;
-    to[0] = records.dx()[entry];
-    to[stride] = records.dy()[entry];
-    to[2 * stride] = records.dz()[entry];
-    to[3 * stride] = records.r()[entry];
+    to[0] = neighbors.dx()[entry];
+    to[stride] = neighbors.dy()[entry];
+    to[2 * stride] = neighbors.dz()[entry];
+    to[3 * stride] = neighbors.r()[entry];
     to[4 * stride] = fc;
     to[5 * stride] = dfc;
     entries[place] = static_cast<std::int32_t>(entry);

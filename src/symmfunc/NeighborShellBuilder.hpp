@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/AlignedBuffer.hpp"
-#include "symmfunc/NeighborRecords.hpp"
+#include "structure/NeighborArrays.hpp"
 #include "symmfunc/NeighborShell.hpp"
 
 #include <cstddef>
@@ -16,12 +16,13 @@ namespace melta {
 // memory from atom to atom; belongs to one thread.
 class NeighborShellBuilder {
 public:
-    // Takes the records with r below `rcut`. fc and dfc are the cutoff values of the records at that cutoff.
-    void pickByElement(const NeighborRecords& records, std::span<const float> fc, std::span<const float> dfc,
+    // Takes the neighbours with r below `rcut`. fc and dfc are the cutoff values of the neighbours at that
+    // cutoff.
+    void pickByElement(const NeighborArrays& neighbors, std::span<const float> fc, std::span<const float> dfc,
                        float rcut, int numElems);
 
     // The same for one kind, with fc and dfc multiplied by the atomic number, or by its root for `withRoot`.
-    void pickWeighted(const NeighborRecords& records, std::span<const float> fc, std::span<const float> dfc,
+    void pickWeighted(const NeighborArrays& neighbors, std::span<const float> fc, std::span<const float> dfc,
                       float rcut, bool withRoot);
 
     [[nodiscard]] const NeighborShell& shell() const { return picked; }
@@ -32,9 +33,9 @@ public:
 private:
     static constexpr std::size_t numArrays = 6;
 
-    void countKinds(const NeighborRecords& records, float rcut, bool isWeighted, std::size_t numKinds);
+    void countKinds(const NeighborArrays& neighbors, float rcut, bool isWeighted, std::size_t numKinds);
     void reserve(std::size_t count);
-    void store(const NeighborRecords& records, std::size_t entry, std::size_t place, float fc, float dfc);
+    void store(const NeighborArrays& neighbors, std::size_t entry, std::size_t place, float fc, float dfc);
     void publish();
 
     NeighborShell picked;

@@ -13,23 +13,23 @@ std::int32_t triangleNumber(std::int32_t u) {
 
 } // namespace
 
-void ManyBodyShell::update(const NeighborRecords& records, float router, int numElems) {
-    countElements(records, router, numElems);
+void ManyBodyShell::update(const NeighborArrays& neighbors, float router, int numElems) {
+    countElements(neighbors, router, numElems);
     reserve(numInside);
-    places.resize(std::max(places.size(), records.size()));
-    const auto r = records.r();
-    for (std::size_t n = 0; n < records.size(); ++n) {
+    places.resize(std::max(places.size(), neighbors.size()));
+    const auto r = neighbors.r();
+    for (std::size_t n = 0; n < neighbors.size(); ++n) {
         if (!(r[n] < router)) {
             places[n] = -1;
             continue;
         }
-        const std::int32_t element = records.elements()[n];
+        const std::int32_t element = neighbors.elements()[n];
         const std::size_t place = starts[static_cast<std::size_t>(element)]++;
         places[n] = static_cast<std::int32_t>(place);
         array(0)[place] = r[n];
-        array(1)[place] = records.dx()[n];
-        array(2)[place] = records.dy()[n];
-        array(3)[place] = records.dz()[n];
+        array(1)[place] = neighbors.dx()[n];
+        array(2)[place] = neighbors.dy()[n];
+        array(3)[place] = neighbors.dz()[n];
         intArray(0)[place] = static_cast<std::int32_t>(n);
         intArray(1)[place] = element;
     }
@@ -39,11 +39,11 @@ void ManyBodyShell::update(const NeighborRecords& records, float router, int num
     }
 }
 
-void ManyBodyShell::countElements(const NeighborRecords& records, float router, int numElems) {
+void ManyBodyShell::countElements(const NeighborArrays& neighbors, float router, int numElems) {
     starts.assign(static_cast<std::size_t>(numElems) + 1, 0);
-    for (std::size_t n = 0; n < records.size(); ++n) {
-        if (records.r()[n] < router) {
-            ++starts[static_cast<std::size_t>(records.elements()[n]) + 1];
+    for (std::size_t n = 0; n < neighbors.size(); ++n) {
+        if (neighbors.r()[n] < router) {
+            ++starts[static_cast<std::size_t>(neighbors.elements()[n]) + 1];
         }
     }
     for (std::size_t e = 1; e < starts.size(); ++e) {

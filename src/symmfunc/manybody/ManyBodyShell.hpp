@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/AlignedBuffer.hpp"
-#include "symmfunc/NeighborRecords.hpp"
+#include "structure/NeighborArrays.hpp"
 #include "symmfunc/manybody/ManyBodyKernels.hpp"
 
 #include <cstddef>
@@ -17,8 +17,8 @@ namespace melta {
 // memory from atom to atom; belongs to one thread.
 class ManyBodyShell {
 public:
-    // Takes the records with r below `router` (Angstrom).
-    void update(const NeighborRecords& records, float router, int numElems);
+    // Takes the neighbours with r below `router` (Angstrom).
+    void update(const NeighborArrays& neighbors, float router, int numElems);
 
     // Finds the grid points of all neighbours for the two-body functions.
     void locateRadius(const ManyBodyAxis& axis);
@@ -39,7 +39,7 @@ private:
     static constexpr std::size_t numArrays = 4;
     static constexpr std::size_t numIntArrays = 5;
 
-    void countElements(const NeighborRecords& records, float router, int numElems);
+    void countElements(const NeighborArrays& neighbors, float router, int numElems);
     void reserve(std::size_t count);
     void placeColumns(std::size_t place, std::int32_t lowest, std::int32_t count);
     [[nodiscard]] std::span<float> array(std::size_t which) {

@@ -2,7 +2,7 @@
 
 #include "base/Reporting.hpp"
 #include "structure/Geometry.hpp"
-#include "symmfunc/NeighborRecords.hpp"
+#include "structure/NeighborArrays.hpp"
 #include "symmfunc/manybody/ManyBodyKernels.hpp"
 #include "symmfunc/manybody/ManyBodyShell.hpp"
 
@@ -24,7 +24,7 @@ void clear(std::span<float> block) {
 
 // What one thread keeps from call to call, so that only larger neighbourhoods than before allocate.
 struct SymmFuncManyBody::Workspace {
-    NeighborRecords records;
+    NeighborArrays neighbors;
     ManyBodyShell shell;
     ManyBodyScratch scratch;
 };
@@ -88,8 +88,8 @@ void SymmFuncManyBody::calculate(const Geometry& geometry, int iatom, std::span<
 
     thread_local Workspace work;
     const bool withAngle = numNeighbors >= 2 && m3 >= 1;
-    work.records.update(geometry, iatom, tanhCutoff, -1.0f, -1.0f);
-    work.shell.update(work.records, router, numElems);
+    work.neighbors.update(geometry, iatom);
+    work.shell.update(work.neighbors, router, numElems);
     work.shell.locateRadius({.numPoints = m2, .start = rinner, .step = step2});
     const ManyBodyAxis axis{.numPoints = m3, .start = rinner, .step = step3};
     const ManyBodyBlock block = obtainAngleBlock(values, symmDiff);
@@ -120,11 +120,11 @@ void SymmFuncManyBody::addRadius(const Workspace& work, std::size_t entry, std::
     const auto place = static_cast<std::size_t>(work.shell.obtainPlace(entry));
     const auto& points = work.shell.radiusPoints();
     const float* const weights = points.weights.data() + 4 * place;
-    const std::array d{work.records.dx()[entry], work.records.dy()[entry], work.records.dz()[entry]};
+    const std::array d{work.neighbors.dx()[entry], work.neighbors.dy()[entry], work.neighbors.dz()[entry]};
     const auto rowLength = static_cast<std::size_t>(numBasis);
     for (std::int32_t k = 0; k < points.count[place]; ++k) {
         const auto column =
-            static_cast<std::size_t>(m2 * work.records.elements()[entry] + points.first[place] + k);
+            static_cast<std::size_t>(m2 * work.neighbors.elements()[entry] + points.first[place] + k);
         values[column] += weights[k];
         for (std::size_t axis = 0; axis < 3 && !derivatives.empty(); ++axis) {
             const float slope = d[axis] * weights[2 + k];
