@@ -1,7 +1,6 @@
 #include "symmfunc/BlockSymmFunc.hpp"
 
 #include "base/Reporting.hpp"
-#include "structure/Geometry.hpp"
 #include "symmfunc/BasisBlock.hpp"
 #include "symmfunc/NeighborCutoffs.hpp"
 #include "symmfunc/NeighborShellBuilder.hpp"
@@ -13,7 +12,6 @@ namespace melta {
 
 // What one thread keeps from call to call, so that only larger neighbourhoods than before allocate.
 struct BlockSymmFunc::Workspace {
-    NeighborArrays neighbors;
     NeighborCutoffs cutoffs;
     NeighborShellBuilder shell;
     AlignedBuffer<float> scratch;
@@ -51,26 +49,21 @@ BlockSymmFunc::BlockSymmFunc(int elems, bool withTanh, bool withWeight, int radi
     numBasis = sizeRadiusBasis + sizeAngleBasis;
 }
 
-void BlockSymmFunc::calculate(const Geometry& geometry, int iatom, std::span<float> symmData,
-                              std::span<float> symmDiff) const {
-    checkArguments(geometry, iatom, symmData, symmDiff);
-    const std::size_t numNeighbors = geometry.obtainNeighbors(iatom).size();
-    const auto values = symmData.first(static_cast<std::size_t>(numBasis));
-    const auto derivatives = symmDiff.empty() ? symmDiff : symmDiff.first(diffSize(numNeighbors));
-    if (numNeighbors == 0) {
+void BlockSymmFunc::calculateAtom(const NeighborArrays& neighbors, std::span<float> values,
+                                  std::span<float> derivatives) const {
+    if (neighbors.size() == 0) {
         std::ranges::fill(values, 0.0f);
         std::ranges::fill(derivatives, 0.0f);
         return;
     }
 
     thread_local Workspace work;
-    const bool withAngle = numNeighbors >= 2 && numAngle >= 1;
-    work.neighbors.update(geometry, iatom);
-    work.cutoffs.update(work.neighbors, tanhCutoff, rcutRadius, numAngle >= 1 ? rcutAngle : -1.0f);
-    clearUntouched(work.neighbors, withAngle, values, derivatives);
-    calculateRadius(work, values, derivatives);
+    const bool withAngle = neighbors.size() >= 2 && numAngle >= 1;
+    work.cutoffs.update(neighbors, tanhCutoff, rcutRadius, numAngle >= 1 ? rcutAngle : -1.0f);
+    clearUntouched(neighbors, withAngle, values, derivatives);
+    calculateRadius(neighbors, work, values, derivatives);
     if (withAngle) {
-        calculateAngle(work, values, derivatives);
+        calculateAngle(neighbors, work, values, derivatives);
     }
 }
 
@@ -120,14 +113,14 @@ void BlockSymmFunc::clearRow(std::span<float> row, int kind, bool isInRadius, bo
     leave(numBasis, 0);
 }
 
-void BlockSymmFunc::calculateRadius(Workspace& work, std::span<float> values,
+void BlockSymmFunc::calculateRadius(const NeighborArrays& neighbors, Workspace& work, std::span<float> values,
                                     std::span<float> derivatives) const {
     const auto fc = work.cutoffs.fcRadius();
     const auto dfc = work.cutoffs.dfcRadius();
     if (elemWeight) {
-        work.shell.pickWeighted(work.neighbors, fc, dfc, rcutRadius, false);
+        work.shell.pickWeighted(neighbors, fc, dfc, rcutRadius, false);
     } else {
-        work.shell.pickByElement(work.neighbors, fc, dfc, rcutRadius, numElems);
+        work.shell.pickByElement(neighbors, fc, dfc, rcutRadius, numElems);
     }
     const auto& shell = work.shell.shell();
     const auto scratch = work.reserveScratch(obtainRadiusScratchSize(shell.size));
@@ -138,14 +131,14 @@ void BlockSymmFunc::calculateRadius(Workspace& work, std::span<float> values,
     }
 }
 
-void BlockSymmFunc::calculateAngle(Workspace& work, std::span<float> values,
+void BlockSymmFunc::calculateAngle(const NeighborArrays& neighbors, Workspace& work, std::span<float> values,
                                    std::span<float> derivatives) const {
     const auto fc = work.cutoffs.fcAngle();
     const auto dfc = work.cutoffs.dfcAngle();
     if (elemWeight) {
-        work.shell.pickWeighted(work.neighbors, fc, dfc, rcutAngle, true);
+        work.shell.pickWeighted(neighbors, fc, dfc, rcutAngle, true);
     } else {
-        work.shell.pickByElement(work.neighbors, fc, dfc, rcutAngle, numElems);
+        work.shell.pickByElement(neighbors, fc, dfc, rcutAngle, numElems);
     }
     const auto& shell = work.shell.shell();
     const auto scratch = work.reserveScratch(obtainAngleScratchSize(shell.size));

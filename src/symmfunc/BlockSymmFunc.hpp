@@ -15,8 +15,8 @@ struct NeighborShell;
 // calls that fill one block after the other, which are the kind's own.
 class BlockSymmFunc : public SymmFunc {
 public:
-    void calculate(const Geometry& geometry, int iatom, std::span<float> symmData,
-                   std::span<float> symmDiff) const override;
+    void calculateAtom(const NeighborArrays& neighbors, std::span<float> symmData,
+                       std::span<float> symmDiff) const override;
 
 protected:
     // The arguments become numElems, tanhCutoff, elemWeight, numRadius, numAngle, columnsPerAngle, rcutRadius
@@ -63,8 +63,10 @@ private:
     void clearUntouched(const NeighborArrays& neighbors, bool withAngle, std::span<float> values,
                         std::span<float> derivatives) const;
     void clearRow(std::span<float> row, int kind, bool isInRadius, bool isInAngle) const;
-    void calculateRadius(Workspace& work, std::span<float> values, std::span<float> derivatives) const;
-    void calculateAngle(Workspace& work, std::span<float> values, std::span<float> derivatives) const;
+    void calculateRadius(const NeighborArrays& neighbors, Workspace& work, std::span<float> values,
+                         std::span<float> derivatives) const;
+    void calculateAngle(const NeighborArrays& neighbors, Workspace& work, std::span<float> values,
+                        std::span<float> derivatives) const;
     [[nodiscard]] BasisBlock obtainBlock(std::span<float> values, std::span<float> derivatives, int start,
                                          int size) const;
 };

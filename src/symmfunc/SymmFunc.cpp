@@ -2,6 +2,7 @@
 
 #include "base/Reporting.hpp"
 #include "structure/Geometry.hpp"
+#include "structure/NeighborArrays.hpp"
 
 namespace melta {
 
@@ -10,6 +11,15 @@ SymmFunc::SymmFunc(int elems, bool withTanh, bool withWeight)
     if (numElems < 1) {
         stopWithMessage("number of elements is not positive.");
     }
+}
+
+void SymmFunc::calculate(const Geometry& geometry, int iatom, std::span<float> symmData,
+                         std::span<float> symmDiff) const {
+    checkArguments(geometry, iatom, symmData, symmDiff);
+    thread_local NeighborArrays neighbors;
+    neighbors.update(geometry, iatom);
+    calculateAtom(neighbors, symmData.first(static_cast<std::size_t>(numBasis)),
+                  symmDiff.empty() ? symmDiff : symmDiff.first(diffSize(neighbors.size())));
 }
 
 void SymmFunc::checkArguments(const Geometry& geometry, int iatom, std::span<const float> symmData,

@@ -6,6 +6,7 @@
 namespace melta {
 
 class Geometry;
+class NeighborArrays;
 
 // Turns the neighbourhood of one atom into a vector of `numBasis` numbers, the input of the network of the
 // atom's element, and, on demand, into the vector's derivatives. Read-only after construction, so that
@@ -38,7 +39,12 @@ public:
     // than needed; the rest stays. Stops with "index of atom is out of range.", "symmData is too short." or
     // "symmDiff is too short.".
     virtual void calculate(const Geometry& geometry, int iatom, std::span<float> symmData,
-                           std::span<float> symmDiff) const = 0;
+                           std::span<float> symmDiff) const;
+
+    // The same from the neighbours of an atom, wherever they come from, without checks: symmData [numBasis],
+    // symmDiff [3 (neighbours + 1)][numBasis] or empty.
+    virtual void calculateAtom(const NeighborArrays& neighbors, std::span<float> symmData,
+                               std::span<float> symmDiff) const = 0;
 
     [[nodiscard]] int getNumBasis() const { return numBasis; }
 

@@ -148,6 +148,8 @@ TEST(SymmPreparation, StopsAtDerivativesThatAreNotFinite) {
                 symmDiff.back() = std::numeric_limits<float>::quiet_NaN();
             }
         }
+        void calculateAtom(const NeighborArrays& /*neighbors*/, std::span<float> /*symmData*/,
+                           std::span<float> /*symmDiff*/) const override {}
     };
     const Broken symmFunc;
     for (const int numThreads : {1, 3}) {
@@ -173,6 +175,8 @@ TEST(SymmPreparation, PassesOnStopsOfTheSymmetryFunctions) {
             const std::vector<float> none;
             checkArguments(geometry, -1, none, none);
         }
+        void calculateAtom(const NeighborArrays& /*neighbors*/, std::span<float> /*symmData*/,
+                           std::span<float> /*symmDiff*/) const override {}
     };
     const Stopping symmFunc;
     const ThreadCount threads(3);

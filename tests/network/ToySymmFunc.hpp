@@ -53,6 +53,9 @@ public:
         }
     }
 
+    void calculateAtom(const NeighborArrays& /*neighbors*/, std::span<float> /*symmData*/,
+                       std::span<float> /*symmDiff*/) const override {}
+
 private:
     float rcut; // Angstrom
 };

@@ -22,6 +22,8 @@ public:
         symmData[0] = geometry.positions[3 * static_cast<std::size_t>(iatom)];
         symmData[1] = geometry.positions[3 * static_cast<std::size_t>(iatom) + 1];
     }
+    void calculateAtom(const NeighborArrays& /*neighbors*/, std::span<float> /*symmData*/,
+                       std::span<float> /*symmDiff*/) const override {}
 };
 
 // No functions at all.
@@ -30,6 +32,8 @@ public:
     EmptyFunc() : SymmFunc(1, false, false) {}
     void calculate(const Geometry& /*geometry*/, int /*iatom*/, std::span<float> /*symmData*/,
                    std::span<float> /*symmDiff*/) const override {}
+    void calculateAtom(const NeighborArrays& /*neighbors*/, std::span<float> /*symmData*/,
+                       std::span<float> /*symmDiff*/) const override {}
 };
 
 struct CoordinateAtom {

@@ -1,7 +1,6 @@
 #include "symmfunc/manybody/SymmFuncManyBody.hpp"
 
 #include "base/Reporting.hpp"
-#include "structure/Geometry.hpp"
 #include "structure/NeighborArrays.hpp"
 #include "symmfunc/manybody/ManyBodyKernels.hpp"
 #include "symmfunc/manybody/ManyBodyShell.hpp"
@@ -24,7 +23,6 @@ void clear(std::span<float> block) {
 
 // What one thread keeps from call to call, so that only larger neighbourhoods than before allocate.
 struct SymmFuncManyBody::Workspace {
-    NeighborArrays neighbors;
     ManyBodyShell shell;
     ManyBodyScratch scratch;
 };
@@ -71,13 +69,11 @@ void SymmFuncManyBody::setSizes() {
 
 // The derivatives are many and nearly all zero. Each neighbour's rows are cleared just before its own terms
 // are added, while they are still in the cache, and never touched again.
-void SymmFuncManyBody::calculate(const Geometry& geometry, int iatom, std::span<float> symmData,
-                                 std::span<float> symmDiff) const {
-    checkArguments(geometry, iatom, symmData, symmDiff);
-    const std::size_t numNeighbors = geometry.obtainNeighbors(iatom).size();
+void SymmFuncManyBody::calculateAtom(const NeighborArrays& neighbors, std::span<float> values,
+                                     std::span<float> symmDiff) const {
+    const std::size_t numNeighbors = neighbors.size();
     const std::size_t threeRows = 3 * static_cast<std::size_t>(numBasis);
     const bool withDiff = !symmDiff.empty();
-    const auto values = symmData.first(static_cast<std::size_t>(numBasis));
     clear(values);
     if (withDiff) {
         clear(symmDiff.first(threeRows));
@@ -88,16 +84,15 @@ void SymmFuncManyBody::calculate(const Geometry& geometry, int iatom, std::span<
 
     thread_local Workspace work;
     const bool withAngle = numNeighbors >= 2 && m3 >= 1;
-    work.neighbors.update(geometry, iatom);
-    work.shell.update(work.neighbors, router, numElems);
+    work.shell.update(neighbors, router, numElems);
     work.shell.locateRadius({.numPoints = m2, .start = rinner, .step = step2});
     const ManyBodyAxis axis{.numPoints = m3, .start = rinner, .step = step3};
     const ManyBodyBlock block = obtainAngleBlock(values, symmDiff);
-    ManyBodyNeighbors neighbors{};
+    ManyBodyNeighbors inside{};
     if (withAngle) {
         work.shell.locateAngle(axis);
         work.scratch.reserve(numNeighbors);
-        neighbors = work.shell.obtainNeighbors();
+        inside = work.shell.obtainNeighbors();
     }
     for (std::size_t n = 0; n < numNeighbors; ++n) {
         if (withDiff) {
@@ -107,24 +102,23 @@ void SymmFuncManyBody::calculate(const Geometry& geometry, int iatom, std::span<
         if (place < 0) {
             continue;
         }
-        addRadius(work, n, values, symmDiff);
+        addRadius(neighbors, work, n, values, symmDiff);
         if (withAngle) {
-            addManyBodyTriangles(neighbors, static_cast<std::size_t>(place), axis, router, block,
-                                 work.scratch);
+            addManyBodyTriangles(inside, static_cast<std::size_t>(place), axis, router, block, work.scratch);
         }
     }
 }
 
-void SymmFuncManyBody::addRadius(const Workspace& work, std::size_t entry, std::span<float> values,
-                                 std::span<float> derivatives) const {
+void SymmFuncManyBody::addRadius(const NeighborArrays& neighbors, const Workspace& work, std::size_t entry,
+                                 std::span<float> values, std::span<float> derivatives) const {
     const auto place = static_cast<std::size_t>(work.shell.obtainPlace(entry));
     const auto& points = work.shell.radiusPoints();
     const float* const weights = points.weights.data() + 4 * place;
-    const std::array d{work.neighbors.dx()[entry], work.neighbors.dy()[entry], work.neighbors.dz()[entry]};
+    const std::array d{neighbors.dx()[entry], neighbors.dy()[entry], neighbors.dz()[entry]};
     const auto rowLength = static_cast<std::size_t>(numBasis);
     for (std::int32_t k = 0; k < points.count[place]; ++k) {
         const auto column =
-            static_cast<std::size_t>(m2 * work.neighbors.elements()[entry] + points.first[place] + k);
+            static_cast<std::size_t>(m2 * neighbors.elements()[entry] + points.first[place] + k);
         values[column] += weights[k];
         for (std::size_t axis = 0; axis < 3 && !derivatives.empty(); ++axis) {
             const float slope = d[axis] * weights[2 + k];

@@ -38,15 +38,15 @@ public:
     // small."; and with "too many symmetry functions." when their number overflows.
     SymmFuncManyBody(int elems, bool withWeight, int size2, int size3, float innerRadius, float outerRadius);
 
-    void calculate(const Geometry& geometry, int iatom, std::span<float> symmData,
-                   std::span<float> symmDiff) const override;
+    void calculateAtom(const NeighborArrays& neighbors, std::span<float> symmData,
+                       std::span<float> symmDiff) const override;
 
 private:
     struct Workspace;
 
     void setSizes();
-    void addRadius(const Workspace& work, std::size_t entry, std::span<float> values,
-                   std::span<float> derivatives) const;
+    void addRadius(const NeighborArrays& neighbors, const Workspace& work, std::size_t entry,
+                   std::span<float> values, std::span<float> derivatives) const;
     [[nodiscard]] ManyBodyBlock obtainAngleBlock(std::span<float> values, std::span<float> derivatives) const;
 
     int m2;                  // grid points of the two-body functions
