@@ -1,0 +1,246 @@
+#include "potential/TileEvaluator.hpp"
+
+#include "base/Reporting.hpp"
+#include "network/ForceKernels.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace melta {
+namespace {
+
+// Force that an atom's energy gives a neighbour, and its share of the virial.
+void addPair(Evaluation& result, std::size_t atom, std::size_t neighbor, const std::array<double, 3>& d,
+             const std::array<double, 3>& force) {
+    for (std::size_t c = 0; c < 3 && !result.forces.empty(); ++c) {
+        result.forces[3 * neighbor + c] += force[c];
+        result.forces[3 * atom + c] -= force[c];
+    }
+    const std::array<double, 6> share{d[0] * force[0], d[1] * force[1], d[2] * force[2],
+                                      d[0] * force[1], d[0] * force[2], d[1] * force[2]};
+    for (std::size_t c = 0; c < share.size(); ++c) {
+        result.virial[c] += share[c];
+        if (!result.atomVirials.empty()) {
+            result.atomVirials[6 * atom + c] += share[c];
+        }
+    }
+}
+
+std::size_t sizeOf(int count) {
+    return static_cast<std::size_t>(count);
+}
+
+} // namespace
+
+void TileEvaluator::evaluate(const ModelData& model, const AtomSource& source, std::span<const int> atoms,
+                             Wishes wishes, int maxDist, Evaluation& result) {
+    const bool withModelForces = wishes.has(Wish::modelForces);
+    const bool withForces = withModelForces || wishes.has(Wish::forces) || wishes.has(Wish::virial) ||
+                            wishes.has(Wish::atomVirials);
+    const Job job{model, source, wishes, maxDist, result, withForces, withModelForces};
+    for (std::size_t first = 0; first < atoms.size(); first += tileSize) {
+        evaluateTile(job, atoms.subspan(first, std::min(tileSize, atoms.size() - first)));
+    }
+}
+
+std::size_t TileEvaluator::columnsOf(const Job& job) {
+    return job.withModelForces ? sizeOf(job.model.settings.modelsEnergy) : 1;
+}
+
+void TileEvaluator::evaluateTile(const Job& job, std::span<const int> atoms) {
+    sortByElement(job, atoms);
+    evaluateDescriptors(job, atoms);
+    runNetworks(job.model.energyNetworks, energyTiles, job.withForces, job.withModelForces);
+    storeEnergies(job, atoms);
+    if (job.wishes.has(Wish::charges)) {
+        runNetworks(job.model.chargeNetworks, chargeTiles, false, false);
+        storeCharges(job, atoms);
+    }
+    if (job.withForces) {
+        spreadForces(job, atoms);
+    }
+}
+
+// Gives each atom its column, so that those of one element lie side by side, and each element's networks
+// theirs.
+void TileEvaluator::sortByElement(const Job& job, std::span<const int> atoms) {
+    const std::size_t numElems = job.model.energyNetworks.size();
+    const std::size_t numBasis = sizeOf(job.model.symmFunc->getNumBasis());
+    neighbors.resize(std::max(neighbors.size(), atoms.size()));
+    columnOf.resize(atoms.size());
+    starts.assign(numElems + 1, 0);
+    for (const int atom : atoms) {
+        ++starts[job.source.elementOf(atom) + 1];
+    }
+    for (std::size_t e = 0; e < numElems; ++e) {
+        starts[e + 1] += starts[e];
+    }
+    nexts.assign(starts.begin(), starts.end() - 1);
+    for (std::size_t k = 0; k < atoms.size(); ++k) {
+        columnOf[k] = nexts[job.source.elementOf(atoms[k])]++;
+    }
+    inputs.reserve(atoms.size() * numBasis);
+    gradients.reserve(job.withForces ? atoms.size() * columnsOf(job) * numBasis : 0);
+    const auto bind = [&](const std::vector<NNEnsemble>& ensembles, std::vector<EnsembleTile>& tiles,
+                          AlignedBuffer<float>& out) {
+        tiles.resize(ensembles.size());
+        for (std::size_t e = 0; e < ensembles.size(); ++e) {
+            const std::size_t numModels = sizeOf(ensembles[e].getNumModels());
+            out.reserve(atoms.size() * numModels);
+            ensembles[e].prepareTile(tiles[e], starts[e + 1] - starts[e], false);
+            tiles[e].inpData = inputs.data() + starts[e] * numBasis;
+            tiles[e].outData = out.data() + starts[e] * numModels;
+            tiles[e].inpGrad =
+                job.withForces ? gradients.data() + starts[e] * columnsOf(job) * numBasis : nullptr;
+        }
+    };
+    bind(job.model.energyNetworks, energyTiles, outputs);
+    if (job.wishes.has(Wish::charges)) {
+        bind(job.model.chargeNetworks, chargeTiles, chargeOutputs);
+    }
+}
+
+void TileEvaluator::evaluateDescriptors(const Job& job, std::span<const int> atoms) {
+    const SymmFunc& symmFunc = *job.model.symmFunc;
+    const std::size_t numBasis = sizeOf(symmFunc.getNumBasis());
+    for (std::size_t k = 0; k < atoms.size(); ++k) {
+        const std::size_t element = job.source.elementOf(atoms[k]);
+        const std::span<float> input = inputs.span().subspan(columnOf[k] * numBasis, numBasis);
+        job.source.gather(atoms[k], neighbors[k]);
+        symmFunc.calculateAtom(neighbors[k], input, {});
+        if (!std::ranges::all_of(input, [](float value) { return std::isfinite(value); })) {
+            stopWithMessage("NaN at symmetry functions of the %d -th atom.", atoms[k] + 1);
+        }
+        renormalize(input, element, job.model.statistics);
+        if (job.wishes.has(Wish::novelty)) {
+            noteNovelty(job, atoms[k], element, input);
+        }
+    }
+}
+
+void TileEvaluator::noteNovelty(const Job& job, int atom, std::size_t element,
+                                std::span<const float> input) const {
+    const bool isNovel =
+        job.model.histograms
+            ? job.model.histograms->isOutside(static_cast<int>(element), input, job.maxDist)
+            : !std::ranges::all_of(input, [](float value) { return std::fabs(value) <= 1.0f; });
+    job.result.novelty[sizeOf(atom)] = isNovel ? 1 : 0;
+    job.result.numNovel += isNovel ? 1 : 0;
+}
+
+void TileEvaluator::runNetworks(const std::vector<NNEnsemble>& ensembles, std::vector<EnsembleTile>& tiles,
+                                bool withGradients, bool perModel) {
+    for (std::size_t e = 0; e < ensembles.size(); ++e) {
+        if (tiles[e].numSamples == 0) {
+            continue;
+        }
+        ensembles[e].goForward(tiles[e], withGradients);
+        if (!withGradients) {
+            continue;
+        }
+        ensembles[e].goBackward(tiles[e]);
+        if (perModel) {
+            ensembles[e].obtainInputGrads(tiles[e]);
+        } else {
+            ensembles[e].obtainSummedInputGrads(tiles[e]);
+        }
+    }
+}
+
+void TileEvaluator::storeEnergies(const Job& job, std::span<const int> atoms) const {
+    const std::size_t numModels = sizeOf(job.model.settings.modelsEnergy);
+    Evaluation& result = job.result;
+    for (std::size_t k = 0; k < atoms.size(); ++k) {
+        const double reference = job.model.references[job.source.elementOf(atoms[k])];
+        const auto ofModels = outputs.span().subspan(columnOf[k] * numModels, numModels);
+        double sum = 0.0;
+        for (const float energy : ofModels) {
+            sum += static_cast<double>(energy);
+        }
+        const double mean = sum / static_cast<double>(numModels);
+        result.energies[sizeOf(atoms[k])] = mean + reference;
+        result.energy += mean + reference;
+        if (!job.wishes.has(Wish::modelEnergies)) {
+            continue;
+        }
+        double squares = 0.0;
+        for (std::size_t m = 0; m < numModels; ++m) {
+            const double deviation = static_cast<double>(ofModels[m]) - mean;
+            squares += deviation * deviation;
+            result.modelEnergies[m] += static_cast<double>(ofModels[m]) + reference;
+        }
+        result.energyDeviations[sizeOf(atoms[k])] = std::sqrt(squares / static_cast<double>(numModels));
+    }
+}
+
+void TileEvaluator::storeCharges(const Job& job, std::span<const int> atoms) const {
+    const std::size_t numModels = sizeOf(job.model.settings.modelsCharge);
+    for (std::size_t k = 0; k < atoms.size(); ++k) {
+        double sum = 0.0;
+        for (const float charge : chargeOutputs.span().subspan(columnOf[k] * numModels, numModels)) {
+            sum += static_cast<double>(charge);
+        }
+        job.result.charges[sizeOf(atoms[k])] = sum / static_cast<double>(numModels);
+    }
+}
+
+// Each column becomes the gradient of an energy with respect to the raw values.
+void TileEvaluator::scaleGradients(const Job& job, std::size_t element, std::span<float> columns) const {
+    const float numSummed = job.withModelForces ? 1.0f : static_cast<float>(job.model.settings.modelsEnergy);
+    const float factor = 1.0f / (job.model.statistics.symmDev[element] * numSummed);
+    for (float& value : columns) {
+        value *= factor;
+    }
+}
+
+void TileEvaluator::spreadForces(const Job& job, std::span<const int> atoms) {
+    const SymmFunc& symmFunc = *job.model.symmFunc;
+    const std::size_t numBasis = sizeOf(symmFunc.getNumBasis());
+    const std::size_t numColumns = columnsOf(job);
+    const std::size_t lanes = kernels::roundUpToLanes(numColumns);
+    values.reserve(numBasis);
+    work.reserve(numBasis * lanes);
+    for (std::size_t k = 0; k < atoms.size(); ++k) {
+        const std::size_t length = numColumns * numBasis;
+        const std::span<float> columns = gradients.span().subspan(columnOf[k] * length, length);
+        scaleGradients(job, job.source.elementOf(atoms[k]), columns);
+        const std::size_t numRows = 3 * (neighbors[k].size() + 1);
+        symmDiff.reserve(numRows * numBasis);
+        rows.reserve(numRows * lanes);
+        symmFunc.calculateAtom(neighbors[k], values.span().first(numBasis),
+                               symmDiff.span().first(numRows * numBasis));
+        kernels::multiplyByGrads(numRows, numBasis, numColumns, symmDiff.data(), columns.data(), work.data(),
+                                 rows.data());
+        addForces(job, sizeOf(atoms[k]), neighbors[k], numColumns);
+    }
+}
+
+// The mean over the columns to forces and virials, and each of them to the forces of its model.
+void TileEvaluator::addForces(const Job& job, std::size_t atom, const NeighborArrays& list,
+                              std::size_t numColumns) {
+    const std::size_t lanes = kernels::roundUpToLanes(numColumns);
+    const std::size_t length = job.result.modelForces.size() / numColumns;
+    for (std::size_t n = 0; n < list.size(); ++n) {
+        const auto neighbor = static_cast<std::size_t>(list.atoms()[n]);
+        const float* const row = rows.data() + 3 * (n + 1) * lanes;
+        std::array<double, 3> mean{};
+        for (std::size_t c = 0; c < 3; ++c) {
+            for (std::size_t m = 0; m < numColumns; ++m) {
+                const auto force = -static_cast<double>(row[c * lanes + m]);
+                mean[c] += force;
+                if (job.withModelForces) {
+                    job.result.modelForces[m * length + 3 * neighbor + c] += force;
+                    job.result.modelForces[m * length + 3 * atom + c] -= force;
+                }
+            }
+            mean[c] /= static_cast<double>(numColumns);
+        }
+        addPair(job.result, atom, neighbor,
+                {static_cast<double>(list.dx()[n]), static_cast<double>(list.dy()[n]),
+                 static_cast<double>(list.dz()[n])},
+                mean);
+    }
+}
+
+} // namespace melta
