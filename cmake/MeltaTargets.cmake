@@ -29,24 +29,29 @@ function(melta_add_part name)
   cmake_parse_arguments(PART "" "" "SOURCES;DEPENDS" ${ARGN})
   add_library(melta_${name} STATIC ${PART_SOURCES})
   target_link_libraries(melta_${name} PUBLIC melta_options ${PART_DEPENDS})
-  set_target_properties(melta_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+  set_target_properties(melta_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON
+    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   set_property(GLOBAL APPEND PROPERTY MELTA_PARTS melta_${name})
 endfunction()
 
-# melta_add_library(): libmelta, all subsystems in one archive. The single-precision form of liblbfgs goes in as well,
-# because a host that links libmelta finds it nowhere else.
-function(melta_add_library)
+# melta_add_library(<name> [STATIC | SHARED]): libmelta, all subsystems in one library. The single-precision form of
+# liblbfgs goes in as well, because a host that links libmelta finds it nowhere else. A shared library shows what the
+# headers in include/melta declare.
+function(melta_add_library name)
   get_property(parts GLOBAL PROPERTY MELTA_PARTS)
   set(objects $<TARGET_OBJECTS:melta_lbfgs>)
   foreach(part IN LISTS parts)
     list(APPEND objects $<TARGET_OBJECTS:${part}>)
   endforeach()
-  add_library(melta STATIC ${objects})
-  target_compile_features(melta PUBLIC cxx_std_20)
-  target_include_directories(melta PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
-  target_link_libraries(melta PUBLIC
-    melta::openblas OpenMP::OpenMP_CXX PkgConfig::HIGHWAY Threads::Threads)
-  set_target_properties(melta PROPERTIES LINKER_LANGUAGE CXX)
+  add_library(${name} ${ARGN} ${objects})
+  target_compile_features(${name} PUBLIC cxx_std_20)
+  target_include_directories(${name} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_link_libraries(${name} PRIVATE
+    $<BUILD_INTERFACE:melta::openblas> $<INSTALL_INTERFACE:melta::blas>
+    OpenMP::OpenMP_CXX PkgConfig::HIGHWAY Threads::Threads)
+  set_target_properties(${name} PROPERTIES LINKER_LANGUAGE CXX
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 endfunction()
 
 # melta_add_tests(<directory> SOURCES ... [DEPENDS ...]): the unit tests of one subsystem.
