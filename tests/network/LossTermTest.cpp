@@ -145,5 +145,154 @@ TEST(LossTerm, GradientsOfTermsAddUp) {
     EXPECT_LE(worstError(gradsWith(all), sums), 2.0e-6);
 }
 
+// Sum over atoms and entries of their lists of position times derivative, [3][3], eV: a quantity that no
+// training knows.
+class Virial final : public DerivativeQuantity {
+public:
+    QuantityNames getNames() const override { return {"W", "Virial", "eV"}; }
+    std::size_t numValues(const Geometry& /*geometry*/) const override { return 9; }
+    float referenceOf(const Geometry& /*geometry*/, std::size_t value) const override {
+        return 0.1f * static_cast<float>(value);
+    }
+    std::size_t elementOf(const Geometry& /*geometry*/, std::size_t /*value*/) const override { return 0; }
+    std::size_t divisorOf(const BatchCounts& counts) const override { return 9 * counts.geometries; }
+
+    void collect(const Geometry& geometry, std::size_t atom, std::size_t lanes, const float* rows,
+                 float* values) const override {
+        forEachComponent(geometry, atom, [&](float distance, std::size_t value, std::size_t row) {
+            for (std::size_t m = 0; m < lanes; ++m) {
+                values[value * lanes + m] += distance * rows[row * lanes + m];
+            }
+        });
+    }
+
+    void spread(const Geometry& geometry, std::size_t atom, std::size_t lanes, const float* valueGrads,
+                float* rowGrads) const override {
+        const std::size_t numRows = 3 * (geometry.obtainNeighbors(static_cast<int>(atom)).size() + 1);
+        std::fill_n(rowGrads, numRows * lanes, 0.0f);
+        forEachComponent(geometry, atom, [&](float distance, std::size_t value, std::size_t row) {
+            for (std::size_t m = 0; m < lanes; ++m) {
+                rowGrads[row * lanes + m] += distance * valueGrads[value * lanes + m];
+            }
+        });
+    }
+
+private:
+    template <class Work>
+    static void forEachComponent(const Geometry& geometry, std::size_t atom, Work&& work) {
+        const auto neighbors = geometry.obtainNeighbors(static_cast<int>(atom));
+        for (std::size_t n = 0; n < neighbors.size(); ++n) {
+            const std::array<float, 3> position = geometry.obtainNeighborPosition(neighbors[n]);
+            for (std::size_t i = 0; i < 9; ++i) {
+                const float distance = position[i / 3] - geometry.positions[3 * atom + i / 3];
+                work(distance, i, 3 * (n + 1) + i % 3);
+            }
+        }
+    }
+};
+
+// Components of the dipole moment of the charges, e Angstrom.
+class Dipole final : public OutputQuantity {
+public:
+    QuantityNames getNames() const override { return {"D", "Dipole", "e Angstrom"}; }
+    std::size_t numValues(const Geometry& /*geometry*/) const override { return 3; }
+    float referenceOf(const Geometry& /*geometry*/, std::size_t /*value*/) const override { return 0.3f; }
+    std::size_t elementOf(const Geometry& /*geometry*/, std::size_t /*value*/) const override { return 0; }
+    std::size_t divisorOf(const BatchCounts& counts) const override { return 3 * counts.geometries; }
+
+    void collect(const Geometry& geometry, std::size_t numModels, std::span<const float> outputs,
+                 std::span<float> values) const override {
+        std::ranges::fill(values, 0.0f);
+        for (std::size_t i = 0; i < geometry.positions.size(); ++i) {
+            for (std::size_t m = 0; m < numModels; ++m) {
+                values[i % 3 * numModels + m] += geometry.positions[i] * outputs[i / 3 * numModels + m];
+            }
+        }
+    }
+
+    void spread(const Geometry& geometry, std::size_t numModels, std::span<const float> valueGrads,
+                std::span<float> outputGrads) const override {
+        std::ranges::fill(outputGrads, 0.0f);
+        for (std::size_t i = 0; i < geometry.positions.size(); ++i) {
+            for (std::size_t m = 0; m < numModels; ++m) {
+                outputGrads[i / 3 * numModels + m] +=
+                    geometry.positions[i] * valueGrads[i % 3 * numModels + m];
+            }
+        }
+    }
+};
+
+// Losses of model 1 and their gradient against differences, for the weights of its first layer.
+void expectSlopes(BatchFixture& fixture, std::vector<LossTerm> terms) {
+    NetworkPass pass;
+    pass.setBatch(fixture.view(), BatchLayout::Cut::geometries);
+    const auto lossNow = [&] {
+        fixture.clearGrads();
+        pass.evaluateLoss(terms, ForceGradient::exact, fixture.ensembles);
+        double loss = 0.0;
+        for (const LossTerm& term : terms) {
+            loss += static_cast<double>(term.getLoss()[1]);
+        }
+        return loss;
+    };
+    lossNow();
+    const std::span<float> weights = fixture.ensembles[0].getInterLayers()[0].weightOf(1);
+    std::vector<float> grads = fixture.gradsOf(0, 1);
+    grads.resize(weights.size());
+    std::vector<double> slopes;
+    constexpr float step = 4.0e-3f;
+    for (float& weight : weights) {
+        const float kept = weight;
+        weight = kept + step;
+        const double above = lossNow();
+        weight = kept - step;
+        slopes.push_back((above - lossNow()) / (2.0 * static_cast<double>(step)));
+        weight = kept;
+    }
+    EXPECT_LE(worstError(grads, slopes), 2.0e-3);
+}
+
+// Whatever is linear in the outputs or the derivatives can be a term, also beside the usual ones.
+TEST(LossTerm, TakesFurtherQuantities) {
+    constexpr std::array<int, 3> sizes{3, 2, 4};
+    const Virial virial;
+    const Dipole dipole;
+    for (const bool isRoot : {false, true}) {
+        SCOPED_TRACE(isRoot);
+        BatchFixture fixture({2, 2, 5, 5}, 2, sizes);
+
+        expectSlopes(fixture, {{virial, {1.0f}, isRoot}});
+        expectSlopes(fixture, {{dipole, {1.0f}, isRoot}});
+        expectSlopes(fixture, {{totalEnergy(), {1.0f}, isRoot},
+                               {atomicForce(), {1.0f, 1.0f}, isRoot},
+                               {dipole, {0.1f}, isRoot},
+                               {virial, {0.1f}, isRoot}});
+    }
+}
+
+// The mean of a quantity is the same in training, at once and in cut geometries.
+TEST(LossTerm, MeasuresFurtherQuantities) {
+    constexpr std::array<int, 2> sizes{7, 4};
+    const Virial virial;
+    const DerivativeQuantity* const quantities[] = {&virial, &atomicForce()};
+    BatchFixture fixture({2, 2, 5, 5}, 2, sizes);
+    std::vector<LossTerm> terms{{virial, {1.0f}, false}};
+    NetworkPass training;
+    training.setBatch(fixture.view(), BatchLayout::Cut::geometries);
+    NetworkPass cut;
+    cut.setBatch(fixture.view(), BatchLayout::Cut::atoms);
+    QuantityError ofTraining{&virial};
+    QuantityError ofCut{&virial};
+
+    training.evaluateLoss(terms, ForceGradient::none, fixture.ensembles);
+    training.addSquaredErrors(ofTraining);
+    cut.evaluate(quantities);
+    cut.addSquaredErrors(ofCut);
+
+    EXPECT_GT(ofTraining.sum, 0.0f);
+    EXPECT_NEAR(ofCut.sum, ofTraining.sum, 1.0e-5f * ofTraining.sum);
+    EXPECT_EQ(ofCut.count, 18U);
+}
+
 } // namespace
 } // namespace melta
