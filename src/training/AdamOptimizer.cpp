@@ -12,17 +12,17 @@ void AdamOptimizer::optimize(bool isFullBatch, bool isDirect, int sizeOfBatch) {
     fullBatch = isFullBatch;
     direct = isDirect;
     batchSize = sizeOfBatch;
-    if (session->numGeomsSuper < batchSize) {
+    if (state->numGeomsSuper < batchSize) {
         stopWithMessage("incorrect number of geometries.");
     }
-    const Property& property = *session->property;
+    const Property& property = *state->property;
     const float minScale = property.learnRateFinal / property.learnRate;
-    index.resize(static_cast<std::size_t>(session->numGeomsSuper));
+    index.resize(static_cast<std::size_t>(state->numGeomsSuper));
     std::iota(index.begin(), index.end(), 0);
-    session->trainState = TrainState::notConverged;
+    state->trainState = TrainState::notConverged;
     scale = 1.0f;
     hasBatch = false;
-    const bool isPartial = !direct && !session->geomsOfSuper.empty();
+    const bool isPartial = !direct && !state->geomsOfSuper.empty();
     if (isPartial) {
         prepareInCore();
     }
@@ -31,24 +31,24 @@ void AdamOptimizer::optimize(bool isFullBatch, bool isDirect, int sizeOfBatch) {
         finishEpoch(epoch, isStopped);
         // A convergence or a stop in the very last epoch counts as the end of the epochs.
         if (epoch == property.epochs) {
-            session->trainState = TrainState::allEpochsDone;
+            state->trainState = TrainState::allEpochsDone;
         }
         scale = std::max(minScale, scale * property.learnRateDecay);
         if (isStopped) {
             break;
         }
-        session->epochTimer.reset();
-        session->epochTimer.start();
+        state->epochTimer.reset();
+        state->epochTimer.start();
     }
     if (isPartial) {
-        session->arch->clearGeometriesAll();
+        state->arch->clearGeometriesAll();
     }
 }
 
 // The statistics of the symmetry functions stay those of all data.
 void AdamOptimizer::prepareInCore() const {
-    NNArch& arch = *session->arch;
-    arch.setGeometriesAll(session->geomsOfSuper);
+    NNArch& arch = *state->arch;
+    arch.setGeometriesAll(state->geomsOfSuper);
     arch.calculateSymmFuncs(task->needsDerivatives(), true, true);
     arch.renormalizeSymmFuncs(true);
 }
@@ -58,9 +58,9 @@ bool AdamOptimizer::runBatches(bool isLastEpoch) {
     if (!hasBatch) {
         sharedRandom().shuffle(index);
     }
-    for (int position = 0; position < session->numGeomsSuper; position += batchSize) {
+    for (int position = 0; position < state->numGeomsSuper; position += batchSize) {
         if (position > 0) {
-            session->storeIfDue(*task);
+            state->storeIfDue(*task);
         }
         if (runBatch(position, isLastEpoch)) {
             return true;
@@ -76,17 +76,17 @@ bool AdamOptimizer::runBatch(int position, bool isLastEpoch) {
     const bool isStopped = stepOnBatch();
     hasBatch = fullBatch && !isLastEpoch && !isStopped;
     if (!hasBatch) {
-        session->arch->clearGeometries();
+        state->arch->clearGeometries();
     }
     return isStopped;
 }
 
 // A last, partial batch is filled up from the start of the list.
 void AdamOptimizer::setBatch(int position) const {
-    NNArch& arch = *session->arch;
+    NNArch& arch = *state->arch;
     std::vector<int> batch;
     for (int i = 0; i < batchSize; ++i) {
-        batch.push_back(index[static_cast<std::size_t>((position + i) % session->numGeomsSuper)]);
+        batch.push_back(index[static_cast<std::size_t>((position + i) % state->numGeomsSuper)]);
     }
     takeFirst(batch);
     if (!direct) {
@@ -101,22 +101,21 @@ void AdamOptimizer::setBatch(int position) const {
 std::vector<Geometry*> AdamOptimizer::geometriesOf(const std::vector<int>& batch) const {
     std::vector<Geometry*> geometries;
     for (const int g : batch) {
-        geometries.push_back(session->geomsOfSuper.empty()
-                                 ? &session->geometrySet->obtainGeometry(g)
-                                 : session->geomsOfSuper[static_cast<std::size_t>(g)]);
+        geometries.push_back(state->geomsOfSuper.empty() ? &state->geometrySet->obtainGeometry(g)
+                                                         : state->geomsOfSuper[static_cast<std::size_t>(g)]);
     }
     return geometries;
 }
 
 // The in-core set of a part of the data does not outlive its super epoch.
 void AdamOptimizer::takeFirst(const std::vector<int>& batch) const {
-    if (!session->beginning.needsBatch()) {
+    if (!state->beginning.needsBatch()) {
         return;
     }
-    if (direct || !session->geomsOfSuper.empty()) {
-        session->beginning.takeBatch(geometriesOf(batch));
+    if (direct || !state->geomsOfSuper.empty()) {
+        state->beginning.takeBatch(geometriesOf(batch));
     } else {
-        session->beginning.takeBatch(batch);
+        state->beginning.takeBatch(batch);
     }
 }
 
@@ -124,24 +123,24 @@ void AdamOptimizer::takeFirst(const std::vector<int>& batch) const {
 bool AdamOptimizer::stepOnBatch() {
     const bool meetsTargets = task->evaluateTraining();
     requireFiniteLoss(task->lossValue());
-    session->beginning.noteLoss(task->lossValue());
+    state->beginning.noteLoss(task->lossValue());
     if (meetsTargets) {
-        session->trainState = TrainState::converged;
+        state->trainState = TrainState::converged;
         return true;
     }
-    session->arch->updateLayers(scale);
-    return session->pollStopFile();
+    state->arch->updateLayers(scale);
+    return state->pollStopFile();
 }
 
 void AdamOptimizer::finishEpoch(int epoch, bool isStopped) const {
-    session->copyLayersToTest();
+    state->copyLayersToTest();
     task->evaluateTest();
-    session->epochTimer.stop();
-    session->wallTimer.suspend();
+    state->epochTimer.stop();
+    state->wallTimer.suspend();
     task->printProgress(epoch);
-    session->hasEpoch = true;
+    state->hasEpoch = true;
     if (!isStopped) {
-        session->storeAtEpoch(epoch, *task);
+        state->storeAtEpoch(epoch, *task);
         task->updateScheme(epoch);
     }
 }

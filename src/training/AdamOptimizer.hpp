@@ -1,6 +1,6 @@
 #pragma once
 
-#include "training/TrainingSession.hpp"
+#include "training/TrainingState.hpp"
 
 #include <vector>
 
@@ -9,9 +9,9 @@ namespace melta {
 // Training by Adam over mini-batches or the full batch. Both arguments are borrowed.
 class AdamOptimizer {
 public:
-    AdamOptimizer(TrainingSession* ofRun, TrainingTask* ofTrainer) : session(ofRun), task(ofTrainer) {}
+    AdamOptimizer(TrainingState* ofRun, TrainingTask* ofTrainer) : state(ofRun), task(ofTrainer) {}
 
-    // Runs the epochs of one super epoch and leaves the outcome in the session's trainState. With `direct`
+    // Runs the epochs of one super epoch and leaves the outcome in the state's trainState. With `direct`
     // symmetry functions are computed for each batch. Stops with "incorrect number of geometries." when the
     // batch is larger than the data, and with "the training diverged: loss".
     void optimize(bool fullBatch, bool direct, int batchSize);
@@ -26,7 +26,7 @@ private:
     bool stepOnBatch();
     void finishEpoch(int epoch, bool isStopped) const;
 
-    TrainingSession* session;
+    TrainingState* state;
     TrainingTask* task;
     bool fullBatch = true;
     bool direct = false;

@@ -2,7 +2,7 @@
 
 #include "base/Reporting.hpp"
 #include "network/NNArch.hpp"
-#include "training/TrainingSession.hpp"
+#include "training/TrainingState.hpp"
 
 #include <cmath>
 

@@ -9,7 +9,7 @@
 namespace melta {
 
 void GradientCheck::run(float shift) const {
-    NNArch& arch = *session->arch;
+    NNArch& arch = *state->arch;
     const std::size_t length = getTotalDataSize(arch);
     if (length < 1) {
         stopWithMessage("total data length is not positive.");

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "training/TrainingSession.hpp"
+#include "training/TrainingState.hpp"
 
 #include <string>
 
@@ -14,14 +14,14 @@ namespace melta {
 // truncation error of the second derivative times shift / 2.
 class GradientCheck {
 public:
-    GradientCheck(TrainingSession* ofRun, TrainingTask* ofTrainer) : session(ofRun), task(ofTrainer) {}
+    GradientCheck(TrainingState* ofRun, TrainingTask* ofTrainer) : state(ofRun), task(ofTrainer) {}
 
     // Prints the table. A negative shift gives backward differences; it must not be 0. Leaves the network
     // with its last parameter shifted. Stops with "total data length is not positive.".
     void run(float shift) const;
 
 private:
-    TrainingSession* session;
+    TrainingState* state;
     TrainingTask* task;
 };
 

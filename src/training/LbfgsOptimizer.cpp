@@ -37,27 +37,27 @@ void LbfgsOptimizer::optimize(bool fullBatch, bool direct, int batchSize) {
     if (direct) {
         stopWithMessage("L-BFGS does not support DIRECT algorithm.");
     }
-    if (batchSize > session->numGeomsSuper) {
+    if (batchSize > state->numGeomsSuper) {
         stopWithMessage("incorrect number of geometries.");
     }
     setBatch();
-    const std::size_t length = getTotalDataSize(*session->arch);
+    const std::size_t length = getTotalDataSize(*state->arch);
     const LbfgsVector lbfgsData = allocateLbfgsVector(length);
-    session->trainState = TrainState::notConverged;
+    state->trainState = TrainState::notConverged;
     epochCount = 0;
     run({lbfgsData.get(), length});
-    session->arch->clearGeometries();
+    state->arch->clearGeometries();
 }
 
 void LbfgsOptimizer::setBatch() const {
-    NNArch& arch = *session->arch;
-    if (!session->geomsOfSuper.empty()) {
-        arch.setGeometries(session->geomsOfSuper);
+    NNArch& arch = *state->arch;
+    if (!state->geomsOfSuper.empty()) {
+        arch.setGeometries(state->geomsOfSuper);
         arch.calculateSymmFuncs(task->needsDerivatives(), false, false);
         arch.renormalizeSymmFuncs(false);
         return;
     }
-    std::vector<int> indices(static_cast<std::size_t>(session->numGeomsSuper));
+    std::vector<int> indices(static_cast<std::size_t>(state->numGeomsSuper));
     std::iota(indices.begin(), indices.end(), 0);
     sharedRandom().shuffle(indices);
     arch.setGeometries(std::span<const int>(indices));
@@ -92,15 +92,15 @@ bool LbfgsOptimizer::runLibrary(std::span<float> x) {
     lbfgsSchemeChanged = false;
     hasEvaluated = false;
     const int before = epochCount;
-    convertToTotalData(*session->arch, x, false);
+    convertToTotalData(*state->arch, x, false);
     accepted.assign(x.begin(), x.end());
-    lbfgs_parameter_t parameters = makeLbfgsParameters(*session->property, smallestGradient);
+    lbfgs_parameter_t parameters = makeLbfgsParameters(*state->property, smallestGradient);
     lbfgsfloatval_t loss = 0.0f;
     const int result = lbfgs(static_cast<int>(x.size()), x.data(), &loss, evaluateCallback, progressCallback,
                              this, &parameters);
     requireLbfgsMemory(result);
     // A failed line search leaves its last trial in the layers.
-    convertFromTotalData(*session->arch, accepted);
+    convertFromTotalData(*state->arch, accepted);
     const bool hasMoved = lbfgsSchemeChanged || epochCount != before;
     if (!hasMoved) {
         requireFiniteStart();
@@ -115,8 +115,8 @@ void LbfgsOptimizer::requireFiniteStart() const {
     if (std::isfinite(startLoss) && std::isfinite(startNorm)) {
         return;
     }
-    if (session->hasEpoch) {
-        session->storeMeanwhile(*task);
+    if (state->hasEpoch) {
+        state->storeMeanwhile(*task);
     }
     stopWithMessage("the training diverged: %s", std::isfinite(startLoss) ? "gradient of the loss" : "loss");
 }
@@ -129,11 +129,11 @@ void LbfgsOptimizer::noteStart(float loss, std::span<const float> gradient) {
 }
 
 float LbfgsOptimizer::evaluate(std::span<const float> x, std::span<float> gradient) {
-    convertFromTotalData(*session->arch, x);
+    convertFromTotalData(*state->arch, x);
     if (task->evaluateTraining()) {
-        session->trainState = TrainState::converged;
+        state->trainState = TrainState::converged;
     }
-    convertToTotalData(*session->arch, gradient, true);
+    convertToTotalData(*state->arch, gradient, true);
     noteStart(task->lossValue(), gradient);
     return task->lossValue();
 }
@@ -146,25 +146,25 @@ bool LbfgsOptimizer::progress(std::span<const float> x, float loss) {
     }
     std::ranges::copy(x, accepted.begin());
     const int epoch = ++epochCount;
-    session->copyLayersToTest();
+    state->copyLayersToTest();
     task->evaluateTest();
-    session->epochTimer.stop();
-    session->wallTimer.suspend();
+    state->epochTimer.stop();
+    state->wallTimer.suspend();
     task->printProgress(epoch);
-    session->hasEpoch = true;
-    if (session->trainState == TrainState::converged || session->pollStopFile()) {
+    state->hasEpoch = true;
+    if (state->trainState == TrainState::converged || state->pollStopFile()) {
         lbfgsStop = true;
         return true;
     }
-    if (epoch >= session->property->epochs) {
-        session->trainState = TrainState::allEpochsDone;
+    if (epoch >= state->property->epochs) {
+        state->trainState = TrainState::allEpochsDone;
         lbfgsStop = true;
         return true;
     }
-    session->storeAtEpoch(epoch, *task);
+    state->storeAtEpoch(epoch, *task);
     lbfgsSchemeChanged = task->updateScheme(epoch);
-    session->epochTimer.reset();
-    session->epochTimer.start();
+    state->epochTimer.reset();
+    state->epochTimer.start();
     return lbfgsSchemeChanged;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "training/TrainingSession.hpp"
+#include "training/TrainingState.hpp"
 
 #include <span>
 #include <vector>
@@ -12,9 +12,9 @@ namespace melta {
 // Both arguments are borrowed.
 class LbfgsOptimizer {
 public:
-    LbfgsOptimizer(TrainingSession* ofRun, TrainingTask* ofTrainer) : session(ofRun), task(ofTrainer) {}
+    LbfgsOptimizer(TrainingState* ofRun, TrainingTask* ofTrainer) : state(ofRun), task(ofTrainer) {}
 
-    // Runs the epochs of one super epoch and leaves the outcome in the session's trainState. Stops with
+    // Runs the epochs of one super epoch and leaves the outcome in the state's trainState. Stops with
     // "L-BFGS does not support Mini-batch algorithm.", "L-BFGS does not support DIRECT algorithm.",
     // "incorrect number of geometries.", "data length of L-BFGS is not positive.", "cannot allocate data of
     // L-BFGS.", and with "the training diverged: %s" (loss, or gradient of the loss) where a start is not
@@ -32,7 +32,7 @@ private:
     void noteStart(float loss, std::span<const float> gradient);
     void requireFiniteStart() const;
 
-    TrainingSession* session;
+    TrainingState* state;
     TrainingTask* task;
     int epochCount = 0;              // iterations over the whole optimisation; they stand for epochs
     bool lbfgsStop = false;          // the optimisation has to end

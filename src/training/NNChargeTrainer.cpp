@@ -9,8 +9,8 @@ namespace melta {
 // The target counts even where the coefficient is so small that nothing is in the loss.
 std::vector<LossTerm> NNChargeTrainer::makeLossTerms() const {
     const Property& property = getProperty();
-    auto scales = makeLossScales(property, property.coefCharge, getGeometrySet().chargeDev,
-                                 session.arch->getNumElems());
+    auto scales =
+        makeLossScales(property, property.coefCharge, getGeometrySet().chargeDev, state.arch->getNumElems());
     if (property.hasChargeCoef == 0) {
         scales.clear();
     }

@@ -26,7 +26,7 @@ void NNEnergyTrainer::debugGradients(float shift) {
         scheme =
             property.approxForce != 0 ? EnergyModeScheme::approximateForce : EnergyModeScheme::exactForce;
     }
-    session.arch->setEnergyModeScheme(scheme, false);
+    state.arch->setEnergyModeScheme(scheme, false);
     NNTrainer::debugGradients(shift);
 }
 
@@ -45,7 +45,7 @@ void NNEnergyTrainer::requireUsableData() const {
 std::vector<LossTerm> NNEnergyTrainer::makeLossTerms() const {
     const Property& property = getProperty();
     const std::vector<float> deviations(getGeometrySet().energyDev.begin(), getGeometrySet().energyDev.end());
-    const int numElems = session.arch->getNumElems();
+    const int numElems = state.arch->getNumElems();
     const bool isRoot = property.sqrtLoss != 0;
     std::vector<LossTerm> made;
     const auto add = [&](const auto& quantity, bool isInLoss, float coefficient, float targetError) {
@@ -62,19 +62,19 @@ std::vector<LossTerm> NNEnergyTrainer::makeLossTerms() const {
 }
 
 bool NNEnergyTrainer::updateScheme(int epoch) {
-    const int before = session.arch->getEnergyModeScheme();
+    const int before = state.arch->getEnergyModeScheme();
     if (epoch < 0) {
         // Further super epochs start from weights that have seen the exact gradient.
-        session.arch->setEnergyModeScheme(EnergyModeScheme::exactForce, false);
+        state.arch->setEnergyModeScheme(EnergyModeScheme::exactForce, false);
     } else {
-        session.arch->updateEnergyModeScheme(epoch);
+        state.arch->updateEnergyModeScheme(epoch);
     }
-    return session.arch->getEnergyModeScheme() != before;
+    return state.arch->getEnergyModeScheme() != before;
 }
 
 bool NNEnergyTrainer::advanceScheme() {
     const Property& property = getProperty();
-    const int scheme = session.arch->getEnergyModeScheme();
+    const int scheme = state.arch->getEnergyModeScheme();
     const bool isApproximate = property.approxForce != 0;
     const bool isAtEnd = scheme == EnergyModeScheme::exactForce ||
                          (scheme == EnergyModeScheme::approximateForce && isApproximate) ||
@@ -82,7 +82,7 @@ bool NNEnergyTrainer::advanceScheme() {
     if (isAtEnd) {
         return NNTrainer::advanceScheme();
     }
-    session.arch->setEnergyModeScheme(
+    state.arch->setEnergyModeScheme(
         isApproximate ? EnergyModeScheme::approximateForce : EnergyModeScheme::exactForce, false);
     return false;
 }

@@ -42,27 +42,27 @@ NNTrainer::NNTrainer(const Property* property, const GeometrySet* geometrySet, c
     if (geometrySet == nullptr) {
         stopWithMessage("geometrySet is null.");
     }
-    session.property = property;
-    session.geometrySet = geometrySet;
-    session.testSet = testSet;
+    state.property = property;
+    state.geometrySet = geometrySet;
+    state.testSet = testSet;
 }
 
 void NNTrainer::performTraining(const std::string& nnFile, const std::string& distrFile,
                                 const std::string& stopFile) {
-    session.trainState = TrainState::notConverged;
-    session.hasEpoch = false;
-    session.geomsOfSuper.clear();
-    session.wallTimer.start();
-    session.epochTimer.start();
-    session.store = std::make_unique<ModelStore>(nnFile, &getGeometrySet());
-    session.store->addDistributions(distrFile);
-    session.stopFileName = stopFile;
+    state.trainState = TrainState::notConverged;
+    state.hasEpoch = false;
+    state.geomsOfSuper.clear();
+    state.wallTimer.start();
+    state.epochTimer.start();
+    state.store = std::make_unique<ModelStore>(nnFile, &getGeometrySet());
+    state.store->addDistributions(distrFile);
+    state.stopFileName = stopFile;
     printOut("  * %s optimizer is used.\n\n", getProperty().lbfgs < 1 ? "Adam" : "L-BFGS");
     if (getGeometrySet().numGeoms < 1) {
         stopWithMessage("there are no geometries.");
     }
     const TrainingPlan plan(getProperty(), getGeometrySet().numGeoms);
-    session.numGeomsSuper = plan.geomsEpoch;
+    state.numGeomsSuper = plan.geomsEpoch;
     plan.print();
     requireShape(nnFile);
     if (prepare(plan, nnFile)) {
@@ -72,10 +72,10 @@ void NNTrainer::performTraining(const std::string& nnFile, const std::string& di
     }
     printResult();
     storeResult();
-    session.wallTimer.stop();
-    printOut("  * Wall time: %s.\n\n", session.wallTimer.getFullTime().c_str());
-    session.arch.reset();
-    session.testArch.reset();
+    state.wallTimer.stop();
+    printOut("  * Wall time: %s.\n\n", state.wallTimer.getFullTime().c_str());
+    state.arch.reset();
+    state.testArch.reset();
 }
 
 // The settings of the model may come from the head of a network file, which says anything.
@@ -96,41 +96,41 @@ void NNTrainer::requireShape(const std::string& nnFile) const {
 
 // False when the user asks to stop before it is done.
 bool NNTrainer::prepare(const TrainingPlan& plan, const std::string& nnFile) {
-    if (session.pollStopFile()) {
+    if (state.pollStopFile()) {
         return false;
     }
     prepareArchs(plan, nnFile);
     prepareTrainingData(plan);
-    if (session.pollStopFile()) {
+    if (state.pollStopFile()) {
         return false;
     }
     prepareTestData();
-    return !session.pollStopFile();
+    return !state.pollStopFile();
 }
 
 void NNTrainer::prepareArchs(const TrainingPlan& plan, const std::string& nnFile) {
     const bool useAdam = getProperty().lbfgs < 1;
-    session.arch = std::make_unique<NNArch>(archModeOfTrainer(), getGeometrySet().numElems, &getProperty(),
-                                            true, useAdam);
-    session.store->requireWritable(*session.arch);
-    if (session.testSet != nullptr) {
-        session.testArch = std::make_unique<NNArch>(archModeOfTrainer(), session.testSet->numElems,
-                                                    &getProperty(), false, false);
+    state.arch = std::make_unique<NNArch>(archModeOfTrainer(), getGeometrySet().numElems, &getProperty(),
+                                          true, useAdam);
+    state.store->requireWritable(*state.arch);
+    if (state.testSet != nullptr) {
+        state.testArch = std::make_unique<NNArch>(archModeOfTrainer(), state.testSet->numElems,
+                                                  &getProperty(), false, false);
     }
     if (!plan.direct && !plan.partial) {
-        session.arch->setGeometriesAll(&getGeometrySet());
+        state.arch->setGeometriesAll(&getGeometrySet());
     }
-    if (session.testArch) {
-        session.testArch->setGeometriesAll(session.testSet);
+    if (state.testArch) {
+        state.testArch->setGeometriesAll(state.testSet);
     }
-    session.arch->initLayers(&getGeometrySet());
-    if (session.testArch) {
-        session.testArch->initLayers(session.testSet);
+    state.arch->initLayers(&getGeometrySet());
+    if (state.testArch) {
+        state.testArch->initLayers(state.testSet);
     }
     // L-BFGS takes no step that makes the loss larger.
     if (restoreIfAsked(nnFile) && useAdam) {
-        session.store->rememberBeginning(*session.arch);
-        session.beginning.start();
+        state.store->rememberBeginning(*state.arch);
+        state.beginning.start();
     }
 }
 
@@ -140,13 +140,13 @@ bool NNTrainer::restoreIfAsked(const std::string& nnFile) {
     if (getProperty().restart == 0) {
         return false;
     }
-    const bool isRestored = restoreNN(*session.arch, nnFile, &getGeometrySet(), true);
+    const bool isRestored = restoreNN(*state.arch, nnFile, &getGeometrySet(), true);
     flushOut();
     return isRestored;
 }
 
 void NNTrainer::prepareTrainingData(const TrainingPlan& plan) {
-    NNArch& arch = *session.arch;
+    NNArch& arch = *state.arch;
     const bool isInCore = !plan.direct && !plan.partial;
     if (isInCore) {
         arch.calculateSymmFuncs(needsDerivatives(), true, false);
@@ -156,19 +156,19 @@ void NNTrainer::prepareTrainingData(const TrainingPlan& plan) {
     if (isInCore) {
         arch.renormalizeSymmFuncs(true);
     }
-    session.store->carryOthers(arch);
+    state.store->carryOthers(arch);
 }
 
 void NNTrainer::prepareTestData() {
-    if (session.testArch) {
-        session.testArch->calculateSymmFuncs(needsDerivatives(), true, false);
-        session.testArch->copySymmStatistics(session.arch.get());
-        session.testArch->renormalizeSymmFuncs(true);
+    if (state.testArch) {
+        state.testArch->calculateSymmFuncs(needsDerivatives(), true, false);
+        state.testArch->copySymmStatistics(state.arch.get());
+        state.testArch->renormalizeSymmFuncs(true);
     }
     flushOut();
-    if (session.testArch) {
-        const std::vector<int> indices = makeShuffledList(session.testSet->numGeoms);
-        session.testArch->setGeometries(std::span<const int>(indices));
+    if (state.testArch) {
+        const std::vector<int> indices = makeShuffledList(state.testSet->numGeoms);
+        state.testArch->setGeometries(std::span<const int>(indices));
     }
 }
 
@@ -178,19 +178,19 @@ void NNTrainer::runSuperEpochs(const TrainingPlan& plan) {
             printOut("  * Start the Super Epoch of [ %d / %d ].\n\n", s + 1, plan.numSuperEpochs);
         }
         if (s > 0) {
-            session.epochTimer.reset();
-            session.epochTimer.start();
+            state.epochTimer.reset();
+            state.epochTimer.start();
         }
         updateScheme(s == 0 ? 0 : -1);
         if (plan.partial) {
             chooseGeometries();
         }
         optimize(plan.fullBatch, plan.direct, plan.batchSize);
-        if (session.trainState == TrainState::exitedByUser) {
+        if (state.trainState == TrainState::exitedByUser) {
             break;
         }
         if (s + 1 < plan.numSuperEpochs) {
-            session.storeMeanwhile(*this);
+            state.storeMeanwhile(*this);
         }
     }
 }
@@ -202,12 +202,12 @@ void NNTrainer::chooseGeometries() {
         permutation = makeShuffledList(numGeoms);
         position = 0;
     }
-    session.geomsOfSuper.clear();
-    for (int i = 0; i < session.numGeomsSuper; ++i) {
+    state.geomsOfSuper.clear();
+    for (int i = 0; i < state.numGeomsSuper; ++i) {
         const int next = permutation[static_cast<std::size_t>((position + i) % numGeoms)];
-        session.geomsOfSuper.push_back(&getGeometrySet().obtainGeometry(next));
+        state.geomsOfSuper.push_back(&getGeometrySet().obtainGeometry(next));
     }
-    position += session.numGeomsSuper;
+    position += state.numGeomsSuper;
     if (position >= numGeoms) {
         permutation.clear();
     }
@@ -215,15 +215,15 @@ void NNTrainer::chooseGeometries() {
 
 void NNTrainer::printResult() const {
     // What has made no epoch has not converged to anything.
-    const bool isUnmade = !session.hasEpoch && session.trainState == TrainState::converged;
-    printOut("\n  %s\n\n", lineOf(isUnmade ? TrainState::notConverged : session.trainState));
+    const bool isUnmade = !state.hasEpoch && state.trainState == TrainState::converged;
+    printOut("\n  %s\n\n", lineOf(isUnmade ? TrainState::notConverged : state.trainState));
     flushOut();
 }
 
 // Networks of before the first epoch are not worth the place of others.
 void NNTrainer::storeResult() {
-    if (session.hasEpoch) {
-        session.storeNetwork(*this);
+    if (state.hasEpoch) {
+        state.storeNetwork(*this);
     } else {
         printOut("  * There was no epoch, so that nothing is stored.\n\n");
     }
@@ -232,9 +232,9 @@ void NNTrainer::storeResult() {
 void NNTrainer::optimize(bool fullBatch, bool direct, int batchSize) {
     prepareLoss();
     if (getProperty().lbfgs < 1) {
-        AdamOptimizer(&session, this).optimize(fullBatch, direct, batchSize);
+        AdamOptimizer(&state, this).optimize(fullBatch, direct, batchSize);
     } else {
-        LbfgsOptimizer(&session, this).optimize(fullBatch, direct, batchSize);
+        LbfgsOptimizer(&state, this).optimize(fullBatch, direct, batchSize);
     }
 }
 
@@ -243,10 +243,10 @@ void NNTrainer::performDebug(const std::string& nnFile, float shift) {
         stopWithMessage("weight/bias shift is zero.");
     }
     requireShape(nnFile);
-    session.wallTimer.start();
-    session.arch =
+    state.wallTimer.start();
+    state.arch =
         std::make_unique<NNArch>(archModeOfTrainer(), getGeometrySet().numElems, &getProperty(), true, false);
-    NNArch& arch = *session.arch;
+    NNArch& arch = *state.arch;
     arch.setGeometriesAll(&getGeometrySet());
     arch.initLayers(&getGeometrySet());
     restoreIfAsked(nnFile);
@@ -257,16 +257,16 @@ void NNTrainer::performDebug(const std::string& nnFile, float shift) {
     printOut("  Debug Gradient of Weight and Bias:\n\n");
     flushOut();
     debugGradients(shift);
-    session.wallTimer.stop();
-    printOut("\n  * Wall time: %s.\n\n", session.wallTimer.getFullTime().c_str());
-    session.arch.reset();
+    state.wallTimer.stop();
+    printOut("\n  * Wall time: %s.\n\n", state.wallTimer.getFullTime().c_str());
+    state.arch.reset();
 }
 
 void NNTrainer::debugGradients(float shift) {
     prepareLoss();
     const std::vector<int> indices = makeShuffledList(getGeometrySet().numGeoms);
-    session.arch->setGeometries(std::span<const int>(indices));
-    GradientCheck(&session, this).run(shift);
+    state.arch->setGeometries(std::span<const int>(indices));
+    GradientCheck(&state, this).run(shift);
 }
 
 void NNTrainer::prepareLoss() {
@@ -283,18 +283,18 @@ NetworkTarget NNTrainer::targetOfTrainer() const {
 }
 
 bool NNTrainer::evaluateTraining() {
-    session.arch->clearWeightGrads();
-    session.arch->evaluateLoss(targetOfTrainer(), terms);
-    trainErrors = errorsOf(*session.arch);
+    state.arch->clearWeightGrads();
+    state.arch->evaluateLoss(targetOfTrainer(), terms);
+    trainErrors = errorsOf(*state.arch);
     return meetsTargets(trainErrors);
 }
 
 bool NNTrainer::evaluateTest() {
-    if (!session.testArch) {
+    if (!state.testArch) {
         return false;
     }
-    session.testArch->evaluate(targetOfTrainer(), derivativesIn(terms));
-    testErrors = errorsOf(*session.testArch);
+    state.testArch->evaluate(targetOfTrainer(), derivativesIn(terms));
+    testErrors = errorsOf(*state.testArch);
     return meetsTargets(testErrors);
 }
 
@@ -338,9 +338,9 @@ void NNTrainer::printProgress(int epoch) const {
         return text;
     };
     printOut("  #.%6d%s  Loss:%10.3e  Time[ wall=%s epoch=%s ]\n", epoch, columns(trainErrors).c_str(),
-             static_cast<double>(lossValue()), session.wallTimer.getTime().c_str(),
-             session.epochTimer.getTime().c_str());
-    if (session.testArch) {
+             static_cast<double>(lossValue()), state.wallTimer.getTime().c_str(),
+             state.epochTimer.getTime().c_str());
+    if (state.testArch) {
         printOut("  @       %s  (for test data)\n", columns(testErrors).c_str());
     }
     flushOut();
@@ -351,7 +351,7 @@ bool NNTrainer::updateScheme(int /*epoch*/) {
 }
 
 bool NNTrainer::advanceScheme() {
-    session.trainState = TrainState::converged;
+    state.trainState = TrainState::converged;
     return true;
 }
 

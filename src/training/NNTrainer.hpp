@@ -2,7 +2,7 @@
 
 #include "network/LossTerm.hpp"
 #include "training/TrainingPlan.hpp"
-#include "training/TrainingSession.hpp"
+#include "training/TrainingState.hpp"
 
 #include <span>
 #include <string>
@@ -56,9 +56,9 @@ protected:
     bool updateScheme(int epoch) override;
     bool advanceScheme() override;
 
-    const Property& getProperty() const { return *session.property; }
-    const GeometrySet& getGeometrySet() const { return *session.geometrySet; }
-    TrainingSession session;
+    const Property& getProperty() const { return *state.property; }
+    const GeometrySet& getGeometrySet() const { return *state.geometrySet; }
+    TrainingState state;
 
 private:
     [[nodiscard]] NetworkTarget targetOfTrainer() const;

@@ -29,7 +29,7 @@ protected:
     void prepare(int numGeoms) { OptimizerFixture::prepare(numGeoms, true); }
 
     void optimizeInBatches(int batchSize, bool direct = false) {
-        AdamOptimizer(&session, &task).optimize(batchSize >= session.numGeomsSuper, direct, batchSize);
+        AdamOptimizer(&state, &task).optimize(batchSize >= state.numGeomsSuper, direct, batchSize);
     }
 
     // How far one epoch moves a parameter when its gradient is the same at all times, in units of the first
@@ -40,8 +40,8 @@ protected:
             return 1.0f;
         };
         // A bias counts from zero, so that its steps keep their digits.
-        std::vector<float> values{parametersOf(*session.arch).back()};
-        optimizeInBatches(session.numGeomsSuper);
+        std::vector<float> values{parametersOf(*state.arch).back()};
+        optimizeInBatches(state.numGeomsSuper);
         for (const std::vector<float>& parameters : task.printedParameters) {
             values.push_back(parameters.back());
         }
@@ -52,7 +52,7 @@ protected:
         return ratios;
     }
 
-    ScriptedTask task{&session};
+    ScriptedTask task{&state};
 };
 
 TEST_F(Adam, FillsTheLastBatchFromTheStartOfTheList) {
@@ -92,13 +92,13 @@ TEST_F(Adam, KeepsTheBatchOfAFullBatchRun) {
     EXPECT_NE(task.batches[0], ladderSizes(12));
     EXPECT_EQ(task.batches[1], task.batches[0]);
     EXPECT_EQ(task.batches[2], task.batches[0]);
-    EXPECT_EQ(session.arch->getNumGeoms(), 0);
+    EXPECT_EQ(state.arch->getNumGeoms(), 0);
 }
 
 TEST_F(Adam, RefusesABatchLargerThanTheSuperEpoch) {
     prepare(4);
 
-    EXPECT_EQ(stopMessageOf([&] { AdamOptimizer(&session, &task).optimize(false, false, 5); }),
+    EXPECT_EQ(stopMessageOf([&] { AdamOptimizer(&state, &task).optimize(false, false, 5); }),
               "incorrect number of geometries.");
 }
 
@@ -116,16 +116,16 @@ TEST_F(Adam, TakesBatchesFromTheSuperEpoch) {
         list.insert(list.end(), task.batches[1].begin(), task.batches[1].end());
         std::ranges::sort(list);
         EXPECT_EQ(list, (std::vector<int>{2, 3, 5, 8}));
-        EXPECT_EQ(stopMessageOf([&] { session.arch->clearGeometriesAll(); }),
+        EXPECT_EQ(stopMessageOf([&] { state.arch->clearGeometriesAll(); }),
                   "geometriesAll have not been set.");
     }
 }
 
 TEST_F(Adam, StopsAtAGeometryBeyondTheSet) {
     prepare(4);
-    session.numGeomsSuper = 5;
+    state.numGeomsSuper = 5;
 
-    EXPECT_EQ(stopMessageOf([&] { AdamOptimizer(&session, &task).optimize(false, true, 2); }),
+    EXPECT_EQ(stopMessageOf([&] { AdamOptimizer(&state, &task).optimize(false, true, 2); }),
               "index of geometry is out of range.");
 }
 
@@ -135,27 +135,27 @@ TEST_F(Adam, DirectBatchesGiveTheWeightsOfStoredOnes) {
     for (const bool direct : {false, true}) {
         sharedRandom().seed(7);
         set = test::makeSet(property, test::makeDataText({.numGeoms = 8}));
-        session.property = &property;
-        session.geometrySet = set.get();
-        session.arch = makeArch(true, true);
-        session.numGeomsSuper = 8;
-        session.stopFileName = directory.file("melta.EXIT");
-        test::prepareStatistics(*session.arch, *set);
+        state.property = &property;
+        state.geometrySet = set.get();
+        state.arch = makeArch(true, true);
+        state.numGeomsSuper = 8;
+        state.stopFileName = directory.file("melta.EXIT");
+        test::prepareStatistics(*state.arch, *set);
         if (!direct) {
             registerInCore();
         }
         std::vector<LossTerm> terms{{totalEnergy(), {1.0f}, false}};
-        session.arch->setEnergyModeScheme(EnergyModeScheme::onlyEnergy, true);
+        state.arch->setEnergyModeScheme(EnergyModeScheme::onlyEnergy, true);
         // Every draw of the batches' own shuffles comes after the list of the epoch has been shuffled.
         task.onEvaluation = [&] {
-            session.arch->clearWeightGrads();
-            session.arch->evaluateLoss(NetworkTarget::energy, terms);
+            state.arch->clearWeightGrads();
+            state.arch->evaluateLoss(NetworkTarget::energy, terms);
         };
         for (unsigned epoch = 0; epoch < 4; ++epoch) {
             sharedRandom().seed(100 + epoch);
             optimizeInBatches(3, direct);
         }
-        results.push_back(parametersOf(*session.arch));
+        results.push_back(parametersOf(*state.arch));
     }
 
     EXPECT_EQ(results[0], results[1]);
@@ -198,11 +198,11 @@ TEST_F(Adam, FirstStepHasTheLengthOfTheLearningRate) {
         std::ranges::fill(gradient, -2.0f);
         return 1.0f;
     };
-    const std::vector<float> before = parametersOf(*session.arch);
+    const std::vector<float> before = parametersOf(*state.arch);
 
     optimizeInBatches(3);
 
-    const std::vector<float> after = parametersOf(*session.arch);
+    const std::vector<float> after = parametersOf(*state.arch);
     for (std::size_t i = 0; i < before.size(); ++i) {
         EXPECT_LE(std::abs(after[i] - before[i] - 0.01f), 1.0e-5f) << "parameter " << i;
     }
@@ -216,12 +216,12 @@ TEST_F(Adam, ConvergenceOnAMiniBatchEndsTheTraining) {
 
     const std::string output = outputOf([&] { optimizeInBatches(3); });
 
-    EXPECT_EQ(session.trainState, TrainState::converged);
+    EXPECT_EQ(state.trainState, TrainState::converged);
     EXPECT_EQ(task.numEvaluations, 5);
     EXPECT_EQ(task.epochs, (std::vector<int>{1, 2}));
     EXPECT_EQ(task.schemeUpdates, (std::vector<int>{1}));
     EXPECT_EQ(output, "\n  * Store the neural network to the file.\n\n");
-    EXPECT_EQ(session.arch->getNumGeoms(), 0);
+    EXPECT_EQ(state.arch->getNumGeoms(), 0);
 }
 
 TEST_F(Adam, ConvergenceLeavesTheWeightsThatMetTheTargets) {
@@ -232,13 +232,13 @@ TEST_F(Adam, ConvergenceLeavesTheWeightsThatMetTheTargets) {
         std::ranges::fill(gradient, 1.0f);
         return 1.0f;
     };
-    const std::vector<float> before = parametersOf(*session.arch);
+    const std::vector<float> before = parametersOf(*state.arch);
 
     optimizeInBatches(4);
 
-    EXPECT_EQ(session.trainState, TrainState::converged);
-    EXPECT_EQ(parametersOf(*session.arch), before);
-    EXPECT_EQ(session.arch->getNumGeoms(), 0);
+    EXPECT_EQ(state.trainState, TrainState::converged);
+    EXPECT_EQ(parametersOf(*state.arch), before);
+    EXPECT_EQ(state.arch->getNumGeoms(), 0);
 }
 
 TEST_F(Adam, TheLastEpochReplacesAConvergence) {
@@ -249,7 +249,7 @@ TEST_F(Adam, TheLastEpochReplacesAConvergence) {
     optimizeInBatches(4);
 
     EXPECT_EQ(task.numEvaluations, 2);
-    EXPECT_EQ(session.trainState, TrainState::allEpochsDone);
+    EXPECT_EQ(state.trainState, TrainState::allEpochsDone);
 }
 
 TEST_F(Adam, TheLastEpochReplacesAStop) {
@@ -259,8 +259,8 @@ TEST_F(Adam, TheLastEpochReplacesAStop) {
 
     optimizeInBatches(4);
 
-    EXPECT_EQ(session.trainState, TrainState::allEpochsDone);
-    EXPECT_FALSE(StopFile(session.stopFileName).exists());
+    EXPECT_EQ(state.trainState, TrainState::allEpochsDone);
+    EXPECT_FALSE(StopFile(state.stopFileName).exists());
 }
 
 TEST_F(Adam, ObeysTheStopFileWithinAnEpoch) {
@@ -274,20 +274,20 @@ TEST_F(Adam, ObeysTheStopFileWithinAnEpoch) {
     std::vector<float> before;
     task.onEvaluation = [&] {
         if (task.numEvaluations == 4) {
-            before = parametersOf(*session.arch);
+            before = parametersOf(*state.arch);
             askToStop();
         }
     };
 
     const std::string output = outputOf([&] { optimizeInBatches(3); });
 
-    EXPECT_EQ(session.trainState, TrainState::exitedByUser);
+    EXPECT_EQ(state.trainState, TrainState::exitedByUser);
     EXPECT_EQ(task.numEvaluations, 4);
     EXPECT_EQ(task.epochs, (std::vector<int>{1, 2}));
     EXPECT_EQ(task.schemeUpdates, (std::vector<int>{1}));
-    EXPECT_NE(parametersOf(*session.arch), before);
+    EXPECT_NE(parametersOf(*state.arch), before);
     EXPECT_EQ(output, "");
-    EXPECT_FALSE(StopFile(session.stopFileName).exists());
+    EXPECT_FALSE(StopFile(state.stopFileName).exists());
 }
 
 TEST_F(Adam, ConvergenceLeavesTheStopFile) {
@@ -298,8 +298,8 @@ TEST_F(Adam, ConvergenceLeavesTheStopFile) {
 
     optimizeInBatches(4);
 
-    EXPECT_EQ(session.trainState, TrainState::converged);
-    EXPECT_TRUE(StopFile(session.stopFileName).exists());
+    EXPECT_EQ(state.trainState, TrainState::converged);
+    EXPECT_TRUE(StopFile(state.stopFileName).exists());
 }
 
 TEST_F(Adam, WithoutEpochsNothingHappens) {
@@ -308,7 +308,7 @@ TEST_F(Adam, WithoutEpochsNothingHappens) {
 
     optimizeInBatches(4);
 
-    EXPECT_EQ(session.trainState, TrainState::notConverged);
+    EXPECT_EQ(state.trainState, TrainState::notConverged);
     EXPECT_EQ(task.numEvaluations, 0);
     EXPECT_TRUE(task.epochs.empty());
 }
@@ -334,7 +334,7 @@ TEST_F(Adam, StoresByTheClockToo) {
         task.numEvaluations = 0;
         task.onEvaluation = [&] {
             if (task.numEvaluations == 5) { // within the second epoch of three batches
-                session.lastStore -= std::chrono::minutes(10);
+                state.lastStore -= std::chrono::minutes(10);
             }
         };
 
@@ -357,9 +357,9 @@ TEST_F(Adam, GoesOnWhenItCannotStoreOnTheWay) {
                                "  * WARNING: the neural network is not stored, cannot open file: " +
                                companion + "\n\n";
     EXPECT_EQ(output, warned + warned);
-    EXPECT_EQ(session.trainState, TrainState::allEpochsDone);
+    EXPECT_EQ(state.trainState, TrainState::allEpochsDone);
     EXPECT_FALSE(std::filesystem::exists(network));
-    EXPECT_EQ(stopMessageOf([&] { outputOf([&] { session.storeNetwork(task); }); }),
+    EXPECT_EQ(stopMessageOf([&] { outputOf([&] { state.storeNetwork(task); }); }),
               "cannot open file: " + companion);
 }
 
@@ -374,13 +374,13 @@ TEST_F(Adam, EndsWhereTheLossIsNotFinite) {
             return task.numEvaluations < 3 ? 1.0f : bad;
         };
         std::vector<float> before;
-        task.onEvaluation = [&] { before = parametersOf(*session.arch); };
+        task.onEvaluation = [&] { before = parametersOf(*state.arch); };
 
         std::string message;
         outputOf([&] { message = stopMessageOf([&] { optimizeInBatches(4); }); });
 
         EXPECT_EQ(message, "the training diverged: loss");
-        EXPECT_EQ(parametersOf(*session.arch), before) << "no step follows";
+        EXPECT_EQ(parametersOf(*state.arch), before) << "no step follows";
         EXPECT_TRUE(std::filesystem::exists(network)) << "the networks of the second epoch stay";
     }
 }
@@ -407,17 +407,17 @@ TEST_F(Adam, MovesTheSchemeAfterEachEpoch) {
 TEST_F(Adam, TestsWithTheWeightsOfTheEpoch) {
     prepare(4);
     property.epochs = 3;
-    session.testArch = makeArch(false, false);
+    state.testArch = makeArch(false, false);
     task.lossOf = [](const std::vector<float>&, std::vector<float>& gradient) {
         std::ranges::fill(gradient, 1.0f);
         return 1.0f;
     };
-    ASSERT_NE(parametersOf(*session.testArch), parametersOf(*session.arch));
+    ASSERT_NE(parametersOf(*state.testArch), parametersOf(*state.arch));
 
     optimizeInBatches(2);
 
     EXPECT_EQ(task.numTests, 3);
-    EXPECT_EQ(parametersOf(*session.testArch), parametersOf(*session.arch));
+    EXPECT_EQ(parametersOf(*state.testArch), parametersOf(*state.arch));
 }
 
 TEST_F(Adam, StartsEachCallFromTheFirstLearningRate) {
@@ -428,13 +428,13 @@ TEST_F(Adam, StartsEachCallFromTheFirstLearningRate) {
         std::ranges::fill(gradient, 1.0f);
         return 1.0f;
     };
-    AdamOptimizer optimizer(&session, &task);
+    AdamOptimizer optimizer(&state, &task);
 
-    const float start = parametersOf(*session.arch).back();
+    const float start = parametersOf(*state.arch).back();
     optimizer.optimize(true, false, 3);
-    const float middle = parametersOf(*session.arch).back();
+    const float middle = parametersOf(*state.arch).back();
     optimizer.optimize(true, false, 3);
-    const float end = parametersOf(*session.arch).back();
+    const float end = parametersOf(*state.arch).back();
 
     EXPECT_LE(std::abs((end - middle) - (middle - start)), 1.0e-3f * std::abs(middle - start));
 }
@@ -457,7 +457,7 @@ TEST_F(Adam, FindsTheMinimumOfAParabola) {
 
     optimizeInBatches(3);
 
-    const std::vector<float> found = parametersOf(*session.arch);
+    const std::vector<float> found = parametersOf(*state.arch);
     for (std::size_t i = 0; i < found.size(); ++i) {
         EXPECT_LE(std::abs(found[i] - 0.01f * static_cast<float>(i)), 1.0e-3f) << "parameter " << i;
     }

@@ -17,15 +17,15 @@ using test::stopMessageOf;
 
 class Check : public test::OptimizerFixture {
 protected:
-    Check() : task(&session) {
+    Check() : task(&state) {
         property.modelsEnergy = 1;
         property.layersEnergy = 1;
         prepare(3, false);
-        session.arch->setGeometries(std::vector<int>{0, 1, 2});
+        state.arch->setGeometries(std::vector<int>{0, 1, 2});
     }
 
     std::string run(float shift) {
-        return outputOf([&] { GradientCheck(&session, &task).run(shift); });
+        return outputOf([&] { GradientCheck(&state, &task).run(shift); });
     }
 
     test::ScriptedTask task;
@@ -46,7 +46,7 @@ TEST_F(Check, ShowsForwardDifferences) {
         return loss;
     };
     for (const float shift : {0.5f, -0.5f}) {
-        const std::vector<float> x = parametersOf(*session.arch);
+        const std::vector<float> x = parametersOf(*state.arch);
 
         const std::vector<GradientRow> rows = readGradientTable(run(shift));
 
@@ -70,7 +70,7 @@ TEST_F(Check, ShiftsOneParameterAtATime) {
         visited.push_back(x);
         return 0.0f;
     };
-    const std::vector<float> start = parametersOf(*session.arch);
+    const std::vector<float> start = parametersOf(*state.arch);
 
     run(0.25f);
 
@@ -87,7 +87,7 @@ TEST_F(Check, ShiftsOneParameterAtATime) {
 TEST_F(Check, KeepsTheBatch) {
     run(0.25f);
 
-    EXPECT_EQ(task.batches, std::vector(parametersOf(*session.arch).size() + 1, std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(task.batches, std::vector(parametersOf(*state.arch).size() + 1, std::vector<int>{1, 2, 3}));
 }
 
 TEST_F(Check, ALossThatDoesNotMoveIsShownAsItIs) {
@@ -109,7 +109,7 @@ TEST_F(Check, ALossThatDoesNotMoveIsShownAsItIs) {
 }
 
 TEST_F(Check, RefusesANetworkWithoutParameters) {
-    session.arch = std::make_unique<NNArch>(NNArch::onlyEnergy, 1, &property, true, false);
+    state.arch = std::make_unique<NNArch>(NNArch::onlyEnergy, 1, &property, true, false);
 
     EXPECT_EQ(stopMessageOf([&] { run(0.25f); }), "total data length is not positive.");
     EXPECT_EQ(task.numEvaluations, 0);

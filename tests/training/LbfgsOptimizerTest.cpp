@@ -60,16 +60,15 @@ protected:
     void prepare(int numGeoms = 4) { OptimizerFixture::prepare(numGeoms, false); }
 
     std::string optimize() {
-        return outputOf(
-            [&] { LbfgsOptimizer(&session, &task).optimize(true, false, session.numGeomsSuper); });
+        return outputOf([&] { LbfgsOptimizer(&state, &task).optimize(true, false, state.numGeomsSuper); });
     }
 
-    ScriptedTask task{&session};
+    ScriptedTask task{&state};
 };
 
 TEST_F(Lbfgs, RefusesWhatItCannotDoInThisOrder) {
     prepare();
-    LbfgsOptimizer optimizer(&session, &task);
+    LbfgsOptimizer optimizer(&state, &task);
 
     EXPECT_EQ(stopMessageOf([&] { optimizer.optimize(false, true, 5); }),
               "L-BFGS does not support Mini-batch algorithm.");
@@ -89,7 +88,7 @@ TEST_F(Lbfgs, FindsTheMinimumOfAParabolaWithEachLineSearch) {
 
         optimize();
 
-        const Values x = parametersOf(*session.arch);
+        const Values x = parametersOf(*state.arch);
         EXPECT_LE(largestDistance(x, 0.25f), 1.0e-4f);
     }
 }
@@ -118,7 +117,7 @@ TEST_F(Lbfgs, SearchesAsTheSettingsSay) {
             property.epochs = 1;
             task.numEvaluations = 0;
             task.epochs.clear();
-            Values target = parametersOf(*session.arch);
+            Values target = parametersOf(*state.arch);
             for (float& value : target) {
                 value += distance / std::sqrt(static_cast<float>(target.size()));
             }
@@ -149,7 +148,7 @@ TEST_F(Lbfgs, KeepsNoMoreHistoryThanItCanFill) {
     optimize();
 
     EXPECT_EQ(task.epochs.size(), 10U);
-    EXPECT_EQ(session.trainState, TrainState::allEpochsDone);
+    EXPECT_EQ(state.trainState, TrainState::allEpochsDone);
 }
 
 TEST_F(Lbfgs, CompleteOptimisationEndsTheTraining) {
@@ -161,7 +160,7 @@ TEST_F(Lbfgs, CompleteOptimisationEndsTheTraining) {
 
     EXPECT_EQ(output, warning);
     EXPECT_EQ(task.numAdvances, 1);
-    EXPECT_EQ(session.trainState, TrainState::converged);
+    EXPECT_EQ(state.trainState, TrainState::converged);
     EXPECT_LT(task.epochs.size(), 1000U);
 }
 
@@ -179,7 +178,7 @@ TEST_F(Lbfgs, TakesAllGeometriesAtOnceInRandomOrder) {
     }
     std::ranges::sort(sizes);
     EXPECT_EQ(sizes, ladderSizes(9));
-    EXPECT_EQ(session.arch->getNumGeoms(), 0);
+    EXPECT_EQ(state.arch->getNumGeoms(), 0);
 }
 
 TEST_F(Lbfgs, TakesTheGeometriesOfTheSuperEpoch) {
@@ -200,7 +199,7 @@ TEST_F(Lbfgs, OneEpochIsOneIteration) {
 
     const std::string output = optimize();
 
-    EXPECT_EQ(session.trainState, TrainState::allEpochsDone);
+    EXPECT_EQ(state.trainState, TrainState::allEpochsDone);
     EXPECT_EQ(task.epochs, (std::vector<int>{1}));
     EXPECT_TRUE(task.schemeUpdates.empty());
     EXPECT_EQ(output, "");
@@ -214,9 +213,9 @@ TEST_F(Lbfgs, ConvergenceEndsTheIteration) {
 
     const std::string output = optimize();
 
-    EXPECT_EQ(session.trainState, TrainState::converged);
+    EXPECT_EQ(state.trainState, TrainState::converged);
     EXPECT_LT(task.epochs.size(), 50U);
-    EXPECT_EQ(parametersOf(*session.arch), task.printedParameters.back());
+    EXPECT_EQ(parametersOf(*state.arch), task.printedParameters.back());
     EXPECT_EQ(output, "");
 }
 
@@ -229,8 +228,8 @@ TEST_F(Lbfgs, ConvergenceLeavesTheStopFile) {
 
     optimize();
 
-    EXPECT_EQ(session.trainState, TrainState::converged);
-    EXPECT_TRUE(StopFile(session.stopFileName).exists());
+    EXPECT_EQ(state.trainState, TrainState::converged);
+    EXPECT_TRUE(StopFile(state.stopFileName).exists());
 }
 
 TEST_F(Lbfgs, ObeysTheStopFileAfterAnIteration) {
@@ -246,11 +245,11 @@ TEST_F(Lbfgs, ObeysTheStopFileAfterAnIteration) {
 
     const std::string output = optimize();
 
-    EXPECT_EQ(session.trainState, TrainState::exitedByUser);
+    EXPECT_EQ(state.trainState, TrainState::exitedByUser);
     EXPECT_EQ(task.epochs, (std::vector<int>{1, 2, 3, 4}));
     EXPECT_EQ(task.schemeUpdates, (std::vector<int>{1, 2, 3}));
     EXPECT_EQ(output, stored);
-    EXPECT_FALSE(StopFile(session.stopFileName).exists());
+    EXPECT_FALSE(StopFile(state.stopFileName).exists());
 }
 
 TEST_F(Lbfgs, AStopCountsEvenInTheLastEpoch) {
@@ -261,7 +260,7 @@ TEST_F(Lbfgs, AStopCountsEvenInTheLastEpoch) {
 
     optimize();
 
-    EXPECT_EQ(session.trainState, TrainState::exitedByUser);
+    EXPECT_EQ(state.trainState, TrainState::exitedByUser);
 }
 
 TEST_F(Lbfgs, StoresTheNetworkInItsEpochsButNotTheLast) {
@@ -277,13 +276,13 @@ TEST_F(Lbfgs, StoresTheNetworkInItsEpochsButNotTheLast) {
 TEST_F(Lbfgs, TestsWithTheWeightsOfTheIteration) {
     prepare();
     property.epochs = 3;
-    session.testArch = makeArch(false, false);
+    state.testArch = makeArch(false, false);
     task.lossOf = Parabola();
 
     optimize();
 
     EXPECT_EQ(task.numTests, 3);
-    EXPECT_EQ(parametersOf(*session.testArch), task.printedParameters.back());
+    EXPECT_EQ(parametersOf(*state.testArch), task.printedParameters.back());
 }
 
 TEST_F(Lbfgs, AChangeOfTheSchemeRestartsWithAnEmptyHistory) {
@@ -317,7 +316,7 @@ TEST_F(Lbfgs, AChangeOfTheSchemeRestartsWithAnEmptyHistory) {
     EXPECT_LE(distanceOf(points[restart + 1], expected), 1.0e-3f);
     EXPECT_EQ(task.epochs, (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8}));
     EXPECT_EQ(task.numAdvances, 0);
-    EXPECT_EQ(session.trainState, TrainState::allEpochsDone);
+    EXPECT_EQ(state.trainState, TrainState::allEpochsDone);
     EXPECT_EQ(output, "");
 }
 
@@ -329,9 +328,9 @@ TEST_F(Lbfgs, TriesOnceMoreBeforeItMovesTheSchemeOn) {
     EXPECT_EQ(task.numEvaluations, 2);
     EXPECT_EQ(task.numAdvances, 1);
     EXPECT_TRUE(task.epochs.empty());
-    EXPECT_EQ(session.trainState, TrainState::converged);
+    EXPECT_EQ(state.trainState, TrainState::converged);
     EXPECT_EQ(output, warning);
-    EXPECT_EQ(session.arch->getNumGeoms(), 0);
+    EXPECT_EQ(state.arch->getNumGeoms(), 0);
 }
 
 TEST_F(Lbfgs, StallsCountAnewForEachScheme) {
@@ -385,7 +384,7 @@ TEST_F(Lbfgs, MovingTheSchemeOnContinuesTheEpochs) {
     for (std::size_t i = 0; i < task.epochs.size(); ++i) {
         EXPECT_EQ(task.epochs[i], static_cast<int>(i) + 1);
     }
-    EXPECT_LE(largestDistance(parametersOf(*session.arch), -0.5f), 1.0e-4f);
+    EXPECT_LE(largestDistance(parametersOf(*state.arch), -0.5f), 1.0e-4f);
     EXPECT_EQ(output, warning);
 }
 
@@ -393,11 +392,11 @@ TEST_F(Lbfgs, WithoutASuccessfulStepTheWeightsStay) {
     prepare();
     property.lineSteps = 1; // the default search gives up before it looks at its first trial
     task.lossOf = Parabola();
-    const Values before = parametersOf(*session.arch);
+    const Values before = parametersOf(*state.arch);
 
     const std::string output = optimize();
 
-    const Values after = parametersOf(*session.arch);
+    const Values after = parametersOf(*state.arch);
     EXPECT_GT(task.numEvaluations, 2);
     EXPECT_TRUE(task.epochs.empty());
     EXPECT_LE(distanceOf(after, before), 1.0e-6f);
@@ -427,7 +426,7 @@ TEST_F(Lbfgs, ALossThatTurnsToNaNEndsTheRunWithTheLastPrintedWeights) {
 
         EXPECT_EQ(message, "the training diverged: loss");
         ASSERT_EQ(task.epochs.size(), 3U);
-        EXPECT_EQ(parametersOf(*session.arch), task.printedParameters.back());
+        EXPECT_EQ(parametersOf(*state.arch), task.printedParameters.back());
         EXPECT_TRUE(std::filesystem::exists(network + "_e"));
         std::filesystem::remove(network + "_e");
     }
@@ -478,7 +477,7 @@ TEST_F(Lbfgs, ALossThatTurnsToNoiseLeavesTheLastPrintedWeights) {
 
         EXPECT_EQ(task.numAdvances, 1);
         ASSERT_GE(task.epochs.size(), 3U);
-        EXPECT_EQ(parametersOf(*session.arch), task.printedParameters.back());
+        EXPECT_EQ(parametersOf(*state.arch), task.printedParameters.back());
     }
 }
 

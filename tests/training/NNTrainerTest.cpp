@@ -40,7 +40,7 @@ public:
 private:
     void optimize(bool fullBatch, bool direct, int batchSize) override {
         std::vector<int> numbers;
-        for (const Geometry* const geometry : session.geomsOfSuper) {
+        for (const Geometry* const geometry : state.geomsOfSuper) {
             for (int g = 0; g < getGeometrySet().numGeoms; ++g) {
                 if (geometry == &getGeometrySet().obtainGeometry(g)) {
                     numbers.push_back(g);
@@ -52,8 +52,8 @@ private:
         if (superEpochs.size() > script.size()) {
             NNTrainer::optimize(fullBatch, direct, batchSize);
         } else {
-            session.trainState = script[superEpochs.size() - 1];
-            session.hasEpoch = isEpochMade;
+            state.trainState = script[superEpochs.size() - 1];
+            state.hasEpoch = isEpochMade;
         }
     }
     std::vector<LossTerm> makeLossTerms() const override { return {}; }
@@ -67,7 +67,7 @@ private:
         return false;
     }
     bool evaluateTest() override {
-        numTestGeoms = session.testArch ? session.testArch->getNumGeoms() : -1;
+        numTestGeoms = state.testArch ? state.testArch->getNumGeoms() : -1;
         return false;
     }
     float lossValue() const override { return 0.0f; }

@@ -1,4 +1,4 @@
-// What the tests of both optimisers share: a session over geometries that are known by their sizes, and a
+// What the tests of both optimisers share: a state over geometries that are known by their sizes, and a
 // task that notes what an optimiser asks of it and answers from a script.
 #pragma once
 
@@ -7,7 +7,7 @@
 #include "support/StopCatcher.hpp"
 #include "support/TemporaryDirectory.hpp"
 #include "training/SmallData.hpp"
-#include "training/TrainingSession.hpp"
+#include "training/TrainingState.hpp"
 
 #include <fstream>
 #include <functional>
@@ -18,12 +18,12 @@ namespace melta::test {
 
 class ScriptedTask final : public TrainingTask {
 public:
-    explicit ScriptedTask(TrainingSession* ofRun) : session(ofRun) {}
+    explicit ScriptedTask(TrainingState* ofRun) : state(ofRun) {}
 
     bool needsDerivatives() const override { return false; }
 
     bool evaluateTraining() override {
-        NNArch& arch = *session->arch;
+        NNArch& arch = *state->arch;
         ++numEvaluations;
         std::vector<int> sizes;
         for (int g = 0; g < arch.getNumGeoms(); ++g) {
@@ -51,7 +51,7 @@ public:
     void printProgress(int epoch) const override {
         epochs.push_back(epoch);
         printedLoss.push_back(loss);
-        printedParameters.push_back(parametersOf(*session->arch));
+        printedParameters.push_back(parametersOf(*state->arch));
     }
 
     bool updateScheme(int epoch) override {
@@ -73,7 +73,7 @@ public:
             }
             return false;
         }
-        session->trainState = TrainState::converged;
+        state->trainState = TrainState::converged;
         return true;
     }
 
@@ -97,7 +97,7 @@ public:
     mutable std::vector<std::vector<float>> printedParameters; // at the time of each progress line
 
 private:
-    TrainingSession* session;
+    TrainingState* state;
     float loss = 0.0f;
 };
 
@@ -114,17 +114,17 @@ class OptimizerFixture : public testing::Test {
 protected:
     OptimizerFixture() : property(makeSmallProperty()) { sharedRandom().seed(20240229); }
 
-    // A session over a set with geometries of 1, 2, ... atoms, all of them in a super epoch and in core.
+    // A state over a set with geometries of 1, 2, ... atoms, all of them in a super epoch and in core.
     void prepare(int numGeoms, bool useAdam) {
         set = makeSet(property, makeLadderText(numGeoms));
-        session.property = &property;
-        session.geometrySet = set.get();
-        session.arch = makeArch(true, useAdam);
-        session.numGeomsSuper = numGeoms;
-        session.store = std::make_unique<ModelStore>(network, set.get());
-        session.stopFileName = directory.file("melta.EXIT");
-        session.wallTimer.start();
-        session.epochTimer.start();
+        state.property = &property;
+        state.geometrySet = set.get();
+        state.arch = makeArch(true, useAdam);
+        state.numGeomsSuper = numGeoms;
+        state.store = std::make_unique<ModelStore>(network, set.get());
+        state.stopFileName = directory.file("melta.EXIT");
+        state.wallTimer.start();
+        state.epochTimer.start();
         registerInCore();
     }
 
@@ -137,28 +137,28 @@ protected:
     }
 
     void registerInCore() const {
-        session.arch->setGeometriesAll(set.get());
-        session.arch->calculateSymmFuncs(false, true, true);
-        session.arch->renormalizeSymmFuncs(true);
+        state.arch->setGeometriesAll(set.get());
+        state.arch->calculateSymmFuncs(false, true, true);
+        state.arch->renormalizeSymmFuncs(true);
     }
 
     // Makes the geometries of these sizes the super epoch, as a training with a part of its data does.
     void takeSuperEpoch(const std::vector<int>& sizes) {
-        session.arch->clearGeometriesAll();
-        session.geomsOfSuper.clear();
+        state.arch->clearGeometriesAll();
+        state.geomsOfSuper.clear();
         for (const int size : sizes) {
-            session.geomsOfSuper.push_back(&set->obtainGeometry(size - 1));
+            state.geomsOfSuper.push_back(&set->obtainGeometry(size - 1));
         }
-        session.numGeomsSuper = static_cast<int>(sizes.size());
+        state.numGeomsSuper = static_cast<int>(sizes.size());
     }
 
-    void askToStop() const { std::ofstream(session.stopFileName).put('\n'); }
+    void askToStop() const { std::ofstream(state.stopFileName).put('\n'); }
 
     TemporaryDirectory directory;
     std::string network = directory.file("melta.data");
     Property property;
     std::unique_ptr<GeometrySet> set;
-    TrainingSession session;
+    TrainingState state;
 };
 
 } // namespace melta::test

@@ -22,7 +22,7 @@ class TrainingTask;
 
 // What a training run holds while it runs: borrowed settings and data, the arrangement that is trained, that
 // of the in-situ test, and where the run stands. The trainer owns it and its optimisers work on it.
-struct TrainingSession {
+struct TrainingState {
     const Property* property = nullptr;
     const GeometrySet* geometrySet = nullptr;
     const GeometrySet* testSet = nullptr; // null without in-situ test

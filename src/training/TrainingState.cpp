@@ -1,4 +1,4 @@
-#include "training/TrainingSession.hpp"
+#include "training/TrainingState.hpp"
 
 #include "base/Interrupt.hpp"
 #include "base/Reporting.hpp"
@@ -6,7 +6,7 @@
 
 namespace melta {
 
-bool TrainingSession::pollStopFile() {
+bool TrainingState::pollStopFile() {
     if (!isRootProcess() || !(StopFile(stopFileName).consume() || isInterrupted())) {
         return false;
     }
@@ -14,24 +14,24 @@ bool TrainingSession::pollStopFile() {
     return true;
 }
 
-void TrainingSession::storeAtEpoch(int epoch, TrainingTask& task) {
+void TrainingState::storeAtEpoch(int epoch, TrainingTask& task) {
     if ((property->epochsStore > 0 && epoch % property->epochsStore == 0) || isStoreDue()) {
         storeMeanwhile(task);
     }
 }
 
-void TrainingSession::storeIfDue(TrainingTask& task) {
+void TrainingState::storeIfDue(TrainingTask& task) {
     if (isStoreDue()) {
         storeMeanwhile(task);
     }
 }
 
-bool TrainingSession::isStoreDue() const {
+bool TrainingState::isStoreDue() const {
     const std::chrono::minutes interval(property->minutesStore);
     return property->minutesStore > 0 && std::chrono::steady_clock::now() - lastStore >= interval;
 }
 
-void TrainingSession::storeMeanwhile(TrainingTask& task) {
+void TrainingState::storeMeanwhile(TrainingTask& task) {
     if (!hasEpoch) {
         return;
     }
@@ -41,18 +41,18 @@ void TrainingSession::storeMeanwhile(TrainingTask& task) {
     lastStore = std::chrono::steady_clock::now();
 }
 
-void TrainingSession::storeNetwork(TrainingTask& task) {
+void TrainingState::storeNetwork(TrainingTask& task) {
     keepBeginningIfSpoiled(task);
     store->storeNN(*arch);
 }
 
-void TrainingSession::keepBeginningIfSpoiled(TrainingTask& task) {
+void TrainingState::keepBeginningIfSpoiled(TrainingTask& task) {
     if (beginning.isSpoiled(*arch, task)) {
         store->keepBeginning();
     }
 }
 
-void TrainingSession::copyLayersToTest() const {
+void TrainingState::copyLayersToTest() const {
     if (testArch) {
         copyLayers(*testArch, arch.get());
     }
