@@ -1,7 +1,6 @@
 #include "potential/AtomSource.hpp"
 
 #include "base/Reporting.hpp"
-#include "structure/Geometry.hpp"
 
 #include <algorithm>
 
@@ -20,15 +19,7 @@ bool isBelow(int index, int limit) {
 
 } // namespace
 
-std::size_t GeometrySource::elementOf(int atom) const {
-    return static_cast<std::size_t>(geometry.elements[static_cast<std::size_t>(atom)]);
-}
-
-void GeometrySource::gather(int atom, NeighborArrays& neighbors) const {
-    neighbors.update(geometry, atom);
-}
-
-ViewSource::ViewSource(const NeighborView& source, std::span<const std::int32_t> atomicNumbers, float reach)
+AtomSource::AtomSource(const NeighborView& source, std::span<const std::int32_t> atomicNumbers, float reach)
     : view(source), atomNumbers(atomicNumbers), cutoff(reach) {
     requireView(view.numLocal >= 0 && view.numAtoms >= view.numLocal && view.numLists >= 0,
                 "numbers of atoms");
@@ -60,11 +51,11 @@ ViewSource::ViewSource(const NeighborView& source, std::span<const std::int32_t>
     }
 }
 
-std::size_t ViewSource::elementOf(int atom) const {
+std::size_t AtomSource::elementOf(int atom) const {
     return static_cast<std::size_t>(view.elements[atom]);
 }
 
-void ViewSource::gather(int atom, NeighborArrays& neighbors) const {
+void AtomSource::gather(int atom, NeighborArrays& neighbors) const {
     const int list = listOf[static_cast<std::size_t>(atom)];
     const auto numAtoms = static_cast<std::size_t>(view.numAtoms);
     const HostAtoms host{

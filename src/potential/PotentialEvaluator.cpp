@@ -51,7 +51,7 @@ void PotentialEvaluator::evaluate(const std::shared_ptr<const ModelData>& model,
     if (wishes.has(Wish::charges) && model->chargeNetworks.empty()) {
         stopWithMessage("this model has no charges.");
     }
-    const ViewSource source(view, model->atomNumbers, obtainLargestCutoff(model->settings));
+    const AtomSource source(view, model->atomNumbers, obtainLargestCutoff(model->settings));
     prepare(*model, view, wishes, result);
     tiles.evaluate(*model, source, source.atoms(), wishes, leastCounts, result);
     if (model->baseline) {
