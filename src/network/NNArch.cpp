@@ -175,7 +175,7 @@ void NNArch::setGeometries(std::span<const int> idxGeoms) {
         geometries.push_back(geometriesAll[static_cast<std::size_t>(index)]);
         symmOfBatch.push_back(&symmAll[static_cast<std::size_t>(index)]);
     }
-    prepareBatch();
+    layOutBatch();
 }
 
 void NNArch::clearGeometries() {
@@ -189,8 +189,26 @@ void NNArch::clearGeometries() {
     symmOwned.clear();
 }
 
+void NNArch::prepareBatch(std::span<Geometry* const> batch, Derivatives derivatives) {
+    setGeometries(batch);
+    calculateSymmFuncs(derivatives == Derivatives::yes, false, false);
+    renormalizeSymmFuncs(false);
+}
+
+void NNArch::prepareBatch(std::span<const int> idxGeoms) {
+    setGeometries(idxGeoms);
+}
+
+void NNArch::computeAll(Derivatives derivatives, bool isSilent) {
+    calculateSymmFuncs(derivatives == Derivatives::yes, true, isSilent);
+}
+
+void NNArch::normalizeAll() {
+    renormalizeSymmFuncs(true);
+}
+
 // Lays the batch out once its symmetry functions are there.
-void NNArch::prepareBatch() {
+void NNArch::layOutBatch() {
     const auto cut = isMainArch ? BatchLayout::Cut::geometries : BatchLayout::Cut::atoms;
     if (hasEnergyNetworks()) {
         energyPass.setBatch({energyEnsembles, geometries, symmOfBatch, {}}, cut);
@@ -253,7 +271,7 @@ void NNArch::calculateSymmFuncs(bool derive, bool all, bool silent) {
     for (const SymmRows& row : symmOwned) {
         symmOfBatch.push_back(&row);
     }
-    prepareBatch();
+    layOutBatch();
 }
 
 void NNArch::statisticsSymmFuncs(const GeometrySet* geometrySet) {

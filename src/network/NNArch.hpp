@@ -20,6 +20,9 @@
 
 namespace melta {
 
+// Whether symmetry functions come with their derivatives, which forces need.
+enum class Derivatives : bool { no, yes };
+
 // The whole arrangement of networks: for each element an ensemble of networks, the current batch of
 // geometries, their symmetry functions, and the passes over them. Training, testing and sampling go through
 // this class.
@@ -77,6 +80,18 @@ public:
 
     // Stops with "geometries have not been set.".
     void clearGeometries();
+
+    // A batch that is ready for the passes, until clearGeometries: the caller's geometries, borrowed, with
+    // normalised symmetry functions, or entries of the in-core set, which has been prepared. Stop as
+    // setGeometries, calculateSymmFuncs and renormalizeSymmFuncs.
+    void prepareBatch(std::span<Geometry* const> geometries, Derivatives derivatives);
+    void prepareBatch(std::span<const int> idxGeoms);
+
+    // Computes the symmetry functions of the in-core set, with title and bar unless `isSilent`; once the
+    // ranges are known, normalizeAll makes them ready for batches. Stop as calculateSymmFuncs and
+    // renormalizeSymmFuncs.
+    void computeAll(Derivatives derivatives, bool isSilent = false);
+    void normalizeAll();
 
     int getNumGeoms() const { return static_cast<int>(geometries.size()); }
     int getNumAtomsBatch() const;
@@ -220,7 +235,7 @@ private:
     void makeSymmDistribution();
     std::vector<NNEnsemble> makeEnsembles(const NetworkFields& fields, const std::vector<float>& scales,
                                           const std::vector<float>& shifts) const;
-    void prepareBatch();
+    void layOutBatch();
     void requireEnergyNetworks() const;
     void requireEnergyBatch() const;
     void requireChargeBatch() const;

@@ -23,11 +23,9 @@ float sumOf(std::span<const float> energies) {
 }
 
 // Makes the geometry the batch and gives its energy, eV.
-float evaluateEnergy(NNArch& arch, Geometry& geometry, bool wantDerivatives) {
+float evaluateEnergy(NNArch& arch, Geometry& geometry, Derivatives derivatives) {
     Geometry* const batch[] = {&geometry};
-    arch.setGeometries(batch);
-    arch.calculateSymmFuncs(wantDerivatives, false, false);
-    arch.renormalizeSymmFuncs(false);
+    arch.prepareBatch(batch, derivatives);
     arch.goForwardOnEnergy();
     return sumOf(arch.obtainEnergies(0));
 }
@@ -73,7 +71,7 @@ void NNForceTester::requireKnownElements(const Geometry& geometry) const {
 }
 
 void NNForceTester::testGeometry(NNArch& arch, Geometry& geometry, float positionShift) const {
-    const float energy0 = evaluateEnergy(arch, geometry, true);
+    const float energy0 = evaluateEnergy(arch, geometry, Derivatives::yes);
     arch.goBackwardOnForce();
     const std::span<const float> forces = arch.obtainForces(0);
     const std::vector<float> forcesNNP(forces.begin(), forces.end());
@@ -83,7 +81,7 @@ void NNForceTester::testGeometry(NNArch& arch, Geometry& geometry, float positio
     for (std::size_t i = 0; i < forcesNum.size(); ++i) {
         const float kept = geometry.positions[i];
         geometry.positions[i] += positionShift;
-        const float energy = evaluateEnergy(arch, geometry, false);
+        const float energy = evaluateEnergy(arch, geometry, Derivatives::no);
         geometry.positions[i] = kept;
         arch.clearGeometries();
         forcesNum[i] = -(energy - energy0) / positionShift;

@@ -73,9 +73,7 @@ void NNTester::testGeometry(Model& model, Geometry& geometry, std::span<Quantity
         model.baseline->removeFromGeometry(&geometry);
     }
     Geometry* const batch[] = {&geometry};
-    arch.setGeometries(batch);
-    arch.calculateSymmFuncs(true, false, false);
-    arch.renormalizeSymmFuncs(false);
+    arch.prepareBatch(batch, Derivatives::yes);
     arch.goForwardOnEnergy();
     arch.goBackwardOnForce();
     if (withCharge()) {

@@ -49,8 +49,9 @@ void AdamOptimizer::optimize(bool isFullBatch, bool isDirect, int sizeOfBatch) {
 void AdamOptimizer::prepareInCore() const {
     NNArch& arch = *state->arch;
     arch.setGeometriesAll(state->geomsOfSuper);
-    arch.calculateSymmFuncs(task->needsDerivatives(), true, true);
-    arch.renormalizeSymmFuncs(true);
+    constexpr bool isSilent = true;
+    arch.computeAll(task->neededDerivatives(), isSilent);
+    arch.normalizeAll();
 }
 
 // True when the training has to end.
@@ -90,12 +91,10 @@ void AdamOptimizer::setBatch(int position) const {
     }
     takeFirst(batch);
     if (!direct) {
-        arch.setGeometries(std::span<const int>(batch));
+        arch.prepareBatch(batch);
         return;
     }
-    arch.setGeometries(geometriesOf(batch));
-    arch.calculateSymmFuncs(task->needsDerivatives(), false, false);
-    arch.renormalizeSymmFuncs(false);
+    arch.prepareBatch(geometriesOf(batch), task->neededDerivatives());
 }
 
 std::vector<Geometry*> AdamOptimizer::geometriesOf(const std::vector<int>& batch) const {

@@ -37,11 +37,9 @@ bool BeginningWatch::isSpoiled(NNArch& arch, TrainingTask& task) const {
 float BeginningWatch::lossOfFirstBatch(NNArch& arch, TrainingTask& task) const {
     const bool isSet = arch.getNumGeoms() > 0;
     if (!isSet && !indices.empty()) {
-        arch.setGeometries(std::span<const int>(indices));
+        arch.prepareBatch(indices);
     } else if (!isSet) {
-        arch.setGeometries(std::span<Geometry* const>(geometries));
-        arch.calculateSymmFuncs(task.needsDerivatives(), false, false);
-        arch.renormalizeSymmFuncs(false);
+        arch.prepareBatch(geometries, task.neededDerivatives());
     }
     task.evaluateTraining();
     if (!isSet) {

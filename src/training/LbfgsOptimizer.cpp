@@ -52,15 +52,13 @@ void LbfgsOptimizer::optimize(bool fullBatch, bool direct, int batchSize) {
 void LbfgsOptimizer::setBatch() const {
     NNArch& arch = *state->arch;
     if (!state->geomsOfSuper.empty()) {
-        arch.setGeometries(state->geomsOfSuper);
-        arch.calculateSymmFuncs(task->needsDerivatives(), false, false);
-        arch.renormalizeSymmFuncs(false);
+        arch.prepareBatch(state->geomsOfSuper, task->neededDerivatives());
         return;
     }
     std::vector<int> indices(static_cast<std::size_t>(state->numGeomsSuper));
     std::iota(indices.begin(), indices.end(), 0);
     sharedRandom().shuffle(indices);
-    arch.setGeometries(std::span<const int>(indices));
+    arch.prepareBatch(indices);
 }
 
 void LbfgsOptimizer::run(std::span<float> x) {

@@ -14,7 +14,7 @@ public:
 private:
     [[nodiscard]] std::vector<LossTerm> makeLossTerms() const override;
     [[nodiscard]] int archModeOfTrainer() const override { return NNArch::onlyCharge; }
-    [[nodiscard]] bool needsDerivatives() const override { return false; }
+    [[nodiscard]] Derivatives neededDerivatives() const override { return Derivatives::no; }
 };
 
 } // namespace melta

@@ -24,7 +24,9 @@ private:
     [[nodiscard]] std::vector<LossTerm> makeLossTerms() const override;
     void debugGradients(float shift) override;
     [[nodiscard]] int archModeOfTrainer() const override { return NNArch::onlyEnergy; }
-    [[nodiscard]] bool needsDerivatives() const override { return getProperty().hasForceCoef != 0; }
+    [[nodiscard]] Derivatives neededDerivatives() const override {
+        return getProperty().hasForceCoef != 0 ? Derivatives::yes : Derivatives::no;
+    }
     bool updateScheme(int epoch) override;
     bool advanceScheme() override;
 

@@ -149,26 +149,26 @@ void NNTrainer::prepareTrainingData(const TrainingPlan& plan) {
     NNArch& arch = *state.arch;
     const bool isInCore = !plan.direct && !plan.partial;
     if (isInCore) {
-        arch.calculateSymmFuncs(needsDerivatives(), true, false);
+        arch.computeAll(neededDerivatives());
     }
     arch.statisticsSymmFuncs(&getGeometrySet());
     arch.countSymmDistributions(&getGeometrySet());
     if (isInCore) {
-        arch.renormalizeSymmFuncs(true);
+        arch.normalizeAll();
     }
     state.store->carryOthers(arch);
 }
 
 void NNTrainer::prepareTestData() {
     if (state.testArch) {
-        state.testArch->calculateSymmFuncs(needsDerivatives(), true, false);
+        state.testArch->computeAll(neededDerivatives());
         state.testArch->copySymmStatistics(state.arch.get());
-        state.testArch->renormalizeSymmFuncs(true);
+        state.testArch->normalizeAll();
     }
     flushOut();
     if (state.testArch) {
         const std::vector<int> indices = makeShuffledList(state.testSet->numGeoms);
-        state.testArch->setGeometries(std::span<const int>(indices));
+        state.testArch->prepareBatch(indices);
     }
 }
 
@@ -250,9 +250,9 @@ void NNTrainer::performDebug(const std::string& nnFile, float shift) {
     arch.setGeometriesAll(&getGeometrySet());
     arch.initLayers(&getGeometrySet());
     restoreIfAsked(nnFile);
-    arch.calculateSymmFuncs(needsDerivatives(), true, false);
+    arch.computeAll(neededDerivatives());
     arch.statisticsSymmFuncs(&getGeometrySet());
-    arch.renormalizeSymmFuncs(true);
+    arch.normalizeAll();
     printOut("  * Weight and Bias shift is %10.3e .\n\n", static_cast<double>(shift));
     printOut("  Debug Gradient of Weight and Bias:\n\n");
     flushOut();
@@ -265,7 +265,7 @@ void NNTrainer::performDebug(const std::string& nnFile, float shift) {
 void NNTrainer::debugGradients(float shift) {
     prepareLoss();
     const std::vector<int> indices = makeShuffledList(getGeometrySet().numGeoms);
-    state.arch->setGeometries(std::span<const int>(indices));
+    state.arch->prepareBatch(indices);
     GradientCheck(&state, this).run(shift);
 }
 

@@ -74,7 +74,7 @@ public:
     TrainingTask& operator=(TrainingTask&&) = delete;
 
     // Whether the symmetry functions need derivatives.
-    [[nodiscard]] virtual bool needsDerivatives() const = 0;
+    [[nodiscard]] virtual Derivatives neededDerivatives() const = 0;
 
     // Loss and gradient of the present batch. True when the targets are met on it.
     virtual bool evaluateTraining() = 0;

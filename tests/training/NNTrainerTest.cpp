@@ -58,7 +58,7 @@ private:
     }
     std::vector<LossTerm> makeLossTerms() const override { return {}; }
     int archModeOfTrainer() const override { return NNArch::onlyEnergy; }
-    bool needsDerivatives() const override { return false; }
+    melta::Derivatives neededDerivatives() const override { return melta::Derivatives::no; }
     bool evaluateTraining() override {
         ++numEvaluations;
         if (onEvaluation) {

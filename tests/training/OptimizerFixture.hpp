@@ -20,7 +20,7 @@ class ScriptedTask final : public TrainingTask {
 public:
     explicit ScriptedTask(TrainingState* ofRun) : state(ofRun) {}
 
-    bool needsDerivatives() const override { return false; }
+    melta::Derivatives neededDerivatives() const override { return melta::Derivatives::no; }
 
     bool evaluateTraining() override {
         NNArch& arch = *state->arch;
