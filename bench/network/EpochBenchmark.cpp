@@ -64,7 +64,6 @@ public:
     }
 
     void go() {
-        const std::vector<float> scale{1.0f};
         arch.clearWeightGrads();
         arch.evaluateLoss(NetworkTarget::energy, terms);
         arch.updateLayers(1.0f);

@@ -1,0 +1,115 @@
+// The trained potential as a host evaluates it: a silicon-like cell with 34 neighbours an atom, 20 + 20
+// Chebyshev functions and 2 x 40 nodes, on one thread, lists excluded. Beside it, in the same run, the passes
+// that keep all derivatives.
+
+#include "base/RandomSource.hpp"
+#include "melta/PeriodicView.hpp"
+#include "melta/Potential.hpp"
+#include "modelio/ModelStore.hpp"
+#include "network/NNArch.hpp"
+#include "support/DiamondCell.hpp"
+#include "support/PairedTiming.hpp"
+#include "support/TemporaryDirectory.hpp"
+
+#include <benchmark/benchmark.h>
+#include <cblas.h>
+#include <omp.h>
+
+#include <memory>
+#include <random>
+
+namespace {
+
+using namespace melta;
+
+constexpr float cutoff = 5.45f; // Angstrom
+
+Property makeSettings(int models) {
+    Property property;
+    property.numRadius = 20;
+    property.numAngle = 20;
+    property.rcutRadius = cutoff;
+    property.rcutAngle = cutoff;
+    property.modelsEnergy = models;
+    return property;
+}
+
+class Cell {
+public:
+    // `cubes`: cubes of 8 atoms along each side.
+    Cell(int models, int cubes)
+        : property(makeSettings(models)), arch(NNArch::onlyEnergy, 1, &property, false, false) {
+        std::mt19937 random(1);
+        set.geometries.push_back(bench::makeDiamondCell(cubes, random));
+        set.geometries.front()->haveSetAtoms(cutoff, false);
+        set.numGeoms = 1;
+        set.numElems = 1;
+        set.elemNames = {"Si"};
+        set.elemAtomNumbers = {14};
+        set.energyDev = {1.0};
+        set.energyAve = {0.0};
+        sharedRandom().seed(1);
+        arch.initLayers(&set);
+        arch.statisticsSymmFuncs(&set);
+        storeNN(arch, directory.file("melta.data"), &set);
+        potential = std::make_unique<Potential>(Potential::load(directory.path()));
+        const Geometry& geometry = *set.geometries.front();
+        view = std::make_unique<PeriodicView>(
+            std::vector<double>(geometry.lattice.begin(), geometry.lattice.end()),
+            std::vector<double>(geometry.positions.begin(), geometry.positions.end()),
+            std::vector<int>(geometry.elements.begin(), geometry.elements.end()), potential->cutoff());
+    }
+
+    [[nodiscard]] int numAtoms() const { return view->view().numLocal; }
+
+    void evaluate(Wishes wishes) {
+        potential->evaluate(view->view(), wishes, result, workspace);
+        benchmark::DoNotOptimize(result.energy);
+    }
+
+    void evaluateStored() {
+        Geometry* const batch[] = {set.geometries.front().get()};
+        arch.prepareBatch(batch, Derivatives::yes);
+        arch.evaluateEnergy(true);
+        arch.clearGeometries();
+    }
+
+private:
+    test::TemporaryDirectory directory;
+    Property property;
+    GeometrySet set;
+    NNArch arch;
+    std::unique_ptr<Potential> potential;
+    std::unique_ptr<PeriodicView> view;
+    Potential::Workspace workspace;
+    Evaluation result;
+};
+
+// Arguments: models, cubes along each side of the cell, 1 for the forces of each model.
+void evaluation(benchmark::State& state) {
+    openblas_set_num_threads(1);
+    omp_set_num_threads(1);
+    Cell cell(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
+    const Wishes wishes =
+        Wish::energy | Wish::forces | (state.range(2) != 0 ? Wishes(Wish::modelForces) : Wishes());
+    for (auto _ : state) {
+        cell.evaluate(wishes);
+    }
+    state.counters["s/atom"] =
+        benchmark::Counter(static_cast<double>(cell.numAtoms()),
+                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["stored/this"] =
+        bench::medianRatio([&] { cell.evaluateStored(); }, [&] { cell.evaluate(wishes); });
+}
+BENCHMARK(evaluation)
+    ->ArgNames({"models", "cubes", "each"})
+    ->Args({1, 4, 0})
+    ->Args({16, 4, 0})
+    ->Args({16, 4, 1})
+    ->Args({16, 8, 0})
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+} // namespace
+
+BENCHMARK_MAIN();
