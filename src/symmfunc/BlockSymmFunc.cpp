@@ -4,6 +4,7 @@
 #include "symmfunc/BasisBlock.hpp"
 #include "symmfunc/NeighborCutoffs.hpp"
 #include "symmfunc/NeighborShellBuilder.hpp"
+#include "symmfunc/ShellGradient.hpp"
 
 #include <algorithm>
 #include <limits>
@@ -15,12 +16,41 @@ struct BlockSymmFunc::Workspace {
     NeighborCutoffs cutoffs;
     NeighborShellBuilder shell;
     AlignedBuffer<float> scratch;
+    AlignedBuffer<float> gradient; // [3][neighbours of the shell, padded]
 
     std::span<float> reserveScratch(std::size_t size) {
         scratch.reserve(size);
         return scratch.span();
     }
+
+    ShellGradient clearGradient() {
+        const std::size_t length = shell.shell().size + shellPadding;
+        gradient.reserve(3 * length);
+        const std::span<float> all = gradient.span().first(3 * length);
+        std::ranges::fill(all, 0.0f);
+        return {all.first(length), all.subspan(length, length), all.last(length)};
+    }
 };
+
+namespace {
+
+// From the order of a shell to that of the neighbour list.
+void addToEntries(const NeighborShell& shell, const ShellGradient& gradient, std::span<float> byPositions) {
+    const std::size_t length = byPositions.size() / 3;
+    for (std::size_t n = 0; n < shell.size; ++n) {
+        const auto entry = static_cast<std::size_t>(shell.entry[n]);
+        byPositions[entry] += gradient.x[n];
+        byPositions[length + entry] += gradient.y[n];
+        byPositions[2 * length + entry] += gradient.z[n];
+    }
+}
+
+} // namespace
+
+BlockSymmFunc::Workspace& BlockSymmFunc::workspace() {
+    thread_local Workspace work;
+    return work;
+}
 
 BlockSymmFunc::BlockSymmFunc(int elems, bool withTanh, bool withWeight, int radiusSize, int angleSize,
                              int angleColumns, float radiusCutoff, float angleCutoff)
@@ -57,7 +87,7 @@ void BlockSymmFunc::calculateAtom(const NeighborArrays& neighbors, std::span<flo
         return;
     }
 
-    thread_local Workspace work;
+    Workspace& work = workspace();
     const bool withAngle = neighbors.size() >= 2 && numAngle >= 1;
     work.cutoffs.update(neighbors, tanhCutoff, rcutRadius, numAngle >= 1 ? rcutAngle : -1.0f);
     clearUntouched(neighbors, withAngle, values, derivatives);
@@ -68,6 +98,8 @@ void BlockSymmFunc::calculateAtom(const NeighborArrays& neighbors, std::span<flo
 }
 
 void BlockSymmFunc::prepareAngle(const NeighborShell&, std::span<float>) const {}
+
+void BlockSymmFunc::prepareAngleGradient(const NeighborShell&, std::span<float>) const {}
 
 // The kernels write the whole of every block that is not empty, so that only what lies outside needs to be
 // cleared. The derivatives fill whole caches; writing them twice would be felt.
@@ -113,8 +145,7 @@ void BlockSymmFunc::clearRow(std::span<float> row, int kind, bool isInRadius, bo
     leave(numBasis, 0);
 }
 
-void BlockSymmFunc::calculateRadius(const NeighborArrays& neighbors, Workspace& work, std::span<float> values,
-                                    std::span<float> derivatives) const {
+void BlockSymmFunc::pickRadius(const NeighborArrays& neighbors, Workspace& work) const {
     const auto fc = work.cutoffs.fcRadius();
     const auto dfc = work.cutoffs.dfcRadius();
     if (elemWeight) {
@@ -122,17 +153,9 @@ void BlockSymmFunc::calculateRadius(const NeighborArrays& neighbors, Workspace& 
     } else {
         work.shell.pickByElement(neighbors, fc, dfc, rcutRadius, numElems);
     }
-    const auto& shell = work.shell.shell();
-    const auto scratch = work.reserveScratch(obtainRadiusScratchSize(shell.size));
-    for (int kind = 0; kind < numKinds(); ++kind) {
-        const auto range = work.shell.obtainRange(static_cast<std::size_t>(kind));
-        const auto block = obtainBlock(values, derivatives, kind * numRadius, numRadius);
-        computeRadius(shell, range, block, scratch);
-    }
 }
 
-void BlockSymmFunc::calculateAngle(const NeighborArrays& neighbors, Workspace& work, std::span<float> values,
-                                   std::span<float> derivatives) const {
+void BlockSymmFunc::pickAngle(const NeighborArrays& neighbors, Workspace& work) const {
     const auto fc = work.cutoffs.fcAngle();
     const auto dfc = work.cutoffs.dfcAngle();
     if (elemWeight) {
@@ -140,18 +163,90 @@ void BlockSymmFunc::calculateAngle(const NeighborArrays& neighbors, Workspace& w
     } else {
         work.shell.pickByElement(neighbors, fc, dfc, rcutAngle, numElems);
     }
-    const auto& shell = work.shell.shell();
-    const auto scratch = work.reserveScratch(obtainAngleScratchSize(shell.size));
-    prepareAngle(shell, scratch);
+}
+
+// Calls visit(range, start) with the neighbours of each radial block and its first column.
+template <class Visit>
+void BlockSymmFunc::forEachRadiusBlock(const Workspace& work, Visit&& visit) const {
+    for (int kind = 0; kind < numKinds(); ++kind) {
+        visit(work.shell.obtainRange(static_cast<std::size_t>(kind)), kind * numRadius);
+    }
+}
+
+// Calls visit(first, second, start) with the neighbours of each angular block and its first column.
+template <class Visit>
+void BlockSymmFunc::forEachAngleBlock(const Workspace& work, Visit&& visit) const {
     for (int first = 0; first < numKinds(); ++first) {
         for (int second = 0; second <= first; ++second) {
             const int pair = second + first * (first + 1) / 2;
-            const auto block =
-                obtainBlock(values, derivatives, sizeRadiusBasis + pair * angleLength(), angleLength());
-            computeAngle(shell, work.shell.obtainRange(static_cast<std::size_t>(first)),
-                         work.shell.obtainRange(static_cast<std::size_t>(second)), block, scratch);
+            visit(work.shell.obtainRange(static_cast<std::size_t>(first)),
+                  work.shell.obtainRange(static_cast<std::size_t>(second)),
+                  sizeRadiusBasis + pair * angleLength());
         }
     }
+}
+
+void BlockSymmFunc::calculateRadius(const NeighborArrays& neighbors, Workspace& work, std::span<float> values,
+                                    std::span<float> derivatives) const {
+    pickRadius(neighbors, work);
+    const auto& shell = work.shell.shell();
+    const auto scratch = work.reserveScratch(obtainRadiusScratchSize(shell.size));
+    forEachRadiusBlock(work, [&](NeighborRange range, int start) {
+        computeRadius(shell, range, obtainBlock(values, derivatives, start, numRadius), scratch);
+    });
+}
+
+void BlockSymmFunc::calculateAngle(const NeighborArrays& neighbors, Workspace& work, std::span<float> values,
+                                   std::span<float> derivatives) const {
+    pickAngle(neighbors, work);
+    const auto& shell = work.shell.shell();
+    const auto scratch = work.reserveScratch(obtainAngleScratchSize(shell.size));
+    prepareAngle(shell, scratch);
+    forEachAngleBlock(work, [&](NeighborRange first, NeighborRange second, int start) {
+        computeAngle(shell, first, second, obtainBlock(values, derivatives, start, angleLength()), scratch);
+    });
+}
+
+void BlockSymmFunc::calculateGradient(const NeighborArrays& neighbors, std::span<const float> byValues,
+                                      std::span<float> byPositions) const {
+    std::ranges::fill(byPositions, 0.0f);
+    if (neighbors.size() == 0) {
+        return;
+    }
+    Workspace& work = workspace();
+    work.cutoffs.update(neighbors, tanhCutoff, rcutRadius, numAngle >= 1 ? rcutAngle : -1.0f);
+    addRadiusGradients(neighbors, work, byValues, byPositions);
+    if (neighbors.size() >= 2 && numAngle >= 1) {
+        addAngleGradients(neighbors, work, byValues, byPositions);
+    }
+}
+
+void BlockSymmFunc::addRadiusGradients(const NeighborArrays& neighbors, Workspace& work,
+                                       std::span<const float> byValues, std::span<float> byPositions) const {
+    pickRadius(neighbors, work);
+    const auto& shell = work.shell.shell();
+    const ShellGradient gradient = work.clearGradient();
+    forEachRadiusBlock(work, [&](NeighborRange range, int start) {
+        const auto columns =
+            byValues.subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(numRadius));
+        addRadiusGradient(shell, range, columns, gradient);
+    });
+    addToEntries(shell, gradient, byPositions);
+}
+
+void BlockSymmFunc::addAngleGradients(const NeighborArrays& neighbors, Workspace& work,
+                                      std::span<const float> byValues, std::span<float> byPositions) const {
+    pickAngle(neighbors, work);
+    const auto& shell = work.shell.shell();
+    const auto scratch = work.reserveScratch(obtainGradientScratchSize(shell.size));
+    const ShellGradient gradient = work.clearGradient();
+    prepareAngleGradient(shell, scratch);
+    forEachAngleBlock(work, [&](NeighborRange first, NeighborRange second, int start) {
+        const auto columns =
+            byValues.subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(angleLength()));
+        addAngleGradient(shell, first, second, columns, gradient, scratch);
+    });
+    addToEntries(shell, gradient, byPositions);
 }
 
 BasisBlock BlockSymmFunc::obtainBlock(std::span<float> values, std::span<float> derivatives, int start,

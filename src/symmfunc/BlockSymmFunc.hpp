@@ -8,6 +8,7 @@ class NeighborArrays;
 struct BasisBlock;
 struct NeighborRange;
 struct NeighborShell;
+struct ShellGradient;
 
 // Symmetry functions that come in blocks of equal length: one radial block for each element and one angular
 // block for each pair of elements, or a single block of both with `elemWeight`. It owns the course of a
@@ -17,6 +18,8 @@ class BlockSymmFunc : public SymmFunc {
 public:
     void calculateAtom(const NeighborArrays& neighbors, std::span<float> symmData,
                        std::span<float> symmDiff) const override;
+    void calculateGradient(const NeighborArrays& neighbors, std::span<const float> byValues,
+                           std::span<float> byPositions) const override;
 
 protected:
     // The arguments become numElems, tanhCutoff, elemWeight, numRadius, numAngle, columnsPerAngle, rcutRadius
@@ -45,6 +48,17 @@ protected:
     virtual void computeAngle(const NeighborShell& shell, NeighborRange first, NeighborRange second,
                               const BasisBlock& block, std::span<float> scratch) const = 0;
 
+    // The way back: add the derivatives by the positions of the neighbours in the ranges of a function whose
+    // derivatives by the values of a block are `gradient`. The angular calls share a scratch array of their
+    // own, which the prepare call, at first, may fill.
+    virtual void addRadiusGradient(const NeighborShell& shell, NeighborRange range,
+                                   std::span<const float> gradient, const ShellGradient& result) const = 0;
+    [[nodiscard]] virtual std::size_t obtainGradientScratchSize(std::size_t numNeighbors) const = 0;
+    virtual void prepareAngleGradient(const NeighborShell& shell, std::span<float> scratch) const;
+    virtual void addAngleGradient(const NeighborShell& shell, NeighborRange first, NeighborRange second,
+                                  std::span<const float> gradient, const ShellGradient& result,
+                                  std::span<float> scratch) const = 0;
+
     int numRadius;       // radial parameter sets
     int numAngle;        // angular parameter sets; may be 0
     int columnsPerAngle; // angular functions of one parameter set
@@ -56,6 +70,8 @@ protected:
 private:
     struct Workspace;
 
+    static Workspace& workspace(); // of the calling thread
+
     // Without `elemWeight` every element has blocks of its own.
     [[nodiscard]] int numKinds() const { return elemWeight ? 1 : numElems; }
     [[nodiscard]] int angleLength() const { return numAngle * columnsPerAngle; }
@@ -63,8 +79,18 @@ private:
     void clearUntouched(const NeighborArrays& neighbors, bool withAngle, std::span<float> values,
                         std::span<float> derivatives) const;
     void clearRow(std::span<float> row, int kind, bool isInRadius, bool isInAngle) const;
+    void pickRadius(const NeighborArrays& neighbors, Workspace& work) const;
+    void pickAngle(const NeighborArrays& neighbors, Workspace& work) const;
+    template <class Visit>
+    void forEachRadiusBlock(const Workspace& work, Visit&& visit) const;
+    template <class Visit>
+    void forEachAngleBlock(const Workspace& work, Visit&& visit) const;
     void calculateRadius(const NeighborArrays& neighbors, Workspace& work, std::span<float> values,
                          std::span<float> derivatives) const;
+    void addRadiusGradients(const NeighborArrays& neighbors, Workspace& work, std::span<const float> byValues,
+                            std::span<float> byPositions) const;
+    void addAngleGradients(const NeighborArrays& neighbors, Workspace& work, std::span<const float> byValues,
+                           std::span<float> byPositions) const;
     void calculateAngle(const NeighborArrays& neighbors, Workspace& work, std::span<float> values,
                         std::span<float> derivatives) const;
     [[nodiscard]] BasisBlock obtainBlock(std::span<float> values, std::span<float> derivatives, int start,

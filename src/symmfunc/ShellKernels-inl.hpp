@@ -10,6 +10,7 @@
 
 #include "symmfunc/BasisBlock.hpp"
 #include "symmfunc/NeighborShell.hpp"
+#include "symmfunc/ShellGradient.hpp"
 
 #include <cstddef>
 #include <span>
@@ -84,6 +85,20 @@ HWY_INLINE void PrepareDirections(const NeighborShell& shell, NeighborRange rang
         hn::StoreU(hn::Mul(hn::LoadU(d, shell.dy.data() + n), inverse), d, u.y + n - origin);
         hn::StoreU(hn::Mul(hn::LoadU(d, shell.dz.data() + n), inverse), d, u.z + n - origin);
     }
+}
+
+// Adds to the gradient the derivatives by distance of neighbours `n` and following, the first `count` lanes.
+template <class V>
+HWY_INLINE void AddAlong(Lanes d, const NeighborShell& shell, std::size_t n, std::size_t count, V byR,
+                         const ShellGradient& to) {
+    const V factor = hn::IfThenElseZero(hn::FirstN(d, count), hn::Div(byR, hn::LoadU(d, shell.r.data() + n)));
+    const auto add = [&](std::span<const float> component, std::span<float> sums) {
+        float* const sum = sums.data() + n;
+        hn::StoreU(hn::MulAdd(factor, hn::LoadU(d, component.data() + n), hn::LoadU(d, sum)), d, sum);
+    };
+    add(shell.dx, to.x);
+    add(shell.dy, to.y);
+    add(shell.dz, to.z);
 }
 
 // The unit vector u towards each neighbour, and two more, e1 and e2, that make a frame with it.

@@ -1,8 +1,11 @@
 #include "symmfunc/SymmFunc.hpp"
 
+#include "base/AlignedBuffer.hpp"
 #include "base/Reporting.hpp"
 #include "structure/Geometry.hpp"
 #include "structure/NeighborArrays.hpp"
+
+#include <numeric>
 
 namespace melta {
 
@@ -32,6 +35,21 @@ void SymmFunc::checkArguments(const Geometry& geometry, int iatom, std::span<con
     }
     if (!symmDiff.empty() && symmDiff.size() < diffSize(geometry.obtainNeighbors(iatom).size())) {
         stopWithMessage("symmDiff is too short.");
+    }
+}
+
+void SymmFunc::calculateGradient(const NeighborArrays& neighbors, std::span<const float> byValues,
+                                 std::span<float> byPositions) const {
+    thread_local AlignedBuffer<float> work;
+    const auto length = static_cast<std::size_t>(numBasis);
+    const std::size_t numNeighbors = neighbors.size();
+    work.reserve(length + diffSize(numNeighbors));
+    const std::span<float> derivatives = work.span().subspan(length, diffSize(numNeighbors));
+    calculateAtom(neighbors, work.span().first(length), derivatives);
+    for (std::size_t row = 0; row < 3 * numNeighbors; ++row) {
+        const std::span<const float> slopes = derivatives.subspan((row + 3) * length, length);
+        byPositions[row % 3 * numNeighbors + row / 3] =
+            std::inner_product(slopes.begin(), slopes.end(), byValues.begin(), 0.0f);
     }
 }
 

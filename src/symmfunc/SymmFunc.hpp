@@ -46,6 +46,13 @@ public:
     virtual void calculateAtom(const NeighborArrays& neighbors, std::span<float> symmData,
                                std::span<float> symmDiff) const = 0;
 
+    // The way back, without symmDiff: for a function of symmData whose derivatives by the values are byValues
+    // [numBasis], byPositions [3][neighbours] becomes its derivatives by the neighbours' coordinates, x
+    // first, in the order of `neighbors`. Those by the central position are minus their sums. A kind that has
+    // no way of its own goes by symmDiff.
+    virtual void calculateGradient(const NeighborArrays& neighbors, std::span<const float> byValues,
+                                   std::span<float> byPositions) const;
+
     [[nodiscard]] int getNumBasis() const { return numBasis; }
 
 protected:

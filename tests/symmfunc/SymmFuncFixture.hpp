@@ -2,13 +2,16 @@
 #pragma once
 
 #include "structure/Geometry.hpp"
+#include "structure/NeighborArrays.hpp"
 #include "symmfunc/SymmFunc.hpp"
 #include "symmfunc/TwinTools.hpp"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
 #include <span>
 #include <vector>
 
@@ -59,6 +62,40 @@ inline void expectWithin(const std::vector<float>& actual, const std::vector<dou
     }
     EXPECT_LE(worst, 0.0) << what << " " << place << ": " << actual[place] << " instead of "
                           << expected[place] << ", scale " << scale[place];
+}
+
+// Compares the way back, for several functions of the values, with the derivatives of a twin.
+inline void expectGradient(const SymmFunc& symmFunc, const Geometry& geometry, int iatom,
+                           const TwinResult& twin, double tolerance) {
+    constexpr std::size_t numGuards = 20;
+    NeighborArrays neighbors;
+    neighbors.update(geometry, iatom);
+    const std::size_t numBasis = twin.values.size();
+    const std::size_t length = 3 * neighbors.size();
+    std::mt19937 random(5);
+    std::uniform_real_distribution<float> uniform(-1.0f, 1.0f);
+    for (int function = 0; function < 2; ++function) {
+        std::vector<float> byValues(numBasis);
+        std::ranges::generate(byValues, [&] { return uniform(random); });
+        std::vector<float> byPositions(length + numGuards, std::numeric_limits<float>::quiet_NaN());
+
+        symmFunc.calculateGradient(neighbors, byValues, std::span(byPositions).first(length));
+
+        std::vector<double> expected(length, 0.0);
+        std::vector<double> scale(length, 0.0);
+        for (std::size_t i = 0; i < length * numBasis; ++i) {
+            const std::size_t row = i / numBasis;
+            const std::size_t place = row % 3 * neighbors.size() + row / 3;
+            const auto weight = static_cast<double>(byValues[i % numBasis]);
+            expected[place] += weight * twin.diff[3 * numBasis + i];
+            scale[place] += std::fabs(weight) * twin.diffScale[3 * numBasis + i];
+        }
+        for (std::size_t i = 0; i < numGuards; ++i) {
+            EXPECT_TRUE(std::isnan(byPositions[length + i])) << "gradient overrun by " << i;
+        }
+        byPositions.resize(length);
+        expectWithin(byPositions, expected, scale, tolerance, "gradient");
+    }
 }
 
 // Compares a twin's own derivatives, by which the fast ones are judged, with central differences of its

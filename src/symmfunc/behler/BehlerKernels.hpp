@@ -1,11 +1,13 @@
 // The arithmetic of the Behler symmetry functions. One call of the compute functions serves one block: the
 // radial functions of one element or the angular functions of one pair of elements. It writes everything that
 // belongs to the block's columns: the values, the rows of the neighbours that take part, and the rows of the
-// central atom.
+// central atom. The gradient calls take `gradient` [numColumns], the derivatives of a function by the block's
+// values, and add its derivatives by the neighbours' positions.
 #pragma once
 
 #include "symmfunc/BasisBlock.hpp"
 #include "symmfunc/NeighborShell.hpp"
+#include "symmfunc/ShellGradient.hpp"
 
 #include <cstddef>
 #include <span>
@@ -35,6 +37,9 @@ std::size_t obtainBehlerRadialScratchSize(std::size_t numNeighbors, std::size_t 
 void computeBehlerRadial(const NeighborShell& shell, NeighborRange range, const BehlerRadialSet& set,
                          const BasisBlock& block, std::span<float> scratch);
 
+void addBehlerRadialGradient(const NeighborShell& shell, NeighborRange range, const BehlerRadialSet& set,
+                             std::span<const float> gradient, const ShellGradient& result);
+
 // Length of the scratch array of the angular calls, for that many pairs of functions.
 std::size_t obtainBehlerAngularScratchSize(std::size_t numNeighbors, std::size_t numPairs);
 
@@ -48,6 +53,14 @@ void prepareBehlerAngular(const NeighborShell& shell, const BehlerAngularSet& se
 // `first` with all of `second`, or, if the two ranges are the same, each pair within it once.
 void computeBehlerAngular(const NeighborShell& shell, NeighborRange first, NeighborRange second,
                           const BehlerAngularSet& set, const BasisBlock& block, std::span<float> scratch);
+
+// The same three for the gradient; numSets is half the number of functions.
+std::size_t obtainBehlerGradientScratchSize(std::size_t numNeighbors, std::size_t numSets);
+void prepareBehlerAngularGradient(const NeighborShell& shell, const BehlerAngularSet& set,
+                                  std::span<float> scratch);
+void addBehlerAngularGradient(const NeighborShell& shell, NeighborRange first, NeighborRange second,
+                              const BehlerAngularSet& set, std::span<const float> gradient,
+                              const ShellGradient& result, std::span<float> scratch);
 
 // Name of the instruction set that the calls above use on this processor.
 const char* obtainBehlerTarget();

@@ -45,9 +45,7 @@ std::size_t SymmFuncBehler::obtainAngleScratchSize(std::size_t numNeighbors) con
 
 void SymmFuncBehler::computeRadius(const NeighborShell& shell, NeighborRange range, const BasisBlock& block,
                                    std::span<float> scratch) const {
-    const auto count = static_cast<std::size_t>(numRadius);
-    const BehlerRadialSet set{.eta = radiusEta.first(count), .shift = radiusShift.first(count)};
-    computeBehlerRadial(shell, range, set, block, scratch);
+    computeBehlerRadial(shell, range, obtainRadialSet(), block, scratch);
 }
 
 void SymmFuncBehler::prepareAngle(const NeighborShell& shell, std::span<float> scratch) const {
@@ -57,6 +55,30 @@ void SymmFuncBehler::prepareAngle(const NeighborShell& shell, std::span<float> s
 void SymmFuncBehler::computeAngle(const NeighborShell& shell, NeighborRange first, NeighborRange second,
                                   const BasisBlock& block, std::span<float> scratch) const {
     computeBehlerAngular(shell, first, second, obtainAngularSet(), block, scratch);
+}
+
+void SymmFuncBehler::addRadiusGradient(const NeighborShell& shell, NeighborRange range,
+                                       std::span<const float> gradient, const ShellGradient& result) const {
+    addBehlerRadialGradient(shell, range, obtainRadialSet(), gradient, result);
+}
+
+std::size_t SymmFuncBehler::obtainGradientScratchSize(std::size_t numNeighbors) const {
+    return obtainBehlerGradientScratchSize(numNeighbors, static_cast<std::size_t>(numAngle));
+}
+
+void SymmFuncBehler::prepareAngleGradient(const NeighborShell& shell, std::span<float> scratch) const {
+    prepareBehlerAngularGradient(shell, obtainAngularSet(), scratch);
+}
+
+void SymmFuncBehler::addAngleGradient(const NeighborShell& shell, NeighborRange first, NeighborRange second,
+                                      std::span<const float> gradient, const ShellGradient& result,
+                                      std::span<float> scratch) const {
+    addBehlerAngularGradient(shell, first, second, obtainAngularSet(), gradient, result, scratch);
+}
+
+BehlerRadialSet SymmFuncBehler::obtainRadialSet() const {
+    const auto count = static_cast<std::size_t>(numRadius);
+    return {.eta = radiusEta.first(count), .shift = radiusShift.first(count)};
 }
 
 BehlerAngularSet SymmFuncBehler::obtainAngularSet() const {

@@ -5,6 +5,7 @@
 namespace melta {
 
 struct BehlerAngularSet;
+struct BehlerRadialSet;
 
 // Gaussian radial functions and one of two families of angular functions, each function with parameters of
 // its own, after J. Behler, J. Chem. Phys. 134, 074106 (2011), with a shift in all Gaussians.
@@ -50,6 +51,14 @@ private:
     void prepareAngle(const NeighborShell& shell, std::span<float> scratch) const override;
     void computeAngle(const NeighborShell& shell, NeighborRange first, NeighborRange second,
                       const BasisBlock& block, std::span<float> scratch) const override;
+    void addRadiusGradient(const NeighborShell& shell, NeighborRange range, std::span<const float> gradient,
+                           const ShellGradient& result) const override;
+    [[nodiscard]] std::size_t obtainGradientScratchSize(std::size_t numNeighbors) const override;
+    void prepareAngleGradient(const NeighborShell& shell, std::span<float> scratch) const override;
+    void addAngleGradient(const NeighborShell& shell, NeighborRange first, NeighborRange second,
+                          std::span<const float> gradient, const ShellGradient& result,
+                          std::span<float> scratch) const override;
+    [[nodiscard]] BehlerRadialSet obtainRadialSet() const;
     [[nodiscard]] BehlerAngularSet obtainAngularSet() const;
 };
 

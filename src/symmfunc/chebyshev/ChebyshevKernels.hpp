@@ -1,10 +1,13 @@
 // The arithmetic of the Chebyshev symmetry functions. One call serves one block of orders: the radial orders
-// of one element or the angular orders of one pair of elements. It writes everything that belongs to the
-// block's columns: the values, the rows of the neighbours that take part, and the rows of the central atom.
+// of one element or the angular orders of one pair of elements. The compute calls write everything that
+// belongs to the block's columns: the values, the rows of the neighbours that take part, and the rows of the
+// central atom. The gradient calls take `gradient` [numOrders], the derivatives of a function by the block's
+// values, and add its derivatives by the neighbours' positions.
 #pragma once
 
 #include "symmfunc/BasisBlock.hpp"
 #include "symmfunc/NeighborShell.hpp"
+#include "symmfunc/ShellGradient.hpp"
 
 #include <cstddef>
 #include <span>
@@ -22,6 +25,16 @@ void computeChebyshevRadial(const NeighborShell& shell, NeighborRange range, flo
 // are all of `first` with all of `second`, or, if the two ranges are the same, each pair within it once.
 void computeChebyshevAngular(const NeighborShell& shell, NeighborRange first, NeighborRange second,
                              const BasisBlock& block, std::span<float> scratch);
+
+void addChebyshevRadialGradient(const NeighborShell& shell, NeighborRange range, float rcut,
+                                std::span<const float> gradient, const ShellGradient& result);
+
+// Length of the scratch array of the next call.
+std::size_t obtainChebyshevGradientScratchSize(std::size_t numNeighbors, std::size_t numOrders);
+
+void addChebyshevAngularGradient(const NeighborShell& shell, NeighborRange first, NeighborRange second,
+                                 std::span<const float> gradient, const ShellGradient& result,
+                                 std::span<float> scratch);
 
 // Name of the instruction set that the calls above use on this processor.
 const char* obtainChebyshevTarget();

@@ -6,7 +6,7 @@
 
 #include <hwy/highway.h>
 
-#include "symmfunc/chebyshev/ChebyshevRotation-inl.hpp"
+#include "symmfunc/chebyshev/ChebyshevRadius-inl.hpp"
 
 HWY_BEFORE_NAMESPACE();
 namespace melta {
@@ -27,24 +27,12 @@ struct RadialWork {
 
 void StageRadial(const NeighborShell& shell, NeighborRange range, float rcut, const RadialWork& work) {
     const Lanes d;
-    const auto one = hn::Set(d, 1.0f);
-    const auto two = hn::Set(d, 2.0f);
-    const auto radius = hn::Set(d, rcut);
-    const auto inverseRadius = hn::Set(d, 1.0f / rcut);
     PrepareDirections(shell, range, work.u, range.begin);
     for (std::size_t n = range.begin; n < range.end; n += hn::Lanes(d)) {
         const std::size_t i = n - range.begin;
-        const auto r = hn::LoadU(d, shell.r.data() + n);
-        // x = 2 r / rcut - 1 and 1 - x^2 = 4 (r / rcut) (rcut - r) / rcut, which is exact at the cutoff.
-        const auto ratio = hn::Mul(r, inverseRadius);
-        const auto gap = hn::Mul(hn::Sub(radius, r), inverseRadius);
-        const auto x = hn::Min(hn::MulSub(two, ratio, one), one);
-        const auto squaredSine =
-            hn::Max(hn::Mul(hn::Set(d, 4.0f), hn::Mul(ratio, gap)), hn::Set(d, smallestSquaredSine));
-        const auto inverseSine = ReciprocalRoot(d, squaredSine);
-        StagePowers(d, x, hn::Mul(squaredSine, inverseSine), i, work.powers);
-        const auto scale = hn::Mul(hn::Mul(two, inverseRadius), inverseSine);
-        hn::StoreU(hn::Mul(hn::LoadU(d, shell.fc.data() + n), scale), d, work.slope + i);
+        const MappedRadius mapped(d, hn::LoadU(d, shell.r.data() + n), rcut);
+        StagePowers(d, mapped.cosine, mapped.sine, i, work.powers);
+        hn::StoreU(hn::Mul(hn::LoadU(d, shell.fc.data() + n), mapped.scale), d, work.slope + i);
     }
 }
 

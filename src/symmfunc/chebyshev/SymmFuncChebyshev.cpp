@@ -26,4 +26,20 @@ void SymmFuncChebyshev::computeAngle(const NeighborShell& shell, NeighborRange f
     computeChebyshevAngular(shell, first, second, block, scratch);
 }
 
+void SymmFuncChebyshev::addRadiusGradient(const NeighborShell& shell, NeighborRange range,
+                                          std::span<const float> gradient,
+                                          const ShellGradient& result) const {
+    addChebyshevRadialGradient(shell, range, rcutRadius, gradient, result);
+}
+
+std::size_t SymmFuncChebyshev::obtainGradientScratchSize(std::size_t numNeighbors) const {
+    return obtainChebyshevGradientScratchSize(numNeighbors, static_cast<std::size_t>(numAngle));
+}
+
+void SymmFuncChebyshev::addAngleGradient(const NeighborShell& shell, NeighborRange first,
+                                         NeighborRange second, std::span<const float> gradient,
+                                         const ShellGradient& result, std::span<float> scratch) const {
+    addChebyshevAngularGradient(shell, first, second, gradient, result, scratch);
+}
+
 } // namespace melta

@@ -30,6 +30,12 @@ private:
                        std::span<float> scratch) const override;
     void computeAngle(const NeighborShell& shell, NeighborRange first, NeighborRange second,
                       const BasisBlock& block, std::span<float> scratch) const override;
+    void addRadiusGradient(const NeighborShell& shell, NeighborRange range, std::span<const float> gradient,
+                           const ShellGradient& result) const override;
+    [[nodiscard]] std::size_t obtainGradientScratchSize(std::size_t numNeighbors) const override;
+    void addAngleGradient(const NeighborShell& shell, NeighborRange first, NeighborRange second,
+                          std::span<const float> gradient, const ShellGradient& result,
+                          std::span<float> scratch) const override;
 };
 
 } // namespace melta

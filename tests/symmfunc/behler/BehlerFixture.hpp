@@ -65,6 +65,7 @@ inline void expectTwin(const BehlerSettings& set, const Geometry& geometry, int 
     expectWithin(full.values, twin.values, twin.valueScale, behlerTolerance, "value");
     expectWithin(valuesOnly.values, twin.values, twin.valueScale, behlerTolerance, "value alone");
     expectWithin(full.diff, twin.diff, twin.diffScale, behlerTolerance, "derivative");
+    expectGradient(*symmFunc, geometry, iatom, twin, behlerTolerance);
 }
 
 } // namespace melta::test

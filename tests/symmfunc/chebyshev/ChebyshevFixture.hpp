@@ -31,6 +31,7 @@ inline void expectTwin(const ChebyshevSettings& set, const Geometry& geometry, i
     expectWithin(full.values, twin.values, twin.valueScale, valueTolerance, "value");
     expectWithin(valuesOnly.values, twin.values, twin.valueScale, valueTolerance, "value alone");
     expectWithin(full.diff, twin.diff, twin.diffScale, diffTolerance, "derivative");
+    expectGradient(symmFunc, geometry, iatom, twin, diffTolerance);
 }
 
 } // namespace melta::test

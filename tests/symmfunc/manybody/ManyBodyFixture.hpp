@@ -39,6 +39,7 @@ inline void expectTwin(const ManyBodySettings& set, const Geometry& geometry, in
     expectWithin(full.values, twin.values, twin.valueScale, manyBodyTolerance, "value");
     expectWithin(valuesOnly.values, twin.values, twin.valueScale, manyBodyTolerance, "value alone");
     expectWithin(full.diff, twin.diff, twin.diffScale, manyBodyTolerance, "derivative");
+    expectGradient(symmFunc, geometry, iatom, twin, manyBodyTolerance);
 }
 
 } // namespace melta::test
