@@ -3,6 +3,7 @@
 #pragma once
 
 #include "base/AlignedBuffer.hpp"
+#include "symmfunc/ShellGradient.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -91,6 +92,13 @@ struct ManyBodyScratch {
 // this costs each third side twice, but only one neighbour's rows have to be within reach at a time.
 void addManyBodyTriangles(const ManyBodyNeighbors& neighbors, std::size_t owner, const ManyBodyAxis& axis,
                           float router, const ManyBodyBlock& block, ManyBodyScratch& scratch);
+
+// For a function whose derivatives by the values are `gradient`, laid out like the values of a block, its
+// derivatives by the neighbours' positions by way of all triangles; added to `result`, in the order of the
+// neighbours.
+void addManyBodyGradient(const ManyBodyNeighbors& neighbors, const ManyBodyAxis& axis, float router,
+                         const float* gradient, std::size_t triangleSize, const ShellGradient& result,
+                         ManyBodyScratch& scratch);
 
 // Name of the instruction set that the kernels run.
 const char* obtainManyBodyTarget();

@@ -25,7 +25,13 @@ void clear(std::span<float> block) {
 struct SymmFuncManyBody::Workspace {
     ManyBodyShell shell;
     ManyBodyScratch scratch;
+    AlignedBuffer<float> gradient; // [3][neighbours inside the radius]
 };
+
+SymmFuncManyBody::Workspace& SymmFuncManyBody::workspace() {
+    thread_local Workspace work;
+    return work;
+}
 
 SymmFuncManyBody::SymmFuncManyBody(int elems, bool withWeight, int size2, int size3, float innerRadius,
                                    float outerRadius)
@@ -82,7 +88,7 @@ void SymmFuncManyBody::calculateAtom(const NeighborArrays& neighbors, std::span<
         return;
     }
 
-    thread_local Workspace work;
+    Workspace& work = workspace();
     const bool withAngle = numNeighbors >= 2 && m3 >= 1;
     work.shell.update(neighbors, router, numElems);
     work.shell.locateRadius({.numPoints = m2, .start = rinner, .step = step2});
@@ -131,11 +137,74 @@ void SymmFuncManyBody::addRadius(const NeighborArrays& neighbors, const Workspac
 ManyBodyBlock SymmFuncManyBody::obtainAngleBlock(std::span<float> values,
                                                  std::span<float> derivatives) const {
     const auto start = static_cast<std::size_t>(sizeRadiusBasis);
-    const auto sizeAngle = static_cast<std::size_t>(sizeAngleBasis);
     return {.values = values.data() + start,
             .diff = derivatives.empty() ? nullptr : derivatives.data() + start,
             .rowStride = static_cast<std::size_t>(numBasis),
-            .triangleSize = m3 >= 1 ? sizeAngle / static_cast<std::size_t>(m3) : 0};
+            .triangleSize = triangleSize()};
+}
+
+std::size_t SymmFuncManyBody::triangleSize() const {
+    return m3 >= 1 ? static_cast<std::size_t>(sizeAngleBasis / m3) : 0;
+}
+
+void SymmFuncManyBody::calculateGradient(const NeighborArrays& neighbors, std::span<const float> byValues,
+                                         std::span<float> byPositions) const {
+    clear(byPositions);
+    if (neighbors.size() == 0) {
+        return;
+    }
+    Workspace& work = workspace();
+    work.shell.update(neighbors, router, numElems);
+    work.shell.locateRadius({.numPoints = m2, .start = rinner, .step = step2});
+    addRadiusGradient(neighbors, work, byValues, byPositions);
+    if (neighbors.size() >= 2 && m3 >= 1) {
+        addAngleGradient(work, byValues, byPositions);
+    }
+}
+
+void SymmFuncManyBody::addRadiusGradient(const NeighborArrays& neighbors, const Workspace& work,
+                                         std::span<const float> byValues,
+                                         std::span<float> byPositions) const {
+    const auto& points = work.shell.radiusPoints();
+    const std::size_t numNeighbors = neighbors.size();
+    for (std::size_t n = 0; n < numNeighbors; ++n) {
+        const std::int32_t place = work.shell.obtainPlace(n);
+        if (place < 0) {
+            continue;
+        }
+        const auto from = static_cast<std::size_t>(place);
+        float slope = 0.0f;
+        for (std::int32_t k = 0; k < points.count[from]; ++k) {
+            const auto column =
+                static_cast<std::size_t>(m2 * neighbors.elements()[n] + points.first[from] + k);
+            slope += byValues[column] * points.weights[4 * from + 2 + static_cast<std::size_t>(k)];
+        }
+        byPositions[n] = slope * neighbors.dx()[n];
+        byPositions[numNeighbors + n] = slope * neighbors.dy()[n];
+        byPositions[2 * numNeighbors + n] = slope * neighbors.dz()[n];
+    }
+}
+
+void SymmFuncManyBody::addAngleGradient(Workspace& work, std::span<const float> byValues,
+                                        std::span<float> byPositions) const {
+    const std::size_t numNeighbors = byPositions.size() / 3;
+    const ManyBodyAxis axis{.numPoints = m3, .start = rinner, .step = step3};
+    work.shell.locateAngle(axis);
+    work.scratch.reserve(numNeighbors);
+    const ManyBodyNeighbors inside = work.shell.obtainNeighbors();
+    work.gradient.reserve(3 * inside.size);
+    const std::span<float> sums = work.gradient.span().first(3 * inside.size);
+    clear(sums);
+    const ShellGradient gradient{sums.first(inside.size), sums.subspan(inside.size, inside.size),
+                                 sums.last(inside.size)};
+    addManyBodyGradient(inside, axis, router, byValues.data() + sizeRadiusBasis, triangleSize(), gradient,
+                        work.scratch);
+    for (std::size_t place = 0; place < inside.size; ++place) {
+        const auto n = static_cast<std::size_t>(inside.entry[place]);
+        byPositions[n] += gradient.x[place];
+        byPositions[numNeighbors + n] += gradient.y[place];
+        byPositions[2 * numNeighbors + n] += gradient.z[place];
+    }
 }
 
 } // namespace melta

@@ -40,13 +40,21 @@ public:
 
     void calculateAtom(const NeighborArrays& neighbors, std::span<float> symmData,
                        std::span<float> symmDiff) const override;
+    void calculateGradient(const NeighborArrays& neighbors, std::span<const float> byValues,
+                           std::span<float> byPositions) const override;
 
 private:
     struct Workspace;
+    static Workspace& workspace(); // of the calling thread
 
     void setSizes();
     void addRadius(const NeighborArrays& neighbors, const Workspace& work, std::size_t entry,
                    std::span<float> values, std::span<float> derivatives) const;
+    void addRadiusGradient(const NeighborArrays& neighbors, const Workspace& work,
+                           std::span<const float> byValues, std::span<float> byPositions) const;
+    void addAngleGradient(Workspace& work, std::span<const float> byValues,
+                          std::span<float> byPositions) const;
+    [[nodiscard]] std::size_t triangleSize() const;
     [[nodiscard]] ManyBodyBlock obtainAngleBlock(std::span<float> values, std::span<float> derivatives) const;
 
     int m2;                  // grid points of the two-body functions
