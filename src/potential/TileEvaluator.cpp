@@ -10,13 +10,20 @@
 namespace melta {
 namespace {
 
-// Force that an atom's energy gives a neighbour, and its share of the virial.
-void addPair(Evaluation& result, std::size_t atom, std::size_t neighbor, const std::array<double, 3>& d,
+std::size_t sizeOf(int count) {
+    return static_cast<std::size_t>(count);
+}
+
+// Adds the force that an atom's energy gives entry `n` of its neighbours, and its share of the virial.
+void addPair(Evaluation& result, std::size_t atom, const NeighborArrays& list, std::size_t n,
              const std::array<double, 3>& force) {
+    const std::size_t neighbor = sizeOf(list.atoms()[n]);
     for (std::size_t c = 0; c < 3 && !result.forces.empty(); ++c) {
         result.forces[3 * neighbor + c] += force[c];
         result.forces[3 * atom + c] -= force[c];
     }
+    const std::array<double, 3> d{static_cast<double>(list.dx()[n]), static_cast<double>(list.dy()[n]),
+                                  static_cast<double>(list.dz()[n])};
     const std::array<double, 6> share{d[0] * force[0], d[1] * force[1], d[2] * force[2],
                                       d[0] * force[1], d[0] * force[2], d[1] * force[2]};
     for (std::size_t c = 0; c < share.size(); ++c) {
@@ -25,10 +32,6 @@ void addPair(Evaluation& result, std::size_t atom, std::size_t neighbor, const s
             result.atomVirials[6 * atom + c] += share[c];
         }
     }
-}
-
-std::size_t sizeOf(int count) {
-    return static_cast<std::size_t>(count);
 }
 
 } // namespace
@@ -195,51 +198,64 @@ void TileEvaluator::scaleGradients(const Job& job, std::size_t element, std::spa
 }
 
 void TileEvaluator::spreadForces(const Job& job, std::span<const int> atoms) {
+    const std::size_t length = columnsOf(job) * sizeOf(job.model.symmFunc->getNumBasis());
+    for (std::size_t k = 0; k < atoms.size(); ++k) {
+        const std::span<float> columns = gradients.span().subspan(columnOf[k] * length, length);
+        scaleGradients(job, job.source.elementOf(atoms[k]), columns);
+        if (columnsOf(job) == 1) {
+            addForces(job, sizeOf(atoms[k]), neighbors[k], columns);
+        } else {
+            addModelForces(job, sizeOf(atoms[k]), neighbors[k], columns);
+        }
+    }
+}
+
+void TileEvaluator::addForces(const Job& job, std::size_t atom, const NeighborArrays& list,
+                              std::span<const float> byValues) {
+    const std::size_t numNeighbors = list.size();
+    rows.reserve(3 * numNeighbors);
+    const std::span<float> slopes = rows.span().first(3 * numNeighbors);
+    job.model.symmFunc->calculateGradient(list, byValues, slopes);
+    for (std::size_t n = 0; n < numNeighbors; ++n) {
+        const std::array<double, 3> force{-static_cast<double>(slopes[n]),
+                                          -static_cast<double>(slopes[numNeighbors + n]),
+                                          -static_cast<double>(slopes[2 * numNeighbors + n])};
+        addPair(job.result, atom, list, n, force);
+    }
+}
+
+// Forces of each model, and their mean to forces and virials. For so many gradients the derivatives of one
+// atom's descriptors are worth their making: each gradient then takes one product with them, while the way
+// back through all pairs of neighbours would take several times as long for each.
+void TileEvaluator::addModelForces(const Job& job, std::size_t atom, const NeighborArrays& list,
+                                   std::span<const float> byValues) {
     const SymmFunc& symmFunc = *job.model.symmFunc;
     const std::size_t numBasis = sizeOf(symmFunc.getNumBasis());
     const std::size_t numColumns = columnsOf(job);
     const std::size_t lanes = kernels::roundUpToLanes(numColumns);
+    const std::size_t numRows = 3 * (list.size() + 1);
     values.reserve(numBasis);
     work.reserve(numBasis * lanes);
-    for (std::size_t k = 0; k < atoms.size(); ++k) {
-        const std::size_t length = numColumns * numBasis;
-        const std::span<float> columns = gradients.span().subspan(columnOf[k] * length, length);
-        scaleGradients(job, job.source.elementOf(atoms[k]), columns);
-        const std::size_t numRows = 3 * (neighbors[k].size() + 1);
-        symmDiff.reserve(numRows * numBasis);
-        rows.reserve(numRows * lanes);
-        symmFunc.calculateAtom(neighbors[k], values.span().first(numBasis),
-                               symmDiff.span().first(numRows * numBasis));
-        kernels::multiplyByGrads(numRows, numBasis, numColumns, symmDiff.data(), columns.data(), work.data(),
-                                 rows.data());
-        addForces(job, sizeOf(atoms[k]), neighbors[k], numColumns);
-    }
-}
-
-// The mean over the columns to forces and virials, and each of them to the forces of its model.
-void TileEvaluator::addForces(const Job& job, std::size_t atom, const NeighborArrays& list,
-                              std::size_t numColumns) {
-    const std::size_t lanes = kernels::roundUpToLanes(numColumns);
+    symmDiff.reserve(numRows * numBasis);
+    rows.reserve(numRows * lanes);
+    symmFunc.calculateAtom(list, values.span().first(numBasis), symmDiff.span().first(numRows * numBasis));
+    kernels::multiplyByGrads(numRows, numBasis, numColumns, symmDiff.data(), byValues.data(), work.data(),
+                             rows.data());
     const std::size_t length = job.result.modelForces.size() / numColumns;
     for (std::size_t n = 0; n < list.size(); ++n) {
-        const auto neighbor = static_cast<std::size_t>(list.atoms()[n]);
+        const auto neighbor = sizeOf(list.atoms()[n]);
         const float* const row = rows.data() + 3 * (n + 1) * lanes;
         std::array<double, 3> mean{};
         for (std::size_t c = 0; c < 3; ++c) {
             for (std::size_t m = 0; m < numColumns; ++m) {
                 const auto force = -static_cast<double>(row[c * lanes + m]);
                 mean[c] += force;
-                if (job.withModelForces) {
-                    job.result.modelForces[m * length + 3 * neighbor + c] += force;
-                    job.result.modelForces[m * length + 3 * atom + c] -= force;
-                }
+                job.result.modelForces[m * length + 3 * neighbor + c] += force;
+                job.result.modelForces[m * length + 3 * atom + c] -= force;
             }
             mean[c] /= static_cast<double>(numColumns);
         }
-        addPair(job.result, atom, neighbor,
-                {static_cast<double>(list.dx()[n]), static_cast<double>(list.dy()[n]),
-                 static_cast<double>(list.dz()[n])},
-                mean);
+        addPair(job.result, atom, list, n, mean);
     }
 }
 

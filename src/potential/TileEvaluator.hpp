@@ -14,8 +14,8 @@
 namespace melta {
 
 // Evaluates a few atoms after the other, about as many at once as the caches hold: descriptors, networks, and
-// back through the descriptors to the neighbours. Derivatives of descriptors are made for one atom at a time,
-// so that they stay in the cache.
+// back through the descriptors to the neighbours. Derivatives of descriptors are made only for the forces of
+// each model, and for one atom at a time, so that they stay in the cache.
 //
 // Work memory of one thread, kept from call to call; it may serve one model after the other.
 class TileEvaluator {
@@ -51,7 +51,10 @@ private:
     void storeCharges(const Job& job, std::span<const int> atoms) const;
     void scaleGradients(const Job& job, std::size_t element, std::span<float> columns) const;
     void spreadForces(const Job& job, std::span<const int> atoms);
-    void addForces(const Job& job, std::size_t atom, const NeighborArrays& list, std::size_t numColumns);
+    void addForces(const Job& job, std::size_t atom, const NeighborArrays& list,
+                   std::span<const float> byValues);
+    void addModelForces(const Job& job, std::size_t atom, const NeighborArrays& list,
+                        std::span<const float> byValues);
     [[nodiscard]] static std::size_t columnsOf(const Job& job);
 
     std::vector<NeighborArrays> neighbors; // [atoms of the tile]
@@ -67,7 +70,8 @@ private:
     AlignedBuffer<float> symmDiff;         // of one atom, [3 (neighbours + 1)][numBasis]
     AlignedBuffer<float> values;           // of the same atom, [numBasis]
     AlignedBuffer<float> work;             // [numBasis][lanes]
-    AlignedBuffer<float> rows;             // [3 (neighbours + 1)][lanes], gradients by the positions
+    AlignedBuffer<float> rows;             // gradients by the positions: [3][neighbours] or, of each model,
+                                           // [3 (neighbours + 1)][lanes]
 };
 
 } // namespace melta
