@@ -1,4 +1,4 @@
-// The sums over pairs of neighbours.
+// The sums over pairs of neighbours, with derivatives.
 //
 // With u the unit vectors, w = fc, C = T_k(x) = cos(k theta), S = sin(k theta) and h = q (2 / pi) /
 // sin(theta), the derivative of the pair's term w1 w2 C by the position of neighbour 1 is
@@ -57,7 +57,6 @@ struct AngularWork {
 };
 
 // Powers and factors of all pairs of outer neighbour j with the partners.
-template <bool withDiff>
 void StagePairs(const NeighborShell& shell, std::size_t j, NeighborRange partners, const AngularWork& work) {
     const Lanes d;
     const NeighborFrames frames = work.frames;
@@ -79,17 +78,15 @@ void StagePairs(const NeighborShell& shell, std::size_t j, NeighborRange partner
         MapAngle(d, Dot(u, v), hn::Mul(sine2, inverseSine), x, squared);
         const auto inverseRoot = ReciprocalRoot(d, squared);
         StagePowers(d, x, hn::Mul(squared, inverseRoot), i, work.powers);
-        if constexpr (withDiff) {
-            // h: minus (2 / pi) / (max(sin t, 0.001) sin theta)
-            const auto floored = hn::Min(inverseSine, hn::Set(d, 1000.0f));
-            const auto h = hn::Mul(hn::Mul(hn::Set(d, -0.63661975f), floored), inverseRoot);
-            const auto ofPartner = hn::Mul(h, weight);
-            hn::StoreU(hn::Mul(ofPartner, across1), d, work.partner1 + i);
-            hn::StoreU(hn::Mul(ofPartner, across2), d, work.partner2 + i);
-            const auto ofOuter = hn::Mul(h, hn::LoadU(d, shell.fc.data() + k));
-            hn::StoreU(hn::Mul(ofOuter, Dot(v, e1)), d, work.outer1 + i);
-            hn::StoreU(hn::Mul(ofOuter, Dot(v, e2)), d, work.outer2 + i);
-        }
+        // h: minus (2 / pi) / (max(sin t, 0.001) sin theta)
+        const auto floored = hn::Min(inverseSine, hn::Set(d, 1000.0f));
+        const auto h = hn::Mul(hn::Mul(hn::Set(d, -0.63661975f), floored), inverseRoot);
+        const auto ofPartner = hn::Mul(h, weight);
+        hn::StoreU(hn::Mul(ofPartner, across1), d, work.partner1 + i);
+        hn::StoreU(hn::Mul(ofPartner, across2), d, work.partner2 + i);
+        const auto ofOuter = hn::Mul(h, hn::LoadU(d, shell.fc.data() + k));
+        hn::StoreU(hn::Mul(ofOuter, Dot(v, e1)), d, work.outer1 + i);
+        hn::StoreU(hn::Mul(ofOuter, Dot(v, e2)), d, work.outer2 + i);
     }
 }
 
@@ -124,7 +121,7 @@ HWY_INLINE void AddPair(Lanes d, V c, V s, V outerWeight, V partner1, V partner2
 }
 
 // All pairs of outer neighbour j, one chunk of orders.
-template <bool withDiff, bool isRotated, bool hasTwo>
+template <bool isRotated, bool hasTwo>
 void AddPairs(const NeighborShell& shell, std::size_t j, NeighborRange partners, std::size_t chunk,
               const AngularWork& work) {
     const Lanes d;
@@ -139,66 +136,59 @@ void AddPairs(const NeighborShell& shell, std::size_t j, NeighborRange partners,
     for (std::size_t k = partners.begin; k < partners.end; ++k) {
         const std::size_t i = k - partners.begin;
         const auto weight = hn::Set(d, fc[k]);
-        auto c = zero, s = zero, partner1 = zero, partner2 = zero, outer1 = zero, outer2 = zero;
+        const auto partner1 = hn::Set(d, work.partner1[i]);
+        const auto partner2 = hn::Set(d, work.partner2[i]);
+        const auto outer1 = hn::Set(d, work.outer1[i]);
+        const auto outer2 = hn::Set(d, work.outer2[i]);
+        auto c = zero, s = zero;
         FirstOrders(d, powers, i, blocks, c, s);
         if constexpr (isRotated) {
             Rotate(c, s, hn::Set(d, work.baseCos[i]), hn::Set(d, work.baseSin[i]));
         }
         sum0 = hn::MulAdd(weight, c, sum0);
-        if constexpr (withDiff) {
-            partner1 = hn::Set(d, work.partner1[i]);
-            partner2 = hn::Set(d, work.partner2[i]);
-            outer1 = hn::Set(d, work.outer1[i]);
-            outer2 = hn::Set(d, work.outer2[i]);
-            AddPair(d, c, s, outerWeight, partner1, partner2, outer1, outer2, sum1, sum2,
-                    sums + k * work.sumStride);
-        }
+        AddPair(d, c, s, outerWeight, partner1, partner2, outer1, outer2, sum1, sum2,
+                sums + k * work.sumStride);
         if constexpr (hasTwo) {
             Rotate(c, s, hn::Set(d, powers.stepCos[i]), hn::Set(d, powers.stepSin[i]));
             next0 = hn::MulAdd(weight, c, next0);
-            if constexpr (withDiff) {
-                AddPair(d, c, s, outerWeight, partner1, partner2, outer1, outer2, next1, next2,
-                        sums + k * work.sumStride + 3 * numLanes);
-            }
+            AddPair(d, c, s, outerWeight, partner1, partner2, outer1, outer2, next1, next2,
+                    sums + k * work.sumStride + 3 * numLanes);
         }
     }
     float* HWY_RESTRICT values = work.block.values + chunk * work.chunkOrders;
     hn::Store(hn::MulAdd(outerWeight, sum0, hn::Load(d, values)), d, values);
     hn::Store(hn::MulAdd(outerWeight, next0, hn::Load(d, values + numLanes)), d, values + numLanes);
-    if constexpr (withDiff) {
-        float* HWY_RESTRICT row = sums + j * work.sumStride;
-        hn::Store(sum0, d, row);
-        hn::Store(sum1, d, row + numLanes);
-        hn::Store(sum2, d, row + 2 * numLanes);
-        hn::Store(next0, d, row + 3 * numLanes);
-        hn::Store(next1, d, row + 4 * numLanes);
-        hn::Store(next2, d, row + 5 * numLanes);
-    }
+    float* HWY_RESTRICT row = sums + j * work.sumStride;
+    hn::Store(sum0, d, row);
+    hn::Store(sum1, d, row + numLanes);
+    hn::Store(sum2, d, row + 2 * numLanes);
+    hn::Store(next0, d, row + 3 * numLanes);
+    hn::Store(next1, d, row + 4 * numLanes);
+    hn::Store(next2, d, row + 5 * numLanes);
 }
 
-template <bool withDiff, bool isRotated>
+template <bool isRotated>
 void AddChunk(const NeighborShell& shell, std::size_t j, NeighborRange partners, std::size_t chunk,
               bool hasTwo, const AngularWork& work) {
     if (hasTwo) {
-        AddPairs<withDiff, isRotated, true>(shell, j, partners, chunk, work);
+        AddPairs<isRotated, true>(shell, j, partners, chunk, work);
     } else {
-        AddPairs<withDiff, isRotated, false>(shell, j, partners, chunk, work);
+        AddPairs<isRotated, false>(shell, j, partners, chunk, work);
     }
 }
 
 // All pairs of outer neighbour j.
-template <bool withDiff>
 void AddOuter(const NeighborShell& shell, std::size_t j, NeighborRange partners, std::size_t numOrders,
               const AngularWork& work) {
-    StagePairs<withDiff>(shell, j, partners, work);
+    StagePairs(shell, j, partners, work);
     const std::size_t numLanes = work.chunkOrders / 2;
     for (std::size_t chunk = 0; chunk * work.chunkOrders < numOrders; ++chunk) {
         const bool hasTwo = numOrders - chunk * work.chunkOrders > numLanes;
         if (chunk == 0) {
-            AddChunk<withDiff, false>(shell, j, partners, chunk, hasTwo, work);
+            AddChunk<false>(shell, j, partners, chunk, hasTwo, work);
         } else {
             AdvanceBase(partners.end - partners.begin, chunk == 1, work);
-            AddChunk<withDiff, true>(shell, j, partners, chunk, hasTwo, work);
+            AddChunk<true>(shell, j, partners, chunk, hasTwo, work);
         }
     }
 }
@@ -222,11 +212,10 @@ void StoreRows(const NeighborShell& shell, std::size_t n, const BasisBlock& bloc
     }
 }
 
-template <bool withDiff>
 void AddAllPairs(const NeighborShell& shell, NeighborRange first, NeighborRange second, std::size_t numOrders,
                  const AngularWork& work) {
     const bool isWithin = first == second;
-    if (withDiff && !isWithin) {
+    if (!isWithin) {
         for (std::size_t start = 0; start < work.numOrders; start += work.chunkOrders) {
             float* const sums = work.sums + start / work.chunkOrders * work.chunkStride;
             std::fill(sums + second.begin * work.sumStride, sums + second.end * work.sumStride, 0.0f);
@@ -234,7 +223,7 @@ void AddAllPairs(const NeighborShell& shell, NeighborRange first, NeighborRange 
     }
     for (std::size_t j = first.begin; j < first.end; ++j) {
         const NeighborRange partners{second.begin, isWithin ? j : second.end};
-        AddOuter<withDiff>(shell, j, partners, numOrders, work);
+        AddOuter(shell, j, partners, numOrders, work);
     }
 }
 
@@ -248,16 +237,12 @@ void Angular(const NeighborShell& shell, NeighborRange first, NeighborRange seco
     if (first != second) {
         PrepareFrames(shell, first, work.frames);
     }
-    if (block.diff == nullptr) {
-        AddAllPairs<false>(shell, first, second, block.values.size(), work);
-    } else {
-        AddAllPairs<true>(shell, first, second, block.values.size(), work);
-        for (std::size_t n = second.begin; n < second.end; ++n) {
-            StoreRows(shell, n, block, work);
-        }
-        for (std::size_t n = first.begin; n < first.end && first != second; ++n) {
-            StoreRows(shell, n, block, work);
-        }
+    AddAllPairs(shell, first, second, block.values.size(), work);
+    for (std::size_t n = second.begin; n < second.end; ++n) {
+        StoreRows(shell, n, block, work);
+    }
+    for (std::size_t n = first.begin; n < first.end && first != second; ++n) {
+        StoreRows(shell, n, block, work);
     }
     StoreBlock(d, block, work.block);
 }
@@ -282,7 +267,11 @@ std::size_t obtainChebyshevScratchSize(std::size_t numNeighbors, std::size_t num
 
 void computeChebyshevAngular(const NeighborShell& shell, NeighborRange first, NeighborRange second,
                              const BasisBlock& block, std::span<float> scratch) {
-    HWY_DYNAMIC_DISPATCH(Angular)(shell, first, second, block, scratch);
+    if (block.diff == nullptr) {
+        computeChebyshevAngularValues(shell, first, second, block.values, scratch);
+    } else {
+        HWY_DYNAMIC_DISPATCH(Angular)(shell, first, second, block, scratch);
+    }
 }
 
 } // namespace melta

@@ -26,6 +26,10 @@ void computeChebyshevRadial(const NeighborShell& shell, NeighborRange range, flo
 void computeChebyshevAngular(const NeighborShell& shell, NeighborRange first, NeighborRange second,
                              const BasisBlock& block, std::span<float> scratch);
 
+// The same without derivatives, which computeChebyshevAngular leaves to it.
+void computeChebyshevAngularValues(const NeighborShell& shell, NeighborRange first, NeighborRange second,
+                                   std::span<float> values, std::span<float> scratch);
+
 void addChebyshevRadialGradient(const NeighborShell& shell, NeighborRange range, float rcut,
                                 std::span<const float> gradient, const ShellGradient& result);
 
