@@ -1,10 +1,9 @@
 #pragma once
 
-#include "base/ThrowingStops.hpp"
+#include "base/Run.hpp"
 
 #include <exception>
 #include <mutex>
-#include <optional>
 #include <utility>
 
 namespace melta {
@@ -21,10 +20,7 @@ public:
     template <class Work>
     void run(Work&& work) noexcept {
         try {
-            std::optional<ThrowingStops> stops;
-            if (stopsThrow) {
-                stops.emplace();
-            }
+            const RunScope scope(team);
             std::forward<Work>(work)();
         } catch (...) {
             const std::lock_guard<std::mutex> lock(mutex);
@@ -41,7 +37,7 @@ public:
     }
 
 private:
-    bool stopsThrow = ThrowingStops::areActive(); // of the thread that makes the region, for all of its team
+    Run& team = Run::current(); // of the thread that makes the region, for all of its threads
     std::mutex mutex;
     std::exception_ptr first;
 };

@@ -51,9 +51,4 @@ void RandomSource::shuffle(std::span<int> list) {
     }
 }
 
-RandomSource& sharedRandom() {
-    static RandomSource source;
-    return source;
-}
-
 } // namespace melta

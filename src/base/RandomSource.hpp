@@ -6,9 +6,9 @@
 namespace melta {
 
 // The shared random source: a 15-bit linear congruential generator with a 32-bit state, multiplier 214013 and
-// increment 2531011, whose results are bits 16 to 30 of the state. It is seeded once per process, at the
-// first draw, with the time in seconds plus the process number, unless a host or a test has seeded it before.
-// Serial code only.
+// increment 2531011, whose results are bits 16 to 30 of the state. It is seeded once, at the first draw, with
+// the time in seconds plus the process number, unless a host or a test has seeded it before. Serial code
+// only.
 class RandomSource {
 public:
     // Largest result of draw().
@@ -36,7 +36,7 @@ private:
     std::uint32_t state = 0;
 };
 
-// The process-wide source that all draws use, the start weights of networks included.
+// The source that all draws of the present run use, the start weights of networks included (Run.hpp).
 RandomSource& sharedRandom();
 
 } // namespace melta

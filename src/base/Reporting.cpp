@@ -1,7 +1,6 @@
 #include "base/Reporting.hpp"
 
-#include "base/ThrowingStops.hpp"
-#include "melta/Error.hpp"
+#include "base/Run.hpp"
 
 #include <array>
 #include <cstdarg>
@@ -63,6 +62,10 @@ public:
 bool isLineOpen = false; // belongs to whoever holds the lock
 
 void print(std::string_view text) {
+    if (const Run& run = Run::current(); !run.isOfProcess()) {
+        run.print(text);
+        return;
+    }
     const OutputLock lock;
     std::fwrite(text.data(), 1, text.size(), stdout);
     if (!text.empty()) {
@@ -86,8 +89,6 @@ void defaultHandler(const std::string& message) {
 
 StopHandler currentHandler = defaultHandler;
 
-thread_local int numThrowingStops = 0;
-
 } // namespace
 
 StopHandler setStopHandler(StopHandler handler) {
@@ -96,25 +97,13 @@ StopHandler setStopHandler(StopHandler handler) {
     return previous;
 }
 
-ThrowingStops::ThrowingStops() noexcept {
-    ++numThrowingStops;
-}
-
-ThrowingStops::~ThrowingStops() {
-    --numThrowingStops;
-}
-
-bool ThrowingStops::areActive() noexcept {
-    return numThrowingStops > 0;
-}
-
 void stopWithMessage(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     const std::string message = formatStop(format, arguments);
     va_end(arguments);
-    if (numThrowingStops > 0) {
-        throw Error(message);
+    if (const Run& run = Run::current(); !run.isOfProcess()) {
+        run.stop(message);
     }
     currentHandler(message);
     std::abort();
@@ -143,7 +132,9 @@ void noteLineEnd() {
 }
 
 void flushOut() {
-    std::fflush(stdout);
+    if (Run::current().isOfProcess()) {
+        std::fflush(stdout);
+    }
 }
 
 std::string formatText(const char* format, ...) {

@@ -1,5 +1,6 @@
 // How a run speaks and how it fails. Everything below the command's entry uses these operations only, so that
-// a host program can redirect failures without touching the library.
+// a host program can redirect both without touching the library: what a run of its own (Run.hpp) prints goes
+// to the host's sink, and its stops throw Error.
 #pragma once
 
 #include <cstdio>
@@ -28,7 +29,7 @@ StopHandler setStopHandler(StopHandler handler);
 // handler; with a throwing handler the region needs a ParallelGuard.
 [[noreturn]] void stopWithMessage(const char* format, ...) MELTA_PRINTF_FORMAT(1, 2);
 
-// Formatted printing to the standard output.
+// Formatted printing to the standard output, or to the sink of a host's run.
 void printOut(const char* format, ...) MELTA_PRINTF_FORMAT(1, 2);
 
 // Tells that something else has ended the line that printOut has begun, such as the echo of a terminal.

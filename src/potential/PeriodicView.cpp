@@ -1,7 +1,7 @@
 #include "melta/PeriodicView.hpp"
 
 #include "base/Reporting.hpp"
-#include "base/ThrowingStops.hpp"
+#include "base/Run.hpp"
 #include "structure/Geometry.hpp"
 
 #include <algorithm>
@@ -73,7 +73,8 @@ void requireArguments(std::span<const double> cell, std::span<const double> posi
 PeriodicView::PeriodicView(std::span<const double> cell, std::span<const double> positions,
                            std::span<const int> elements, double reach)
     : elementOf(elements.begin(), elements.end()) {
-    const ThrowingStops stops;
+    Run run;
+    const RunScope scope(run);
     requireArguments(cell, positions, elements);
     const std::size_t numLocal = elements.size();
     for (std::size_t i = 0; i < numLocal; ++i) {
@@ -128,7 +129,8 @@ PeriodicView::PeriodicView(std::span<const double> cell, std::span<const double>
 }
 
 void PeriodicView::fold(std::span<const double> rows, std::span<double> sums) const {
-    const ThrowingStops stops;
+    Run run;
+    const RunScope scope(run);
     if (rows.size() != 3 * ownerOf.size() || sums.size() != 3 * lists.size()) {
         stopWithMessage("rows and sums need three numbers for each atom.");
     }

@@ -1,7 +1,7 @@
 #include "melta/Potential.hpp"
 
 #include "base/Reporting.hpp"
-#include "base/ThrowingStops.hpp"
+#include "base/Run.hpp"
 #include "config/SymmFuncKind.hpp"
 #include "potential/ModelLoader.hpp"
 #include "potential/PotentialEvaluator.hpp"
@@ -24,12 +24,14 @@ Potential::Workspace& Potential::Workspace::operator=(Workspace&& other) noexcep
 Potential::Potential(std::shared_ptr<const ModelData> loaded) : model(std::move(loaded)) {}
 
 Potential Potential::load(const std::string& directory) {
-    const ThrowingStops stops;
+    Run run;
+    const RunScope scope(run);
     return Potential(loadModel(directory));
 }
 
 Potential Potential::read(const std::string& file) {
-    const ThrowingStops stops;
+    Run run;
+    const RunScope scope(run);
     return Potential(readModel(file));
 }
 
@@ -71,7 +73,8 @@ int Potential::numDescriptors() const {
 }
 
 Potential::Range Potential::descriptorRange(int element) const {
-    const ThrowingStops stops;
+    Run run;
+    const RunScope scope(run);
     if (element < 0 || element >= model->elements.numElems) {
         stopWithMessage("index of element is out of range.");
     }
@@ -83,7 +86,8 @@ Potential::Range Potential::descriptorRange(int element) const {
 
 void Potential::evaluate(const NeighborView& view, Wishes wishes, Evaluation& result,
                          Workspace& workspace) const {
-    const ThrowingStops stops;
+    Run run;
+    const RunScope scope(run);
     workspace.memory->evaluator.evaluate(model, view, wishes, result);
 }
 
