@@ -1,6 +1,6 @@
-// The trained potential as a host evaluates it: a silicon-like cell with 34 neighbours an atom, 20 + 20
-// Chebyshev functions and 2 x 40 nodes, on one thread, lists excluded. Beside it, in the same run, the passes
-// that keep all derivatives.
+// The trained potential as a host evaluates it: a silicon-like cell with 34 neighbours an atom, Chebyshev
+// functions and 2 x 40 nodes, on one thread, lists excluded. Beside it, in the same run, the passes that keep
+// all derivatives.
 
 #include "base/RandomSource.hpp"
 #include "melta/PeriodicView.hpp"
@@ -24,10 +24,10 @@ using namespace melta;
 
 constexpr float cutoff = 5.45f; // Angstrom
 
-Property makeSettings(int models) {
+Property makeSettings(int models, int numRadius, int numAngle) {
     Property property;
-    property.numRadius = 20;
-    property.numAngle = 20;
+    property.numRadius = numRadius;
+    property.numAngle = numAngle;
     property.rcutRadius = cutoff;
     property.rcutAngle = cutoff;
     property.modelsEnergy = models;
@@ -37,8 +37,8 @@ Property makeSettings(int models) {
 class Cell {
 public:
     // `cubes`: cubes of 8 atoms along each side.
-    Cell(int models, int cubes)
-        : property(makeSettings(models)), arch(NNArch::onlyEnergy, 1, &property, false, false) {
+    Cell(const Property& settings, int cubes)
+        : property(settings), arch(NNArch::onlyEnergy, 1, &property, false, false) {
         std::mt19937 random(1);
         set.geometries.push_back(bench::makeDiamondCell(cubes, random));
         set.geometries.front()->haveSetAtoms(cutoff, false);
@@ -85,11 +85,11 @@ private:
     Evaluation result;
 };
 
-// Arguments: models, cubes along each side of the cell, 1 for the forces of each model.
-void evaluation(benchmark::State& state) {
+void evaluate(benchmark::State& state, int numRadius, int numAngle) {
     openblas_set_num_threads(1);
     omp_set_num_threads(1);
-    Cell cell(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
+    Cell cell(makeSettings(static_cast<int>(state.range(0)), numRadius, numAngle),
+              static_cast<int>(state.range(1)));
     const Wishes wishes =
         Wish::energy | Wish::forces | (state.range(2) != 0 ? Wishes(Wish::modelForces) : Wishes());
     for (auto _ : state) {
@@ -101,12 +101,27 @@ void evaluation(benchmark::State& state) {
     state.counters["stored/this"] =
         bench::medianRatio([&] { cell.evaluateStored(); }, [&] { cell.evaluate(wishes); });
 }
+
+// Arguments: models, cubes along each side of the cell, 1 for the forces of each model.
+void evaluation(benchmark::State& state) {
+    evaluate(state, 20, 20);
+}
 BENCHMARK(evaluation)
     ->ArgNames({"models", "cubes", "each"})
     ->Args({1, 4, 0})
     ->Args({16, 4, 0})
     ->Args({16, 4, 1})
     ->Args({16, 8, 0})
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+// The same for the functions of a model whose settings nobody has touched.
+void defaultModel(benchmark::State& state) {
+    evaluate(state, 50, 30);
+}
+BENCHMARK(defaultModel)
+    ->ArgNames({"models", "cubes", "each"})
+    ->Args({16, 4, 0})
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 
