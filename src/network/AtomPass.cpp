@@ -15,7 +15,9 @@ std::size_t elementOf(const Geometry& geometry, int atom) {
 // Normalised symmetry functions of an atom.
 void calculateInput(const AtomModel& model, const Geometry& geometry, int atom, std::span<float> values) {
     model.symmFunc.calculate(geometry, atom, values, {});
-    requireFinite(values, 0);
+    if (!areFinite(values)) {
+        stopAtSymmFuncs(0);
+    }
     renormalize(values, elementOf(geometry, atom), model.statistics);
 }
 

@@ -3,6 +3,7 @@
 #include "base/MemoryLimits.hpp"
 #include "base/MemoryPurpose.hpp"
 #include "base/Reporting.hpp"
+#include "network/NetworkShape.hpp"
 #include "network/SymmMemory.hpp"
 #include "symmfunc/SymmFuncFactory.hpp"
 
@@ -19,17 +20,6 @@ std::span<const float> partOf(std::span<const float> values, const BatchLayout& 
     const std::vector<std::size_t>& start = layout.getGeometryStart();
     const auto g = static_cast<std::size_t>(index);
     return values.subspan(perAtom * start[g], perAtom * (start[g + 1] - start[g]));
-}
-
-// A network file may claim fewer than one model or hidden layer; its reader refuses that later, whatever the
-// rest of the shape is.
-NNShape shapeOfNetworks(const Property& property, const NetworkFields& fields) {
-    const NNShape shape{property.*fields.models, property.*fields.layers, property.*fields.nodes,
-                        property.*fields.activ};
-    if (shape.numModels < 1) {
-        return {0, 1, 1, shape.activation};
-    }
-    return {shape.numModels, std::max(shape.numLayers, 1), shape.numNodes, shape.activation};
 }
 
 } // namespace
@@ -74,18 +64,11 @@ void NNArch::makeSymmFunc() {
     if (symmFunc) {
         return;
     }
-    symmFunc = allocateFor("symmetry functions",
-                           [&] { return SymmFuncFactory().createSymmFunc(numElems, *property); });
-    if (!symmFunc) {
-        stopWithMessage("cannot create symmFunc.");
-    }
+    symmFunc = SymmFuncFactory().requireSymmFunc(numElems, *property);
     numBasis = symmFunc->getNumBasis();
-    if (numBasis < 1) {
-        stopWithMessage("there are no symmetry functions.");
-    }
     // With an in-situ test there are two arrangements, and one line is enough.
     if (property->insituTest == 0 || isMainArch) {
-        printOut("  * There are %d symmetry functions.\n\n", numBasis);
+        printNumBasis(*symmFunc);
     }
 }
 
@@ -93,12 +76,7 @@ void NNArch::makeSymmFunc() {
 std::vector<NNEnsemble> NNArch::makeEnsembles(const NetworkFields& fields, const std::vector<float>& scales,
                                               const std::vector<float>& shifts) const {
     const NNShape shape = shapeOfNetworks(*property, fields);
-    // So many weights are a slip of the pen in the settings, not a network.
-    constexpr double limit = 1.0e9;
-    const double perModel = static_cast<double>(shape.numNodes) *
-                            (static_cast<double>(numBasis) + static_cast<double>(shape.numLayers) *
-                                                                 (static_cast<double>(shape.numNodes) + 1.0));
-    if (perModel * shape.numModels * numElems > limit) {
+    if (isTooLarge(shape, numBasis, numElems)) {
         stopWithMessage("neural network is too large.");
     }
     std::vector<NNEnsemble> ensembles;
@@ -307,17 +285,9 @@ void NNArch::printSymmStatistics(const GeometrySet& geometrySet) const {
     printOut("\n");
 }
 
-void NNArch::requireSymmStatistics() const {
-    for (const float dev : statistics.symmDev) {
-        if (!(dev > 0.0f)) {
-            stopWithMessage("symmDev have not been prepared.");
-        }
-    }
-}
-
 void NNArch::renormalizeSymmFuncs(bool all) {
     makeSymmFunc();
-    requireSymmStatistics();
+    requirePrepared(statistics);
     const std::vector<Geometry*>& list = all ? geometriesAll : geometries;
     std::vector<SymmRows>& rows = all ? symmAll : symmOwned;
     if (list.empty()) {
@@ -476,7 +446,7 @@ void NNArch::evaluateAtoms(const Geometry& geometry, std::span<const int> atoms,
                            std::span<float> energies, std::span<std::uint8_t> outside) {
     requireEnergyNetworks();
     makeSymmFunc();
-    requireSymmStatistics();
+    requirePrepared(statistics);
     makeSymmDistribution();
     const AtomModel model{*symmFunc, statistics, *symmDistribution, energyEnsembles};
     atomPass.evaluate(model, geometry, atoms, maxDist, energies, outside);

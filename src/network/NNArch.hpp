@@ -244,7 +244,6 @@ private:
     const NetworkPass& passOf(NetworkTarget target) const;
     void requireLearnable() const;
     ForceGradient forceGradientOf(NetworkTarget target) const;
-    void requireSymmStatistics() const;
     template <class Work>
     void forEachEnsemble(Work&& work);
     void requireMemoryOf(std::span<Geometry* const> list, bool derive, bool all) const;

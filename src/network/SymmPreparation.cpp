@@ -63,21 +63,6 @@ void calculateAtom(const SymmFunc& symmFunc, const Geometry& geometry, int atom,
     symmFunc.calculate(geometry, atom, rows.valuesOf(index), rows.derivsOf(index));
 }
 
-[[noreturn]] void stopAtSymmFuncs(std::size_t geometry) {
-    stopWithMessage("NaN at symmetry functions of the %d -th geometry.", static_cast<int>(geometry));
-}
-
-// By the exponents alone, which a compiler can do for a whole vector at once: rows of derivatives are the
-// largest object of a run.
-bool areFinite(std::span<const float> values) {
-    constexpr std::uint32_t exponent = 0x7f800000U;
-    std::uint32_t numIllegal = 0;
-    for (const float value : values) {
-        numIllegal += (std::bit_cast<std::uint32_t>(value) & exponent) == exponent ? 1U : 0U;
-    }
-    return numIllegal == 0;
-}
-
 // While the rows of an atom are still in the cache.
 bool isFinite(const SymmRows& rows, std::size_t atom) {
     return areFinite(rows.valuesOf(atom)) && areFinite(rows.derivsOf(atom));
@@ -150,10 +135,29 @@ std::vector<std::uint8_t> calculateByGeometries(const SymmFunc& symmFunc,
 
 } // namespace
 
-void requireFinite(std::span<const float> values, std::size_t geometry) {
-    if (!areFinite(values)) {
-        stopAtSymmFuncs(geometry);
+void requirePrepared(const SymmStatistics& statistics) {
+    if (!std::ranges::all_of(statistics.symmDev, [](float dev) { return dev > 0.0f; })) {
+        stopWithMessage("symmDev have not been prepared.");
     }
+}
+
+void printNumBasis(const SymmFunc& symmFunc) {
+    printOut("  * There are %d symmetry functions.\n\n", symmFunc.getNumBasis());
+}
+
+// By the exponents alone, which a compiler can do for a whole vector at once: rows of derivatives are the
+// largest object of a run.
+bool areFinite(std::span<const float> values) {
+    constexpr std::uint32_t exponent = 0x7f800000U;
+    std::uint32_t numIllegal = 0;
+    for (const float value : values) {
+        numIllegal += (std::bit_cast<std::uint32_t>(value) & exponent) == exponent ? 1U : 0U;
+    }
+    return numIllegal == 0;
+}
+
+void stopAtSymmFuncs(std::size_t geometry) {
+    stopWithMessage("NaN at symmetry functions of the %d -th geometry.", static_cast<int>(geometry));
 }
 
 void renormalize(std::span<float> values, std::size_t element, const SymmStatistics& statistics) {

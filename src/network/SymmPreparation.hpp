@@ -20,6 +20,12 @@ struct SymmStatistics {
     std::vector<float> symmDev;
 };
 
+// Stops with "symmDev have not been prepared." if any element is not.
+void requirePrepared(const SymmStatistics& statistics);
+
+// Tells on the console how many symmetry functions there are.
+void printNumBasis(const SymmFunc& symmFunc);
+
 // Symmetry functions, with `derive` their derivatives, of all atoms of the geometries. Geometries are shared
 // among threads in random order; one alone is shared by its atoms. With `withBar` and more than one geometry
 // a progress bar is drawn. Values or derivatives that are not finite stop with "NaN at symmetry functions of
@@ -34,8 +40,11 @@ SymmStatistics statisticsOfRows(std::span<Geometry* const> geometries, std::span
 // Range of values that are computed on the way and dropped, with a progress bar for more than one geometry.
 SymmStatistics statisticsOfSet(const SymmFunc& symmFunc, const GeometrySet& geometrySet);
 
-// Stops with "NaN at symmetry functions of the %d -th geometry." unless all values are finite.
-void requireFinite(std::span<const float> values, std::size_t geometry);
+// Whether all values are finite.
+[[nodiscard]] bool areFinite(std::span<const float> values);
+
+// Stops with "NaN at symmetry functions of the %d -th geometry.".
+[[noreturn]] void stopAtSymmFuncs(std::size_t geometry);
 
 // Maps the raw values of an atom of an element to (value - symmAve) / symmDev, in place.
 void renormalize(std::span<float> values, std::size_t element, const SymmStatistics& statistics);

@@ -10,6 +10,7 @@
 #include "modelio/NetworkCompanion.hpp"
 #include "modelio/NetworkHead.hpp"
 #include "modelio/OpenModel.hpp"
+#include "network/NetworkShape.hpp"
 #include "structure/ElementSymbols.hpp"
 
 #include <cstdint>
@@ -60,31 +61,18 @@ public:
         }
     }
 
-    void readHistograms(const std::string& fileName) {
-        auto histograms =
-            std::make_unique<SymmFuncDistribution>(model->elements.numElems, model->statistics.symmAve,
-                                                   model->statistics.symmDev, model->symmFunc.get());
-        histograms->readDistribution(fileName, &model->elements);
-        model->histograms = std::move(histograms);
-    }
+    void takeHistograms(const std::string& fileName) { readHistograms(*model, model->elements, fileName); }
 
     std::shared_ptr<const ModelData> finish() { return std::move(model); }
 
 private:
-    // Nobody has trained networks beyond the limit of an arrangement, so that a file that asks for them is
-    // broken.
     [[nodiscard]] std::vector<NNEnsemble> makeNetworks(const NetworkKind& kind,
                                                        const std::string& fileName) const {
-        constexpr double limit = 1.0e9;
         const Property& settings = model->settings;
         const NNShape shape{settings.*kind.fields.models, settings.*kind.fields.layers,
                             settings.*kind.fields.nodes, settings.*kind.fields.activ};
         const int numInputs = model->symmFunc->getNumBasis();
-        const double perModel =
-            static_cast<double>(shape.numNodes) *
-            (static_cast<double>(numInputs) +
-             static_cast<double>(shape.numLayers) * (static_cast<double>(shape.numNodes) + 1.0));
-        if (perModel * shape.numModels * model->elements.numElems > limit) {
+        if (isTooLarge(shape, numInputs, model->elements.numElems)) {
             stopWithMessage("neural network is too large: %s", fileName.c_str());
         }
         std::vector<NNEnsemble> ensembles;
@@ -131,7 +119,7 @@ std::shared_ptr<const ModelData> loadModel(const std::string& directory) {
     }
     const std::string histograms = path + fileNames::distribution;
     if (std::filesystem::exists(histograms)) {
-        builder.readHistograms(histograms);
+        builder.takeHistograms(histograms);
     }
     return builder.finish();
 }
@@ -147,6 +135,13 @@ std::shared_ptr<const ModelData> readModel(const std::string& file) {
     }
     requireEnd(lines.stream(), file);
     return builder.finish();
+}
+
+void readHistograms(ModelData& model, const GeometrySet& set, const std::string& fileName) {
+    auto histograms = std::make_unique<SymmFuncDistribution>(
+        model.elements.numElems, model.statistics.symmAve, model.statistics.symmDev, model.symmFunc.get());
+    histograms->readDistribution(fileName, &set);
+    model.histograms = std::move(histograms);
 }
 
 } // namespace melta

@@ -18,4 +18,8 @@ std::shared_ptr<const ModelData> loadModel(const std::string& directory);
 // read ReaxFF potential: %s" and "cannot read #pairs of elements: %s".
 std::shared_ptr<const ModelData> readModel(const std::string& file);
 
+// Gives a model the histograms of a file for the elements of `set`, which are the model's, in its order.
+// Stops as SymmFuncDistribution::readDistribution.
+void readHistograms(ModelData& model, const GeometrySet& set, const std::string& fileName);
+
 } // namespace melta
