@@ -1,35 +1,32 @@
 #pragma once
 
-#include "melta/NeighborView.hpp"
 #include "structure/NeighborArrays.hpp"
 
-#include <span>
-#include <vector>
+#include <cstddef>
 
 namespace melta {
 
-// The atoms of a host, checked. Several threads may ask at once.
+// Where an evaluation takes atoms and their neighbours from. Several threads may ask at once.
 class AtomSource {
 public:
-    // Borrows both. `cutoff`: beyond it nobody is a neighbour, Angstrom. Stops with "incorrect view: %s" if
-    // any index in the view, of an element, an atom or a neighbour, is out of range or a list is missing.
-    AtomSource(const NeighborView& source, std::span<const std::int32_t> atomNumbers, float cutoff);
+    AtomSource() = default;
+    virtual ~AtomSource() = default;
+    AtomSource(const AtomSource&) = delete;
+    AtomSource& operator=(const AtomSource&) = delete;
+    AtomSource(AtomSource&&) = delete;
+    AtomSource& operator=(AtomSource&&) = delete;
 
-    // Index of the element of a known atom.
-    [[nodiscard]] std::size_t elementOf(int atom) const;
+    // Atoms that there are, neighbours among them.
+    [[nodiscard]] virtual std::size_t getNumAtoms() const = 0;
 
-    // The neighbours of a known atom; their indices say where forces go.
-    void gather(int atom, NeighborArrays& neighbors) const;
+    // Index of the element of an atom.
+    [[nodiscard]] virtual std::size_t elementOf(int atom) const = 0;
 
-    // The local atoms whose element is known.
-    [[nodiscard]] std::span<const int> atoms() const { return known; }
+    // The neighbours of an atom; their indices say where forces go.
+    virtual void gather(int atom, NeighborArrays& neighbors) const = 0;
 
-private:
-    const NeighborView& view;
-    std::span<const std::int32_t> atomNumbers;
-    float cutoff;
-    std::vector<int> listOf; // [numLocal]
-    std::vector<int> known;
+    // Stops with what is to be said of an atom whose descriptors are not finite.
+    [[noreturn]] virtual void stopAtDescriptors(int atom) const = 0;
 };
 
 } // namespace melta

@@ -1,6 +1,7 @@
 #include "potential/PotentialEvaluator.hpp"
 
 #include "base/Reporting.hpp"
+#include "potential/ViewAtoms.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -9,14 +10,6 @@
 
 namespace melta {
 namespace {
-
-// A bin of the histograms that is empty lies outside.
-constexpr int leastCounts = 1;
-
-template <class T>
-void resetIf(bool isWanted, std::vector<T>& values, std::size_t size) {
-    values.assign(isWanted ? size : 0, T());
-}
 
 void addTo(std::vector<double>& sums, std::span<const double> values, std::size_t first) {
     for (std::size_t i = 0; i < values.size(); ++i) {
@@ -51,35 +44,15 @@ void PotentialEvaluator::evaluate(const std::shared_ptr<const ModelData>& model,
     if (wishes.has(Wish::charges) && model->chargeNetworks.empty()) {
         stopWithMessage("this model has no charges.");
     }
-    const AtomSource source(view, model->atomNumbers, obtainLargestCutoff(model->settings));
-    prepare(*model, view, wishes, result);
-    tiles.evaluate(*model, source, source.atoms(), wishes, leastCounts, result);
+    const ViewAtoms source(view, model->atomNumbers, obtainLargestCutoff(model->settings));
+    prepareResult(*model, source.getNumAtoms(), wishes, result);
+    tiles.evaluate(*model, source, source.atoms(), wishes, result);
     if (model->baseline) {
         addBaseline(*model, view, wishes, result);
     }
     if (wishes.has(Wish::modelForces)) {
         findForceDeviations(result, static_cast<std::size_t>(model->settings.modelsEnergy));
     }
-}
-
-void PotentialEvaluator::prepare(const ModelData& data, const NeighborView& view, Wishes wishes,
-                                 Evaluation& result) const {
-    const auto numAtoms = static_cast<std::size_t>(view.numAtoms);
-    const auto numModels = static_cast<std::size_t>(data.settings.modelsEnergy);
-    const bool withModelEnergies = wishes.has(Wish::modelEnergies);
-    const bool withModelForces = wishes.has(Wish::modelForces);
-    result.energy = 0.0;
-    result.virial = {};
-    result.numNovel = 0;
-    result.energies.assign(numAtoms, 0.0);
-    resetIf(wishes.has(Wish::forces) || withModelForces, result.forces, 3 * numAtoms);
-    resetIf(wishes.has(Wish::atomVirials), result.atomVirials, 6 * numAtoms);
-    resetIf(wishes.has(Wish::charges), result.charges, numAtoms);
-    resetIf(withModelEnergies, result.modelEnergies, numModels);
-    resetIf(withModelEnergies, result.energyDeviations, numAtoms);
-    resetIf(withModelForces, result.modelForces, 3 * numModels * numAtoms);
-    resetIf(withModelForces, result.forceDeviations, numAtoms);
-    resetIf(wishes.has(Wish::novelty), result.novelty, numAtoms);
 }
 
 // All models share the baseline.
@@ -92,8 +65,8 @@ void PotentialEvaluator::addBaseline(const ModelData& data, const NeighborView& 
     const auto numAtoms = static_cast<std::size_t>(view.numAtoms);
     const bool withVirials = wishes.has(Wish::virial) || wishes.has(Wish::atomVirials);
     energies.assign(numAtoms, 0.0);
-    resetIf(!result.forces.empty(), forces, 3 * numAtoms);
-    resetIf(withVirials, virials, 6 * numAtoms);
+    forces.assign(result.forces.empty() ? 0 : 3 * numAtoms, 0.0);
+    virials.assign(withVirials ? 6 * numAtoms : 0, 0.0);
     baselineEvaluator->add(view, {energies, forces, virials});
     const double total = std::accumulate(energies.begin(), energies.end(), 0.0);
     result.energy += total;

@@ -15,7 +15,6 @@ public:
                   Evaluation& result);
 
 private:
-    void prepare(const ModelData& data, const NeighborView& view, Wishes wishes, Evaluation& result) const;
     void addBaseline(const ModelData& data, const NeighborView& view, Wishes wishes, Evaluation& result);
 
     TileEvaluator tiles;

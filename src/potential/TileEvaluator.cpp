@@ -1,6 +1,5 @@
 #include "potential/TileEvaluator.hpp"
 
-#include "base/Reporting.hpp"
 #include "network/ForceKernels.hpp"
 
 #include <algorithm>
@@ -10,8 +9,16 @@
 namespace melta {
 namespace {
 
+// A bin of the histograms that is empty lies outside.
+constexpr int leastCounts = 1;
+
 std::size_t sizeOf(int count) {
     return static_cast<std::size_t>(count);
+}
+
+template <class T>
+void resetIf(bool isWanted, std::vector<T>& values, std::size_t size) {
+    values.assign(isWanted ? size : 0, T());
 }
 
 // Adds the force that an atom's energy gives entry `n` of its neighbours, and its share of the virial.
@@ -36,12 +43,30 @@ void addPair(Evaluation& result, std::size_t atom, const NeighborArrays& list, s
 
 } // namespace
 
+void prepareResult(const ModelData& model, std::size_t numAtoms, Wishes wishes, Evaluation& result) {
+    const std::size_t numModels = sizeOf(model.settings.modelsEnergy);
+    const bool withModelEnergies = wishes.has(Wish::modelEnergies);
+    const bool withModelForces = wishes.has(Wish::modelForces);
+    result.energy = 0.0;
+    result.virial = {};
+    result.numNovel = 0;
+    result.energies.assign(numAtoms, 0.0);
+    resetIf(wishes.has(Wish::forces) || withModelForces, result.forces, 3 * numAtoms);
+    resetIf(wishes.has(Wish::atomVirials), result.atomVirials, 6 * numAtoms);
+    resetIf(wishes.has(Wish::charges), result.charges, numAtoms);
+    resetIf(withModelEnergies, result.modelEnergies, numModels);
+    resetIf(withModelEnergies, result.energyDeviations, numAtoms);
+    resetIf(withModelForces, result.modelForces, 3 * numModels * numAtoms);
+    resetIf(withModelForces, result.forceDeviations, numAtoms);
+    resetIf(wishes.has(Wish::novelty), result.novelty, numAtoms);
+}
+
 void TileEvaluator::evaluate(const ModelData& model, const AtomSource& source, std::span<const int> atoms,
-                             Wishes wishes, int maxDist, Evaluation& result) {
+                             Wishes wishes, Evaluation& result) {
     const bool withModelForces = wishes.has(Wish::modelForces);
     const bool withForces = withModelForces || wishes.has(Wish::forces) || wishes.has(Wish::virial) ||
                             wishes.has(Wish::atomVirials);
-    const Job job{model, source, wishes, maxDist, result, withForces, withModelForces};
+    const Job job{model, source, wishes, result, withForces, withModelForces};
     for (std::size_t first = 0; first < atoms.size(); first += tileSize) {
         evaluateTile(job, atoms.subspan(first, std::min(tileSize, atoms.size() - first)));
     }
@@ -113,7 +138,7 @@ void TileEvaluator::evaluateDescriptors(const Job& job, std::span<const int> ato
         job.source.gather(atoms[k], neighbors[k]);
         symmFunc.calculateAtom(neighbors[k], input, {});
         if (!std::ranges::all_of(input, [](float value) { return std::isfinite(value); })) {
-            stopWithMessage("NaN at symmetry functions of the %d -th atom.", atoms[k] + 1);
+            job.source.stopAtDescriptors(atoms[k]);
         }
         renormalize(input, element, job.model.statistics);
         if (job.wishes.has(Wish::novelty)) {
@@ -126,7 +151,7 @@ void TileEvaluator::noteNovelty(const Job& job, int atom, std::size_t element,
                                 std::span<const float> input) const {
     const bool isNovel =
         job.model.histograms
-            ? job.model.histograms->isOutside(static_cast<int>(element), input, job.maxDist)
+            ? job.model.histograms->isOutside(static_cast<int>(element), input, leastCounts)
             : !std::ranges::all_of(input, [](float value) { return std::fabs(value) <= 1.0f; });
     job.result.novelty[sizeOf(atom)] = isNovel ? 1 : 0;
     job.result.numNovel += isNovel ? 1 : 0;

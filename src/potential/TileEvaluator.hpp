@@ -13,6 +13,10 @@
 
 namespace melta {
 
+// Gives a result the sizes and start values that an evaluation of `wishes` begins with. `numAtoms`: of the
+// source.
+void prepareResult(const ModelData& model, std::size_t numAtoms, Wishes wishes, Evaluation& result);
+
 // Evaluates a few atoms after the other, about as many at once as the caches hold: descriptors, networks, and
 // back through the descriptors to the neighbours. Derivatives of descriptors are made only for the forces of
 // each model, and for one atom at a time, so that they stay in the cache.
@@ -25,17 +29,15 @@ public:
 
     // Adds what `wishes` ask for to `result`, whose arrays have their sizes and start values; energies,
     // charges, energyDeviations and novelty of the atoms are set. Deviations of forces are not made here.
-    // `maxDist`: a bin of the histograms with fewer counts counts as outside. Stops with "NaN at symmetry
-    // functions of the %d -th atom.".
+    // Stops as AtomSource::stopAtDescriptors.
     void evaluate(const ModelData& model, const AtomSource& source, std::span<const int> atoms, Wishes wishes,
-                  int maxDist, Evaluation& result);
+                  Evaluation& result);
 
 private:
     struct Job {
         const ModelData& model;
         const AtomSource& source;
         Wishes wishes;
-        int maxDist;
         Evaluation& result;
         bool withForces;      // anything that needs the neighbours' shares
         bool withModelForces; // of each model

@@ -1,4 +1,4 @@
-#include "potential/AtomSource.hpp"
+#include "potential/ViewAtoms.hpp"
 
 #include "base/Reporting.hpp"
 
@@ -19,7 +19,7 @@ bool isBelow(int index, int limit) {
 
 } // namespace
 
-AtomSource::AtomSource(const NeighborView& source, std::span<const std::int32_t> atomicNumbers, float reach)
+ViewAtoms::ViewAtoms(const NeighborView& source, std::span<const std::int32_t> atomicNumbers, float reach)
     : view(source), atomNumbers(atomicNumbers), cutoff(reach) {
     requireView(view.numLocal >= 0 && view.numAtoms >= view.numLocal && view.numLists >= 0,
                 "numbers of atoms");
@@ -51,17 +51,25 @@ AtomSource::AtomSource(const NeighborView& source, std::span<const std::int32_t>
     }
 }
 
-std::size_t AtomSource::elementOf(int atom) const {
+std::size_t ViewAtoms::getNumAtoms() const {
+    return static_cast<std::size_t>(view.numAtoms);
+}
+
+std::size_t ViewAtoms::elementOf(int atom) const {
     return static_cast<std::size_t>(view.elements[atom]);
 }
 
-void AtomSource::gather(int atom, NeighborArrays& neighbors) const {
+void ViewAtoms::gather(int atom, NeighborArrays& neighbors) const {
     const int list = listOf[static_cast<std::size_t>(atom)];
     const auto numAtoms = static_cast<std::size_t>(view.numAtoms);
     const HostAtoms host{
         {view.positions, 3 * numAtoms}, {view.elements, numAtoms}, atomNumbers, view.entryMask};
     neighbors.update(host, atom, {view.neighbors[list], static_cast<std::size_t>(view.lengths[list])},
                      cutoff);
+}
+
+void ViewAtoms::stopAtDescriptors(int atom) const {
+    stopWithMessage("NaN at symmetry functions of the %d -th atom.", atom + 1);
 }
 
 } // namespace melta
