@@ -176,11 +176,16 @@ bool restoreNN(NNArch& arch, const std::string& fileName, const GeometrySet* geo
         printOut("  * CANNOT restore the neural network from the file.\n\n");
         return false;
     }
-    printOut("  * Restore the neural network from the file.\n\n");
-    NNIO(&arch.getProperty(), geometrySet)
-        .readNetworkFile(fileName, arch.getSymmStatistics(), arch.getEnergyEnsembles(),
-                         arch.getChargeEnsembles());
+    restoreNetworks(arch.getProperty(), *geometrySet, fileName, arch.getSymmStatistics(),
+                    arch.getEnergyEnsembles(), arch.getChargeEnsembles());
     return true;
+}
+
+void restoreNetworks(const Property& property, const GeometrySet& geometrySet, const std::string& fileName,
+                     SymmStatistics& statistics, std::vector<NNEnsemble>& energy,
+                     std::vector<NNEnsemble>& charge) {
+    printOut("  * Restore the neural network from the file.\n\n");
+    NNIO(&property, &geometrySet).readNetworkFile(fileName, statistics, energy, charge);
 }
 
 } // namespace melta

@@ -2,6 +2,8 @@
 #pragma once
 
 #include "modelio/CarriedNetworks.hpp"
+#include "network/NNEnsemble.hpp"
+#include "network/SymmPreparation.hpp"
 
 #include <string>
 #include <utility>
@@ -12,6 +14,7 @@ namespace melta {
 class FileReplacement;
 class GeometrySet;
 class NNArch;
+class Property;
 
 // The files of the model that a training makes, from its first store to its last: the head and the networks
 // that are trained, in each store; and with the first one what goes by the new head, the networks of the
@@ -71,5 +74,11 @@ void storeNN(const NNArch& arch, const std::string& fileName, const GeometrySet*
 // `fileName`. With `checkFiles` a set of files that is not complete is told on the console and leaves `arch`
 // as it is; then it gives false. Stops with "geometrySet is null." and as NNIO::readNetworkFile.
 bool restoreNN(NNArch& arch, const std::string& fileName, const GeometrySet* geometrySet, bool checkFiles);
+
+// The same for networks without an arrangement, from files that have to be complete. Stops as
+// NNIO::readNetworkFile.
+void restoreNetworks(const Property& property, const GeometrySet& geometrySet, const std::string& fileName,
+                     SymmStatistics& statistics, std::vector<NNEnsemble>& energy,
+                     std::vector<NNEnsemble>& charge);
 
 } // namespace melta
