@@ -1,15 +1,15 @@
 #include "testing/LackingElements.hpp"
 
 #include "base/Reporting.hpp"
-#include "network/NNArch.hpp"
+#include "potential/ModelData.hpp"
 
 #include <algorithm>
 
 namespace melta {
 
-void tellLackingElements(const NNArch& arch, const GeometrySet& geometrySet) {
+void tellLackingElements(const ModelData& model, const GeometrySet& geometrySet) {
     for (int element = 0; element < geometrySet.numElems; ++element) {
-        if (arch.getSymmStatistics().symmDev[static_cast<std::size_t>(element)] > 0.0f) {
+        if (model.statistics.symmDev[static_cast<std::size_t>(element)] > 0.0f) {
             continue;
         }
         const auto first = std::ranges::find_if(geometrySet.geometries, [element](const auto& geometry) {

@@ -3,10 +3,10 @@
 namespace melta {
 
 class GeometrySet;
-class NNArch;
+struct ModelData;
 
-// Names on the console each element of the set that the restored networks lack, with the first geometry that
-// has it: the first use of the networks stops then, and its message names nothing.
-void tellLackingElements(const NNArch& arch, const GeometrySet& geometrySet);
+// Names on the console each element of the set that the restored model lacks, with the first geometry that
+// has it: the first use of the model stops then, and its message names nothing.
+void tellLackingElements(const ModelData& model, const GeometrySet& geometrySet);
 
 } // namespace melta

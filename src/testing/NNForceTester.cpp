@@ -2,8 +2,8 @@
 
 #include "base/MyTimer.hpp"
 #include "base/Reporting.hpp"
-#include "modelio/ModelStore.hpp"
 #include "network/GradientDifference.hpp"
+#include "potential/ModelRestorer.hpp"
 #include "testing/LackingElements.hpp"
 
 #include <span>
@@ -20,14 +20,6 @@ float sumOf(std::span<const float> energies) {
         sum += values[i];
     }
     return sum;
-}
-
-// Makes the geometry the batch and gives its energy, eV.
-float evaluateEnergy(NNArch& arch, Geometry& geometry, Derivatives derivatives) {
-    Geometry* const batch[] = {&geometry};
-    arch.prepareBatch(batch, derivatives);
-    arch.goForwardOnEnergy();
-    return sumOf(arch.obtainEnergies(0));
 }
 
 } // namespace
@@ -49,44 +41,31 @@ void NNForceTester::performTesting(const std::string& networkFile, float positio
     printOut("  * Atomic position shift is %10.3e Angstrom.\n\n", static_cast<double>(positionShift));
     MyTimer timer;
     timer.start();
-    NNArch arch(NNArch::onlyEnergy, geometrySet->numElems, property, false, false);
-    arch.initLayers(geometrySet);
-    flushOut();
-    restoreNN(arch, networkFile, geometrySet, false);
+    constexpr bool withCharges = false;
+    const auto model = restoreModel(*property, *geometrySet, networkFile, withCharges);
     printOut("  Force Testing:\n\n");
     flushOut();
     Geometry& geometry = geometrySet->obtainGeometry(0);
-    requireKnownElements(geometry);
-    tellLackingElements(arch, *geometrySet);
-    testGeometry(arch, geometry, positionShift);
+    tellLackingElements(*model, *geometrySet);
+    GeometryPredictor networks(*model);
+    testGeometry(networks, geometry, positionShift);
     timer.stop();
     printOut("\n  * Wall time: %s.\n\n", timer.getFullTime().c_str());
 }
 
-// The networks take the numbers of the elements for granted.
-void NNForceTester::requireKnownElements(const Geometry& geometry) const {
-    for (const int element : geometry.elements) {
-        static_cast<void>(geometrySet->getElementName(element));
-    }
-}
-
-void NNForceTester::testGeometry(NNArch& arch, Geometry& geometry, float positionShift) const {
-    const float energy0 = evaluateEnergy(arch, geometry, Derivatives::yes);
-    arch.goBackwardOnForce();
-    const std::span<const float> forces = arch.obtainForces(0);
-    const std::vector<float> forcesNNP(forces.begin(), forces.end());
-    arch.clearGeometries();
+void NNForceTester::testGeometry(GeometryPredictor& networks, Geometry& geometry, float positionShift) const {
+    const Prediction start = networks.predict(geometry, Wish::energy | Wish::forces);
+    const float energy0 = sumOf(start.energies);
     printOut("                        F(DFT)        F(NNP)        F(Num)        Error\n");
-    std::vector<float> forcesNum(forcesNNP.size());
+    std::vector<float> forcesNum(start.forces.size());
     for (std::size_t i = 0; i < forcesNum.size(); ++i) {
         const float kept = geometry.positions[i];
         geometry.positions[i] += positionShift;
-        const float energy = evaluateEnergy(arch, geometry, Derivatives::no);
+        const float energy = sumOf(networks.predict(geometry, Wish::energy).energies);
         geometry.positions[i] = kept;
-        arch.clearGeometries();
         forcesNum[i] = -(energy - energy0) / positionShift;
         if (i % 3 == 2) {
-            printAtom(geometry, i / 3, forcesNNP, forcesNum);
+            printAtom(geometry, i / 3, start.forces, forcesNum);
         }
     }
 }

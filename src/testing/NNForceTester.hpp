@@ -1,8 +1,8 @@
 #pragma once
 
 #include "config/Property.hpp"
-#include "network/NNArch.hpp"
 #include "structure/GeometrySet.hpp"
+#include "testing/GeometryPredictor.hpp"
 
 #include <string>
 #include <vector>
@@ -26,13 +26,12 @@ public:
 
     // Prints the table for a shift of each coordinate in turn by `positionShift` (Angstrom, may be negative).
     // All shifts use the present neighbour lists; the coordinates are the same afterwards. Stops with "atomic
-    // position shift is zero.", "index of geometry is out of range.", "index of element is out of range." and
-    // as restoreNN.
+    // position shift is zero.", "index of geometry is out of range." and as restoreModel and
+    // GeometryPredictor.
     void performTesting(const std::string& networkFile, float positionShift) const;
 
 private:
-    void requireKnownElements(const Geometry& geometry) const;
-    void testGeometry(NNArch& arch, Geometry& geometry, float positionShift) const;
+    void testGeometry(GeometryPredictor& networks, Geometry& geometry, float positionShift) const;
     void printAtom(const Geometry& geometry, std::size_t atom, const std::vector<float>& forcesNNP,
                    const std::vector<float>& forcesNum) const;
 

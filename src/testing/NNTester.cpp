@@ -3,7 +3,7 @@
 #include "base/MyTimer.hpp"
 #include "base/Reporting.hpp"
 #include "baseline/BaselineRemover.hpp"
-#include "modelio/ModelStore.hpp"
+#include "potential/ModelRestorer.hpp"
 #include "testing/LackingElements.hpp"
 
 namespace melta {
@@ -16,6 +16,29 @@ void printErrors(std::span<const QuantityError> errors) {
                  static_cast<double>(error.rootMeanSquare()), names.unit);
     }
     printOut("\n");
+}
+
+// What the networks give for the values of a quantity.
+std::vector<float> valuesOf(const LossQuantity& quantity, const Geometry& geometry,
+                            const Prediction& prediction) {
+    const auto* const ofOutputs = dynamic_cast<const OutputQuantity*>(&quantity);
+    if (ofOutputs == nullptr) {
+        return prediction.forces;
+    }
+    const bool isOfCharges = quantity.getTarget() == NetworkTarget::charge;
+    std::vector<float> values(quantity.numValues(geometry));
+    ofOutputs->collect(geometry, 1, isOfCharges ? prediction.charges : prediction.energies, values);
+    return values;
+}
+
+// Adds the errors of one geometry.
+void addErrors(std::span<QuantityError> errors, const Geometry& geometry, const Prediction& prediction) {
+    for (QuantityError& error : errors) {
+        double sum = 0.0;
+        addSquaredErrors(*error.quantity, geometry, valuesOf(*error.quantity, geometry, prediction), sum);
+        error.sum += static_cast<float>(sum);
+        error.count += error.quantity->divisorOf({1, geometry.elements.size()});
+    }
 }
 
 } // namespace
@@ -33,17 +56,14 @@ void NNTester::performTesting(const std::string& networkFile, const std::string&
                               const TestFiles& files) const {
     MyTimer timer;
     timer.start();
-    const int mode = withCharge() ? NNArch::energyAndCharge : NNArch::onlyEnergy;
-    Model model{NNArch(mode, geometrySet->numElems, property, false, false), nullptr};
-    model.arch.initLayers(geometrySet);
-    flushOut();
-    restoreNN(model.arch, networkFile, geometrySet, false);
-    model.baseline = makeBaseline(geometrySet, property, baselineFile);
+    const auto networks = restoreModel(*property, *geometrySet, networkFile, withCharge());
+    const auto baseline = makeBaseline(geometrySet, property, baselineFile);
+    Model model{*networks, baseline.get(), GeometryPredictor(*networks)};
     printOut("  Testing:\n\n");
     flushOut();
     std::vector<QuantityError> errors = makeErrors();
     Tables tables = openTables(files);
-    tellLackingElements(model.arch, *geometrySet);
+    tellLackingElements(*networks, *geometrySet);
     for (int g = 0; g < geometrySet->numGeoms; ++g) {
         testGeometry(model, geometrySet->obtainGeometry(g), errors, tables);
     }
@@ -68,26 +88,20 @@ NNTester::Tables NNTester::openTables(const TestFiles& files) const {
 
 void NNTester::testGeometry(Model& model, Geometry& geometry, std::span<QuantityError> errors,
                             Tables& tables) const {
-    NNArch& arch = model.arch;
-    if (model.baseline) {
+    if (model.baseline != nullptr) {
         model.baseline->removeFromGeometry(&geometry);
     }
-    Geometry* const batch[] = {&geometry};
-    arch.prepareBatch(batch, Derivatives::yes);
-    arch.goForwardOnEnergy();
-    arch.goBackwardOnForce();
-    if (withCharge()) {
-        arch.goForwardOnCharge();
-    }
-    arch.squareErrors(errors);
-    printGeometryResults(model, geometry, tables);
-    arch.clearGeometries();
+    const Wishes outputs = Wish::energy | Wish::forces;
+    const Prediction& prediction =
+        model.predictor.predict(geometry, withCharge() ? outputs | Wish::charges : outputs);
+    addErrors(errors, geometry, prediction);
+    printGeometryResults(model, geometry, prediction, tables);
 }
 
 // What both columns of an atom's energy are lowered by, eV.
-double NNTester::referenceOf(const NNArch& arch, int element) const {
+double NNTester::referenceOf(const ModelData& networks, int element) const {
     return withBias ? -geometrySet->getElementEnergy(element)
-                    : static_cast<double>(arch.obtainOutputBias(element));
+                    : networks.references[static_cast<std::size_t>(element)];
 }
 
 NNTester::BaselineValues NNTester::baselineOf(BaselinePotential* baseline, const Geometry& geometry) {
@@ -100,29 +114,27 @@ NNTester::BaselineValues NNTester::baselineOf(BaselinePotential* baseline, const
     return values;
 }
 
-void NNTester::printGeometryResults(const Model& model, const Geometry& geometry, Tables& tables) const {
-    const NNArch& arch = model.arch;
-    const BaselineValues baseline = baselineOf(model.baseline.get(), geometry);
-    const std::span<const float> energies = arch.obtainEnergies(0);
-    const std::span<const float> forces = arch.obtainForces(0);
+void NNTester::printGeometryResults(const Model& model, const Geometry& geometry,
+                                    const Prediction& prediction, Tables& tables) const {
+    const BaselineValues baseline = baselineOf(model.baseline, geometry);
     double etotDFT = geometry.energyTotal;
     double etotNNP = 0.0;
-    for (std::size_t a = 0; a < energies.size(); ++a) {
-        const double reference = referenceOf(arch, geometry.elements[a]);
-        const double predicted = static_cast<double>(energies[a]) - reference;
+    for (std::size_t a = 0; a < prediction.energies.size(); ++a) {
+        const double reference = referenceOf(model.networks, geometry.elements[a]);
+        const double predicted = static_cast<double>(prediction.energies[a]) - reference;
         etotDFT -= reference;
         etotNNP += predicted;
         const auto shift = static_cast<double>(baseline.energies[a]);
         tables.eatom.write(geometry.energies[a] - reference + shift, predicted + shift);
         for (std::size_t c = 3 * a; c < 3 * a + 3; ++c) {
             tables.force.write(static_cast<double>(geometry.forces[c] + baseline.forces[c]),
-                               static_cast<double>(forces[c] + baseline.forces[c]));
+                               static_cast<double>(prediction.forces[c] + baseline.forces[c]));
         }
     }
     if (tables.charge) {
-        const std::span<const float> charges = arch.obtainCharges(0);
-        for (std::size_t a = 0; a < charges.size(); ++a) {
-            tables.charge->write(static_cast<double>(geometry.charges[a]), static_cast<double>(charges[a]));
+        for (std::size_t a = 0; a < prediction.charges.size(); ++a) {
+            tables.charge->write(static_cast<double>(geometry.charges[a]),
+                                 static_cast<double>(prediction.charges[a]));
         }
     }
     const auto total = static_cast<double>(baseline.total);

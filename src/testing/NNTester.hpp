@@ -1,12 +1,13 @@
 #pragma once
 
 #include "config/Property.hpp"
-#include "network/NNArch.hpp"
+#include "network/LossTerm.hpp"
+#include "potential/ModelData.hpp"
 #include "structure/BaselinePotential.hpp"
 #include "structure/GeometrySet.hpp"
+#include "testing/GeometryPredictor.hpp"
 #include "testing/ResultFile.hpp"
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -41,15 +42,16 @@ public:
 
     // The whole test, one geometry after the other. A baseline potential of the model, with parameters from
     // `baselineFile`, is taken out of each geometry's data, for good. Stops with "cannot open file: %s", as
-    // restoreNN and as makeBaseline.
+    // restoreModel, makeBaseline and GeometryPredictor.
     void performTesting(const std::string& networkFile, const std::string& baselineFile,
                         const TestFiles& files) const;
 
 private:
     // What a test works with, geometry by geometry.
     struct Model {
-        NNArch arch;
-        std::unique_ptr<BaselinePotential> baseline; // null without one
+        const ModelData& networks;
+        BaselinePotential* baseline; // null without one
+        GeometryPredictor predictor; // of the networks
     };
     // Energies and forces of the baseline potential of one geometry; -0 without one.
     struct BaselineValues {
@@ -69,8 +71,9 @@ private:
     void testGeometry(Model& model, Geometry& geometry, std::span<QuantityError> errors,
                       Tables& tables) const;
     static BaselineValues baselineOf(BaselinePotential* baseline, const Geometry& geometry);
-    void printGeometryResults(const Model& model, const Geometry& geometry, Tables& tables) const;
-    double referenceOf(const NNArch& arch, int element) const;
+    void printGeometryResults(const Model& model, const Geometry& geometry, const Prediction& prediction,
+                              Tables& tables) const;
+    double referenceOf(const ModelData& networks, int element) const;
     std::vector<QuantityError> makeErrors() const;
 
     const Property* property;
