@@ -2,17 +2,19 @@
 // symmetry functions and networks and a model of random weights: shifts of one atom, half of them refused.
 // Prints how many times faster a step is than one that makes everything anew.
 
+#include "modelio/ModelStore.hpp"
 #include "network/NNArch.hpp"
+#include "potential/ModelRestorer.hpp"
 #include "sampling/FullNetworkEnergy.hpp"
 #include "sampling/NetworkEnergy.hpp"
 #include "support/DiamondCell.hpp"
 #include "support/PairedTiming.hpp"
+#include "support/TemporaryDirectory.hpp"
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
 #include <memory>
 #include <random>
 #include <vector>
@@ -31,19 +33,21 @@ public:
         set.numGeoms = 1;
         set.numElems = 1;
         set.elemNames = {"Si"};
+        set.elemAtomNumbers = {14};
+        set.energyAve = {0.0};
         set.energyDev = {1.0};
         arch = std::make_unique<NNArch>(NNArch::onlyEnergy, 1, &property, false, false);
         arch->initLayers(&set);
         arch->statisticsSymmFuncs(&set);
-        const auto file = std::filesystem::temp_directory_path() / "network_energy_benchmark.gdist";
-        arch->writeSymmDistributions(file.string(), &set);
-        std::filesystem::remove(file);
+        arch->writeSymmDistributions(directory.file("melta.gdist"), &set);
         Geometry& geometry = set.obtainGeometry(0);
         if (makesEverythingAnew) {
-            energy =
-                std::make_unique<test::FullNetworkEnergy>(*arch, nullptr, set, geometry, property.rcutRadius);
+            energy = std::make_unique<test::FullNetworkEnergy>(*arch, nullptr, geometry, property.rcutRadius);
         } else {
-            energy = std::make_unique<NetworkEnergy>(*arch, nullptr, set, geometry, property.rcutRadius);
+            storeNN(*arch, directory.file("melta.data"), &set);
+            model = restoreModel(property, set, directory.file("melta.data"), false);
+            restoreHistograms(*model, set, directory.file("melta.gdist"));
+            energy = std::make_unique<NetworkEnergy>(*model, nullptr, geometry, property.rcutRadius);
         }
         energy->start();
     }
@@ -68,9 +72,11 @@ public:
     }
 
 private:
+    const test::TemporaryDirectory directory;
     Property property;
     GeometrySet set;
     std::unique_ptr<NNArch> arch;
+    std::unique_ptr<ModelData> model;
     std::unique_ptr<ConfigurationEnergy> energy;
     std::mt19937 random{2};
     std::uniform_real_distribution<float> drawStep{-0.1f, 0.1f};

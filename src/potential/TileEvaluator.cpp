@@ -135,8 +135,9 @@ void TileEvaluator::evaluateDescriptors(const Job& job, std::span<const int> ato
     for (std::size_t k = 0; k < atoms.size(); ++k) {
         const std::size_t element = job.source.elementOf(atoms[k]);
         const std::span<float> input = inputs.span().subspan(columnOf[k] * numBasis, numBasis);
-        job.source.gather(atoms[k], neighbors[k]);
-        symmFunc.calculateAtom(neighbors[k], input, {});
+        NeighborArrays& list = neighbors[job.withForces ? k : 0]; // nobody asks again for those of energies
+        job.source.gather(atoms[k], list);
+        symmFunc.calculateAtom(list, input, {});
         if (!std::ranges::all_of(input, [](float value) { return std::isfinite(value); })) {
             job.source.stopAtDescriptors(atoms[k]);
         }

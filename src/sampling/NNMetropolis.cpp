@@ -8,8 +8,7 @@
 #include "baseline/BaselineRemover.hpp"
 #include "config/FileNames.hpp"
 #include "config/Property.hpp"
-#include "modelio/ModelStore.hpp"
-#include "network/NNArch.hpp"
+#include "potential/ModelRestorer.hpp"
 #include "sampling/GeometryWriter.hpp"
 #include "sampling/InitialShift.hpp"
 #include "sampling/MetropolisMoves.hpp"
@@ -60,14 +59,16 @@ void NNMetropolis::performMonteCarlo(const std::string& networkFile, const std::
     timer.start();
     Geometry& geometry = prepareGeometry();
     MetropolisMoves moves(input, geometry, sharedRandom());
-    NNArch arch(NNArch::onlyEnergy, geometrySet->numElems, property, false, false);
-    const auto baseline = restoreModel(arch, networkFile, baselineFile, gdistFile);
+    constexpr bool withCharges = false;
+    const auto model = restoreModel(*property, *geometrySet, networkFile, withCharges);
+    const auto baseline = makeBaseline(geometrySet.get(), property, baselineFile);
+    restoreHistograms(*model, *geometrySet, gdistFile);
     if (property->withCharge != 0) {
         printOut("  * Electrostatic interaction (or Atomic charge) is ignored !!\n\n");
     }
     printWalkTitle(numProcesses());
     flushOut();
-    walk(geometry, moves, arch, baseline.get());
+    walk(geometry, moves, *model, baseline.get());
     timer.stop();
     printOut("  * Wall time: %s.\n\n", timer.getFullTime().c_str());
 }
@@ -87,25 +88,14 @@ Geometry& NNMetropolis::prepareGeometry() {
     return geometry;
 }
 
-std::unique_ptr<BaselinePotential> NNMetropolis::restoreModel(NNArch& arch, const std::string& networkFile,
-                                                              const std::string& baselineFile,
-                                                              const std::string& gdistFile) const {
-    arch.initLayers(geometrySet.get());
-    flushOut();
-    restoreNN(arch, networkFile, geometrySet.get(), false);
-    auto baseline = makeBaseline(geometrySet.get(), property, baselineFile);
-    arch.readSymmDistributions(gdistFile, geometrySet.get());
-    return baseline;
-}
-
-void NNMetropolis::walk(Geometry& geometry, MetropolisMoves& moves, NNArch& arch,
+void NNMetropolis::walk(Geometry& geometry, MetropolisMoves& moves, const ModelData& model,
                         BaselinePotential* baseline) {
     const GeometryWriter writer(*geometrySet, input, processRank());
     writer.makeDirectories();
     if (input.withShift != 0 && input.shiftInit != 0) {
         shiftAll(geometry, moves);
     }
-    NetworkEnergy energy(arch, baseline, *geometrySet, geometry, obtainLargestCutoff(*property));
+    NetworkEnergy energy(model, baseline, geometry, obtainLargestCutoff(*property));
     MonteCarloWalk chain(input, moves, energy, sharedRandom());
     chain.start();
     while (!chain.isDone() && !isInterrupted()) {

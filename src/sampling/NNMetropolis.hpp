@@ -11,8 +11,8 @@ class BaselinePotential;
 class Geometry;
 class GeometrySet;
 class MetropolisMoves;
-class NNArch;
 class Property;
+struct ModelData;
 
 // Metropolis Monte Carlo on the potential of the trained networks, in search of geometries that the training
 // data do not cover.
@@ -47,16 +47,14 @@ public:
     // directory (GeometryWriter.hpp) and tells the steps on the console.
     //
     // Stops with "incorrect number of atoms.", and as GeometrySet::readFirstGeometry, MetropolisMoves,
-    // restoreNN, makeBaseline, NNArch::readSymmDistributions, MonteCarloWalk and GeometryWriter.
+    // restoreModel, makeBaseline, restoreHistograms, NetworkEnergy, MonteCarloWalk and GeometryWriter.
     void performMonteCarlo(const std::string& networkFile, const std::string& baselineFile,
                            const std::string& gdistFile);
 
 private:
     Geometry& prepareGeometry();
-    std::unique_ptr<BaselinePotential> restoreModel(NNArch& arch, const std::string& networkFile,
-                                                    const std::string& baselineFile,
-                                                    const std::string& gdistFile) const;
-    void walk(Geometry& geometry, MetropolisMoves& moves, NNArch& arch, BaselinePotential* baseline);
+    void walk(Geometry& geometry, MetropolisMoves& moves, const ModelData& model,
+              BaselinePotential* baseline);
     void shiftAll(Geometry& geometry, const MetropolisMoves& moves);
 };
 

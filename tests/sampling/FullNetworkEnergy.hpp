@@ -1,7 +1,7 @@
 #pragma once
 
 #include "network/NNArch.hpp"
-#include "sampling/NetworkEnergy.hpp"
+#include "sampling/ConfigurationEnergy.hpp"
 #include "structure/BaselinePotential.hpp"
 #include "structure/GeometrySet.hpp"
 
@@ -9,13 +9,12 @@
 
 namespace melta::test {
 
-// NetworkEnergy in its plainest form: after each move everything is made anew, for all atoms.
+// NetworkEnergy in its plainest form: after each move everything is made anew, for all atoms, as a training
+// does it.
 class FullNetworkEnergy final : public ConfigurationEnergy {
 public:
-    FullNetworkEnergy(NNArch& networks, BaselinePotential* potential, const GeometrySet& set,
-                      Geometry& configuration, float range)
-        : arch(networks), baseline(potential), geometry(configuration), rcut(range),
-          constantEnergy(separateConstantEnergy(networks, set, configuration)) {}
+    FullNetworkEnergy(NNArch& networks, BaselinePotential* potential, Geometry& configuration, float range)
+        : arch(networks), baseline(potential), geometry(configuration), rcut(range) {}
 
     double start() override {
         geometry.updateAtoms(rcut);
@@ -40,7 +39,7 @@ private:
         arch.calculateSymmFuncs(false, false, true);
         arch.renormalizeSymmFuncs(false);
         arch.goForwardOnEnergy();
-        double energy = constantEnergy;
+        double energy = 0.0;
         for (const float energyOfAtom : arch.obtainEnergies(0)) {
             energy += static_cast<double>(energyOfAtom);
         }
@@ -54,7 +53,6 @@ private:
     BaselinePotential* baseline;
     Geometry& geometry;
     float rcut;
-    double constantEnergy; // eV
 };
 
 } // namespace melta::test

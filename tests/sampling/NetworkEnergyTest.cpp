@@ -1,6 +1,7 @@
 #include "sampling/NetworkEnergy.hpp"
 
 #include "modelio/ModelStore.hpp"
+#include "potential/ModelRestorer.hpp"
 #include "sampling/FullNetworkEnergy.hpp"
 #include "sampling/TrainedModel.hpp"
 #include "structure/BaselinePotential.hpp"
@@ -61,7 +62,17 @@ protected:
         return arch;
     }
 
-    // Sum of the atomic energies of an arrangement nobody has touched.
+    std::unique_ptr<ModelData> makeModel(const std::string& head = "melta.data",
+                                         const std::string& histograms = "melta.gdist") const {
+        std::unique_ptr<ModelData> made;
+        outputOf([&] {
+            made = restoreModel(property, *trainingSet, head, false);
+            restoreHistograms(*made, *trainingSet, histograms);
+        });
+        return made;
+    }
+
+    // Sum of the atomic energies by an arrangement.
     double plainEnergy() {
         const auto arch = makeArch();
         Geometry* const batch[] = {&geometry};
@@ -76,28 +87,33 @@ protected:
         return sum;
     }
 
-    static void raiseOutput(NNArch& arch, float value) {
-        for (NNEnsemble& ensemble : arch.getEnergyEnsembles()) {
+    // Stores the model with other output biases.
+    void storeRaised(const std::string& head, std::span<const float> values) const {
+        const auto arch = makeArch();
+        for (NNEnsemble& ensemble : arch->getEnergyEnsembles()) {
             for (int m = 0; m < ensemble.getNumModels(); ++m) {
-                ensemble.getLastLayer().biasOf(m).front() += value;
+                for (const float value : values) {
+                    ensemble.getLastLayer().biasOf(m).front() += value;
+                }
             }
         }
+        outputOf([&] { storeNN(*arch, head, trainingSet.get()); });
     }
 
     Geometry& geometry = trainingSet->obtainGeometry(0);
-    std::unique_ptr<NNArch> networks = makeArch();
+    std::unique_ptr<ModelData> model = makeModel();
 };
 
 TEST_F(NetworkEnergyTest, EnergyOfTheNetworks) {
     const double expected = plainEnergy();
-    NetworkEnergy energy(*networks, nullptr, *trainingSet, geometry, rcut);
+    NetworkEnergy energy(*model, nullptr, geometry, rcut);
 
     EXPECT_LE(std::abs(energy.start() - expected), 1.0e-5);
     EXPECT_GT(std::abs(expected), 1.0e-3) << "proves nothing";
 }
 
 TEST_F(NetworkEnergyTest, EnergyAfterAMove) {
-    NetworkEnergy energy(*networks, nullptr, *trainingSet, geometry, rcut);
+    NetworkEnergy energy(*model, nullptr, geometry, rcut);
     const double before = energy.start();
     // Out of the cell, so that the neighbours and the position itself have to be made anew.
     geometry.positions[3] += 0.3f + geometry.lattice[0];
@@ -111,7 +127,7 @@ TEST_F(NetworkEnergyTest, EnergyAfterAMove) {
 }
 
 TEST_F(NetworkEnergyTest, ManySteps) {
-    NetworkEnergy energy(*networks, nullptr, *trainingSet, geometry, rcut);
+    NetworkEnergy energy(*model, nullptr, geometry, rcut);
     const double before = energy.start();
     const int moved[] = {0};
 
@@ -130,7 +146,7 @@ TEST_F(NetworkEnergyTest, ManySteps) {
 TEST_F(NetworkEnergyTest, WithABaseline) {
     FlatPotential baseline;
     const double expected = plainEnergy() + 2.5;
-    NetworkEnergy energy(*networks, &baseline, *trainingSet, geometry, rcut);
+    NetworkEnergy energy(*model, &baseline, geometry, rcut);
 
     EXPECT_LE(std::abs(energy.start() - expected), 1.0e-5);
 }
@@ -138,13 +154,15 @@ TEST_F(NetworkEnergyTest, WithABaseline) {
 // A float of 33000 eV has steps of 0.004 eV.
 TEST_F(NetworkEnergyTest, LargeConstantsCostNoDigits) {
     constexpr float constant = -32768.0f;
-    const auto raised = makeArch();
-    // The file of a model with such energies holds biases with the digits of a float; the same ones here.
-    raiseOutput(*networks, constant);
-    raiseOutput(*networks, -constant);
-    raiseOutput(*raised, constant);
-    NetworkEnergy small(*networks, nullptr, *trainingSet, geometry, rcut);
-    NetworkEnergy large(*raised, nullptr, *trainingSet, geometry, rcut);
+    const float there[] = {constant};
+    // A file of such energies holds biases with the digits of a float; the same ones here.
+    const float thereAndBack[] = {constant, -constant};
+    storeRaised("raised.data", there);
+    storeRaised("rounded.data", thereAndBack);
+    const auto rounded = makeModel("rounded.data");
+    const auto raised = makeModel("raised.data");
+    NetworkEnergy small(*rounded, nullptr, geometry, rcut);
+    NetworkEnergy large(*raised, nullptr, geometry, rcut);
     const double smallStart = small.start();
     const double largeStart = large.start();
     const int moved[] = {1};
@@ -159,7 +177,7 @@ TEST_F(NetworkEnergyTest, LargeConstantsCostNoDigits) {
 }
 
 TEST_F(NetworkEnergyTest, TrainingDataAreKnown) {
-    NetworkEnergy energy(*networks, nullptr, *trainingSet, geometry, rcut);
+    NetworkEnergy energy(*model, nullptr, geometry, rcut);
     energy.start();
 
     energy.evaluateMove({});
@@ -175,7 +193,7 @@ TEST_F(NetworkEnergyTest, TrainingDataAreKnown) {
 TEST_F(NetworkEnergyTest, UnknownElement) {
     geometry.elements[2] = 2;
 
-    EXPECT_EQ(stopMessageOf([this] { NetworkEnergy(*networks, nullptr, *trainingSet, geometry, rcut); }),
+    EXPECT_EQ(stopMessageOf([this] { NetworkEnergy(*model, nullptr, geometry, rcut); }),
               "index of element is out of range.");
 }
 
@@ -218,8 +236,8 @@ protected:
         Geometry& tracked = set->obtainGeometry(0);
         Geometry& plain = plainSet->obtainGeometry(0);
         const auto plainNetworks = makeArch();
-        NetworkEnergy energy(*networks, baseline, *set, tracked, rcut);
-        FullNetworkEnergy plainEnergy(*plainNetworks, baseline, *plainSet, plain, rcut);
+        NetworkEnergy energy(*model, baseline, tracked, rcut);
+        FullNetworkEnergy plainEnergy(*plainNetworks, baseline, plain, rcut);
         EXPECT_LE(std::abs(energy.start() - plainEnergy.start()), tolerance);
         for (int step = 0; step < numSteps; ++step) {
             const std::vector<float> kept = tracked.positions;
@@ -267,9 +285,11 @@ TEST_F(NetworkEnergyWalk, RefusedMovesLeaveNothingBehind) {
         restoreNN(arch, "melta.data", set.get(), false);
         arch.statisticsSymmFuncs(set.get());
         arch.writeSymmDistributions("start.gdist", set.get());
+        storeNN(arch, "start.data", set.get());
     });
     Geometry& tracked = set->obtainGeometry(0);
-    NetworkEnergy energy(arch, nullptr, *set, tracked, rcut);
+    const auto known = makeModel("start.data", "start.gdist");
+    NetworkEnergy energy(*known, nullptr, tracked, rcut);
     const double start = energy.start();
     EXPECT_FALSE(energy.isUnknown());
     const std::vector<float> kept = tracked.positions;
