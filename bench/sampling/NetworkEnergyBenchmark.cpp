@@ -36,17 +36,12 @@ public:
         set.elemAtomNumbers = {14};
         set.energyAve = {0.0};
         set.energyDev = {1.0};
-        arch = std::make_unique<NNArch>(NNArch::onlyEnergy, 1, &property, false, false);
-        arch->initLayers(&set);
-        arch->statisticsSymmFuncs(&set);
-        arch->writeSymmDistributions(directory.file("melta.gdist"), &set);
+        makeModel();
         Geometry& geometry = set.obtainGeometry(0);
         if (makesEverythingAnew) {
-            energy = std::make_unique<test::FullNetworkEnergy>(*arch, nullptr, geometry, property.rcutRadius);
+            energy =
+                std::make_unique<test::FullNetworkEnergy>(*model, nullptr, geometry, property.rcutRadius);
         } else {
-            storeNN(*arch, directory.file("melta.data"), &set);
-            model = restoreModel(property, set, directory.file("melta.data"), false);
-            restoreHistograms(*model, set, directory.file("melta.gdist"));
             energy = std::make_unique<NetworkEnergy>(*model, nullptr, geometry, property.rcutRadius);
         }
         energy->start();
@@ -72,10 +67,19 @@ public:
     }
 
 private:
-    const test::TemporaryDirectory directory;
+    void makeModel() {
+        const test::TemporaryDirectory directory;
+        NNArch arch(NNArch::onlyEnergy, 1, &property, false, false);
+        arch.initLayers(&set);
+        arch.statisticsSymmFuncs(&set);
+        arch.writeSymmDistributions(directory.file("melta.gdist"), &set);
+        storeNN(arch, directory.file("melta.data"), &set);
+        model = restoreModel(property, set, directory.file("melta.data"), false);
+        restoreHistograms(*model, set, directory.file("melta.gdist"));
+    }
+
     Property property;
     GeometrySet set;
-    std::unique_ptr<NNArch> arch;
     std::unique_ptr<ModelData> model;
     std::unique_ptr<ConfigurationEnergy> energy;
     std::mt19937 random{2};

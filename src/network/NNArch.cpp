@@ -340,32 +340,12 @@ void NNArch::printSymmDistributions(std::FILE* stream, const GeometrySet& geomet
     symmDistribution->printDistribution(stream, geometrySet);
 }
 
-void NNArch::readSymmDistributions(const std::string& fileName, const GeometrySet* geometrySet) {
-    printOut("  * Read distributions of symmetry functions.\n\n");
-    makeSymmDistribution();
-    symmDistribution->readDistribution(fileName, geometrySet);
-}
-
-bool NNArch::isOutsideSymmDistribution(int maxDist) {
-    makeSymmDistribution();
-    for (std::size_t g = 0; g < symmOfBatch.size(); ++g) {
-        if (symmDistribution->isOutside(*geometries[g], symmOfBatch[g]->allValues(), maxDist)) {
-            return true;
-        }
-    }
-    return false;
-}
-
 // Energy and forces.
 
-void NNArch::requireEnergyNetworks() const {
+void NNArch::requireEnergyBatch() const {
     if (!hasEnergyNetworks()) {
         stopWithMessage("this is not energy-mode.");
     }
-}
-
-void NNArch::requireEnergyBatch() const {
-    requireEnergyNetworks();
     if (geometries.empty()) {
         stopWithMessage("geometries have not been set.");
     }
@@ -427,29 +407,9 @@ void NNArch::squareErrors(std::span<QuantityError> errors) const {
     }
 }
 
-void NNArch::goForwardOnEnergy() {
-    requireEnergyBatch();
-    allocateFor(workOfNetworks, [&] { energyPass.goForward(); });
-}
-
-void NNArch::goBackwardOnForce() {
-    requireEnergyBatch();
-    allocateFor(workOfNetworks, [&] { energyPass.goBackwardOnForce(); });
-}
-
 void NNArch::evaluateEnergy(bool wantForces) {
     const DerivativeQuantity* const force[] = {&atomicForce()};
     evaluate(NetworkTarget::energy, std::span(force).first(wantForces ? 1 : 0));
-}
-
-void NNArch::evaluateAtoms(const Geometry& geometry, std::span<const int> atoms, int maxDist,
-                           std::span<float> energies, std::span<std::uint8_t> outside) {
-    requireEnergyNetworks();
-    makeSymmFunc();
-    requirePrepared(statistics);
-    makeSymmDistribution();
-    const AtomModel model{*symmFunc, statistics, *symmDistribution, energyEnsembles};
-    atomPass.evaluate(model, geometry, atoms, maxDist, energies, outside);
 }
 
 std::span<const float> NNArch::obtainEnergies(int index) const {
@@ -463,18 +423,6 @@ std::span<const float> NNArch::obtainForces(int index) const {
 void NNArch::squareErrorsOfEnergy(std::span<QuantityError> errors) const {
     requireEnergyBatch();
     squareErrors(errors);
-}
-
-float NNArch::obtainOutputBias(int element) const {
-    if (element < 0 || static_cast<std::size_t>(element) >= energyEnsembles.size()) {
-        return 0.0f;
-    }
-    const NNLayer& lastLayer = energyEnsembles[static_cast<std::size_t>(element)].getLastLayer();
-    float sum = 0.0f;
-    for (int m = 0; m < lastLayer.getNumModels(); ++m) {
-        sum += lastLayer.biasOf(m).front();
-    }
-    return sum / static_cast<float>(lastLayer.getNumModels());
 }
 
 // Charges.

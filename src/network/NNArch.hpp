@@ -2,7 +2,6 @@
 
 #include "config/NetworkFields.hpp"
 #include "config/Property.hpp"
-#include "network/AtomPass.hpp"
 #include "network/EnergyModeScheme.hpp"
 #include "network/NNEnsemble.hpp"
 #include "network/NetworkPass.hpp"
@@ -11,7 +10,6 @@
 #include "symmfunc/SymmFunc.hpp"
 #include "symmfunc/SymmFuncDistribution.hpp"
 
-#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <span>
@@ -24,8 +22,9 @@ namespace melta {
 enum class Derivatives : bool { no, yes };
 
 // The whole arrangement of networks: for each element an ensemble of networks, the current batch of
-// geometries, their symmetry functions, and the passes over them. Training, testing and sampling go through
-// this class.
+// geometries, their symmetry functions, and the passes over them. Training goes through this class, which
+// keeps what the gradients of many geometries need; models that do not change any more are evaluated by
+// TeamEvaluator.
 //
 // Stages: constructed; initLayers; then setGeometries and clearGeometries in turn. A training run registers
 // an in-core set with setGeometriesAll, whose symmetry functions are computed once, and takes batches from it
@@ -122,16 +121,9 @@ public:
     void writeSymmDistributions(const std::string& fileName, const GeometrySet* geometrySet);
 
     // The two halves of that, for a file that is written later, together with others. The second stops with
-    // "distributions of symmetry functions have not been prepared." before the first or a reading.
+    // "distributions of symmetry functions have not been prepared." before the first.
     void countSymmDistributions(const GeometrySet* geometrySet);
     void printSymmDistributions(std::FILE* stream, const GeometrySet& geometrySet) const;
-
-    // Takes histograms from a file, once the ranges are known. Stops as SymmFuncDistribution.
-    void readSymmDistributions(const std::string& fileName, const GeometrySet* geometrySet);
-
-    // Whether any geometry of the batch lies outside the histograms (SymmFuncDistribution::isOutside); false
-    // without a batch. Needs normalised values. Stops with "maxDist is not positive.".
-    [[nodiscard]] bool isOutsideSymmDistribution(int maxDist);
 
     // Ranges by element, [numElems] each; NNIO stores and fills them.
     SymmStatistics& getSymmStatistics() { return statistics; }
@@ -156,23 +148,9 @@ public:
 
     // Energy and forces.
 
-    // Atomic energies of the batch. Stops with "this is not energy-mode." and "geometries have not been
-    // set.", like all operations of this group.
-    void goForwardOnEnergy();
-
-    // Forces of the batch, after goForwardOnEnergy. Needs derivatives.
-    void goBackwardOnForce();
-
-    // Both in one sweep that keeps memory small for large batches.
+    // Atomic energies of the batch and, with derivatives, forces; it is evaluate of energies. Stops with
+    // "this is not energy-mode." and "geometries have not been set.", like all operations of this group.
     void evaluateEnergy(bool wantForces);
-
-    // Energies of some atoms of any geometry whose neighbour lists are there, without a batch: for callers
-    // that change a few atoms and keep the energies of the rest. energies [n], eV, for atoms [n]; outside
-    // [n]: whether the atom lies outside the histograms, which must have been read or written before. Stops
-    // with "this is not energy-mode.", "symmDev have not been prepared.", "maxDist is not positive." and,
-    // where symmetry functions are not finite, "NaN at symmetry functions of the 0 -th geometry.".
-    void evaluateAtoms(const Geometry& geometry, std::span<const int> atoms, int maxDist,
-                       std::span<float> energies, std::span<std::uint8_t> outside);
 
     // energies [numAtoms] of geometry `index` of the batch.
     std::span<const float> obtainEnergies(int index) const;
@@ -182,10 +160,6 @@ public:
 
     // squareErrors of energies and forces.
     void squareErrorsOfEnergy(std::span<QuantityError> errors) const;
-
-    // Mean over the models of the output bias of an element's energy networks; 0 for an element that is not
-    // there.
-    float obtainOutputBias(int element) const;
 
     // Charges. No neutrality is imposed: a charge is whatever the network gives.
 
@@ -236,7 +210,6 @@ private:
     std::vector<NNEnsemble> makeEnsembles(const NetworkFields& fields, const std::vector<float>& scales,
                                           const std::vector<float>& shifts) const;
     void layOutBatch();
-    void requireEnergyNetworks() const;
     void requireEnergyBatch() const;
     void requireChargeBatch() const;
     void requireBatchOf(NetworkTarget target) const;
@@ -271,7 +244,6 @@ private:
     std::vector<Geometry*> geometries;        // the batch, borrowed
     std::vector<SymmRows> symmOwned;          // symmetry functions computed for the batch
     std::vector<const SymmRows*> symmOfBatch; // those in use: the batch's own or rows of the in-core set
-    AtomPass atomPass;
     NetworkPass energyPass;
     NetworkPass chargePass;
 };

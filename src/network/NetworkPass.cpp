@@ -32,7 +32,6 @@ void NetworkPass::setBatch(const BatchView& view, BatchLayout::Cut cut) {
 void NetworkPass::clearBatch() {
     batch = {};
     layout = {};
-    tiles.clear();
 }
 
 NetworkPass::MeanValues NetworkPass::makeMeans(const DerivativeQuantity& quantity) const {
@@ -67,38 +66,6 @@ void NetworkPass::addDerived(const NetworkTile& tile) {
     for (std::size_t q = 0; q < present.size(); ++q) {
         MeanValues& mean = means[placeOf(*present[q])];
         tile.addMeanValues(q, mean.start, mean.values);
-    }
-}
-
-void NetworkPass::goForward() {
-    tiles.resize(layout.getTiles().size());
-    const auto numTiles = static_cast<std::ptrdiff_t>(tiles.size());
-    ParallelGuard guard;
-#pragma omp parallel for schedule(static)
-    for (std::ptrdiff_t t = 0; t < numTiles; ++t) {
-        guard.run([&] {
-            NetworkTile& tile = tiles[static_cast<std::size_t>(t)];
-            tile.bind(batch, layout.getTiles()[static_cast<std::size_t>(t)], false);
-            tile.goForward(true);
-            tile.storeOutputs(layout.getGeometryStart(), outputs);
-        });
-    }
-    guard.rethrow();
-}
-
-void NetworkPass::goBackwardOnForce() {
-    const DerivativeQuantity* const quantities[] = {&atomicForce()};
-    prepareMeans(quantities);
-    const auto numTiles = static_cast<std::ptrdiff_t>(tiles.size());
-    ParallelGuard guard;
-#pragma omp parallel for schedule(static)
-    for (std::ptrdiff_t t = 0; t < numTiles; ++t) {
-        guard.run([&] { tiles[static_cast<std::size_t>(t)].goBackwardOnForce(present); });
-    }
-    guard.rethrow();
-    // Tiles of one geometry reach each other's atoms, so their forces are added by one thread.
-    for (const NetworkTile& tile : tiles) {
-        addDerived(tile);
     }
 }
 

@@ -20,13 +20,7 @@ public:
     void setBatch(const BatchView& view, BatchLayout::Cut cut);
     void clearBatch();
 
-    // Outputs of all atoms: energies or charges. The networks' state is kept for goBackwardOnForce.
-    void goForward();
-
-    // Forces, after goForward.
-    void goBackwardOnForce();
-
-    // Outputs, and the given quantities of the derivatives, in one sweep that keeps no state.
+    // Outputs of all atoms, energies or charges, and the given quantities of the derivatives.
     void evaluate(std::span<const DerivativeQuantity* const> quantities);
 
     // Outputs, the quantities of the derivatives that are in the loss, the loss of each term, and the
@@ -83,8 +77,7 @@ private:
 
     BatchView batch;
     BatchLayout layout;
-    std::vector<Share> shares;      // [numThreads]
-    std::vector<NetworkTile> tiles; // kept between goForward and goBackwardOnForce
+    std::vector<Share> shares; // [numThreads]
     std::vector<float> outputs;
     std::vector<MeanValues> means;                  // forces, and what else evaluations of the batch gave
     std::vector<const DerivativeQuantity*> present; // quantities of the present evaluation

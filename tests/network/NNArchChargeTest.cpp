@@ -203,8 +203,7 @@ TEST(NNArchCharge, BothKindsGoTogether) {
     energy->getSymmStatistics() = arch->getSymmStatistics();
     for (NNArch* const each : {arch.get(), energy.get()}) {
         setDirectBatch(*each, fixture.obtainGeometries(), true);
-        each->goForwardOnEnergy();
-        each->goBackwardOnForce();
+        each->evaluateEnergy(true);
     }
 
     arch->goForwardOnCharge();

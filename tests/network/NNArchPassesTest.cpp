@@ -41,16 +41,14 @@ TEST(NNArchPasses, GuardsThePasses) {
     std::vector<LossTerm> terms = test::makeEnergyTerms(fixture.property, energyScale, forceScale);
     std::array<QuantityError, 1> error{{{&totalEnergy()}}};
     const auto stops = [&](NNArch& arch) {
-        return std::vector<std::string>{stopMessageOf([&] { arch.goForwardOnEnergy(); }),
-                                        stopMessageOf([&] { arch.goBackwardOnForce(); }),
-                                        stopMessageOf([&] { arch.evaluateEnergy(true); }), stopMessageOf([&] {
+        return std::vector<std::string>{stopMessageOf([&] { arch.evaluateEnergy(true); }), stopMessageOf([&] {
                                             arch.evaluateLoss(NetworkTarget::energy, terms);
                                         }),
                                         stopMessageOf([&] { arch.squareErrorsOfEnergy(error); })};
     };
 
-    EXPECT_EQ(stops(charge), std::vector<std::string>(5, "this is not energy-mode."));
-    EXPECT_EQ(stops(*energy), std::vector<std::string>(5, "geometries have not been set."));
+    EXPECT_EQ(stops(charge), std::vector<std::string>(3, "this is not energy-mode."));
+    EXPECT_EQ(stops(*energy), std::vector<std::string>(3, "geometries have not been set."));
 }
 
 TEST(NNArchPasses, StopsWithoutAScheme) {
@@ -238,22 +236,12 @@ TEST(NNArchPasses, WaysOfEvaluationAgree) {
 
     train->clearWeightGrads();
     train->evaluateLoss(NetworkTarget::energy, terms);
-    std::vector<std::vector<float>> energies;
-    std::vector<std::vector<float>> forces;
-    evaluating->goForwardOnEnergy();
-    evaluating->goBackwardOnForce();
-    for (int g = 0; g < 4; ++g) {
-        energies.push_back(copyOf(evaluating->obtainEnergies(g)));
-        forces.push_back(copyOf(evaluating->obtainForces(g)));
-    }
     evaluating->evaluateEnergy(true);
 
     for (int g = 0; g < 4; ++g) {
-        const auto index = static_cast<std::size_t>(g);
-        EXPECT_LE(worstError(copyOf(train->obtainEnergies(g)), energies[index]), 1.0e-6);
-        EXPECT_LE(worstError(copyOf(train->obtainForces(g)), forces[index]), 2.0e-6);
-        EXPECT_LE(worstError(copyOf(evaluating->obtainEnergies(g)), energies[index]), 1.0e-6);
-        EXPECT_LE(worstError(copyOf(evaluating->obtainForces(g)), forces[index]), 2.0e-6);
+        EXPECT_LE(worstError(copyOf(train->obtainEnergies(g)), copyOf(evaluating->obtainEnergies(g))),
+                  1.0e-6);
+        EXPECT_LE(worstError(copyOf(train->obtainForces(g)), copyOf(evaluating->obtainForces(g))), 2.0e-6);
     }
     // Without its own gradient the force loss is nil.
     EXPECT_EQ(copyOf(terms[1].getLoss()), std::vector<float>(3, 0.0f));
@@ -289,18 +277,6 @@ TEST(NNArchPasses, AddsSquaredErrors) {
         EXPECT_NEAR(static_cast<double>(errors[i].sum), want[i], 1.0e-5 * want[i]);
         EXPECT_EQ(errors[i].count, counts[i]);
     }
-}
-
-TEST(NNArchPasses, AveragesTheOutputBias) {
-    const ArchFixture fixture(2, someSizes);
-    const std::unique_ptr<NNArch> arch = fixture.makeArch();
-    for (int m = 0; m < 3; ++m) {
-        arch->getEnergyEnsembles()[1].getLastLayer().biasOf(m).front() = 1.5f * static_cast<float>(m);
-    }
-
-    EXPECT_EQ(arch->obtainOutputBias(1), 1.5f);
-    EXPECT_EQ(arch->obtainOutputBias(2), 0.0f);
-    EXPECT_EQ(arch->obtainOutputBias(-1), 0.0f);
 }
 
 // --- weights

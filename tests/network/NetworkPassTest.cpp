@@ -303,19 +303,13 @@ TEST(NetworkPass, EvaluatesEnergiesAndForcesWithoutLosses) {
         for (const int numThreads : {1, 3}) {
             const ThreadCount threads(numThreads);
             const BatchFixture fixture(usualShape, 2, someSizes);
-            NetworkPass stepwise;
-            NetworkPass atOnce;
-            stepwise.setBatch(fixture.view(), cut);
-            atOnce.setBatch(fixture.view(), cut);
+            NetworkPass pass;
+            pass.setBatch(fixture.view(), cut);
 
-            stepwise.goForward();
-            stepwise.goBackwardOnForce();
-            atOnce.evaluate(onlyForces);
+            pass.evaluate(onlyForces);
 
-            for (const NetworkPass* const pass : {&stepwise, &atOnce}) {
-                EXPECT_LE(worstError(pass->obtainOutputs(), meanEnergies(fixture)), 1.0e-6);
-                EXPECT_LE(worstError(pass->obtainForces(), meanForces(fixture)), 2.0e-6);
-            }
+            EXPECT_LE(worstError(pass.obtainOutputs(), meanEnergies(fixture)), 1.0e-6);
+            EXPECT_LE(worstError(pass.obtainForces(), meanForces(fixture)), 2.0e-6);
         }
     }
 }
@@ -340,20 +334,14 @@ TEST(NetworkPass, CutsOneGeometryAmongThreads) {
     const std::vector<double> energies = meanEnergies(fixture);
     const std::vector<double> forces = meanForces(fixture);
     const ThreadCount threads(4);
-    NetworkPass stepwise;
-    NetworkPass atOnce;
-    stepwise.setBatch(fixture.view(), BatchLayout::Cut::atoms);
-    atOnce.setBatch(fixture.view(), BatchLayout::Cut::atoms);
-    ASSERT_EQ(stepwise.getLayout().getTiles().size(), 4U);
+    NetworkPass pass;
+    pass.setBatch(fixture.view(), BatchLayout::Cut::atoms);
+    ASSERT_EQ(pass.getLayout().getTiles().size(), 4U);
     for (int run = 0; run < 100; ++run) {
-        stepwise.goForward();
-        stepwise.goBackwardOnForce();
-        atOnce.evaluate(onlyForces);
+        pass.evaluate(onlyForces);
 
-        for (const NetworkPass* const pass : {&stepwise, &atOnce}) {
-            ASSERT_LE(worstError(pass->obtainOutputs(), energies), 1.0e-6);
-            ASSERT_LE(worstError(pass->obtainForces(), forces), 2.0e-6) << "run " << run;
-        }
+        ASSERT_LE(worstError(pass.obtainOutputs(), energies), 1.0e-6);
+        ASSERT_LE(worstError(pass.obtainForces(), forces), 2.0e-6) << "run " << run;
     }
 }
 

@@ -1,57 +1,42 @@
 #pragma once
 
-#include "network/NNArch.hpp"
+#include "potential/GeometryAtoms.hpp"
+#include "potential/TeamEvaluator.hpp"
 #include "sampling/ConfigurationEnergy.hpp"
 #include "structure/BaselinePotential.hpp"
-#include "structure/GeometrySet.hpp"
+#include "structure/Geometry.hpp"
 
 #include <span>
 
 namespace melta::test {
 
-// NetworkEnergy in its plainest form: after each move everything is made anew, for all atoms, as a training
-// does it.
+// NetworkEnergy in its plainest form: after each move everything is made anew, for all atoms.
 class FullNetworkEnergy final : public ConfigurationEnergy {
 public:
-    FullNetworkEnergy(NNArch& networks, BaselinePotential* potential, Geometry& configuration, float range)
-        : arch(networks), baseline(potential), geometry(configuration), rcut(range) {}
+    FullNetworkEnergy(const ModelData& model, BaselinePotential* potential, Geometry& configuration,
+                      float range)
+        : baseline(potential), geometry(configuration), source(configuration, model.elements.numElems),
+          evaluator(model), rcut(range) {}
 
-    double start() override {
-        geometry.updateAtoms(rcut);
-        const double energy = evaluate();
-        arch.clearGeometries();
-        return energy;
-    }
+    double start() override { return evaluateMove({}); }
 
     double evaluateMove(std::span<const int> /*movedAtoms*/) override {
         geometry.updateAtoms(rcut);
-        return evaluate();
+        evaluator.evaluate(source, source.atoms(), Wish::energy | Wish::novelty, result);
+        return baseline == nullptr ? result.energy
+                                   : result.energy + static_cast<double>(baseline->obtainEnergy(&geometry));
     }
 
-    [[nodiscard]] bool isUnknown() override { return arch.isOutsideSymmDistribution(1); }
-    void acceptMove() override { arch.clearGeometries(); }
-    void rejectMove() override { arch.clearGeometries(); }
+    [[nodiscard]] bool isUnknown() override { return result.numNovel > 0; }
+    void acceptMove() override {}
+    void rejectMove() override {}
 
 private:
-    double evaluate() {
-        Geometry* const batch[] = {&geometry};
-        arch.setGeometries(batch);
-        arch.calculateSymmFuncs(false, false, true);
-        arch.renormalizeSymmFuncs(false);
-        arch.goForwardOnEnergy();
-        double energy = 0.0;
-        for (const float energyOfAtom : arch.obtainEnergies(0)) {
-            energy += static_cast<double>(energyOfAtom);
-        }
-        if (baseline != nullptr) {
-            energy += static_cast<double>(baseline->obtainEnergy(&geometry));
-        }
-        return energy;
-    }
-
-    NNArch& arch;
     BaselinePotential* baseline;
     Geometry& geometry;
+    GeometryAtoms source;
+    TeamEvaluator evaluator;
+    Evaluation result;
     float rcut;
 };
 

@@ -57,7 +57,6 @@ protected:
         outputOf([&] {
             arch->initLayers(trainingSet.get());
             restoreNN(*arch, "melta.data", trainingSet.get(), false);
-            arch->readSymmDistributions("melta.gdist", trainingSet.get());
         });
         return arch;
     }
@@ -79,7 +78,7 @@ protected:
         arch->setGeometries(batch);
         arch->calculateSymmFuncs(false, false, true);
         arch->renormalizeSymmFuncs(false);
-        arch->goForwardOnEnergy();
+        arch->evaluateEnergy(false);
         double sum = 0.0;
         for (const float energy : arch->obtainEnergies(0)) {
             sum += static_cast<double>(energy);
@@ -235,9 +234,8 @@ protected:
     void compareSteps(BaselinePotential* baseline, int numSteps) {
         Geometry& tracked = set->obtainGeometry(0);
         Geometry& plain = plainSet->obtainGeometry(0);
-        const auto plainNetworks = makeArch();
         NetworkEnergy energy(*model, baseline, tracked, rcut);
-        FullNetworkEnergy plainEnergy(*plainNetworks, baseline, plain, rcut);
+        FullNetworkEnergy plainEnergy(*model, baseline, plain, rcut);
         EXPECT_LE(std::abs(energy.start() - plainEnergy.start()), tolerance);
         for (int step = 0; step < numSteps; ++step) {
             const std::vector<float> kept = tracked.positions;

@@ -51,8 +51,7 @@ protected:
             arch.setGeometries(batch);
             arch.calculateSymmFuncs(true, false, true);
             arch.renormalizeSymmFuncs(false);
-            arch.goForwardOnEnergy();
-            arch.goBackwardOnForce();
+            arch.evaluateEnergy(true);
             const auto energies = arch.obtainEnergies(0);
             const auto forces = arch.obtainForces(0);
             result.energies.emplace_back(energies.begin(), energies.end());
