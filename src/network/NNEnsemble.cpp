@@ -72,12 +72,14 @@ bool NNEnsemble::isFinite() const {
 void NNEnsemble::prepareTile(EnsembleTile& tile, std::size_t numSamples, bool forTraining) const {
     const std::size_t size = numSamples * getRowLength();
     tile.numSamples = numSamples;
+    tile.isForTraining = forTraining;
     tile.layers.resize(interLayers.size());
     for (EnsembleTile::Layer& layer : tile.layers) {
-        for (AlignedBuffer<float>* const buffer : {&layer.out, &layer.drv1, &layer.drv2, &layer.grad}) {
+        for (AlignedBuffer<float>* const buffer : {&layer.out, &layer.drv1, &layer.grad}) {
             buffer->reserve(size);
         }
         if (forTraining) {
+            layer.drv2.reserve(size);
             layer.tangent.reserve(size);
             layer.adjoint.reserve(size);
         }
@@ -93,7 +95,7 @@ void NNEnsemble::goForward(EnsembleTile& tile, bool wantDerivs) const {
         EnsembleTile::Layer& layer = tile.layers[l];
         interLayers[l].goForward(tile.numSamples, inpData, l == 0, layer.out.data(),
                                  wantDerivs ? layer.drv1.data() : nullptr,
-                                 wantDerivs ? layer.drv2.data() : nullptr);
+                                 wantDerivs && tile.isForTraining ? layer.drv2.data() : nullptr);
         inpData = layer.out.data();
     }
     // One output node for each model: a matrix-vector product for each of them beats a matrix product of one
@@ -115,12 +117,12 @@ void NNEnsemble::goBackward(EnsembleTile& tile) const {
     const std::size_t top = interLayers.size() - 1;
     EnsembleTile::Layer& last = tile.layers[top];
     kernels::seedGradient(tile.numSamples, getRowLength(), lastLayer.weightOf(0).data(), last.drv1.data(),
-                          last.drv2.data(), last.grad.data());
+                          tile.isForTraining ? last.drv2.data() : nullptr, last.grad.data());
     for (std::size_t l = top; l > 0; --l) {
         EnsembleTile::Layer& below = tile.layers[l - 1];
         interLayers[l].goBackward(tile.numSamples, tile.layers[l].grad.data(), below.grad.data());
-        kernels::passGradient(tile.numSamples * getRowLength(), below.drv1.data(), below.drv2.data(),
-                              below.grad.data());
+        kernels::passGradient(tile.numSamples * getRowLength(), below.drv1.data(),
+                              tile.isForTraining ? below.drv2.data() : nullptr, below.grad.data());
     }
 }
 

@@ -37,6 +37,7 @@ struct EnsembleTile {
     };
 
     std::size_t numSamples = 0;
+    bool isForTraining = false;     // whether drv2, tangent, adjoint and work are there
     const float* inpData = nullptr; // [numSamples][numInp], shared by all models; not owned
     float* outData = nullptr;       // [numSamples][numModels], the networks' outputs; not owned
     float* inpGrad = nullptr;       // [numSamples][numModels][numInp], dE/dG, later the direction; not owned
@@ -73,13 +74,16 @@ public:
     std::vector<NNLayer*> obtainLayers();
     std::vector<const NNLayer*> obtainLayers() const;
 
-    // Makes room for `numSamples` samples. With `forTraining` also the arrays of the weight gradients.
+    // Makes room for `numSamples` samples. With `forTraining` also for what the weight gradients need, second
+    // derivatives included.
     void prepareTile(EnsembleTile& tile, std::size_t numSamples, bool forTraining) const;
 
-    // Fills outData, and out, drv1, drv2 of each layer; with `wantDerivs` false only the outputs.
+    // Fills outData, and out, drv1 and, for training, drv2 of each layer; with `wantDerivs` false only the
+    // outputs.
     void goForward(EnsembleTile& tile, bool wantDerivs) const;
 
-    // Gradient of each output with respect to all pre-activation values: grad, drv2 of each layer.
+    // Gradient of each output with respect to all pre-activation values: grad and, for training, drv2 of each
+    // layer.
     void goBackward(EnsembleTile& tile) const;
 
     // inpGrad [numSamples][numModels][numInp] = dE/dG of each model, after goBackward.

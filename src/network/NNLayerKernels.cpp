@@ -132,10 +132,14 @@ void activateWith(Function function, std::size_t numRows, std::size_t rowLength,
                   const float* bias, float* out, float* drv1, float* drv2) {
     for (std::size_t s = 0; s < numRows; ++s) {
         const std::size_t row = s * rowLength;
-        if (drv1 == nullptr) {
+        if (drv2 == nullptr) {
             forEachVector(rowLength, [&](auto d, std::size_t i) {
                 const auto x = hn::Add(hn::LoadU(d, bare + row + i), hn::LoadU(d, bias + i));
-                hn::StoreU(function(d, x).value, d, out + row + i);
+                const auto y = function(d, x);
+                hn::StoreU(y.value, d, out + row + i);
+                if (drv1 != nullptr) {
+                    hn::StoreU(y.drv1, d, drv1 + row + i);
+                }
             });
             continue;
         }
@@ -179,7 +183,9 @@ void SeedGradient(std::size_t numRows, std::size_t rowLength, const float* weigh
         forEachVector(rowLength, [&](auto d, std::size_t i) {
             const auto w = hn::LoadU(d, weights + i);
             hn::StoreU(hn::Mul(w, hn::LoadU(d, drv1 + row + i)), d, grad + row + i);
-            hn::StoreU(hn::Mul(w, hn::LoadU(d, drv2 + row + i)), d, drv2 + row + i);
+            if (drv2 != nullptr) {
+                hn::StoreU(hn::Mul(w, hn::LoadU(d, drv2 + row + i)), d, drv2 + row + i);
+            }
         });
     }
 }
@@ -187,7 +193,9 @@ void SeedGradient(std::size_t numRows, std::size_t rowLength, const float* weigh
 void PassGradient(std::size_t size, const float* drv1, float* drv2, float* grad) {
     forEachVector(size, [&](auto d, std::size_t i) {
         const auto g = hn::LoadU(d, grad + i);
-        hn::StoreU(hn::Mul(g, hn::LoadU(d, drv2 + i)), d, drv2 + i);
+        if (drv2 != nullptr) {
+            hn::StoreU(hn::Mul(g, hn::LoadU(d, drv2 + i)), d, drv2 + i);
+        }
         hn::StoreU(hn::Mul(g, hn::LoadU(d, drv1 + i)), d, grad + i);
     });
 }

@@ -8,17 +8,18 @@
 namespace melta::kernels {
 
 // Activation of x = bare[s][o] + bias[o], by the codes of Activation: out = f(x), drv1 = f'(x), drv2 =
-// f''(x), each [numRows][rowLength]. `bare` may be `out`. With drv1 and drv2 null only `out` is made. Any
-// other code leaves the arrays alone.
+// f''(x), each [numRows][rowLength]. `bare` may be `out`. What is null is not made: drv2, or both. Any other
+// code leaves the arrays alone.
 void activate(int activation, std::size_t numRows, std::size_t rowLength, const float* bare,
               const float* bias, float* out, float* drv1, float* drv2);
 
 // Backward through the activation of the layer below the outputs, with the row of output weights as gradient
-// of every sample: grad = weights drv1, drv2 = weights drv2.
+// of every sample: grad = weights drv1, drv2 = weights drv2 unless null.
 void seedGradient(std::size_t numRows, std::size_t rowLength, const float* weights, const float* drv1,
                   float* drv2, float* grad);
 
-// The same for a gradient that is there already: drv2 = grad drv2, then grad = grad drv1. [size] each.
+// The same for a gradient that is there already: drv2 = grad drv2 unless null, then grad = grad drv1. [size]
+// each.
 void passGradient(std::size_t size, const float* drv1, float* drv2, float* grad);
 
 // Forward of a tangent z through the activation: adjoint = gradDrv2 z (when `adjoint` is not null), tangent =
