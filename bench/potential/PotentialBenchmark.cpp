@@ -70,7 +70,7 @@ public:
     void evaluateStored() {
         Geometry* const batch[] = {set.geometries.front().get()};
         arch.prepareBatch(batch, Derivatives::yes);
-        arch.evaluateEnergy(true);
+        arch.goBackwardOnForce();
         arch.clearGeometries();
     }
 

@@ -1,10 +1,8 @@
 #include "network/NNArch.hpp"
 
-#include "base/MemoryLimits.hpp"
 #include "base/MemoryPurpose.hpp"
 #include "base/Reporting.hpp"
 #include "network/NetworkShape.hpp"
-#include "network/SymmMemory.hpp"
 #include "symmfunc/SymmFuncFactory.hpp"
 
 #include <algorithm>
@@ -106,65 +104,26 @@ void NNArch::setGeometriesAll(const GeometrySet* geometrySet) {
 }
 
 void NNArch::setGeometriesAll(std::span<Geometry* const> all) {
-    if (all.empty()) {
-        stopWithMessage("#all-geometries is not positive.");
-    }
-    if (!geometriesAll.empty()) {
-        stopWithMessage("geometriesAll have been set, already.");
-    }
-    geometriesAll.assign(all.begin(), all.end());
+    geometries.setAll(all);
 }
 
 void NNArch::clearGeometriesAll() {
-    if (geometriesAll.empty()) {
-        stopWithMessage("geometriesAll have not been set.");
-    }
-    geometriesAll.clear();
-    symmAll.clear();
+    geometries.clearAll();
 }
 
 void NNArch::setGeometries(std::span<Geometry* const> batch) {
-    if (batch.empty()) {
-        stopWithMessage("#geometries is not positive.");
-    }
-    if (!geometries.empty()) {
-        stopWithMessage("geometries have been set, already.");
-    }
-    geometries.assign(batch.begin(), batch.end());
+    geometries.setBatch(batch);
 }
 
 void NNArch::setGeometries(std::span<const int> idxGeoms) {
-    if (geometriesAll.empty()) {
-        stopWithMessage("geometriesAll have not been set.");
-    }
-    if (!geometries.empty()) {
-        stopWithMessage("geometries have been set, already.");
-    }
-    if (idxGeoms.empty()) {
-        stopWithMessage("#geometries is not positive.");
-    }
-    if (symmAll.empty()) {
-        stopWithMessage("symmDataAll have not been prepared.");
-    }
-    for (const int index : idxGeoms) {
-        if (index < 0 || static_cast<std::size_t>(index) >= geometriesAll.size()) {
-            stopWithMessage("idxGeoms is out of range.");
-        }
-        geometries.push_back(geometriesAll[static_cast<std::size_t>(index)]);
-        symmOfBatch.push_back(&symmAll[static_cast<std::size_t>(index)]);
-    }
+    geometries.setBatch(idxGeoms);
     layOutBatch();
 }
 
 void NNArch::clearGeometries() {
-    if (geometries.empty()) {
-        stopWithMessage("geometries have not been set.");
-    }
+    geometries.clearBatch();
     energyPass.clearBatch();
     chargePass.clearBatch();
-    geometries.clear();
-    symmOfBatch.clear();
-    symmOwned.clear();
 }
 
 void NNArch::prepareBatch(std::span<Geometry* const> batch, Derivatives derivatives) {
@@ -189,19 +148,11 @@ void NNArch::normalizeAll() {
 void NNArch::layOutBatch() {
     const auto cut = isMainArch ? BatchLayout::Cut::geometries : BatchLayout::Cut::atoms;
     if (hasEnergyNetworks()) {
-        energyPass.setBatch({energyEnsembles, geometries, symmOfBatch, {}}, cut);
+        energyPass.setBatch({energyEnsembles, geometries.getBatch(), geometries.getRowsOfBatch(), {}}, cut);
     }
     if (hasChargeNetworks()) {
-        chargePass.setBatch({chargeEnsembles, geometries, symmOfBatch, {}}, cut);
+        chargePass.setBatch({chargeEnsembles, geometries.getBatch(), geometries.getRowsOfBatch(), {}}, cut);
     }
-}
-
-int NNArch::getNumAtomsBatch() const {
-    int numAtoms = 0;
-    for (const Geometry* const geometry : geometries) {
-        numAtoms += geometry->numAtoms;
-    }
-    return numAtoms;
 }
 
 // Symmetry functions.
@@ -216,54 +167,33 @@ void NNArch::printTitleOfSymmFuncs() const {
     }
 }
 
-// Before anything is computed, because a machine that runs out of memory may kill the run without a word.
-void NNArch::requireMemoryOf(std::span<Geometry* const> list, bool derive, bool all) const {
-    // What is smaller is not worth asking the system each time.
-    constexpr std::uint64_t small = std::uint64_t{64} << 20;
-    const std::uint64_t needed = bytesOfSymmFuncs(list, static_cast<std::size_t>(numBasis), derive);
-    if (needed > small) {
-        requireMemory(needed, MemoryLimits().obtainFree(), *property,
-                      all ? SymmUse::allGeometries : SymmUse::batch);
-    }
-}
-
 void NNArch::calculateSymmFuncs(bool derive, bool all, bool silent) {
-    const std::vector<Geometry*>& list = all ? geometriesAll : geometries;
-    if (list.empty()) {
-        stopWithMessage("%s have not been set.", all ? "geometriesAll" : "geometries");
-    }
+    const auto part = all ? BatchGeometries::Part::all : BatchGeometries::Part::batch;
+    geometries.requireSet(part);
     makeSymmFunc();
-    requireMemoryOf(list, derive, all);
+    geometries.requireRoom(part, numBasis, derive, *property);
     const bool isTold = all && !silent;
     if (isTold) {
         printTitleOfSymmFuncs();
     }
-    std::vector<SymmRows> rows =
-        allocateFor("symmetry functions", [&] { return calculateSymmRows(*symmFunc, list, derive, isTold); });
-    if (all) {
-        symmAll = std::move(rows);
-        return;
+    geometries.calculate(part, *symmFunc, derive, isTold);
+    if (!all) {
+        layOutBatch();
     }
-    symmOwned = std::move(rows);
-    symmOfBatch.clear();
-    for (const SymmRows& row : symmOwned) {
-        symmOfBatch.push_back(&row);
-    }
-    layOutBatch();
 }
 
 void NNArch::statisticsSymmFuncs(const GeometrySet* geometrySet) {
     if (geometrySet == nullptr) {
         stopWithMessage("geometrySet is null.");
     }
-    const bool useStored = !symmAll.empty();
+    const bool useStored = !geometries.getRowsOfAll().empty();
     if (!useStored && geometrySet->numGeoms < 1) {
         stopWithMessage("total number of geometries is not positive.");
     }
     makeSymmFunc();
     printOut("  * Renormalize symmetry functions.\n\n");
     const SymmStatistics old = statistics;
-    statistics = useStored ? statisticsOfRows(geometriesAll, symmAll, numElems)
+    statistics = useStored ? statisticsOfRows(geometries.getAll(), geometries.getRowsOfAll(), numElems)
                            : statisticsOfSet(*symmFunc, *geometrySet);
     printSymmStatistics(*geometrySet);
     forEachEnsemble([&](std::size_t e, NNEnsemble& ensemble) {
@@ -288,15 +218,7 @@ void NNArch::printSymmStatistics(const GeometrySet& geometrySet) const {
 void NNArch::renormalizeSymmFuncs(bool all) {
     makeSymmFunc();
     requirePrepared(statistics);
-    const std::vector<Geometry*>& list = all ? geometriesAll : geometries;
-    std::vector<SymmRows>& rows = all ? symmAll : symmOwned;
-    if (list.empty()) {
-        stopWithMessage("%s have not been set.", all ? "geometriesAll" : "geometries");
-    }
-    if (rows.empty()) {
-        stopWithMessage("%s have not been prepared.", all ? "symmDataAll" : "symmData");
-    }
-    renormalizeSymmRows(list, rows, statistics);
+    geometries.normalize(all ? BatchGeometries::Part::all : BatchGeometries::Part::batch, statistics);
 }
 
 void NNArch::copySymmStatistics(const NNArch* arch) {
@@ -322,10 +244,10 @@ void NNArch::countSymmDistributions(const GeometrySet* geometrySet) {
     printOut("  * Write distributions of symmetry functions.\n\n");
     makeSymmDistribution();
     std::vector<std::span<const float>> values;
-    for (const SymmRows& rows : symmAll) {
+    for (const SymmRows& rows : geometries.getRowsOfAll()) {
         values.push_back(rows.allValues());
     }
-    symmDistribution->calcDistribution(geometrySet, geometriesAll, values);
+    symmDistribution->calcDistribution(geometrySet, geometries.getAll(), values);
 }
 
 void NNArch::writeSymmDistributions(const std::string& fileName, const GeometrySet* geometrySet) {
@@ -346,9 +268,7 @@ void NNArch::requireEnergyBatch() const {
     if (!hasEnergyNetworks()) {
         stopWithMessage("this is not energy-mode.");
     }
-    if (geometries.empty()) {
-        stopWithMessage("geometries have not been set.");
-    }
+    geometries.requireSet(BatchGeometries::Part::batch);
 }
 
 void NNArch::requireBatchOf(NetworkTarget target) const {
@@ -407,9 +327,13 @@ void NNArch::squareErrors(std::span<QuantityError> errors) const {
     }
 }
 
-void NNArch::evaluateEnergy(bool wantForces) {
+void NNArch::goForwardOnEnergy() {
+    evaluate(NetworkTarget::energy, {});
+}
+
+void NNArch::goBackwardOnForce() {
     const DerivativeQuantity* const force[] = {&atomicForce()};
-    evaluate(NetworkTarget::energy, std::span(force).first(wantForces ? 1 : 0));
+    evaluate(NetworkTarget::energy, force);
 }
 
 std::span<const float> NNArch::obtainEnergies(int index) const {
@@ -431,9 +355,7 @@ void NNArch::requireChargeBatch() const {
     if (!hasChargeNetworks()) {
         stopWithMessage("this is not charge-mode.");
     }
-    if (geometries.empty()) {
-        stopWithMessage("geometries have not been set.");
-    }
+    geometries.requireSet(BatchGeometries::Part::batch);
 }
 
 void NNArch::goForwardOnCharge() {

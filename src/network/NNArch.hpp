@@ -2,6 +2,7 @@
 
 #include "config/NetworkFields.hpp"
 #include "config/Property.hpp"
+#include "network/BatchGeometries.hpp"
 #include "network/EnergyModeScheme.hpp"
 #include "network/NNEnsemble.hpp"
 #include "network/NetworkPass.hpp"
@@ -92,8 +93,8 @@ public:
     void computeAll(Derivatives derivatives, bool isSilent = false);
     void normalizeAll();
 
-    int getNumGeoms() const { return static_cast<int>(geometries.size()); }
-    int getNumAtomsBatch() const;
+    int getNumGeoms() const { return static_cast<int>(geometries.getBatch().size()); }
+    int getNumAtomsBatch() const { return geometries.countAtomsOfBatch(); }
 
     // Symmetry functions.
 
@@ -148,9 +149,12 @@ public:
 
     // Energy and forces.
 
-    // Atomic energies of the batch and, with derivatives, forces; it is evaluate of energies. Stops with
-    // "this is not energy-mode." and "geometries have not been set.", like all operations of this group.
-    void evaluateEnergy(bool wantForces);
+    // Atomic energies of the batch. Stops with "this is not energy-mode." and "geometries have not been
+    // set.", like all operations of this group.
+    void goForwardOnEnergy();
+
+    // Energies and forces of the batch, which has derivatives, in one sweep.
+    void goBackwardOnForce();
 
     // energies [numAtoms] of geometry `index` of the batch.
     std::span<const float> obtainEnergies(int index) const;
@@ -219,7 +223,6 @@ private:
     ForceGradient forceGradientOf(NetworkTarget target) const;
     template <class Work>
     void forEachEnsemble(Work&& work);
-    void requireMemoryOf(std::span<Geometry* const> list, bool derive, bool all) const;
     void printTitleOfSymmFuncs() const;
     void printSymmStatistics(const GeometrySet& geometrySet) const;
 
@@ -238,12 +241,7 @@ private:
     std::vector<NNEnsemble> energyEnsembles; // [numElems]
     std::vector<NNEnsemble> chargeEnsembles; // [numElems]
 
-    std::vector<Geometry*> geometriesAll; // the in-core set, borrowed
-    std::vector<SymmRows> symmAll;        // its symmetry functions
-
-    std::vector<Geometry*> geometries;        // the batch, borrowed
-    std::vector<SymmRows> symmOwned;          // symmetry functions computed for the batch
-    std::vector<const SymmRows*> symmOfBatch; // those in use: the batch's own or rows of the in-core set
+    BatchGeometries geometries;
     NetworkPass energyPass;
     NetworkPass chargePass;
 };

@@ -101,7 +101,7 @@ protected:
         arch.renormalizeSymmFuncs(false);
         Result result;
         if (withEnergy) {
-            arch.evaluateEnergy(false);
+            arch.goForwardOnEnergy();
             result.energies.assign(arch.obtainEnergies(0).begin(), arch.obtainEnergies(0).end());
             for (std::size_t a = 0; a < result.energies.size(); ++a) {
                 result.energies[a] += static_cast<float>(set->getElementEnergy(geometry->elements[a]));

@@ -106,7 +106,7 @@ public:
         arch->setGeometries(std::span<Geometry* const>(&geometry, 1));
         arch->calculateSymmFuncs(true, false, true);
         arch->renormalizeSymmFuncs(false);
-        arch->evaluateEnergy(true);
+        arch->goBackwardOnForce();
         arch->goForwardOnCharge();
         const std::span<const float> energies = arch->obtainEnergies(0);
         std::vector<double> results;

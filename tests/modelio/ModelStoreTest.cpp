@@ -69,7 +69,7 @@ protected:
         arch.setGeometries(std::span<Geometry* const>(&geometry, 1));
         arch.calculateSymmFuncs(false, false, true);
         arch.renormalizeSymmFuncs(false);
-        arch.evaluateEnergy(false);
+        arch.goForwardOnEnergy();
         std::vector<float> energies(arch.obtainEnergies(0).begin(), arch.obtainEnergies(0).end());
         for (std::size_t a = 0; a < energies.size(); ++a) {
             energies[a] += static_cast<float>(set.getElementEnergy(geometry->elements[a]));

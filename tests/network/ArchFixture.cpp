@@ -82,7 +82,7 @@ EvaluatedGeometry evaluate(NNArch& arch, Geometry& geometry) {
     arch.setGeometries(list);
     arch.calculateSymmFuncs(true, false, true);
     arch.renormalizeSymmFuncs(false);
-    arch.evaluateEnergy(true);
+    arch.goBackwardOnForce();
     EvaluatedGeometry result;
     const auto energies = arch.obtainEnergies(0);
     const auto forces = arch.obtainForces(0);

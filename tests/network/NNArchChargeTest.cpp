@@ -203,7 +203,7 @@ TEST(NNArchCharge, BothKindsGoTogether) {
     energy->getSymmStatistics() = arch->getSymmStatistics();
     for (NNArch* const each : {arch.get(), energy.get()}) {
         setDirectBatch(*each, fixture.obtainGeometries(), true);
-        each->evaluateEnergy(true);
+        each->goBackwardOnForce();
     }
 
     arch->goForwardOnCharge();

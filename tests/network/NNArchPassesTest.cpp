@@ -41,7 +41,7 @@ TEST(NNArchPasses, GuardsThePasses) {
     std::vector<LossTerm> terms = test::makeEnergyTerms(fixture.property, energyScale, forceScale);
     std::array<QuantityError, 1> error{{{&totalEnergy()}}};
     const auto stops = [&](NNArch& arch) {
-        return std::vector<std::string>{stopMessageOf([&] { arch.evaluateEnergy(true); }), stopMessageOf([&] {
+        return std::vector<std::string>{stopMessageOf([&] { arch.goBackwardOnForce(); }), stopMessageOf([&] {
                                             arch.evaluateLoss(NetworkTarget::energy, terms);
                                         }),
                                         stopMessageOf([&] { arch.squareErrorsOfEnergy(error); })};
@@ -236,7 +236,7 @@ TEST(NNArchPasses, WaysOfEvaluationAgree) {
 
     train->clearWeightGrads();
     train->evaluateLoss(NetworkTarget::energy, terms);
-    evaluating->evaluateEnergy(true);
+    evaluating->goBackwardOnForce();
 
     for (int g = 0; g < 4; ++g) {
         EXPECT_LE(worstError(copyOf(train->obtainEnergies(g)), copyOf(evaluating->obtainEnergies(g))),
@@ -251,7 +251,7 @@ TEST(NNArchPasses, AddsSquaredErrors) {
     const ArchFixture fixture(2, someSizes);
     const std::unique_ptr<NNArch> arch = fixture.makeTrainingArch();
     arch->setGeometries(std::span<const int>(std::array{0, 1, 2, 3}));
-    arch->evaluateEnergy(true);
+    arch->goBackwardOnForce();
     std::array<double, 3> want{10.0, 20.0, 30.0};
     for (int g = 0; g < 4; ++g) {
         const Geometry& geometry = *fixture.set.geometries[static_cast<std::size_t>(g)];

@@ -69,7 +69,7 @@ protected:
         arch->setGeometries(batch);
         outputOf([this] { arch->calculateSymmFuncs(true, false, true); });
         arch->renormalizeSymmFuncs(false);
-        arch->evaluateEnergy(true);
+        arch->goBackwardOnForce();
         for (std::size_t a = 0; a < arch->obtainEnergies(0).size(); ++a) {
             expected.energies.push_back(static_cast<double>(arch->obtainEnergies(0)[a]) +
                                         set->getElementEnergy(geometry.elements[a]));

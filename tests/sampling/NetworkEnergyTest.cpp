@@ -78,7 +78,7 @@ protected:
         arch->setGeometries(batch);
         arch->calculateSymmFuncs(false, false, true);
         arch->renormalizeSymmFuncs(false);
-        arch->evaluateEnergy(false);
+        arch->goForwardOnEnergy();
         double sum = 0.0;
         for (const float energy : arch->obtainEnergies(0)) {
             sum += static_cast<double>(energy);

@@ -98,7 +98,7 @@ protected:
         arch.setGeometries(batch);
         arch.calculateSymmFuncs(true, false, true);
         arch.renormalizeSymmFuncs(false);
-        arch.evaluateEnergy(true);
+        arch.goBackwardOnForce();
         Reference result;
         for (const float energy : arch.obtainEnergies(0)) {
             result.energy += std::abs(static_cast<double>(energy));

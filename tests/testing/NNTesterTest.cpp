@@ -118,7 +118,7 @@ protected:
             arch->setGeometries(batch);
             arch->calculateSymmFuncs(true, false, true);
             arch->renormalizeSymmFuncs(false);
-            arch->evaluateEnergy(true);
+            arch->goBackwardOnForce();
             addGeometry(*geometry, arch->obtainEnergies(0), arch->obtainForces(0), shift, tables);
             arch->clearGeometries();
         }

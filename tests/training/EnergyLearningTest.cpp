@@ -28,7 +28,7 @@ void teach(const Property& property, GeometrySet& set, unsigned seed) {
         teacher.setGeometries(batch);
         teacher.calculateSymmFuncs(true, false, true);
         teacher.renormalizeSymmFuncs(false);
-        teacher.evaluateEnergy(true);
+        teacher.goBackwardOnForce();
         const auto energies = teacher.obtainEnergies(0);
         const auto forces = teacher.obtainForces(0);
         geometry->energyTotal = 0.0;

@@ -51,7 +51,7 @@ protected:
             arch.setGeometries(batch);
             arch.calculateSymmFuncs(true, false, true);
             arch.renormalizeSymmFuncs(false);
-            arch.evaluateEnergy(true);
+            arch.goBackwardOnForce();
             const auto energies = arch.obtainEnergies(0);
             const auto forces = arch.obtainForces(0);
             result.energies.emplace_back(energies.begin(), energies.end());
