@@ -50,10 +50,26 @@ TEST_ROWS = [
 KINDS = "".join(f"Si{i}{NUMBERS}\n" for i in range(128))
 STRONG = "Ar 1 1 1 0 1e3 0 0 0 0 0 0 0"
 
+
+def cell(a: str, b: str, c: str) -> str:
+    """One atom in a box with these edges."""
+    return f"1\n{a} 0 0\n0 {b} 0\n0 0 {c}\nSi{NUMBERS}\n"
+
+
+def crowd(length: int) -> str:
+    """So many atoms along each edge of a small cell."""
+    places = [f"{10 * i / length:.3f}" for i in range(length)]
+    atoms = [f"Si {x} {y} {z}{NUMBERS[6:]}\n" for x in places for y in places for z in places]
+    return f"{len(atoms)}\n10 0 0\n0 10 0\n0 0 10\n" + "".join(atoms)
+
+
 EXTREME_ROWS = [
-    row(put(TRAIN, f"1\n0 0 0\n0 0 0\n0 0 0\nSi{NUMBERS}\n"), "volume of lattice is zero."),
+    row(put(TRAIN, cell("1e20", "1e20", "1e-20")), "inverse of lattice is not finite."),
+    row(put(TRAIN, cell("1e20", "1e8", "1e8")), "projected lattice length is incorrect."),
+    row(put(TRAIN, crowd(19)), "too many neighbors."),
+    row(put(TRAIN, cell("0", "0", "0")), "volume of lattice is zero."),
     row(put(TRAIN, f"1\n9 0 0\n9 0 0\n0 0 9\nSi{NUMBERS}\n"), "volume of lattice is zero."),
-    row(put(TRAIN, f"1\n1e6 0 0\n0 1e6 0\n0 0 1e6\nSi{NUMBERS}\n"), "too many bins for detecting neighbors."),
+    row(put(TRAIN, cell("1e6", "1e6", "1e6")), "too many bins for detecting neighbors."),
     row(add("melta.prop", "rcutRadius 1e3"), "too many periodic images for detecting neighbors."),
     row(
         (put(TRAIN, f"128\n9 0 0\n0 9 0\n0 0 9\n{KINDS}"), add("melta.prop", "regularElem 0")),

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+from reax_field import FIELD, REAX
 from rows import Files, Group, Row, add, drop, keep, line, put, row, take
 
 HEAD = "melta.data"
@@ -97,6 +98,7 @@ CHARGE_ROWS = [
     row(add(CHARGE, "1"), "there is text behind the last number: melta.data_q"),
     row(keep(HEAD, 3), "cannot peek file: melta.data"),
     row(keep(HEAD, 4), "cannot peek file: melta.data"),
+    head(2, "3 2 0 0", "cannot calculate short-coulomb, because cutoff is not positive."),
     head(5, "0 4 5 2", "incorrect #layers of charge's neural network: melta.data"),
     head(5, "2 0 5 2", "output size of neural network is not positive."),
     head(5, "2 4 99 2", "incorrect activation of charge's neural network: melta.data"),
@@ -132,9 +134,17 @@ RESTART_ROWS = [
     head(4, "3 4 5 2", "incorrect #layers of energy's neural network: melta.data"),
     head(4, "2 5 5 2", "incorrect #nodes of energy's neural network: melta.data"),
     head(4, "2 4 5 3", "incorrect #models of energy's neural network: melta.data"),
+    head(4, "2 4 5", "incorrect #models of energy's neural network: melta.data"),
     row(add(PROP, "activ sigmoid"), "incorrect activation of energy's neural network: melta.data"),
     row(line(ENERGY, 12, "1e30"), "the training diverged: loss"),
     *COMPANION_ROWS,
+]
+
+# ReaxFF adds a line to the head; and a loss can be finite although its gradient is not.
+WITH_REAXFF = (add(PROP, "withReaxFF 1"), put(REAX, FIELD))
+OTHER_RESTART_ROWS = [
+    row((*WITH_REAXFF, line(HEAD, 1, "3 0 1 2"), keep(HEAD, 1)), "cannot read rcut of ReaxFF."),
+    row(add(PROP, "coefForce 1e38"), "the training diverged: gradient of the loss"),
 ]
 
 # The same for the other kinds of descriptors.
@@ -181,6 +191,7 @@ GROUPS = [
     Group("heads.weights", ["--test"], TEST, [row(drop(ENERGY), "cannot open file: melta.data_e"), *COMPANION_ROWS]),
     Group("heads.too_large", ["--test"], TEST, SIZE_ROWS),
     Group("heads.restart", ["--train"], RESTART, RESTART_ROWS),
+    Group("heads.other_restart", ["--train"], RESTART, OTHER_RESTART_ROWS),
     Group("heads.many_body", ["--train"], MANY_BODY_FILES, MANY_BODY_ROWS),
     Group("heads.behler", ["--train"], BEHLER_FILES, BEHLER_ROWS),
     Group("heads.charge", ["--test"], CHARGED, CHARGE_ROWS),

@@ -55,6 +55,7 @@ def values_out_of_range() -> list[Row]:
         key("adamBeta2 0", "adamBeta2 is out of range: melta.prop"),
         key("symmFunc chebychev", "incorrect symmFunc (chebychev): melta.prop"),
         key("activ relu", "incorrect activ (relu): melta.prop"),
+        key("activ Not Used", "incorrect activ (Not): melta.prop"),
         key("lineSearch newton", "incorrect lineSearch (newton): melta.prop"),
         key("nodes: 4", "unknown key word: nodes:"),
     ]
@@ -66,6 +67,7 @@ COMBINATIONS = [
     key("symmFunc many-body\nrinner 3\nrouter 3", "router is too small: melta.prop"),
     key("symmFunc many-body\nelemWeight 1", "symmFunc of many-body does not support elemWeight: melta.prop"),
     key("coefEnergy 0\ncoefForce 0", "both of coefEnergy and coefForce are zero: melta.prop"),
+    key("coefEnergy 1e-20\ncoefForce 1e-20", "both of coefEnergy and coefForce are zero: melta.prop"),
     key("withClassical 1\nwithReaxFF 1", "you cannot use withClassical & withReaxFF at the same time: melta.prop"),
     key("rcutAngle 0", "cutoff for angle is not positive."),
 ]
@@ -88,6 +90,7 @@ def functions(text: str, message: str) -> Row:
 BEHLER_ROWS = [
     functions("Rcut\n3.5 3\nG2\n2 1e3", "deviation of symmetry functions is too small."),
     row((add(PROP, "numRadius 2000000000"), drop(BEHLER)), "too many symmetry functions: melta.behler"),
+    functions("Rcut\n3.5 3\nG2\n3e38 0", "NaN at symmetry functions of the 0 -th geometry."),
     functions("", "there are no G2 functions: melta.behler"),
     functions("G2\n2 1", "Rcut for radius is not positive: melta.behler"),
     functions("Rcut\nfar\nG2\n2 1", "cannot read Rcut: melta.behler"),
@@ -102,6 +105,7 @@ BEHLER_ROWS = [
     functions(ANGULAR + "1 0 0", "zeta of G4 is not positive: melta.behler"),
     functions(ANGULAR + "1 1 -1", "rs of G4 is negative: melta.behler"),
     functions(ANGULAR + "1 1 0\nG4\n1 1 0", "you can set G3/G4 only once."),
+    functions(ANGULAR + "1 1\nG3\n1 1", "you can set G3/G4 only once."),
 ]
 
 CHARGE_ROWS = [

@@ -2,13 +2,42 @@
 
 from __future__ import annotations
 
-from dataclasses import dataclass
+import re
+import sys
+from dataclasses import dataclass, replace
 from pathlib import Path
-from typing import Callable, Sequence, Union
+from typing import Callable, Iterator, Optional, Sequence, Union
 
 ROOT = Path(__file__).resolve().parents[1]
+sys.path.insert(0, str(ROOT))
 
-Files = dict[str, str]
+from comparison import Tolerance  # noqa: E402
+
+
+@dataclass(frozen=True)
+class Shut:
+    """A file that nobody may read, or, with the name ".", a working directory that nobody may write in."""
+
+    text: str = ""
+
+
+@dataclass(frozen=True)
+class Link:
+    target: str
+
+
+@dataclass(frozen=True)
+class Folder:
+    pass
+
+
+@dataclass(frozen=True)
+class Locked:
+    """With the name ".": the working directory while another run works in it."""
+
+
+Entry = Union[str, Shut, Link, Folder, Locked]
+Files = dict[str, Entry]
 Edit = Callable[[Files], None]
 
 
@@ -18,6 +47,8 @@ class Row:
 
     edits: tuple[Edit, ...]
     message: str
+    words: Optional[Sequence[str]] = None  # in place of those of the group
+    memory: Optional[int] = None  # MiB of addresses that the command may have
 
 
 @dataclass(frozen=True)
@@ -28,10 +59,34 @@ class Group:
     words: Sequence[str]
     files: Files
     rows: Sequence[Row]
+    tolerance: Tolerance = Tolerance("*", 2e-5, 2e-6)  # of numbers with a point, in the output and in files
+
+    def named_rows(self) -> Iterator[tuple[str, Row]]:
+        """The message makes the name, and a number where rows of the group share it."""
+        counts: dict[str, int] = {}
+        for row in self.rows:
+            name = make_name(row.message)
+            counts[name] = counts.get(name, 0) + 1
+            yield (name if counts[name] == 1 else f"{name}.{counts[name]}"), row
 
 
-def row(edits: Union[Edit, tuple[Edit, ...]], message: str) -> Row:
-    return Row(edits if isinstance(edits, tuple) else (edits,), message)
+def make_name(message: str) -> str:
+    """The beginning of a message, with no characters that are not for names of tests."""
+    return re.sub(r"[^A-Za-z0-9.]+", "_", message.replace("#", "number of "))[:80].strip("_.")
+
+
+def row(edits: Union[Edit, tuple[Edit, ...]], message: str, words: Optional[Sequence[str]] = None) -> Row:
+    return Row(edits if isinstance(edits, tuple) else (edits,), message, words)
+
+
+def short_of(memory: int, edits: Union[Edit, tuple[Edit, ...]], message: str) -> Row:
+    """The same with so many MiB of memory."""
+    return replace(row(edits, message), memory=memory)
+
+
+def say(message: str, *words: str) -> Row:
+    """Good files, and words of the command line that spoil the run."""
+    return Row((), message, words)
 
 
 def take(folder: str, *names: str) -> Files:
@@ -44,16 +99,22 @@ def take(folder: str, *names: str) -> Files:
 # ---------------------------------------------------------------------------------------------
 
 
+def text_of(files: Files, name: str) -> str:
+    entry = files[name]
+    assert isinstance(entry, str), "no text to change"
+    return entry
+
+
 def add(file: str, line: str) -> Edit:
     """Appends a line, to a file that need not be there."""
 
     def edit(files: Files) -> None:
-        files[file] = files.get(file, "") + line + "\n"
+        files[file] = (text_of(files, file) if file in files else "") + line + "\n"
 
     return edit
 
 
-def put(file: str, text: str) -> Edit:
+def put(file: str, text: Entry) -> Edit:
     """Writes a whole file."""
 
     def edit(files: Files) -> None:
@@ -66,7 +127,7 @@ def line(file: str, number: int, text: str) -> Edit:
     """Replaces a line, counted from 1."""
 
     def edit(files: Files) -> None:
-        lines = files[file].splitlines()
+        lines = text_of(files, file).splitlines()
         lines[number - 1] = text
         files[file] = "".join(f"{text}\n" for text in lines)
 
@@ -77,7 +138,7 @@ def keep(file: str, count: int) -> Edit:
     """Keeps the first lines only."""
 
     def edit(files: Files) -> None:
-        lines = files[file].splitlines(keepends=True)
+        lines = text_of(files, file).splitlines(keepends=True)
         assert count < len(lines), "nothing is cut"
         files[file] = "".join(lines[:count])
 
@@ -89,3 +150,22 @@ def drop(file: str) -> Edit:
         del files[file]
 
     return edit
+
+
+def shut(file: str) -> Edit:
+    """Takes the right to read a file away, or, of ".", the right to write in the working directory."""
+
+    def edit(files: Files) -> None:
+        files[file] = Shut("" if file == "." else text_of(files, file))
+
+    return edit
+
+
+def link(file: str, target: str) -> Edit:
+    """A link in place of a file, such as one to a full disk."""
+    return put(file, Link(target))
+
+
+def folder(file: str) -> Edit:
+    """A directory in place of a file."""
+    return put(file, Folder())
