@@ -33,6 +33,7 @@ import baselines
 import data_files
 import heads
 import properties
+import surroundings
 import walks
 from rows import Files, Folder, Group, Link, Locked, Row, Shut
 
@@ -59,6 +60,7 @@ GROUPS = [
     *heads.GROUPS,
     *walks.GROUPS,
     *baselines.GROUPS,
+    *surroundings.GROUPS,
 ]
 
 
