@@ -147,6 +147,17 @@ OTHER_RESTART_ROWS = [
     row(add(PROP, "coefForce 1e38"), "the training diverged: gradient of the loss"),
 ]
 
+# A training without a restart takes over what melta.prop does not say.
+SHORT_PROP = "epochs 1\nlbfgs 8\nmaxForce 0\n"
+PRESET_ROWS = [
+    head(4, "0 4 5 2", "incorrect #layers of energy's neural network: melta.data"),
+    head(4, "2 0 5 2", "incorrect #nodes of energy's neural network: melta.data"),
+    head(4, "2 4 99 2", "incorrect activation of energy's neural network: melta.data"),
+    head(4, "2 4 5 0", "incorrect #models of energy's neural network: melta.data"),
+    head(2, "0 2 3.5 3.0", "size of radius basis is not positive."),
+    head(2, "3 2 0 3.0", "cutoff for radius is not positive."),
+]
+
 # The same for the other kinds of descriptors.
 MANY_BODY_ROWS = [
     row(put(HEAD, "1 0 1 0\n"), "cannot read many-body symmetry function."),
@@ -192,6 +203,7 @@ GROUPS = [
     Group("heads.too_large", ["--test"], TEST, SIZE_ROWS),
     Group("heads.restart", ["--train"], RESTART, RESTART_ROWS),
     Group("heads.other_restart", ["--train"], RESTART, OTHER_RESTART_ROWS),
+    Group("heads.preset", ["--train"], {**RESTART, PROP: SHORT_PROP}, PRESET_ROWS),
     Group("heads.many_body", ["--train"], MANY_BODY_FILES, MANY_BODY_ROWS),
     Group("heads.behler", ["--train"], BEHLER_FILES, BEHLER_ROWS),
     Group("heads.charge", ["--test"], CHARGED, CHARGE_ROWS),

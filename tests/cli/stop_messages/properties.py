@@ -80,6 +80,7 @@ TOO_LARGE = [
 
 BEHLER_FILES = {**TRAINING, **take("bad_input/files", BEHLER), PROP: TRAINING[PROP] + "symmFunc behler\n"}
 RADIAL = "Rcut\n3.5 3\nG2\n"
+FAR_FUNCTION = "Rcut\n3.5 3\nG2\n2 1e3\n"
 ANGULAR = "Rcut\n3.5 3\nG2\n2 1\nG3\n"
 
 
@@ -88,7 +89,8 @@ def functions(text: str, message: str) -> Row:
 
 
 BEHLER_ROWS = [
-    functions("Rcut\n3.5 3\nG2\n2 1e3", "deviation of symmetry functions is too small."),
+    row(put(BEHLER, FAR_FUNCTION), "deviation of symmetry functions is too small."),
+    row((put(BEHLER, FAR_FUNCTION), add(PROP, "geomsEpoch 2")), "deviation of symmetry functions is too small."),
     row((add(PROP, "numRadius 2000000000"), drop(BEHLER)), "too many symmetry functions: melta.behler"),
     functions("Rcut\n3.5 3\nG2\n3e38 0", "NaN at symmetry functions of the 0 -th geometry."),
     functions("", "there are no G2 functions: melta.behler"),

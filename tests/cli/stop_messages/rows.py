@@ -19,6 +19,7 @@ class Shut:
     """A file that nobody may read, or, with the name ".", a working directory that nobody may write in."""
 
     text: str = ""
+    mode: int = 0
 
 
 @dataclass(frozen=True)
@@ -59,6 +60,7 @@ class Group:
     words: Sequence[str]
     files: Files
     rows: Sequence[Row]
+    stdin: str = ""
     tolerance: Tolerance = Tolerance("*", 2e-5, 2e-6)  # of numbers with a point, in the output and in files
 
     def named_rows(self) -> Iterator[tuple[str, Row]]:
@@ -152,11 +154,11 @@ def drop(file: str) -> Edit:
     return edit
 
 
-def shut(file: str) -> Edit:
+def shut(file: str, mode: int = 0) -> Edit:
     """Takes the right to read a file away, or, of ".", the right to write in the working directory."""
 
     def edit(files: Files) -> None:
-        files[file] = Shut("" if file == "." else text_of(files, file))
+        files[file] = Shut("" if file == "." else text_of(files, file), mode)
 
     return edit
 

@@ -85,9 +85,9 @@ def lay_out(directory: Path, files: Files) -> None:
         elif isinstance(entry, Folder):
             path.mkdir()
         elif name != ".":
-            text = entry if isinstance(entry, str) else entry.text
+            text, mode = (entry.text, entry.mode) if isinstance(entry, Shut) else (entry, 0o644)
             path.write_bytes(encode(text))
-            path.chmod(0 if isinstance(entry, Shut) else 0o644)
+            path.chmod(mode)
 
 
 @contextmanager
@@ -142,7 +142,7 @@ class RowRunner(CommandRunner):
             if row.memory is not None:
                 circumstances["preexec_fn"] = self.obtain_limit(row.memory)
             words = [*THREADS, *(group.words if row.words is None else row.words)]
-            output, status = self.run_once(words, b"", directory, circumstances)
+            output, status = self.run_once(words, encode(group.stdin), directory, circumstances)
             output = FREE_MEMORY.sub(SOME, output.replace(os.fspath(directory), DIRECTORY))
             return Outcome([output], [status], read_back(directory), find_empty_directories(directory))
 

@@ -35,6 +35,8 @@ def unwritable(*names: str) -> list[Row]:
     return rows + [row(link(name, FULL), cannot("write", name)) for name in names]
 
 
+SPLIT = take("shared/silica", "melta.train")
+
 OTHER_RUN = row(put(".", Locked()), "another run works in this directory: <directory>")
 NO_RIGHTS = shut(".")
 
@@ -43,19 +45,38 @@ NOT_ENOUGH = (
     " rcutRadius or rcutAngle, set geomsEpoch, or let Adam (lbfgs 0) work with batchs and directSF 1"
 )
 
+# The right to write alone, not to read.
+WRITE_ONLY = 0o222
+
 # A store of a model that a crash has cut short: one file has its new name already, the new text of the other is lost.
 HALF_STORED = (
     put("melta.data.journal", "replace 5 7 melta.data_e\nreplace 5 7 melta.data\nend\n"),
     put("melta.data.new", "x"),
 )
 HALF_STORED_MESSAGE = "cannot finish the replacement of the file: <directory>/melta.data"
-# A store that is complete, but for its record.
+
+
+def checksum_of(text: str) -> int:
+    """FNV-1a, by which a record knows the file that is to be replaced."""
+    result = 14695981039346656037
+    for byte in text.encode():
+        result = (result ^ byte) * 1099511628211 % (1 << 64)
+    return result
+
+
+# A store that only lacks the last renaming, and one that is complete but for its record.
+HEAD = str(TEST["melta.data"])
+NEARLY_STORED = (
+    put("melta.data.journal", f"replace {len(HEAD)} {checksum_of(HEAD)} melta.data\nend\n"),
+    put("melta.data.new", HEAD),
+)
 STORED = put("melta.data.journal", "replace 5 7 melta.data_e\nend\n")
 
 TRAINING_ROWS = [
     OTHER_RUN,
     *unreadable("melta.train", "melta.prop"),
     row(link("melta.train", BROKEN), "there are no geometries: melta.train"),
+    row(shut("melta.prop", WRITE_ONLY), cannot("open", "melta.prop")),
     row((drop("melta.prop"), NO_RIGHTS), cannot("open", "melta.prop")),
     row(NO_RIGHTS, cannot("open", "melta.gdist")),
     row(link("melta.train", FULL), "too long line: melta.train"),
@@ -80,6 +101,7 @@ TEST_ROWS = [
     *unwritable("melta.etot", "melta.eatom", "melta.force"),
     row(NO_RIGHTS, cannot("open", "melta.etot")),
     row(HALF_STORED, HALF_STORED_MESSAGE),
+    row((*NEARLY_STORED, NO_RIGHTS), HALF_STORED_MESSAGE),
     row((STORED, NO_RIGHTS), "cannot finish the replacement of the file: melta.data"),
     say("cannot read the value of the regularElem.", "--test", "yes"),
 ]
@@ -102,6 +124,7 @@ FINDING["melta.gdist"] = take("shared/silica", "all_known.gdist")["all_known.gdi
 WALK_ROWS = [
     OTHER_RUN,
     *unreadable("melta.gdist"),
+    row((shut("melta.metro", WRITE_ONLY), put("melta.train", SPLIT["melta.train"])), cannot("open", "melta.metro")),
     row(folder("melta.data_e"), cannot("open", "melta.data_e")),
     *unwritable("dft_geom/geom.1", "movie/metro_1.xyz"),
     *unwritable(".metropolis.geom"),
@@ -109,12 +132,13 @@ WALK_ROWS = [
     row(link("movie", "nowhere"), "cannot make directory: movie"),
 ]
 
-SPLIT = take("shared/silica", "melta.train")
+REST = add("melta.train", "behind the last geometry")
 SPLIT_ROWS = [
     OTHER_RUN,
     *unreadable("melta.train"),
     row(link("melta.train", BROKEN), cannot("read", "melta.train")),
     *unwritable("melta.test"),
+    row((REST, folder("melta.train.rest")), cannot("open", "melta.train.rest")),
     row(NO_RIGHTS, cannot("open", "melta.train")),
     *(say("cannot read the rate to split training data into testing data.", "--split", word) for word in ("half", ".")),
 ]
@@ -140,6 +164,14 @@ DEBUG_ROWS = [
     say("weight/bias shift is zero.", "--debug", "0"),
 ]
 
+# Each geometry of a walk goes into an input of Quantum ESPRESSO, for which all questions take their defaults.
+PW = take("shared/pw", "template.in", "geom.1")
+DFT = {"pw.in": PW["template.in"], "dft_geom/geom.1": PW["geom.1"]}
+DFT_ROWS = [
+    row(link("dft_geom/geom.1", BROKEN), cannot("read", "dft_geom/geom.1")),
+    row(put("pw.in", PW["template.in"] + "! more\n" * 2048), "too much lines in a file."),
+]
+
 TEMPLATE_ROWS = [
     *unwritable("melta.prop"),
     row(NO_RIGHTS, cannot("open", "melta.prop")),
@@ -153,16 +185,17 @@ WALK_TEMPLATE_ROWS = [
 GROUPS = [
     Group("surroundings.training", ["--train"], TRAINING, TRAINING_ROWS),
     Group("surroundings.restart", ["--train"], RESTART, RESTART_ROWS),
-    Group("surroundings.store", ["--train"], STORING, STORE_ROWS, RANDOM),
-    Group("surroundings.charge_store", ["--train-charge"], STORING_CHARGES, CHARGE_STORE_ROWS, RANDOM),
+    Group("surroundings.store", ["--train"], STORING, STORE_ROWS, tolerance=RANDOM),
+    Group("surroundings.charge_store", ["--train-charge"], STORING_CHARGES, CHARGE_STORE_ROWS, tolerance=RANDOM),
     Group("surroundings.test", ["--test"], TEST, TEST_ROWS),
     Group("surroundings.charge_test", ["--test"], CHARGED, CHARGE_TEST_ROWS),
     Group("surroundings.export", ["--export"], EXPORT, EXPORT_ROWS),
-    Group("surroundings.walk", ["--metro"], FINDING, WALK_ROWS, Tolerance("*", 0.0, 2e-3)),
+    Group("surroundings.walk", ["--metro"], FINDING, WALK_ROWS, tolerance=Tolerance("*", 0.0, 2e-3)),
     Group("surroundings.split", ["--split", "0.5"], SPLIT, SPLIT_ROWS),
     Group("surroundings.fit", ["--classical"], FIT, FIT_ROWS),
     Group("surroundings.force", ["--force"], TEST, FORCE_ROWS),
     Group("surroundings.debug", ["--debug"], TRAINING, DEBUG_ROWS),
+    Group("surroundings.dft", ["--dft", "pw.in"], DFT, DFT_ROWS, "\n" * 8),
     Group("surroundings.template", ["--template"], {}, TEMPLATE_ROWS),
     Group("surroundings.behler", ["--behler"], {}, BEHLER_ROWS),
     Group("surroundings.walk_template", ["--metro-temp"], SPLIT, WALK_TEMPLATE_ROWS),
