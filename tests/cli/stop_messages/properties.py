@@ -116,8 +116,8 @@ CHARGE_ROWS = [
 ]
 
 GROUPS = [
-    Group("properties.unreadable", ["--train"], TRAINING, unreadable_values()),
-    Group("properties.out_of_range", ["--train"], TRAINING, values_out_of_range()),
+    Group("properties.unreadable", ["--train"], TRAINING, unreadable_values(), is_one_test=True),
+    Group("properties.out_of_range", ["--train"], TRAINING, values_out_of_range(), is_one_test=True),
     Group("properties.combinations", ["--train"], TRAINING, COMBINATIONS),
     Group("properties.too_large", ["--train"], TRAINING, TOO_LARGE),
     Group("properties.charge", ["--train-charge"], {**TRAINING, PROP: TRAINING[PROP] + "withCharge 1\n"}, CHARGE_ROWS),

@@ -60,6 +60,7 @@ class Group:
     words: Sequence[str]
     files: Files
     rows: Sequence[Row]
+    is_one_test: bool = False  # for rows that a loop makes, which are many and fast
     stdin: str = ""
     tolerance: Tolerance = Tolerance("*", 2e-5, 2e-6)  # of numbers with a point, in the output and in files
 

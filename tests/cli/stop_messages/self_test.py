@@ -145,7 +145,10 @@ class CensusTest(unittest.TestCase):
             return sorted(find_messages(Path(scratch)))
 
     def test_finds_messages(self) -> None:
-        text = 'stopWithMessage("no %s: "\n    "%s", a, b);\n// stopWithMessage("no.")\nstopWithMessage("say \\"no\\"");'
+        text = (
+            'stopWithMessage("no %s: "\n    "%s", a, b);\n// stopWithMessage("no.")\n'
+            'stopWithMessage("say \\"no\\"");'
+        )
 
         self.assertEqual(self.find(text), ["no %s: %s", 'say "no"'])
 

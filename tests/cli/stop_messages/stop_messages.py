@@ -4,11 +4,11 @@
 usage: stop_messages.py --list
        stop_messages.py --command PATH [--unlimited] [--regenerate] [NAME...]
 
-Each row of the tables beside this file is one run and one test, GROUP.ROW: it has to end with status 1, with nothing on
-the standard error, and with the message of the row as the last line, "[STOP] MESSAGE". The whole output and what
-becomes of the files have to be those of expected/GROUP (golden.py has its format): to the byte, but for measured times
-and the last digits of numbers. The test GROUP.good runs the good files of a group to the end, so that the spoilt ones
-stop because of what is spoilt. NAME is a group or a test.
+Each row of the tables beside this file is one run and one test, GROUP.ROW; some long groups are one test, GROUP. A run
+has to end with status 1, with nothing on the standard error, and with the message of the row as the last line,
+"[STOP] MESSAGE". The whole output and what becomes of the files have to be those of expected/GROUP (golden.py has its
+format): to the byte, but for measured times and the last digits of numbers. The test GROUP.good runs the good files of
+a group to the end, so that the spoilt ones stop because of what is spoilt. NAME is a group or a test.
 
 The exit status is 0 if all pass, 77 if one had to be skipped, and 1 otherwise. --regenerate rewrites what groups of
 failing rows expect; a message and a status it does not change. Review the difference. --unlimited skips the rows that
@@ -234,6 +234,10 @@ def list_tests() -> Iterator[tuple[str, Group, str, Optional[Row]]]:
             yield f"{group.name}.{name}", group, name, row
 
 
+def name_test(title: str, group: Group) -> str:
+    return group.name if group.is_one_test else title
+
+
 def run_tests(runner: RowRunner, wanted: Sequence[str]) -> int:
     tests = [test for test in list_tests() if not wanted or test[0] in wanted or test[1].name in wanted]
     num_failed = num_skipped = 0
@@ -262,7 +266,7 @@ def main() -> int:
     options = parser.parse_args()
 
     if options.list:
-        print("\n".join(title for title, *_ in list_tests()))
+        print("\n".join(dict.fromkeys(name_test(title, group) for title, group, *_ in list_tests())))
         return 0
     if options.command is None:
         parser.error("--command is missing")

@@ -195,7 +195,7 @@ GROUPS = [
     Group("surroundings.fit", ["--classical"], FIT, FIT_ROWS),
     Group("surroundings.force", ["--force"], TEST, FORCE_ROWS),
     Group("surroundings.debug", ["--debug"], TRAINING, DEBUG_ROWS),
-    Group("surroundings.dft", ["--dft", "pw.in"], DFT, DFT_ROWS, "\n" * 8),
+    Group("surroundings.dft", ["--dft", "pw.in"], DFT, DFT_ROWS, stdin="\n" * 8),
     Group("surroundings.template", ["--template"], {}, TEMPLATE_ROWS),
     Group("surroundings.behler", ["--behler"], {}, BEHLER_ROWS),
     Group("surroundings.walk_template", ["--metro-temp"], SPLIT, WALK_TEMPLATE_ROWS),

@@ -96,7 +96,7 @@ TEMPLATE_ROWS = [
 ]
 
 GROUPS = [
-    Group("walk.keys", ["--metro"], WALK, key_rows()),
+    Group("walk.keys", ["--metro"], WALK, key_rows(), is_one_test=True),
     Group("walk.geometry", ["--metro"], WALK, GEOMETRY_ROWS),
     Group("walk.swapping", ["--metro"], WALK, SWAPPING_ROWS),
     Group("walk.distributions", ["--metro"], WALK, DISTRIBUTION_ROWS),
