@@ -157,7 +157,17 @@ class RowRunner(CommandRunner):
     def obtain_limit(self, mebibytes: int) -> Callable[[], None]:
         if not self.is_limited:
             raise CaseSkipped("this command does not run with little memory")
-        return lambda: resource.setrlimit(resource.RLIMIT_AS, (mebibytes << 20, mebibytes << 20))
+        return lambda: limit_memory(mebibytes)
+
+
+def limit_memory(mebibytes: int) -> None:
+    """For the process that becomes the command. What the number of processors and the stacks of threads take is made
+    the same on all machines: OpenBLAS begins with a buffer for each processor."""
+    stack = 8 << 20
+    hard = resource.getrlimit(resource.RLIMIT_STACK)[1]
+    resource.setrlimit(resource.RLIMIT_STACK, (stack if hard == resource.RLIM_INFINITY else min(stack, hard), hard))
+    os.sched_setaffinity(0, {min(os.sched_getaffinity(0))})
+    resource.setrlimit(resource.RLIMIT_AS, (mebibytes << 20, mebibytes << 20))
 
 
 def require_good(runner: RowRunner, group: Group) -> list[str]:
