@@ -135,10 +135,10 @@ void TileEvaluator::evaluateDescriptors(const Job& job, std::span<const int> ato
     for (std::size_t k = 0; k < atoms.size(); ++k) {
         const std::size_t element = job.source.elementOf(atoms[k]);
         const std::span<float> input = inputs.span().subspan(columnOf[k] * numBasis, numBasis);
-        NeighborArrays& list = neighbors[job.withForces ? k : 0]; // nobody asks again for those of energies
+        NeighborArrays& list = neighbors[job.withForces ? k : 0]; // energies need it once
         job.source.gather(atoms[k], list);
         symmFunc.calculateAtom(list, input, {});
-        if (!std::ranges::all_of(input, [](float value) { return std::isfinite(value); })) {
+        if (!areFinite(input)) {
             job.source.stopAtDescriptors(atoms[k]);
         }
         renormalize(input, element, job.model.statistics);
