@@ -30,7 +30,7 @@ struct NNLayerGrads {
 class NNLayer {
 public:
     // Stops with "input size of neural network is not positive." or "output size of neural network is not
-    // positive.". Weights and biases are undefined until initWeight or scanWeight.
+    // positive.". Weights and biases are zero until initWeight or scanWeight.
     NNLayer(int numModels, int numInp, int numOut, int activation, bool learnable, bool useAdam);
     virtual ~NNLayer() = default;
     NNLayer(NNLayer&&) = default;
