@@ -108,7 +108,7 @@ private:
         std::ranges::fill(work.energyDerivatives, 0.0f);
         std::ranges::fill(work.forceDerivatives, 0.0f);
         for (int i = 0; i < numAtoms; ++i) {
-            for (const Neighbor& neighbor : geometry.obtainNeighbors(i)) {
+            for (const Neighbor& neighbor : geometry.getNeighbors(i)) {
                 addNeighbor(geometry, static_cast<std::size_t>(i), neighbor, work);
             }
         }
@@ -130,7 +130,7 @@ private:
     }
 
     void addNeighbor(const Geometry& geometry, std::size_t i, const Neighbor& neighbor, Work& work) const {
-        const auto position = geometry.obtainNeighborPosition(neighbor);
+        const auto position = geometry.computeNeighborPosition(neighbor);
         float difference[3];
         float square = 0.0f;
         for (std::size_t c = 0; c < 3; ++c) {

@@ -109,7 +109,7 @@ struct Bench {
     [[nodiscard]] std::size_t numPairs() const {
         std::size_t sum = 0;
         for (int i = 0; i < numAtoms; ++i) {
-            sum += geometry->obtainNeighbors(i).size();
+            sum += geometry->getNeighbors(i).size();
         }
         return sum / 2;
     }
@@ -118,7 +118,7 @@ struct Bench {
         for (int i = 0; i < numAtoms; ++i) {
             const auto center = static_cast<std::size_t>(i);
             double sum = 0.0;
-            for (const Neighbor& neighbor : geometry->obtainNeighbors(i)) {
+            for (const Neighbor& neighbor : geometry->getNeighbors(i)) {
                 if (!isHalf || neighbor.atom > i) {
                     sum += addPlainly(center, neighbor);
                 }
@@ -131,7 +131,7 @@ struct Bench {
     // One direction of one pair: its force on the first atom, and its energy.
     double addPlainly(std::size_t i, const Neighbor& neighbor) {
         const auto j = static_cast<std::size_t>(neighbor.atom);
-        const std::array<float, 3> image = geometry->obtainNeighborPosition(neighbor);
+        const std::array<float, 3> image = geometry->computeNeighborPosition(neighbor);
         const double dx = static_cast<double>(image[0]) - positions[3 * i];
         const double dy = static_cast<double>(image[1]) - positions[3 * i + 1];
         const double dz = static_cast<double>(image[2]) - positions[3 * i + 2];

@@ -43,7 +43,7 @@ struct Passes {
     void goThrough() {
         ensemble.goForward(tile, true);
         ensemble.goBackward(tile);
-        ensemble.obtainInputGrads(tile);
+        ensemble.computeInputGrads(tile);
         NNSecondDeriver(&ensemble, &tile).updateWeightGrads(true, outGrad.data(), grads);
     }
 

@@ -40,7 +40,7 @@ public:
     void evaluate() {
         ensemble.goForward(tile, true);
         ensemble.goBackward(tile);
-        ensemble.obtainSummedInputGrads(tile);
+        ensemble.computeSummedInputGrads(tile);
         benchmark::DoNotOptimize(inpGrad.data());
     }
 

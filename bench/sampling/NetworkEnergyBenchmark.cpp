@@ -37,7 +37,7 @@ public:
         set.energyAve = {0.0};
         set.energyDev = {1.0};
         makeModel();
-        Geometry& geometry = set.obtainGeometry(0);
+        Geometry& geometry = set.getGeometry(0);
         if (makesEverythingAnew) {
             energy =
                 std::make_unique<test::FullNetworkEnergy>(*model, nullptr, geometry, property.rcutRadius);
@@ -48,7 +48,7 @@ public:
     }
 
     void step() {
-        std::vector<float>& positions = set.obtainGeometry(0).positions;
+        std::vector<float>& positions = set.getGeometry(0).positions;
         const auto atom = random() % (positions.size() / 3);
         const auto place = positions.begin() + static_cast<std::ptrdiff_t>(3 * atom);
         std::copy_n(place, 3, kept.begin());

@@ -23,7 +23,7 @@ public:
     void addRadial(std::size_t n) {
         const float r = records[n].r;
         const auto& d = records[n].d;
-        const Range range = obtainRange(r, plain.m2, step2);
+        const Range range = getRange(r, plain.m2, step2);
         for (int k = range.lowest; k <= range.highest; ++k) {
             const auto b = static_cast<std::size_t>(plain.m2 * records[n].element + k);
             values[b] += phi(k, r, step2);
@@ -48,9 +48,9 @@ public:
         }
         const bool withDiff = !diff.empty();
         const float third = std::sqrt(squared);
-        const Range rangeC = obtainRange(third, plain.m3, step3);
-        const Range rangeA = obtainRange(records[j].r, plain.m3, step3);
-        const Range rangeB = obtainRange(records[l].r, plain.m3, step3);
+        const Range rangeC = getRange(third, plain.m3, step3);
+        const Range rangeA = getRange(records[j].r, plain.m3, step3);
+        const Range rangeB = getRange(records[l].r, plain.m3, step3);
         const int ej = records[j].element;
         const int el = records[l].element;
         for (int c = rangeC.lowest; c <= rangeC.highest; ++c) {
@@ -84,7 +84,7 @@ private:
         int highest;
     };
 
-    [[nodiscard]] Range obtainRange(float r, int m, float h) const {
+    [[nodiscard]] Range getRange(float r, int m, float h) const {
         const int i = static_cast<int>((r - plain.rinner) / h);
         return {std::max(i, 0), std::min(i + 1, m - 1)};
     }

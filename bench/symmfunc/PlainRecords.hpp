@@ -32,9 +32,9 @@ inline void computePlainCutoff(float r, float rcut, float& fc, float& dfc) {
 
 inline std::vector<PlainRecord> makePlainRecords(const Geometry& geometry, int iatom, float rcut) {
     std::vector<PlainRecord> records;
-    for (const auto& neighbor : geometry.obtainNeighbors(iatom)) {
+    for (const auto& neighbor : geometry.getNeighbors(iatom)) {
         PlainRecord record{};
-        record.d = geometry.obtainNeighborPosition(neighbor);
+        record.d = geometry.computeNeighborPosition(neighbor);
         float squared = 0.0f;
         for (std::size_t c = 0; c < 3; ++c) {
             record.d[c] -= geometry.positions[3 * static_cast<std::size_t>(iatom) + c];

@@ -47,7 +47,7 @@ float evaluateTrigonometry(std::size_t numVectors) {
     return HWY_DYNAMIC_DISPATCH(Trigonometry)(numVectors);
 }
 
-std::size_t obtainNumLanes() {
+std::size_t countLanes() {
     return HWY_DYNAMIC_DISPATCH(NumLanes)();
 }
 

@@ -10,9 +10,9 @@ namespace melta::bench {
 float evaluateTrigonometry(std::size_t numVectors);
 
 // Orders to a vector, and the vectors that one run of `numOrders` orders takes.
-std::size_t obtainNumLanes();
+std::size_t countLanes();
 inline std::size_t countVectors(std::size_t numOrders) {
-    return (numOrders + obtainNumLanes() - 1) / obtainNumLanes();
+    return (numOrders + countLanes() - 1) / countLanes();
 }
 
 } // namespace melta::bench

@@ -92,11 +92,11 @@ std::uint64_t freeOfResource(int resource, std::uint64_t used) {
 MemoryLimits::MemoryLimits(fs::path processFiles, fs::path groupFiles)
     : processRoot(std::move(processFiles)), groupRoot(std::move(groupFiles)) {}
 
-std::uint64_t MemoryLimits::obtainFree() const {
-    return std::min({obtainFreeOfMachine(), obtainFreeOfGroups(), obtainFreeAddresses()});
+std::uint64_t MemoryLimits::findFree() const {
+    return std::min({findFreeOfMachine(), findFreeOfGroups(), findFreeAddresses()});
 }
 
-std::uint64_t MemoryLimits::obtainFreeOfMachine() const {
+std::uint64_t MemoryLimits::findFreeOfMachine() const {
     constexpr std::uint64_t kibi = 1024;
     const auto available = readNumber(processRoot / "meminfo", "MemAvailable:");
     const auto swap = readNumber(processRoot / "meminfo", "SwapFree:");
@@ -104,7 +104,7 @@ std::uint64_t MemoryLimits::obtainFreeOfMachine() const {
 }
 
 // Each line is "number:controllers:path"; that of the second version names no controllers.
-std::uint64_t MemoryLimits::obtainFreeOfGroups() const {
+std::uint64_t MemoryLimits::findFreeOfGroups() const {
     std::ifstream groups(processRoot / "self" / "cgroup");
     std::uint64_t least = unlimited;
     std::string number;
@@ -121,7 +121,7 @@ std::uint64_t MemoryLimits::obtainFreeOfGroups() const {
     return least;
 }
 
-std::uint64_t MemoryLimits::obtainFreeAddresses() const {
+std::uint64_t MemoryLimits::findFreeAddresses() const {
     std::ifstream sizes(processRoot / "self" / "statm");
     std::uint64_t total = 0;
     std::uint64_t ignored = 0;

@@ -17,17 +17,17 @@ public:
                           std::filesystem::path groupFiles = "/sys/fs/cgroup");
 
     // The least of all that follows.
-    [[nodiscard]] std::uint64_t obtainFree() const;
+    [[nodiscard]] std::uint64_t findFree() const;
 
     // What the machine can give without taking it from others, swap space included.
-    [[nodiscard]] std::uint64_t obtainFreeOfMachine() const;
+    [[nodiscard]] std::uint64_t findFreeOfMachine() const;
 
     // What the control groups of the process, of both versions and up to the root, leave. The contents of
     // files that the system keeps in memory count as free.
-    [[nodiscard]] std::uint64_t obtainFreeOfGroups() const;
+    [[nodiscard]] std::uint64_t findFreeOfGroups() const;
 
     // What the limits of the address space and of the data segment leave.
-    [[nodiscard]] std::uint64_t obtainFreeAddresses() const;
+    [[nodiscard]] std::uint64_t findFreeAddresses() const;
 
 private:
     std::filesystem::path processRoot;

@@ -13,7 +13,7 @@
 
 namespace melta {
 
-int obtainLargestTeam() {
+int findLargestTeam() {
     constexpr int threadsOfProcessor = 4;
     constexpr int leastLimit = 64;
     return std::min(std::max(threadsOfProcessor * omp_get_num_procs(), leastLimit), omp_get_thread_limit());
@@ -41,7 +41,7 @@ void requireThreads(int numThreads) {
 int limitBlasCallers(int numThreads) {
     constexpr std::uint64_t bufferSize = std::uint64_t{128} << 20; // of OpenBLAS on x86-64
     constexpr std::uint64_t share = 4;                             // most of the space is for the data
-    const std::uint64_t most = MemoryLimits().obtainFreeAddresses() / share / bufferSize;
+    const std::uint64_t most = MemoryLimits().findFreeAddresses() / share / bufferSize;
     return std::max(static_cast<int>(std::min(most, static_cast<std::uint64_t>(std::max(numThreads, 1)))), 1);
 }
 

@@ -6,7 +6,7 @@ namespace melta {
 // The most threads that a run gets: four for each processor that it may use, but not below 64, and never more
 // than the OpenMP runtime allows. More have nothing to work on, and their stacks and buffers would exhaust
 // the machine.
-int obtainLargestTeam();
+int findLargestTeam();
 
 // Stops with "cannot make %d threads." unless a team of so many threads can live at once. The OpenMP runtime
 // ends the process by itself when it cannot make a thread.

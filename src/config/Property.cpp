@@ -48,8 +48,8 @@ void Property::readProperty(const std::string& fileName, const std::string& behl
     printBanner(false, chargeMode);
 }
 
-float obtainLargestCutoff(const Property& property) {
-    return symmFuncKindOf(property).obtainLargestCutoff(property);
+float findLargestCutoff(const Property& property) {
+    return symmFuncKindOf(property).findLargestCutoff(property);
 }
 
 } // namespace melta

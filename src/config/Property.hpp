@@ -153,6 +153,6 @@ public:
 
 // Largest cutoff of the symmetry functions that the settings choose, Angstrom; 0 without functions. Stops
 // with "unknown symmetry function.".
-float obtainLargestCutoff(const Property& property);
+float findLargestCutoff(const Property& property);
 
 } // namespace melta

@@ -115,7 +115,7 @@ struct RateUnits {
     const char* charge;
 };
 
-RateUnits obtainRateUnits(const Property& property) {
+RateUnits findRateUnits(const Property& property) {
     if (property.renormLoss != 0) {
         return {"", property.sqrtLoss != 0 ? " Angstrom" : " Angstrom^2", ""};
     }
@@ -126,7 +126,7 @@ RateUnits obtainRateUnits(const Property& property) {
 }
 
 BannerBlock makeRateLines(const Property& property, bool chargeMode) {
-    const RateUnits units = obtainRateUnits(property);
+    const RateUnits units = findRateUnits(property);
     if (chargeMode) {
         return {{"  Charge Mixing Rate  = ", longText(property.coefCharge, units.charge)}};
     }

@@ -67,7 +67,7 @@ public:
     [[nodiscard]] virtual bool isSame(const Property& a, const Property& b) const = 0;
 
     // Largest distance of a neighbour that counts, Angstrom.
-    [[nodiscard]] virtual float obtainLargestCutoff(const Property& property) const = 0;
+    [[nodiscard]] virtual float findLargestCutoff(const Property& property) const = 0;
 
     // The settings to reduce for less memory, as a message names them.
     [[nodiscard]] virtual const char* keysOfSize() const = 0;

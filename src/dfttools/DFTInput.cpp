@@ -26,7 +26,7 @@ public:
         }
     }
 
-    [[nodiscard]] std::FILE* obtainStream() const { return file; }
+    [[nodiscard]] std::FILE* getStream() const { return file; }
     void commit() { files.commit(); }
 
 private:
@@ -52,7 +52,7 @@ void writeDisplaced(std::FILE* file, const DFTAtom& atom, double length, RandomS
 bool writeDisplacedInput(const std::string& fileName, const DFTTemplate& lines,
                          const std::vector<DFTAtom>& atoms, double shiftAtoms, RandomSource& random) {
     InputReplacement input(fileName);
-    std::FILE* const file = input.obtainStream();
+    std::FILE* const file = input.getStream();
     if (file == nullptr) {
         return false;
     }
@@ -72,7 +72,7 @@ bool writeDisplacedInput(const std::string& fileName, const DFTTemplate& lines,
 bool writeMetropolisInput(const std::string& fileName, const std::vector<std::string>& headLines,
                           const std::string& geometryFile) {
     InputReplacement input(fileName);
-    std::FILE* const file = input.obtainStream();
+    std::FILE* const file = input.getStream();
     if (file == nullptr) {
         return false;
     }

@@ -41,8 +41,8 @@ std::vector<int> drawOrder(int numRecords) {
 void writeRecords(std::FILE* stream, const RecordText& data, std::span<const int> indices) {
     TextCopier out(stream);
     for (const int index : indices) {
-        out.write(data.obtainRecord(index));
-        out.write(data.obtainMissingEnd(index));
+        out.write(data.getRecord(index));
+        out.write(data.findMissingEnd(index));
     }
 }
 
@@ -92,7 +92,7 @@ void replaceFiles(const std::string& fileTrain, const std::string& fileTest, flo
              static_cast<int>(idx.size() - numTest));
     printOut("\n  * Split %.3f of old training data -> new testing data.\n", static_cast<double>(rate));
     writeRecords(files.open(fileTest), data, idx.first(numTest));
-    const std::string_view rest = data.obtainRest();
+    const std::string_view rest = data.getRest();
     if (!rest.empty()) {
         keepRest(files, fileTrain + ".rest", rest);
     }

@@ -27,7 +27,7 @@ void ignoreWriteSignals() {
 // many.
 bool setUpThreads(int numThreads) {
     const int wish = numThreads > 0 ? numThreads : omp_get_max_threads();
-    const int limit = obtainLargestTeam();
+    const int limit = findLargestTeam();
     const int numGiven = std::min(wish, limit);
     const int numCallers = limitBlasCallers(numGiven);
     if (numThreads > 0 || wish > limit || numCallers < numGiven) {

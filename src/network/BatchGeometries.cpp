@@ -75,7 +75,7 @@ void BatchGeometries::requireRoom(Part part, int numBasis, bool derive, const Pr
     constexpr std::uint64_t small = std::uint64_t{64} << 20;
     const std::uint64_t needed = bytesOfSymmFuncs(get(part), static_cast<std::size_t>(numBasis), derive);
     if (needed > small) {
-        requireMemory(needed, MemoryLimits().obtainFree(), property,
+        requireMemory(needed, MemoryLimits().findFree(), property,
                       part == Part::all ? SymmUse::allGeometries : SymmUse::batch);
     }
 }

@@ -105,13 +105,13 @@ public:
 
     void collect(const Geometry& geometry, std::size_t atom, std::size_t lanes, const float* rows,
                  float* values) const override {
-        const std::span<const Neighbor> neighbors = geometry.obtainNeighbors(static_cast<int>(atom));
+        const std::span<const Neighbor> neighbors = geometry.getNeighbors(static_cast<int>(atom));
         kernels::scatterForces(atom, neighbors.size(), atomsOf(neighbors), atomStride, lanes, rows, values);
     }
 
     void spread(const Geometry& geometry, std::size_t atom, std::size_t lanes, const float* valueGrads,
                 float* rowGrads) const override {
-        const std::span<const Neighbor> neighbors = geometry.obtainNeighbors(static_cast<int>(atom));
+        const std::span<const Neighbor> neighbors = geometry.getNeighbors(static_cast<int>(atom));
         kernels::gatherForces(atom, neighbors.size(), atomsOf(neighbors), atomStride, lanes, valueGrads,
                               rowGrads);
     }

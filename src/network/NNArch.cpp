@@ -98,7 +98,7 @@ void NNArch::setGeometriesAll(const GeometrySet* geometrySet) {
     }
     std::vector<Geometry*> all;
     for (int g = 0; g < geometrySet->numGeoms; ++g) {
-        all.push_back(&geometrySet->obtainGeometry(g));
+        all.push_back(&geometrySet->getGeometry(g));
     }
     setGeometriesAll(all);
 }
@@ -337,7 +337,7 @@ void NNArch::goBackwardOnForce() {
 }
 
 std::span<const float> NNArch::obtainEnergies(int index) const {
-    return partOf(energyPass.obtainOutputs(), energyPass.getLayout(), index, 1);
+    return partOf(energyPass.getOutputs(), energyPass.getLayout(), index, 1);
 }
 
 std::span<const float> NNArch::obtainForces(int index) const {
@@ -371,7 +371,7 @@ void NNArch::goBackwardOnCharge(std::span<LossTerm> terms) {
 
 std::span<const float> NNArch::obtainCharges(int index) const {
     requireChargeBatch();
-    return partOf(chargePass.obtainOutputs(), chargePass.getLayout(), index, 1);
+    return partOf(chargePass.getOutputs(), chargePass.getLayout(), index, 1);
 }
 
 void NNArch::squareErrorsOfCharge(std::span<QuantityError> errors) const {

@@ -47,7 +47,7 @@ std::size_t NNEnsemble::getRowLength() const {
     return interLayers.front().getRowLength();
 }
 
-std::vector<NNLayer*> NNEnsemble::obtainLayers() {
+std::vector<NNLayer*> NNEnsemble::getLayers() {
     std::vector<NNLayer*> layers;
     for (NNLayer& layer : interLayers) {
         layers.push_back(&layer);
@@ -56,7 +56,7 @@ std::vector<NNLayer*> NNEnsemble::obtainLayers() {
     return layers;
 }
 
-std::vector<const NNLayer*> NNEnsemble::obtainLayers() const {
+std::vector<const NNLayer*> NNEnsemble::getLayers() const {
     std::vector<const NNLayer*> layers;
     for (const NNLayer& layer : interLayers) {
         layers.push_back(&layer);
@@ -66,7 +66,7 @@ std::vector<const NNLayer*> NNEnsemble::obtainLayers() const {
 }
 
 bool NNEnsemble::isFinite() const {
-    return std::ranges::all_of(obtainLayers(), [](const NNLayer* layer) { return layer->isFinite(); });
+    return std::ranges::all_of(getLayers(), [](const NNLayer* layer) { return layer->isFinite(); });
 }
 
 void NNEnsemble::prepareTile(EnsembleTile& tile, std::size_t numSamples, bool forTraining) const {
@@ -126,11 +126,11 @@ void NNEnsemble::goBackward(EnsembleTile& tile) const {
     }
 }
 
-void NNEnsemble::obtainInputGrads(EnsembleTile& tile) const {
+void NNEnsemble::computeInputGrads(EnsembleTile& tile) const {
     interLayers.front().goBackward(tile.numSamples, tile.layers.front().grad.data(), tile.inpGrad);
 }
 
-void NNEnsemble::obtainSummedInputGrads(EnsembleTile& tile) const {
+void NNEnsemble::computeSummedInputGrads(EnsembleTile& tile) const {
     interLayers.front().goBackwardSummed(tile.numSamples, tile.layers.front().grad.data(), tile.inpGrad);
 }
 
@@ -163,7 +163,7 @@ EnsembleGrads NNEnsemble::makeGrads() const {
 }
 
 void NNEnsemble::initWeightGrad() {
-    for (NNLayer* const layer : obtainLayers()) {
+    for (NNLayer* const layer : getLayers()) {
         layer->initWeightGrad();
     }
 }
@@ -176,7 +176,7 @@ void NNEnsemble::mergeWeightGrad(const EnsembleGrads& grads) {
 }
 
 void NNEnsemble::updateWeight(float alpha, float beta1, float beta2) {
-    for (NNLayer* const layer : obtainLayers()) {
+    for (NNLayer* const layer : getLayers()) {
         layer->updateWeight(alpha, beta1, beta2);
     }
 }

@@ -71,8 +71,8 @@ public:
     [[nodiscard]] bool isFinite() const;
 
     // All layers from the first hidden one to the output layer.
-    std::vector<NNLayer*> obtainLayers();
-    std::vector<const NNLayer*> obtainLayers() const;
+    std::vector<NNLayer*> getLayers();
+    std::vector<const NNLayer*> getLayers() const;
 
     // Makes room for `numSamples` samples. With `forTraining` also for what the weight gradients need, second
     // derivatives included.
@@ -87,10 +87,10 @@ public:
     void goBackward(EnsembleTile& tile) const;
 
     // inpGrad [numSamples][numModels][numInp] = dE/dG of each model, after goBackward.
-    void obtainInputGrads(EnsembleTile& tile) const;
+    void computeInputGrads(EnsembleTile& tile) const;
 
     // inpGrad [numSamples][numInp] = sum over models of dE/dG, after goBackward.
-    void obtainSummedInputGrads(EnsembleTile& tile) const;
+    void computeSummedInputGrads(EnsembleTile& tile) const;
 
     // Adds to grads the gradient of sum outGrad[s][m] outData[s][m], after goBackward. outGrad
     // [numSamples][numModels].

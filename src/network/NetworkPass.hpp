@@ -35,7 +35,7 @@ public:
 
     // Mean over the models, [numAtoms of the batch], and forces [numAtoms of the batch][3], 0 where the
     // last evaluation was without.
-    std::span<const float> obtainOutputs() const { return outputs; }
+    std::span<const float> getOutputs() const { return outputs; }
     std::span<const float> obtainForces() const { return means.front().values; }
     const BatchLayout& getLayout() const { return layout; }
 

@@ -103,9 +103,9 @@ void NetworkTile::goBackwardOnForce(std::span<const DerivativeQuantity* const> q
         part.inpGrad = inpGrad.data() + tile->elementStart[e] * numForces * numBasis;
         batch.ensembles[e].goBackward(part);
         if (forTraining) {
-            batch.ensembles[e].obtainInputGrads(part);
+            batch.ensembles[e].computeInputGrads(part);
         } else {
-            batch.ensembles[e].obtainSummedInputGrads(part);
+            batch.ensembles[e].computeSummedInputGrads(part);
         }
     }
     hasBackward = true;
@@ -134,7 +134,7 @@ void NetworkTile::collectDerived() {
         const Geometry& geometry = geometryOf(piece);
         for (std::size_t a = piece.firstAtom; a < piece.firstAtom + piece.numAtoms; ++a) {
             const std::span<const float> derivs = batch.symm[piece.geometry]->derivsOf(a);
-            const std::size_t numRows = 3 * (geometry.obtainNeighbors(static_cast<int>(a)).size() + 1);
+            const std::size_t numRows = 3 * (geometry.getNeighbors(static_cast<int>(a)).size() + 1);
             rows.reserve(numRows * lanes);
             kernels::multiplyByGrads(numRows, numBasis, numForces, derivs.data(),
                                      inpGrad.data() + columnOf(piece, a) * numForces * numBasis,
@@ -161,7 +161,7 @@ void NetworkTile::goDoubleBackwardOnForce() {
         const BatchTile::Piece& piece = tile->pieces[p];
         const Geometry& geometry = geometryOf(piece);
         for (std::size_t a = 0; a < piece.numAtoms; ++a) {
-            const std::size_t numRows = 3 * (geometry.obtainNeighbors(static_cast<int>(a)).size() + 1);
+            const std::size_t numRows = 3 * (geometry.getNeighbors(static_cast<int>(a)).size() + 1);
             gatherRowGrads(p, a, numRows * lanes);
             kernels::multiplyByRows(
                 numRows, numBasis, numForces, batch.symm[piece.geometry]->derivsOf(a).data(), rows.data(),

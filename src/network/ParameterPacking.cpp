@@ -32,7 +32,7 @@ template <class Ensembles, class Work>
 std::size_t forEachLayer(Ensembles& ensembles, Work&& work) {
     std::size_t offset = 0;
     for (auto& ensemble : ensembles) {
-        const auto layers = ensemble.obtainLayers();
+        const auto layers = ensemble.getLayers();
         for (int m = 0; m < ensemble.getNumModels(); ++m) {
             for (auto* const layer : layers) {
                 work(*layer, m, offset);
@@ -111,8 +111,8 @@ void copyLayers(NNArch& target, const NNArch* source) {
         NNEnsemble& to = targets[e];
         const NNEnsemble& from = sources[e];
         requireSameShape(to, from);
-        const std::vector<NNLayer*> toLayers = to.obtainLayers();
-        const std::vector<const NNLayer*> fromLayers = from.obtainLayers();
+        const std::vector<NNLayer*> toLayers = to.getLayers();
+        const std::vector<const NNLayer*> fromLayers = from.getLayers();
         for (std::size_t l = 0; l < toLayers.size(); ++l) {
             for (int m = 0; m < to.getNumModels(); ++m) {
                 std::ranges::copy(fromLayers[l]->weightOf(m), toLayers[l]->weightOf(m).begin());

@@ -206,7 +206,7 @@ SymmStatistics statisticsOfSet(const SymmFunc& symmFunc, const GeometrySet& geom
     }
     SymmRange range(geometrySet.numElems);
     for (int g = 0; g < geometrySet.numGeoms; ++g) {
-        const Geometry& geometry = geometrySet.obtainGeometry(g);
+        const Geometry& geometry = geometrySet.getGeometry(g);
         SymmRows rows = makeRows(symmFunc, geometry, false);
         calculateByAtoms(symmFunc, geometry, static_cast<std::size_t>(g), rows);
         for (std::size_t a = 0; a < rows.getNumAtoms(); ++a) {

@@ -109,7 +109,7 @@ PeriodicView::PeriodicView(std::span<const double> cell, std::span<const double>
     std::vector<std::size_t> starts;
     for (std::size_t i = 0; i < numLocal; ++i) {
         starts.push_back(entries.size());
-        for (const Neighbor& neighbor : geometry.obtainNeighbors(static_cast<int>(i))) {
+        for (const Neighbor& neighbor : geometry.getNeighbors(static_cast<int>(i))) {
             entries.push_back(indexOf(neighbor));
         }
         lengths.push_back(static_cast<int>(entries.size() - starts.back()));

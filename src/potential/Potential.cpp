@@ -45,7 +45,7 @@ int Potential::elementIndex(const std::string& label) const {
 }
 
 double Potential::cutoff() const {
-    return static_cast<double>(obtainLargestCutoff(model->settings));
+    return static_cast<double>(findLargestCutoff(model->settings));
 }
 
 double Potential::influenceDistance() const {

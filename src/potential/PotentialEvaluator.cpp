@@ -44,7 +44,7 @@ void PotentialEvaluator::evaluate(const std::shared_ptr<const ModelData>& model,
     if (wishes.has(Wish::charges) && model->chargeNetworks.empty()) {
         stopWithMessage("this model has no charges.");
     }
-    const ViewAtoms source(view, model->atomNumbers, obtainLargestCutoff(model->settings));
+    const ViewAtoms source(view, model->atomNumbers, findLargestCutoff(model->settings));
     prepareResult(*model, source.getNumAtoms(), wishes, result);
     tiles.evaluate(*model, source, source.atoms(), wishes, result);
     if (model->baseline) {

@@ -170,9 +170,9 @@ void TileEvaluator::runNetworks(const std::vector<NNEnsemble>& ensembles, std::v
         }
         ensembles[e].goBackward(tiles[e]);
         if (perModel) {
-            ensembles[e].obtainInputGrads(tiles[e]);
+            ensembles[e].computeInputGrads(tiles[e]);
         } else {
-            ensembles[e].obtainSummedInputGrads(tiles[e]);
+            ensembles[e].computeSummedInputGrads(tiles[e]);
         }
     }
 }

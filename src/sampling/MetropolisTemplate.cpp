@@ -60,7 +60,7 @@ std::string geometryText(const Geometry& geometry, const GeometrySet& set) {
 
 void writeMetropolisTemplate(const std::string& fileName, const MetropolisInput& input,
                              const GeometrySet& set) {
-    const Geometry& geometry = set.obtainGeometry(0);
+    const Geometry& geometry = set.getGeometry(0);
     const std::string text = headText(input) + "\n" + swappingText(set) + "\n" + geometryText(geometry, set);
     FileReplacement replacement;
     std::fputs(text.c_str(), replacement.open(fileName));

@@ -55,7 +55,7 @@ void MonteCarloWalk::testEnergy() {
         step.accept = true;
         step.prob = 1.0f;
     } else {
-        step.prob = std::exp(-(units::inverseBoltzmann / obtainTemperature()) * step.deltaE);
+        step.prob = std::exp(-(units::inverseBoltzmann / computeTemperature()) * step.deltaE);
         step.accept = random.drawUniform() < step.prob;
     }
     if (triedEnergy < energyLower || triedEnergy > energyUpper) {
@@ -63,7 +63,7 @@ void MonteCarloWalk::testEnergy() {
     }
 }
 
-float MonteCarloWalk::obtainTemperature() const {
+float MonteCarloWalk::computeTemperature() const {
     if (step.moveType == MetropolisMoves::shift) {
         return input.temperature;
     }

@@ -66,7 +66,7 @@ public:
 
 private:
     void testEnergy();
-    [[nodiscard]] float obtainTemperature() const;
+    [[nodiscard]] float computeTemperature() const;
 
     const MetropolisInput& input;
     MetropolisMoves& moves;

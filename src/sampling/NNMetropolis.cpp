@@ -81,7 +81,7 @@ Geometry& NNMetropolis::prepareGeometry() {
     constexpr bool withShortCoulomb = false;
     constexpr int shortSummary = 2;
     geometrySet->haveReadGeometrySet(property, withShortCoulomb, {}, shortSummary);
-    Geometry& geometry = geometrySet->obtainGeometry(0);
+    Geometry& geometry = geometrySet->getGeometry(0);
     if (geometry.numAtoms != input.numAtoms) {
         stopWithMessage("incorrect number of atoms.");
     }
@@ -95,7 +95,7 @@ void NNMetropolis::walk(Geometry& geometry, MetropolisMoves& moves, const ModelD
     if (input.withShift != 0 && input.shiftInit != 0) {
         shiftAll(geometry, moves);
     }
-    NetworkEnergy energy(model, baseline, geometry, obtainLargestCutoff(*property));
+    NetworkEnergy energy(model, baseline, geometry, findLargestCutoff(*property));
     MonteCarloWalk chain(input, moves, energy, sharedRandom());
     chain.start();
     while (!chain.isDone() && !isInterrupted()) {
@@ -121,7 +121,7 @@ void NNMetropolis::shiftAll(Geometry& geometry, const MetropolisMoves& moves) {
     std::iota(vacancies.begin(), vacancies.end(), 0);
     shiftInitially(moves.getMobileAtoms(), input.shiftCoordInit, geometry.positions, sharedRandom());
     shiftInitially(vacancies, input.shiftCoordInit, input.vacancyCoords, sharedRandom());
-    geometry.updateAtoms(obtainLargestCutoff(*property));
+    geometry.updateAtoms(findLargestCutoff(*property));
 }
 
 } // namespace melta

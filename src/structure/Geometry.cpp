@@ -192,8 +192,8 @@ void Geometry::removeShortCoulomb(float rcut) {
 #pragma omp parallel for schedule(static)
     for (int iatom = 0; iatom < numAtoms; ++iatom) {
         const auto i = static_cast<std::size_t>(iatom);
-        for (const Neighbor& neighbor : obtainNeighbors(iatom)) {
-            const Vector image = obtainNeighborPosition(neighbor);
+        for (const Neighbor& neighbor : getNeighbors(iatom)) {
+            const Vector image = computeNeighborPosition(neighbor);
             const Vector d{positions[3 * i] - image[0], positions[3 * i + 1] - image[1],
                            positions[3 * i + 2] - image[2]};
             const float square = d[0] * d[0] + d[1] * d[1] + d[2] * d[2];

@@ -99,18 +99,16 @@ public:
     [[nodiscard]] bool hasNeighbors() const { return !neighbors.empty(); }
 
     // The list of one atom; empty without lists. Valid until the lists are made anew.
-    [[nodiscard]] std::span<const Neighbor> obtainNeighbors(int iatom) const {
+    [[nodiscard]] std::span<const Neighbor> getNeighbors(int iatom) const {
         assert(iatom >= 0 && iatom < numAtoms);
         return neighbors.empty() ? std::span<const Neighbor>() : neighbors[static_cast<std::size_t>(iatom)];
     }
 
     // Length of the list of one atom.
-    [[nodiscard]] int numNeighbors(int iatom) const {
-        return static_cast<int>(obtainNeighbors(iatom).size());
-    }
+    [[nodiscard]] int numNeighbors(int iatom) const { return static_cast<int>(getNeighbors(iatom).size()); }
 
     // Cartesian position of a neighbour, Angstrom.
-    [[nodiscard]] std::array<float, 3> obtainNeighborPosition(const Neighbor& neighbor) const {
+    [[nodiscard]] std::array<float, 3> computeNeighborPosition(const Neighbor& neighbor) const {
         const std::size_t first = 3 * static_cast<std::size_t>(neighbor.atom);
         std::array<float, 3> position{};
         for (std::size_t c = 0; c < 3; ++c) {

@@ -46,7 +46,7 @@ void GeometrySet::haveReadGeometrySet(const Property* property, bool withShortCo
     std::vector<int> order(geometries.size());
     std::iota(order.begin(), order.end(), 0);
     sharedRandom().shuffle(order);
-    const float rcut = obtainLargestCutoff(*property);
+    const float rcut = findLargestCutoff(*property);
     prepareGeometries(order, rcut, withShortCoulomb);
     if (baselineRemoval) {
         baselineRemoval(*this, *property, order);
@@ -78,7 +78,7 @@ void GeometrySet::prepareGeometries(std::span<const int> order, float rcut, bool
     ParallelGuard guard;
 #pragma omp parallel for schedule(static)
     for (const int index : order) {
-        guard.run([&] { obtainGeometry(index).haveSetAtoms(rcut, withShortCoulomb); });
+        guard.run([&] { getGeometry(index).haveSetAtoms(rcut, withShortCoulomb); });
     }
     allocateFor("neighbor lists", [&] { guard.rethrow(); });
 }
@@ -90,7 +90,7 @@ void GeometrySet::findCloseAtoms(std::span<const int> order, float rcut) {
 #pragma omp parallel for schedule(static)
     for (const int index : order) {
         guard.run([&] {
-            const Geometry& geometry = obtainGeometry(index);
+            const Geometry& geometry = getGeometry(index);
             const bool isClose =
                 haveCloseAtoms(geometry.lattice, geometry.invLattice, geometry.positions, rcut);
             areClose[static_cast<std::size_t>(index)] = isClose ? 1 : 0;
@@ -165,7 +165,7 @@ void GeometrySet::printElements(int mode) const {
     }
 }
 
-Geometry& GeometrySet::obtainGeometry(int index) const {
+Geometry& GeometrySet::getGeometry(int index) const {
     if (index < 0 || index >= static_cast<int>(geometries.size())) {
         stopWithMessage("index of geometry is out of range.");
     }

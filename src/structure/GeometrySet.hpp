@@ -98,7 +98,7 @@ public:
     void printGeometrySet(int mode) const;
 
     // Stops with "index of geometry is out of range.".
-    [[nodiscard]] Geometry& obtainGeometry(int index) const;
+    [[nodiscard]] Geometry& getGeometry(int index) const;
 
     // Label of a kind, and its mean energy (eV), which is known after haveReadGeometrySet.
     // Stop with "index of element is out of range.".

@@ -8,11 +8,11 @@
 namespace melta {
 
 void NeighborArrays::update(const Geometry& geometry, int iatom) {
-    const auto neighbors = geometry.obtainNeighbors(iatom);
+    const auto neighbors = geometry.getNeighbors(iatom);
     const float* const center = geometry.positions.data() + 3 * static_cast<std::size_t>(iatom);
     reserve(neighbors.size());
     for (std::size_t n = 0; n < neighbors.size(); ++n) {
-        const auto position = geometry.obtainNeighborPosition(neighbors[n]);
+        const auto position = geometry.computeNeighborPosition(neighbors[n]);
         const auto atom = static_cast<std::size_t>(neighbors[n].atom);
         store(n, {position[0] - center[0], position[1] - center[1], position[2] - center[2]},
               {geometry.elements[atom], geometry.atomNumbers[atom], neighbors[n].atom,

@@ -169,7 +169,7 @@ void BlockSymmFunc::pickAngle(const NeighborArrays& neighbors, Workspace& work) 
 template <class Visit>
 void BlockSymmFunc::forEachRadiusBlock(const Workspace& work, Visit&& visit) const {
     for (int kind = 0; kind < numKinds(); ++kind) {
-        visit(work.shell.obtainRange(static_cast<std::size_t>(kind)), kind * numRadius);
+        visit(work.shell.getRange(static_cast<std::size_t>(kind)), kind * numRadius);
     }
 }
 
@@ -179,8 +179,8 @@ void BlockSymmFunc::forEachAngleBlock(const Workspace& work, Visit&& visit) cons
     for (int first = 0; first < numKinds(); ++first) {
         for (int second = 0; second <= first; ++second) {
             const int pair = second + first * (first + 1) / 2;
-            visit(work.shell.obtainRange(static_cast<std::size_t>(first)),
-                  work.shell.obtainRange(static_cast<std::size_t>(second)),
+            visit(work.shell.getRange(static_cast<std::size_t>(first)),
+                  work.shell.getRange(static_cast<std::size_t>(second)),
                   sizeRadiusBasis + pair * angleLength());
         }
     }
@@ -190,9 +190,9 @@ void BlockSymmFunc::calculateRadius(const NeighborArrays& neighbors, Workspace& 
                                     std::span<float> derivatives) const {
     pickRadius(neighbors, work);
     const auto& shell = work.shell.shell();
-    const auto scratch = work.reserveScratch(obtainRadiusScratchSize(shell.size));
+    const auto scratch = work.reserveScratch(countRadiusScratch(shell.size));
     forEachRadiusBlock(work, [&](NeighborRange range, int start) {
-        computeRadius(shell, range, obtainBlock(values, derivatives, start, numRadius), scratch);
+        computeRadius(shell, range, makeBlock(values, derivatives, start, numRadius), scratch);
     });
 }
 
@@ -200,10 +200,10 @@ void BlockSymmFunc::calculateAngle(const NeighborArrays& neighbors, Workspace& w
                                    std::span<float> derivatives) const {
     pickAngle(neighbors, work);
     const auto& shell = work.shell.shell();
-    const auto scratch = work.reserveScratch(obtainAngleScratchSize(shell.size));
+    const auto scratch = work.reserveScratch(countAngleScratch(shell.size));
     prepareAngle(shell, scratch);
     forEachAngleBlock(work, [&](NeighborRange first, NeighborRange second, int start) {
-        computeAngle(shell, first, second, obtainBlock(values, derivatives, start, angleLength()), scratch);
+        computeAngle(shell, first, second, makeBlock(values, derivatives, start, angleLength()), scratch);
     });
 }
 
@@ -238,7 +238,7 @@ void BlockSymmFunc::addAngleGradients(const NeighborArrays& neighbors, Workspace
                                       std::span<const float> byValues, std::span<float> byPositions) const {
     pickAngle(neighbors, work);
     const auto& shell = work.shell.shell();
-    const auto scratch = work.reserveScratch(obtainGradientScratchSize(shell.size));
+    const auto scratch = work.reserveScratch(countGradientScratch(shell.size));
     const ShellGradient gradient = work.clearGradient();
     prepareAngleGradient(shell, scratch);
     forEachAngleBlock(work, [&](NeighborRange first, NeighborRange second, int start) {
@@ -249,8 +249,8 @@ void BlockSymmFunc::addAngleGradients(const NeighborArrays& neighbors, Workspace
     addToEntries(shell, gradient, byPositions);
 }
 
-BasisBlock BlockSymmFunc::obtainBlock(std::span<float> values, std::span<float> derivatives, int start,
-                                      int size) const {
+BasisBlock BlockSymmFunc::makeBlock(std::span<float> values, std::span<float> derivatives, int start,
+                                    int size) const {
     const auto offset = static_cast<std::size_t>(start);
     return {.values = values.subspan(offset, static_cast<std::size_t>(size)),
             .diff = derivatives.empty() ? nullptr : derivatives.data() + offset,

@@ -31,8 +31,8 @@ protected:
                   float radiusCutoff, float angleCutoff);
 
     // Length of the scratch array that the calls below get, for shells of that many neighbours.
-    [[nodiscard]] virtual std::size_t obtainRadiusScratchSize(std::size_t numNeighbors) const = 0;
-    [[nodiscard]] virtual std::size_t obtainAngleScratchSize(std::size_t numNeighbors) const = 0;
+    [[nodiscard]] virtual std::size_t countRadiusScratch(std::size_t numNeighbors) const = 0;
+    [[nodiscard]] virtual std::size_t countAngleScratch(std::size_t numNeighbors) const = 0;
 
     // Writes everything that belongs to the columns of a radial block: the values, the rows of the neighbours
     // in the range, and the rows of the central atom.
@@ -53,7 +53,7 @@ protected:
     // own, which the prepare call, at first, may fill.
     virtual void addRadiusGradient(const NeighborShell& shell, NeighborRange range,
                                    std::span<const float> gradient, const ShellGradient& result) const = 0;
-    [[nodiscard]] virtual std::size_t obtainGradientScratchSize(std::size_t numNeighbors) const = 0;
+    [[nodiscard]] virtual std::size_t countGradientScratch(std::size_t numNeighbors) const = 0;
     virtual void prepareAngleGradient(const NeighborShell& shell, std::span<float> scratch) const;
     virtual void addAngleGradient(const NeighborShell& shell, NeighborRange first, NeighborRange second,
                                   std::span<const float> gradient, const ShellGradient& result,
@@ -93,8 +93,8 @@ private:
                            std::span<float> byPositions) const;
     void calculateAngle(const NeighborArrays& neighbors, Workspace& work, std::span<float> values,
                         std::span<float> derivatives) const;
-    [[nodiscard]] BasisBlock obtainBlock(std::span<float> values, std::span<float> derivatives, int start,
-                                         int size) const;
+    [[nodiscard]] BasisBlock makeBlock(std::span<float> values, std::span<float> derivatives, int start,
+                                       int size) const;
 };
 
 } // namespace melta

@@ -26,9 +26,7 @@ public:
                       float rcut, bool withRoot);
 
     [[nodiscard]] const NeighborShell& shell() const { return picked; }
-    [[nodiscard]] NeighborRange obtainRange(std::size_t kind) const {
-        return {starts[kind], starts[kind + 1]};
-    }
+    [[nodiscard]] NeighborRange getRange(std::size_t kind) const { return {starts[kind], starts[kind + 1]}; }
 
 private:
     static constexpr std::size_t numArrays = 6;

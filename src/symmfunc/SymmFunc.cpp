@@ -33,7 +33,7 @@ void SymmFunc::checkArguments(const Geometry& geometry, int iatom, std::span<con
     if (symmData.size() < static_cast<std::size_t>(numBasis)) {
         stopWithMessage("symmData is too short.");
     }
-    if (!symmDiff.empty() && symmDiff.size() < diffSize(geometry.obtainNeighbors(iatom).size())) {
+    if (!symmDiff.empty() && symmDiff.size() < diffSize(geometry.getNeighbors(iatom).size())) {
         stopWithMessage("symmDiff is too short.");
     }
 }

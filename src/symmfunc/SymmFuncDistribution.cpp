@@ -67,7 +67,7 @@ void SymmFuncDistribution::calcDistribution(const GeometrySet* geometrySet,
     }
     resizeCounts();
     for (int i = 0; i < numGeoms; ++i) {
-        countGeometry(geometrySet->obtainGeometry(i));
+        countGeometry(geometrySet->getGeometry(i));
         if (bar) {
             bar->advance(i);
         }
@@ -204,7 +204,7 @@ bool SymmFuncDistribution::isOutside(int element, std::span<const float> symmDat
     return false;
 }
 
-std::int32_t SymmFuncDistribution::obtainCount(int element, int bin, int function) const {
+std::int32_t SymmFuncDistribution::getCount(int element, int bin, int function) const {
     const auto place = static_cast<std::size_t>(bin) * static_cast<std::size_t>(numBasis);
     return distributions[static_cast<std::size_t>(element)][place + static_cast<std::size_t>(function)];
 }

@@ -63,7 +63,7 @@ public:
     [[nodiscard]] int getNumDists() const { return numDists; }
 
     // Count of bin `bin` of function `function` of element `element`.
-    [[nodiscard]] std::int32_t obtainCount(int element, int bin, int function) const;
+    [[nodiscard]] std::int32_t getCount(int element, int bin, int function) const;
 
 private:
     void resizeCounts();

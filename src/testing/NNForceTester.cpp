@@ -45,7 +45,7 @@ void NNForceTester::performTesting(const std::string& networkFile, float positio
     const auto model = restoreModel(*property, *geometrySet, networkFile, withCharges);
     printOut("  Force Testing:\n\n");
     flushOut();
-    Geometry& geometry = geometrySet->obtainGeometry(0);
+    Geometry& geometry = geometrySet->getGeometry(0);
     tellLackingElements(*model, *geometrySet);
     GeometryPredictor networks(*model);
     testGeometry(networks, geometry, positionShift);

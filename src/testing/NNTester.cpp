@@ -65,7 +65,7 @@ void NNTester::performTesting(const std::string& networkFile, const std::string&
     Tables tables = openTables(files);
     tellLackingElements(*networks, *geometrySet);
     for (int g = 0; g < geometrySet->numGeoms; ++g) {
-        testGeometry(model, geometrySet->obtainGeometry(g), errors, tables);
+        testGeometry(model, geometrySet->getGeometry(g), errors, tables);
     }
     printErrors(errors);
     tables.etot.close();

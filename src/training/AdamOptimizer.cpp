@@ -100,7 +100,7 @@ void AdamOptimizer::setBatch(int position) const {
 std::vector<Geometry*> AdamOptimizer::geometriesOf(const std::vector<int>& batch) const {
     std::vector<Geometry*> geometries;
     for (const int g : batch) {
-        geometries.push_back(state->geomsOfSuper.empty() ? &state->geometrySet->obtainGeometry(g)
+        geometries.push_back(state->geomsOfSuper.empty() ? &state->geometrySet->getGeometry(g)
                                                          : state->geomsOfSuper[static_cast<std::size_t>(g)]);
     }
     return geometries;

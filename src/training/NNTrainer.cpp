@@ -205,7 +205,7 @@ void NNTrainer::chooseGeometries() {
     state.geomsOfSuper.clear();
     for (int i = 0; i < state.numGeomsSuper; ++i) {
         const int next = permutation[static_cast<std::size_t>((position + i) % numGeoms)];
-        state.geomsOfSuper.push_back(&getGeometrySet().obtainGeometry(next));
+        state.geomsOfSuper.push_back(&getGeometrySet().getGeometry(next));
     }
     position += state.numGeomsSuper;
     if (position >= numGeoms) {

@@ -17,7 +17,7 @@ bool isAligned(const void* pointer) {
     return reinterpret_cast<std::uintptr_t>(pointer) % 64 == 0;
 }
 
-TEST(AlignedBufferTest, newBufferIsEmpty) {
+TEST(AlignedBufferTest, NewBufferIsEmpty) {
     AlignedBuffer<float> buffer;
 
     buffer.setZero();
@@ -27,7 +27,7 @@ TEST(AlignedBufferTest, newBufferIsEmpty) {
     EXPECT_TRUE(buffer.span().empty());
 }
 
-TEST(AlignedBufferTest, everySizeBeginsAtACacheLine) {
+TEST(AlignedBufferTest, EverySizeBeginsAtACacheLine) {
     for (const std::size_t size : {1U, 3U, 16U, 1000U}) {
         const AlignedBuffer<float> floats(size);
         const AlignedBuffer<char> bytes(size);
@@ -39,7 +39,7 @@ TEST(AlignedBufferTest, everySizeBeginsAtACacheLine) {
     }
 }
 
-TEST(AlignedBufferTest, elementsAreWritableThroughAllViews) {
+TEST(AlignedBufferTest, ElementsAreWritableThroughAllViews) {
     AlignedBuffer<int> buffer(5);
 
     std::iota(buffer.span().begin(), buffer.span().end(), 10);
@@ -51,7 +51,7 @@ TEST(AlignedBufferTest, elementsAreWritableThroughAllViews) {
     EXPECT_EQ(reader.span().back(), 14);
 }
 
-TEST(AlignedBufferTest, setZeroClearsEveryElement) {
+TEST(AlignedBufferTest, SetZeroClearsEveryElement) {
     AlignedBuffer<float> buffer(100);
     std::fill(buffer.span().begin(), buffer.span().end(), 3.0f);
 
@@ -60,7 +60,7 @@ TEST(AlignedBufferTest, setZeroClearsEveryElement) {
     EXPECT_EQ(std::count(buffer.span().begin(), buffer.span().end(), 0.0f), 100);
 }
 
-TEST(AlignedBufferTest, resizeToTheSameSizeKeepsTheContents) {
+TEST(AlignedBufferTest, ResizeToTheSameSizeKeepsTheContents) {
     AlignedBuffer<int> buffer(4);
     buffer[3] = 7;
 
@@ -69,7 +69,7 @@ TEST(AlignedBufferTest, resizeToTheSameSizeKeepsTheContents) {
     EXPECT_EQ(buffer[3], 7);
 }
 
-TEST(AlignedBufferTest, resizeGrowsAndShrinks) {
+TEST(AlignedBufferTest, ResizeGrowsAndShrinks) {
     AlignedBuffer<int> buffer(4);
 
     buffer.resize(9);
@@ -80,7 +80,7 @@ TEST(AlignedBufferTest, resizeGrowsAndShrinks) {
     EXPECT_TRUE(buffer.empty());
 }
 
-TEST(AlignedBufferTest, reserveNeverShrinks) {
+TEST(AlignedBufferTest, ReserveNeverShrinks) {
     AlignedBuffer<int> buffer(8);
     buffer[7] = 5;
 
@@ -91,7 +91,7 @@ TEST(AlignedBufferTest, reserveNeverShrinks) {
     EXPECT_EQ(buffer.size(), 20U);
 }
 
-TEST(AlignedBufferTest, moveHandsTheStorageOver) {
+TEST(AlignedBufferTest, MoveHandsTheStorageOver) {
     AlignedBuffer<int> source(6);
     source[5] = 11;
     const int* const storage = source.data();

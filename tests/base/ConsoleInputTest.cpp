@@ -26,7 +26,7 @@ Answers answersOf(const std::string& text, std::size_t numAnswers) {
     return answers;
 }
 
-TEST(ConsoleInputTest, eachAnswerIsOneLineBehindThePrompt) {
+TEST(ConsoleInputTest, EachAnswerIsOneLineBehindThePrompt) {
     const test::StandardInput input("first\nsecond\n");
     std::optional<std::string> first;
     std::optional<std::string> second;
@@ -40,32 +40,32 @@ TEST(ConsoleInputTest, eachAnswerIsOneLineBehindThePrompt) {
     EXPECT_EQ(secondOutput, ">>> ");
 }
 
-TEST(ConsoleInputTest, emptyLineIsAnEmptyAnswer) {
+TEST(ConsoleInputTest, EmptyLineIsAnEmptyAnswer) {
     EXPECT_EQ(answersOf("\n\nthird\n", 3), (Answers{"", "", "third"}));
 }
 
-TEST(ConsoleInputTest, answersAreKeptAsTheyStand) {
+TEST(ConsoleInputTest, AnswersAreKeptAsTheyStand) {
     EXPECT_EQ(answersOf("  two words\t\nwindows\r\n\xff\xfe\n", 3),
               (Answers{"  two words\t", "windows\r", "\xff\xfe"}));
     EXPECT_EQ(answersOf("a\0b\n"s, 1), Answers{"a\0b"s});
 }
 
-TEST(ConsoleInputTest, lastLineNeedsNoLineEnd) {
+TEST(ConsoleInputTest, LastLineNeedsNoLineEnd) {
     EXPECT_EQ(answersOf("only", 2), (Answers{"only", std::nullopt}));
 }
 
-TEST(ConsoleInputTest, endedInputGivesNoAnswerAgainAndAgain) {
+TEST(ConsoleInputTest, EndedInputGivesNoAnswerAgainAndAgain) {
     EXPECT_EQ(answersOf("", 3), (Answers{std::nullopt, std::nullopt, std::nullopt}));
     EXPECT_EQ(answersOf("only\n", 3), (Answers{"only", std::nullopt, std::nullopt}));
 }
 
-TEST(ConsoleInputTest, promptIsPrintedWithoutInputToo) {
+TEST(ConsoleInputTest, PromptIsPrintedWithoutInputToo) {
     const test::StandardInput input("");
 
     EXPECT_EQ(test::outputOf([] { readAnswer(); }), ">>> ");
 }
 
-TEST(ConsoleInputTest, longLineIsCutAndItsRestSkipped) {
+TEST(ConsoleInputTest, LongLineIsCutAndItsRestSkipped) {
     const std::string longest(LineReader::maxLineLength, 'x');
 
     EXPECT_EQ(answersOf(longest + "\nnext\n", 2), (Answers{longest, "next"}));

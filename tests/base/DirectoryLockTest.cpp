@@ -26,7 +26,7 @@ protected:
         "another run works in this directory: " + std::filesystem::canonical(directory.path()).string();
 };
 
-TEST_F(DirectoryLockTest, secondOneIsRefusedWhileTheFirstLives) {
+TEST_F(DirectoryLockTest, SecondOneIsRefusedWhileTheFirstLives) {
     std::optional<DirectoryLock> first(std::in_place);
 
     EXPECT_EQ(attempt(), refusal);
@@ -37,13 +37,13 @@ TEST_F(DirectoryLockTest, secondOneIsRefusedWhileTheFirstLives) {
     EXPECT_EQ(attempt(), "(no stop)");
 }
 
-TEST_F(DirectoryLockTest, leavesNoFile) {
+TEST_F(DirectoryLockTest, LeavesNoFile) {
     const DirectoryLock lock;
 
     EXPECT_TRUE(std::filesystem::is_empty(directory.path()));
 }
 
-TEST_F(DirectoryLockTest, otherDirectoriesAreFree) {
+TEST_F(DirectoryLockTest, OtherDirectoriesAreFree) {
     const DirectoryLock lock;
     const test::TemporaryDirectory other;
     const test::WorkingDirectory there(other.path());
@@ -51,7 +51,7 @@ TEST_F(DirectoryLockTest, otherDirectoriesAreFree) {
     EXPECT_EQ(attempt(), "(no stop)");
 }
 
-TEST_F(DirectoryLockTest, otherNamesOfTheDirectoryLeadToTheSameLock) {
+TEST_F(DirectoryLockTest, OtherNamesOfTheDirectoryLeadToTheSameLock) {
     const DirectoryLock lock;
     const test::TemporaryDirectory other;
     std::filesystem::create_directory_symlink(directory.path(), other.file("link"));
@@ -60,7 +60,7 @@ TEST_F(DirectoryLockTest, otherNamesOfTheDirectoryLeadToTheSameLock) {
     EXPECT_EQ(attempt(), refusal);
 }
 
-TEST_F(DirectoryLockTest, directoryThatCannotBeWrittenIsLockedToo) {
+TEST_F(DirectoryLockTest, DirectoryThatCannotBeWrittenIsLockedToo) {
     std::filesystem::permissions(directory.path(),
                                  std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
     const DirectoryLock lock;
@@ -69,7 +69,7 @@ TEST_F(DirectoryLockTest, directoryThatCannotBeWrittenIsLockedToo) {
     std::filesystem::permissions(directory.path(), std::filesystem::perms::owner_all);
 }
 
-TEST_F(DirectoryLockTest, diesWithItsProcess) {
+TEST_F(DirectoryLockTest, DiesWithItsProcess) {
     int pipeEnds[2];
     ASSERT_EQ(pipe(pipeEnds), 0);
     const pid_t child = fork();

@@ -76,7 +76,7 @@ bool areSame(Number a, Number b) {
     return (std::isnan(a) && std::isnan(b)) || (a == b && std::signbit(a) == std::signbit(b));
 }
 
-TEST(FieldScannerTest, wholeNumbersAreReadAsByTheLibrary) {
+TEST(FieldScannerTest, WholeNumbersAreReadAsByTheLibrary) {
     for (const std::string text : numberTexts) {
         int expected = -99;
         int value = -99;
@@ -89,7 +89,7 @@ TEST(FieldScannerTest, wholeNumbersAreReadAsByTheLibrary) {
     }
 }
 
-TEST(FieldScannerTest, floatsAreReadAsByTheLibrary) {
+TEST(FieldScannerTest, FloatsAreReadAsByTheLibrary) {
     for (const std::string text : numberTexts) {
         float expected = -99.0f;
         float value = -99.0f;
@@ -102,7 +102,7 @@ TEST(FieldScannerTest, floatsAreReadAsByTheLibrary) {
     }
 }
 
-TEST(FieldScannerTest, doublesAreReadAsByTheLibrary) {
+TEST(FieldScannerTest, DoublesAreReadAsByTheLibrary) {
     for (const std::string text : numberTexts) {
         double expected = -99.0;
         double value = -99.0;
@@ -115,7 +115,7 @@ TEST(FieldScannerTest, doublesAreReadAsByTheLibrary) {
     }
 }
 
-TEST(FieldScannerTest, wordsAreReadAsByTheLibrary) {
+TEST(FieldScannerTest, WordsAreReadAsByTheLibrary) {
     for (const std::string text :
          {"", "  ", "word", "  word", "two words", "\tword\r\n", "#", "a\vb", "\xe4\xff z"}) {
         char expected[32] = "";
@@ -129,7 +129,7 @@ TEST(FieldScannerTest, wordsAreReadAsByTheLibrary) {
     }
 }
 
-TEST(FieldScannerTest, fieldsFollowOneAnotherAsByTheLibrary) {
+TEST(FieldScannerTest, FieldsFollowOneAnotherAsByTheLibrary) {
     const std::string text = " Si  14 1.5e1-2.25 0x10 tail";
     char expectedWord[32] = "";
     int expectedInt = 0;
@@ -158,7 +158,7 @@ TEST(FieldScannerTest, fieldsFollowOneAnotherAsByTheLibrary) {
     EXPECT_EQ(tail, "tail");
 }
 
-TEST(FieldScannerTest, wholeNumbersBeyond32BitsAreUnreadable) {
+TEST(FieldScannerTest, WholeNumbersBeyond32BitsAreUnreadable) {
     for (const std::string text :
          {"2147483648", "-2147483649", "99999999999999999999", "-99999999999999999999"}) {
         int value = 5;
@@ -168,7 +168,7 @@ TEST(FieldScannerTest, wholeNumbersBeyond32BitsAreUnreadable) {
     }
 }
 
-TEST(FieldScannerTest, longNumbersAreReadAndCutToTheirRange) {
+TEST(FieldScannerTest, LongNumbersAreReadAndCutToTheirRange) {
     const std::vector<std::pair<std::string, long long>> cases = {
         {"-7", -7},
         {" 2147483648 x", 2147483648},
@@ -188,7 +188,7 @@ TEST(FieldScannerTest, longNumbersAreReadAndCutToTheirRange) {
     EXPECT_EQ(value, 5);
 }
 
-TEST(FieldScannerTest, tooLargeNumbersAreInfinities) {
+TEST(FieldScannerTest, TooLargeNumbersAreInfinities) {
     float floatValue = 0.0f;
     double doubleValue = 0.0;
 
@@ -199,7 +199,7 @@ TEST(FieldScannerTest, tooLargeNumbersAreInfinities) {
     EXPECT_EQ(doubleValue, -std::numeric_limits<double>::infinity());
 }
 
-TEST(FieldScannerTest, tornNumbersGiveTheirReadableBeginning) {
+TEST(FieldScannerTest, TornNumbersGiveTheirReadableBeginning) {
     for (const std::string text : {"0xg", "1e+", "1ex", "infin"}) {
         float value = -99.0f;
         FieldScanner scanner(text);
@@ -212,7 +212,7 @@ TEST(FieldScannerTest, tornNumbersGiveTheirReadableBeginning) {
     }
 }
 
-TEST(FieldScannerTest, everythingFailsBehindTheFirstUnreadableField) {
+TEST(FieldScannerTest, EverythingFailsBehindTheFirstUnreadableField) {
     const std::string text = "x 1 2.5 word";
     int intValue = 5;
     float floatValue = 5.0f;
@@ -231,7 +231,7 @@ TEST(FieldScannerTest, everythingFailsBehindTheFirstUnreadableField) {
     EXPECT_EQ(word, "kept");
 }
 
-TEST(FieldScannerTest, lineEndsAtItsFirstNul) {
+TEST(FieldScannerTest, LineEndsAtItsFirstNul) {
     const std::string text = "1\0 2"s;
     FieldScanner scanner(text);
     int first = 0;
@@ -241,7 +241,7 @@ TEST(FieldScannerTest, lineEndsAtItsFirstNul) {
     EXPECT_FALSE(scanner.readInt(second));
 }
 
-TEST(FieldScannerTest, longWordsAreReadWhole) {
+TEST(FieldScannerTest, LongWordsAreReadWhole) {
     const std::string text(100000, 'w');
     std::string word;
 

@@ -44,7 +44,7 @@ int countThreadsThatFlush(int numThreads) {
     return count;
 }
 
-TEST(FloatControlTest, denormalResultsBecomeZero) {
+TEST(FloatControlTest, DenormalResultsBecomeZero) {
     runInFreshThread([] {
         const std::uint32_t before = computeWithDenormals().result;
         flushDenormals();
@@ -55,7 +55,7 @@ TEST(FloatControlTest, denormalResultsBecomeZero) {
     });
 }
 
-TEST(FloatControlTest, denormalOperandsCountAsZero) {
+TEST(FloatControlTest, DenormalOperandsCountAsZero) {
     runInFreshThread([] {
         const std::uint32_t before = computeWithDenormals().operand;
         flushDenormals();
@@ -66,7 +66,7 @@ TEST(FloatControlTest, denormalOperandsCountAsZero) {
     });
 }
 
-TEST(FloatControlTest, everyThreadOfATeamFlushes) {
+TEST(FloatControlTest, EveryThreadOfATeamFlushes) {
     runInFreshThread([] {
         omp_set_num_threads(4);
         const int before = countThreadsThatFlush(4);

@@ -21,13 +21,13 @@ void pauseBeyondABurst() {
     std::this_thread::sleep_for(std::chrono::milliseconds(80));
 }
 
-TEST_F(InterruptTest, nothingIsRequestedAtFirst) {
+TEST_F(InterruptTest, NothingIsRequestedAtFirst) {
     installInterruptHandlers();
 
     EXPECT_FALSE(isInterrupted());
 }
 
-TEST_F(InterruptTest, eachSignalIsARequest) {
+TEST_F(InterruptTest, EachSignalIsARequest) {
     for (const int signalNumber : {SIGINT, SIGTERM, SIGHUP}) {
         installInterruptHandlers();
         std::raise(signalNumber);
@@ -38,7 +38,7 @@ TEST_F(InterruptTest, eachSignalIsARequest) {
     }
 }
 
-TEST_F(InterruptTest, requestStands) {
+TEST_F(InterruptTest, RequestStands) {
     installInterruptHandlers();
     std::raise(SIGTERM);
 
@@ -48,7 +48,7 @@ TEST_F(InterruptTest, requestStands) {
     EXPECT_TRUE(isInterrupted());
 }
 
-TEST_F(InterruptTest, burstIsOneRequest) {
+TEST_F(InterruptTest, BurstIsOneRequest) {
     installInterruptHandlers();
 
     std::raise(SIGTERM);
@@ -58,7 +58,7 @@ TEST_F(InterruptTest, burstIsOneRequest) {
     EXPECT_TRUE(isInterrupted());
 }
 
-TEST_F(InterruptTest, ignoredHangUpStaysIgnored) {
+TEST_F(InterruptTest, IgnoredHangUpStaysIgnored) {
     const auto before = std::signal(SIGHUP, SIG_IGN);
     installInterruptHandlers();
 
@@ -71,7 +71,7 @@ TEST_F(InterruptTest, ignoredHangUpStaysIgnored) {
     EXPECT_EQ(std::signal(SIGHUP, before), SIG_IGN);
 }
 
-TEST_F(InterruptTest, removingBringsTheFormerActionsBack) {
+TEST_F(InterruptTest, RemovingBringsTheFormerActionsBack) {
     const auto before = std::signal(SIGINT, SIG_IGN);
 
     installInterruptHandlers();
@@ -80,7 +80,7 @@ TEST_F(InterruptTest, removingBringsTheFormerActionsBack) {
     EXPECT_EQ(std::signal(SIGINT, before), SIG_IGN);
 }
 
-TEST_F(InterruptDeathTest, secondSignalEndsTheProcessWithItsDefaultAction) {
+TEST_F(InterruptDeathTest, SecondSignalEndsTheProcessWithItsDefaultAction) {
     EXPECT_EXIT(
         {
             installInterruptHandlers();
@@ -92,7 +92,7 @@ TEST_F(InterruptDeathTest, secondSignalEndsTheProcessWithItsDefaultAction) {
         testing::KilledBySignal(SIGINT), "");
 }
 
-TEST_F(InterruptDeathTest, withoutHandlersASignalEndsTheProcess) {
+TEST_F(InterruptDeathTest, WithoutHandlersASignalEndsTheProcess) {
     EXPECT_EXIT(
         {
             installInterruptHandlers();

@@ -34,49 +34,49 @@ protected:
 
 using Lines = std::vector<std::string>;
 
-TEST_F(LineReaderTest, readsLineByLineWithoutTheLineEnds) {
+TEST_F(LineReaderTest, ReadsLineByLineWithoutTheLineEnds) {
     EXPECT_EQ(linesOf("first\n second \n\nlast\n"), (Lines{"first", " second ", "", "last"}));
 }
 
-TEST_F(LineReaderTest, lastLineNeedsNoLineEnd) {
+TEST_F(LineReaderTest, LastLineNeedsNoLineEnd) {
     EXPECT_EQ(linesOf("first\nlast"), (Lines{"first", "last"}));
 }
 
-TEST_F(LineReaderTest, emptyFileHasNoLines) {
+TEST_F(LineReaderTest, EmptyFileHasNoLines) {
     EXPECT_EQ(linesOf(""), Lines{});
 }
 
-TEST_F(LineReaderTest, loneLineEndIsOneEmptyLine) {
+TEST_F(LineReaderTest, LoneLineEndIsOneEmptyLine) {
     EXPECT_EQ(linesOf("\n"), Lines{""});
 }
 
-TEST_F(LineReaderTest, nulBytesAreKept) {
+TEST_F(LineReaderTest, NulBytesAreKept) {
     EXPECT_EQ(linesOf("a\0b\n\0"s), (Lines{"a\0b"s, "\0"s}));
 }
 
-TEST_F(LineReaderTest, carriageReturnsAreKept) {
+TEST_F(LineReaderTest, CarriageReturnsAreKept) {
     EXPECT_EQ(linesOf("a\r\nb\rc\r\n"), (Lines{"a\r", "b\rc\r"}));
 }
 
-TEST_F(LineReaderTest, bytesBeyondAsciiAreKept) {
+TEST_F(LineReaderTest, BytesBeyondAsciiAreKept) {
     EXPECT_EQ(linesOf("\xff\xfe\n"), Lines{"\xff\xfe"});
 }
 
-TEST_F(LineReaderTest, longLinesAreReadWhole) {
+TEST_F(LineReaderTest, LongLinesAreReadWhole) {
     const std::string longest(LineReader::maxLineLength, 'x');
 
     EXPECT_EQ(linesOf(longest + "\nnext\n"), (Lines{longest, "next"}));
     EXPECT_EQ(linesOf(longest), Lines{longest});
 }
 
-TEST_F(LineReaderTest, tooLongLineStopsWithTheFile) {
+TEST_F(LineReaderTest, TooLongLineStopsWithTheFile) {
     test::writeTextFile(name, std::string(LineReader::maxLineLength + 1, 'x'));
     LineReader reader(name);
 
     EXPECT_EQ(stopMessageOf([&] { reader.next(); }), "too long line: " + name);
 }
 
-TEST_F(LineReaderTest, tooLongLineIsTheEndIfAskedTo) {
+TEST_F(LineReaderTest, TooLongLineIsTheEndIfAskedTo) {
     test::writeTextFile(name, "first\n" + std::string(LineReader::maxLineLength + 1, 'x') + "\nlast\n");
     LineReader reader(name, LineReader::Overlong::end);
 
@@ -86,7 +86,7 @@ TEST_F(LineReaderTest, tooLongLineIsTheEndIfAskedTo) {
     EXPECT_FALSE(reader.next());
 }
 
-TEST_F(LineReaderTest, takesOverAnOpenFile) {
+TEST_F(LineReaderTest, TakesOverAnOpenFile) {
     test::writeTextFile(name, "only\n");
     LineReader reader(openForReading(name), name);
 
@@ -96,7 +96,7 @@ TEST_F(LineReaderTest, takesOverAnOpenFile) {
     EXPECT_FALSE(LineReader(nullptr, name).isOpen());
 }
 
-TEST_F(LineReaderTest, moreTextIsAnythingButBlanks) {
+TEST_F(LineReaderTest, MoreTextIsAnythingButBlanks) {
     const auto hasMoreText = [&](const std::string& rest) {
         test::writeTextFile(name, "first\n" + rest);
         LineReader reader(name);
@@ -111,7 +111,7 @@ TEST_F(LineReaderTest, moreTextIsAnythingButBlanks) {
     }
 }
 
-TEST_F(LineReaderTest, endOfTheFileStaysTheEnd) {
+TEST_F(LineReaderTest, EndOfTheFileStaysTheEnd) {
     test::writeTextFile(name, "only\n");
     LineReader reader(name);
 
@@ -121,15 +121,15 @@ TEST_F(LineReaderTest, endOfTheFileStaysTheEnd) {
     EXPECT_EQ(reader.line(), "");
 }
 
-TEST_F(LineReaderTest, missingFileDoesNotOpen) {
+TEST_F(LineReaderTest, MissingFileDoesNotOpen) {
     EXPECT_FALSE(LineReader(name).isOpen());
 }
 
-TEST_F(LineReaderTest, directoryDoesNotOpen) {
+TEST_F(LineReaderTest, DirectoryDoesNotOpen) {
     EXPECT_FALSE(LineReader(directory.path().string()).isOpen());
 }
 
-TEST_F(LineReaderTest, writtenFileHoldsWhatWasPrinted) {
+TEST_F(LineReaderTest, WrittenFileHoldsWhatWasPrinted) {
     FilePointer file = openForWriting(name);
     std::fprintf(file.get(), "%d\n", 42);
     closeWritten(std::move(file), name);
@@ -137,7 +137,7 @@ TEST_F(LineReaderTest, writtenFileHoldsWhatWasPrinted) {
     EXPECT_EQ(test::readTextFile(name), "42\n");
 }
 
-TEST_F(LineReaderTest, openForWritingReplacesTheFile) {
+TEST_F(LineReaderTest, OpenForWritingReplacesTheFile) {
     test::writeTextFile(name, "old contents");
 
     closeWritten(openForWriting(name), name);
@@ -145,7 +145,7 @@ TEST_F(LineReaderTest, openForWritingReplacesTheFile) {
     EXPECT_EQ(test::readTextFile(name), "");
 }
 
-TEST_F(LineReaderTest, fileThatCannotBeWrittenStopsWithItsName) {
+TEST_F(LineReaderTest, FileThatCannotBeWrittenStopsWithItsName) {
     const std::string unreachable = directory.file("missing/text");
 
     EXPECT_EQ(stopMessageOf([&] { openForWriting(unreachable); }), "cannot open file: " + unreachable);
@@ -153,7 +153,7 @@ TEST_F(LineReaderTest, fileThatCannotBeWrittenStopsWithItsName) {
               "cannot open file: " + directory.path().string());
 }
 
-TEST_F(LineReaderTest, fullMediumStopsAtTheLatestWhenTheFileIsClosed) {
+TEST_F(LineReaderTest, FullMediumStopsAtTheLatestWhenTheFileIsClosed) {
     const std::string full = "/dev/full";
     if (!std::filesystem::exists(full)) {
         GTEST_SKIP() << "there is no device that is always full";
@@ -164,7 +164,7 @@ TEST_F(LineReaderTest, fullMediumStopsAtTheLatestWhenTheFileIsClosed) {
     EXPECT_EQ(stopMessageOf([&] { closeWritten(std::move(file), full); }), "cannot write file: " + full);
 }
 
-TEST_F(LineReaderTest, failureOfAnEarlierFlushIsNotForgotten) {
+TEST_F(LineReaderTest, FailureOfAnEarlierFlushIsNotForgotten) {
     const std::string full = "/dev/full";
     if (!std::filesystem::exists(full)) {
         GTEST_SKIP() << "there is no device that is always full";

@@ -17,37 +17,37 @@ void throwBadAlloc() {
     throw std::bad_alloc();
 }
 
-TEST(MemoryPurposeTest, givesTheResultOfTheWork) {
+TEST(MemoryPurposeTest, GivesTheResultOfTheWork) {
     int value = 3;
 
     EXPECT_EQ(allocateFor("a number", [] { return 7; }), 7);
     EXPECT_EQ(&allocateFor("a number", [&]() -> int& { return value; }), &value);
 }
 
-TEST(MemoryPurposeTest, lackOfMemoryStops) {
+TEST(MemoryPurposeTest, LackOfMemoryStops) {
     EXPECT_EQ(stopMessageOf([] { allocateFor("neighbor lists", throwBadAlloc); }),
               "cannot allocate memory: neighbor lists");
 }
 
-TEST(MemoryPurposeTest, sizeBeyondAllMemoryStops) {
+TEST(MemoryPurposeTest, SizeBeyondAllMemoryStops) {
     std::vector<float> values;
 
     EXPECT_EQ(stopMessageOf([&] { allocateFor("values", [&] { values.reserve(values.max_size() + 1); }); }),
               "cannot allocate memory: values");
 }
 
-TEST(MemoryPurposeTest, innermostPurposeSpeaks) {
+TEST(MemoryPurposeTest, InnermostPurposeSpeaks) {
     EXPECT_EQ(stopMessageOf([] { allocateFor("all", [] { allocateFor("a part", throwBadAlloc); }); }),
               "cannot allocate memory: a part");
 }
 
-TEST(MemoryPurposeTest, otherFailuresPass) {
+TEST(MemoryPurposeTest, OtherFailuresPass) {
     EXPECT_EQ(stopMessageOf([] { allocateFor("all", [] { stopWithMessage("obj is null."); }); }),
               "obj is null.");
     EXPECT_THROW(allocateFor("all", [] { throw std::out_of_range("x"); }), std::out_of_range);
 }
 
-TEST(MemoryPurposeTest, lackWithinAParallelRegionStops) {
+TEST(MemoryPurposeTest, LackWithinAParallelRegionStops) {
     const auto act = [] {
         ParallelGuard guard;
 #pragma omp parallel for num_threads(4)

@@ -15,7 +15,7 @@ void pause() {
     std::this_thread::sleep_for(std::chrono::milliseconds(pauseMilliseconds));
 }
 
-TEST(MyTimerTest, beginsAtZero) {
+TEST(MyTimerTest, BeginsAtZero) {
     const MyTimer timer;
 
     EXPECT_EQ(timer.getElapsed(), 0.0);
@@ -23,7 +23,7 @@ TEST(MyTimerTest, beginsAtZero) {
     EXPECT_EQ(timer.getFullTime(), "0d 0h 0m 0.00s");
 }
 
-TEST(MyTimerTest, stopAddsTheTimeSinceTheStart) {
+TEST(MyTimerTest, StopAddsTheTimeSinceTheStart) {
     MyTimer timer;
 
     timer.start();
@@ -33,7 +33,7 @@ TEST(MyTimerTest, stopAddsTheTimeSinceTheStart) {
     EXPECT_GE(timer.getElapsed(), pauseMilliseconds);
 }
 
-TEST(MyTimerTest, secondStartKeepsTheFirstStamp) {
+TEST(MyTimerTest, SecondStartKeepsTheFirstStamp) {
     MyTimer timer;
 
     timer.start();
@@ -44,7 +44,7 @@ TEST(MyTimerTest, secondStartKeepsTheFirstStamp) {
     EXPECT_GE(timer.getElapsed(), pauseMilliseconds);
 }
 
-TEST(MyTimerTest, timerThatDoesNotRunIsNeitherStoppedNorSuspended) {
+TEST(MyTimerTest, TimerThatDoesNotRunIsNeitherStoppedNorSuspended) {
     MyTimer timer;
     timer.start();
     timer.stop();
@@ -57,7 +57,7 @@ TEST(MyTimerTest, timerThatDoesNotRunIsNeitherStoppedNorSuspended) {
     EXPECT_EQ(timer.getElapsed(), before);
 }
 
-TEST(MyTimerTest, suspendBringsTheSumUpToDateAndRunsOn) {
+TEST(MyTimerTest, SuspendBringsTheSumUpToDateAndRunsOn) {
     MyTimer timer;
 
     timer.start();
@@ -72,7 +72,7 @@ TEST(MyTimerTest, suspendBringsTheSumUpToDateAndRunsOn) {
     EXPECT_GE(second, first + pauseMilliseconds);
 }
 
-TEST(MyTimerTest, suspendCountsNoTimeTwice) {
+TEST(MyTimerTest, SuspendCountsNoTimeTwice) {
     using Clock = std::chrono::system_clock;
     const auto before = Clock::now();
     MyTimer timer;
@@ -87,7 +87,7 @@ TEST(MyTimerTest, suspendCountsNoTimeTwice) {
     EXPECT_LE(timer.getElapsed(), sinceBefore.count());
 }
 
-TEST(MyTimerTest, runningTimerShowsTheStateOfTheLastSuspend) {
+TEST(MyTimerTest, RunningTimerShowsTheStateOfTheLastSuspend) {
     MyTimer timer;
 
     timer.start();
@@ -96,7 +96,7 @@ TEST(MyTimerTest, runningTimerShowsTheStateOfTheLastSuspend) {
     EXPECT_EQ(timer.getElapsed(), 0.0);
 }
 
-TEST(MyTimerTest, intervalsAddUpWithoutThePausesBetween) {
+TEST(MyTimerTest, IntervalsAddUpWithoutThePausesBetween) {
     MyTimer timer;
 
     timer.start();
@@ -110,7 +110,7 @@ TEST(MyTimerTest, intervalsAddUpWithoutThePausesBetween) {
     EXPECT_GE(timer.getElapsed(), first + pauseMilliseconds);
 }
 
-TEST(MyTimerTest, resetEndsTheRunAndForgets) {
+TEST(MyTimerTest, ResetEndsTheRunAndForgets) {
     MyTimer timer;
     timer.start();
     pause();
@@ -123,7 +123,7 @@ TEST(MyTimerTest, resetEndsTheRunAndForgets) {
     EXPECT_EQ(timer.getElapsed(), 0.0);
 }
 
-TEST(MyTimerTest, elapsedTimeIsInWholeMicroseconds) {
+TEST(MyTimerTest, ElapsedTimeIsInWholeMicroseconds) {
     MyTimer timer;
 
     timer.start();
@@ -134,14 +134,14 @@ TEST(MyTimerTest, elapsedTimeIsInWholeMicroseconds) {
     EXPECT_LE(std::abs(microseconds - std::round(microseconds)), 1e-6);
 }
 
-TEST(MyTimerTest, compactTimeKeepsTwoDigitsBeforeThePoint) {
+TEST(MyTimerTest, CompactTimeKeepsTwoDigitsBeforeThePoint) {
     EXPECT_EQ(compactTime(0.0), "00.00s");
     EXPECT_EQ(compactTime(9.994), "09.99s");
     EXPECT_EQ(compactTime(9.9949), "09.99s");
     EXPECT_EQ(compactTime(10.0), "10.00s");
 }
 
-TEST(MyTimerTest, compactTimeDropsTheZeroFromTheThresholdOn) {
+TEST(MyTimerTest, CompactTimeDropsTheZeroFromTheThresholdOn) {
     EXPECT_EQ(compactTime(9.995), "9.99s");
     EXPECT_EQ(compactTime(9.996), "10.00s");
     EXPECT_EQ(compactTime(60.0 * 9.996), "10.00m");
@@ -149,7 +149,7 @@ TEST(MyTimerTest, compactTimeDropsTheZeroFromTheThresholdOn) {
     EXPECT_EQ(compactTime(86400.0 * 9.996), "10.00d");
 }
 
-TEST(MyTimerTest, compactTimeChangesItsUnitAtTheFullNextOne) {
+TEST(MyTimerTest, CompactTimeChangesItsUnitAtTheFullNextOne) {
     EXPECT_EQ(compactTime(59.999), "60.00s");
     EXPECT_EQ(compactTime(60.0), "01.00m");
     EXPECT_EQ(compactTime(3599.999), "60.00m");
@@ -159,7 +159,7 @@ TEST(MyTimerTest, compactTimeChangesItsUnitAtTheFullNextOne) {
     EXPECT_EQ(compactTime(86400.0 * 123.0), "123.00d");
 }
 
-TEST(MyTimerTest, fullTimeTakesTheTimeApart) {
+TEST(MyTimerTest, FullTimeTakesTheTimeApart) {
     EXPECT_EQ(fullTime(86400.0), "1d 0h 0m 0.00s");
     EXPECT_EQ(fullTime(90061.25), "1d 1h 1m 1.25s");
     EXPECT_EQ(fullTime(3600.0), "0d 1h 0m 0.00s");

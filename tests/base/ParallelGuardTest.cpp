@@ -11,7 +11,7 @@
 namespace melta {
 namespace {
 
-TEST(ParallelGuardTest, quietWorkLeavesNothingToRethrow) {
+TEST(ParallelGuardTest, QuietWorkLeavesNothingToRethrow) {
     ParallelGuard guard;
     int count = 0;
 
@@ -21,7 +21,7 @@ TEST(ParallelGuardTest, quietWorkLeavesNothingToRethrow) {
     EXPECT_EQ(count, 1);
 }
 
-TEST(ParallelGuardTest, exceptionComesOutAtTheEnd) {
+TEST(ParallelGuardTest, ExceptionComesOutAtTheEnd) {
     ParallelGuard guard;
 
     EXPECT_NO_THROW(guard.run([] { throw std::runtime_error("inside"); }));
@@ -29,7 +29,7 @@ TEST(ParallelGuardTest, exceptionComesOutAtTheEnd) {
     EXPECT_THROW(guard.rethrow(), std::runtime_error);
 }
 
-TEST(ParallelGuardTest, firstExceptionWins) {
+TEST(ParallelGuardTest, FirstExceptionWins) {
     ParallelGuard guard;
     guard.run([] { throw std::logic_error("first"); });
     guard.run([] { throw std::runtime_error("second"); });
@@ -37,7 +37,7 @@ TEST(ParallelGuardTest, firstExceptionWins) {
     EXPECT_THROW(guard.rethrow(), std::logic_error);
 }
 
-TEST(ParallelGuardTest, stopLeavesAParallelRegionAsAnException) {
+TEST(ParallelGuardTest, StopLeavesAParallelRegionAsAnException) {
     const test::StopCatcher catcher;
     ParallelGuard guard;
     std::atomic<int> numFinished = 0;

@@ -9,17 +9,17 @@ namespace {
 
 using test::stopMessageOf;
 
-TEST(ProcessGuardTest, oneProcessMayDoEverything) {
+TEST(ProcessGuardTest, OneProcessMayDoEverything) {
     EXPECT_EQ(stopMessageOf([] { requireSingleProcess("--test"); }), "(no stop)");
     EXPECT_EQ(stopMessageOf([] { requireSingleProcessForBatches(); }), "(no stop)");
 }
 
-TEST(ProcessGuardTest, severalProcessesStopWithTheCommandWord) {
+TEST(ProcessGuardTest, SeveralProcessesStopWithTheCommandWord) {
     EXPECT_EQ(stopMessageOf([] { requireSingleProcess("--test-with-bias", 2); }),
               "MPI does not support the option: --test-with-bias");
 }
 
-TEST(ProcessGuardTest, severalProcessesCannotShareBatches) {
+TEST(ProcessGuardTest, SeveralProcessesCannotShareBatches) {
     EXPECT_EQ(stopMessageOf([] { requireSingleProcessForBatches(2); }),
               "cannot use MPI for Mini-batch algorithm.");
 }

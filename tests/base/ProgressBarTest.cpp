@@ -17,11 +17,11 @@ std::string marks(int number) {
     return std::string(static_cast<std::size_t>(number), '=');
 }
 
-TEST(ProgressBarTest, beginsWithItsFrame) {
+TEST(ProgressBarTest, BeginsWithItsFrame) {
     EXPECT_EQ(outputOf([] { const ProgressBar bar(10); }), frame);
 }
 
-TEST(ProgressBarTest, marksAreTheWholePartOfTheDoneShare) {
+TEST(ProgressBarTest, MarksAreTheWholePartOfTheDoneShare) {
     for (const int counter : {0, 1, 2, 3, 6, 7}) {
         const std::string output = outputOf([&] {
             ProgressBar bar(7);
@@ -32,7 +32,7 @@ TEST(ProgressBarTest, marksAreTheWholePartOfTheDoneShare) {
     }
 }
 
-TEST(ProgressBarTest, onlyNewMarksArePrinted) {
+TEST(ProgressBarTest, OnlyNewMarksArePrinted) {
     const std::string output = outputOf([] {
         ProgressBar bar(10);
         bar.advance(4);
@@ -44,7 +44,7 @@ TEST(ProgressBarTest, onlyNewMarksArePrinted) {
     EXPECT_EQ(output, frame + marks(47));
 }
 
-TEST(ProgressBarTest, countersOutsideTheWorkStayInsideTheBar) {
+TEST(ProgressBarTest, CountersOutsideTheWorkStayInsideTheBar) {
     const std::string output = outputOf([] {
         ProgressBar bar(10);
         bar.advance(-5);
@@ -55,7 +55,7 @@ TEST(ProgressBarTest, countersOutsideTheWorkStayInsideTheBar) {
     EXPECT_EQ(output, frame + marks(95));
 }
 
-TEST(ProgressBarTest, finishFillsAndClosesTheBar) {
+TEST(ProgressBarTest, FinishFillsAndClosesTheBar) {
     const std::string output = outputOf([] {
         ProgressBar bar(3);
         bar.advance(1);

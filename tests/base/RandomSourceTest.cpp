@@ -51,7 +51,7 @@ std::vector<int> makeList(int n) {
 }
 
 // A seed whose first draw is the given number.
-std::uint32_t obtainSeedFor(int firstDraw) {
+std::uint32_t findSeedFor(int firstDraw) {
     for (std::uint32_t seed = 0;; ++seed) {
         if (PlainGenerator(seed).draw() == firstDraw) {
             return seed;
@@ -59,7 +59,7 @@ std::uint32_t obtainSeedFor(int firstDraw) {
     }
 }
 
-TEST(RandomSourceTest, seedOneGivesTheKnownSequence) {
+TEST(RandomSourceTest, SeedOneGivesTheKnownSequence) {
     RandomSource random;
     random.seed(1);
 
@@ -70,7 +70,7 @@ TEST(RandomSourceTest, seedOneGivesTheKnownSequence) {
     EXPECT_EQ(random.draw(), 19169);
 }
 
-TEST(RandomSourceTest, everySeedFollowsTheGenerator) {
+TEST(RandomSourceTest, EverySeedFollowsTheGenerator) {
     for (const std::uint32_t seed : {0U, 12345U, 0x7fffffffU, 0x80000000U, 0xffffffffU}) {
         RandomSource random;
         random.seed(seed);
@@ -82,7 +82,7 @@ TEST(RandomSourceTest, everySeedFollowsTheGenerator) {
     }
 }
 
-TEST(RandomSourceTest, seedingAgainRepeatsTheSequence) {
+TEST(RandomSourceTest, SeedingAgainRepeatsTheSequence) {
     RandomSource random;
     random.seed(7);
     const int first = random.draw();
@@ -93,7 +93,7 @@ TEST(RandomSourceTest, seedingAgainRepeatsTheSequence) {
     EXPECT_EQ(random.draw(), first);
 }
 
-TEST(RandomSourceTest, firstDrawSeedsWithTheTime) {
+TEST(RandomSourceTest, FirstDrawSeedsWithTheTime) {
     RandomSource random;
     const auto before = static_cast<std::uint32_t>(std::time(nullptr));
 
@@ -110,12 +110,12 @@ TEST(RandomSourceTest, firstDrawSeedsWithTheTime) {
     EXPECT_TRUE(isFound) << first << ' ' << second << " from a time between " << before << " and " << after;
 }
 
-TEST(RandomSourceTest, uniformNumbersAreDrawsInUnitsOfTheRange) {
+TEST(RandomSourceTest, UniformNumbersAreDrawsInUnitsOfTheRange) {
     RandomSource random;
 
-    random.seed(obtainSeedFor(0));
+    random.seed(findSeedFor(0));
     const float lowest = random.drawUniform();
-    random.seed(obtainSeedFor(RandomSource::maxDraw));
+    random.seed(findSeedFor(RandomSource::maxDraw));
     const float highest = random.drawUniform();
     random.seed(1);
     const float ordinary = random.drawUniform();
@@ -125,7 +125,7 @@ TEST(RandomSourceTest, uniformNumbersAreDrawsInUnitsOfTheRange) {
     EXPECT_EQ(ordinary, 41.0f / 32768.0f);
 }
 
-TEST(RandomSourceTest, positionsCoverTheListAndNothingElse) {
+TEST(RandomSourceTest, PositionsCoverTheListAndNothingElse) {
     RandomSource random;
     random.seed(3);
 
@@ -140,8 +140,8 @@ TEST(RandomSourceTest, positionsCoverTheListAndNothingElse) {
     EXPECT_GE(*std::min_element(counts.begin(), counts.end()), 900);
 }
 
-TEST(RandomSourceTest, largestDrawGivesTheLastPositionOfAList) {
-    const std::uint32_t seed = obtainSeedFor(RandomSource::maxDraw);
+TEST(RandomSourceTest, LargestDrawGivesTheLastPositionOfAList) {
+    const std::uint32_t seed = findSeedFor(RandomSource::maxDraw);
     for (const int n : {1, 2, 3, 1000, 32768}) {
         RandomSource random;
         random.seed(seed);
@@ -150,21 +150,21 @@ TEST(RandomSourceTest, largestDrawGivesTheLastPositionOfAList) {
     }
 }
 
-TEST(RandomSourceTest, listsBeyondTheRangeStayWithinTheirEnd) {
+TEST(RandomSourceTest, ListsBeyondTheRangeStayWithinTheirEnd) {
     RandomSource random;
-    random.seed(obtainSeedFor(RandomSource::maxDraw));
+    random.seed(findSeedFor(RandomSource::maxDraw));
 
     EXPECT_EQ(random.drawIndex(2147483647), 2147418112);
 }
 
-TEST(RandomSourceTest, emptyListGivesThePositionBeforeIt) {
+TEST(RandomSourceTest, EmptyListGivesThePositionBeforeIt) {
     RandomSource random;
     random.seed(1);
 
     EXPECT_EQ(random.drawIndex(0), -1);
 }
 
-TEST(RandomSourceTest, shuffleFollowsThePermutationRule) {
+TEST(RandomSourceTest, ShuffleFollowsThePermutationRule) {
     for (const int n : {2, 3, 10, 257, 40000}) {
         RandomSource random;
         random.seed(99);
@@ -178,7 +178,7 @@ TEST(RandomSourceTest, shuffleFollowsThePermutationRule) {
     }
 }
 
-TEST(RandomSourceTest, shuffleKeepsAllItems) {
+TEST(RandomSourceTest, ShuffleKeepsAllItems) {
     RandomSource random;
     random.seed(5);
     std::vector<int> list = makeList(100);
@@ -190,7 +190,7 @@ TEST(RandomSourceTest, shuffleKeepsAllItems) {
     EXPECT_EQ(list, makeList(100));
 }
 
-TEST(RandomSourceTest, listOfOneItemOrNoneDrawsNoNumber) {
+TEST(RandomSourceTest, ListOfOneItemOrNoneDrawsNoNumber) {
     RandomSource random;
     random.seed(1);
     std::vector<int> single = {8};
@@ -203,7 +203,7 @@ TEST(RandomSourceTest, listOfOneItemOrNoneDrawsNoNumber) {
     EXPECT_EQ(random.draw(), 41);
 }
 
-TEST(RandomSourceTest, sharedSourceIsOneForTheProcess) {
+TEST(RandomSourceTest, SharedSourceIsOneForTheProcess) {
     sharedRandom().seed(1);
 
     const int first = sharedRandom().draw();

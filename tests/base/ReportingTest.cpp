@@ -35,7 +35,7 @@ protected:
     void SetUp() override { testing::GTEST_FLAG(death_test_style) = "threadsafe"; }
 };
 
-TEST_F(ReportingDeathTest, stopPrintsItsMarkAndEndsWithStatusOne) {
+TEST_F(ReportingDeathTest, StopPrintsItsMarkAndEndsWithStatusOne) {
     const auto act = [] {
         showOutputOnError();
         printOut("before\n");
@@ -45,7 +45,7 @@ TEST_F(ReportingDeathTest, stopPrintsItsMarkAndEndsWithStatusOne) {
     EXPECT_EXIT(act(), testing::ExitedWithCode(1), "^before\n\\[STOP\\] cannot open file: melta.prop\n$");
 }
 
-TEST_F(ReportingDeathTest, stopDestroysNothing) {
+TEST_F(ReportingDeathTest, StopDestroysNothing) {
     const auto act = [] {
         showOutputOnError();
         const LoudObject object;
@@ -55,7 +55,7 @@ TEST_F(ReportingDeathTest, stopDestroysNothing) {
     EXPECT_EXIT(act(), testing::ExitedWithCode(1), "^\\[STOP\\] obj is null.\n$");
 }
 
-TEST_F(ReportingDeathTest, stopEndsTheProcessFromInsideAParallelRegion) {
+TEST_F(ReportingDeathTest, StopEndsTheProcessFromInsideAParallelRegion) {
     const auto act = [] {
         showOutputOnError();
 #pragma omp parallel for num_threads(4)
@@ -69,7 +69,7 @@ TEST_F(ReportingDeathTest, stopEndsTheProcessFromInsideAParallelRegion) {
     EXPECT_EXIT(act(), testing::ExitedWithCode(1), "^\\[STOP\\] number 3\n$");
 }
 
-TEST_F(ReportingDeathTest, ofThreadsThatStopAtOnceOneSpeaks) {
+TEST_F(ReportingDeathTest, OfThreadsThatStopAtOnceOneSpeaks) {
     const auto act = [] {
         showOutputOnError();
         std::barrier everybody(8);
@@ -87,7 +87,7 @@ TEST_F(ReportingDeathTest, ofThreadsThatStopAtOnceOneSpeaks) {
     }
 }
 
-TEST_F(ReportingDeathTest, stopBeginsALineOfItsOwn) {
+TEST_F(ReportingDeathTest, StopBeginsALineOfItsOwn) {
     const auto act = [] {
         showOutputOnError();
         printOut("\nnumber of atoms:\n");
@@ -99,7 +99,7 @@ TEST_F(ReportingDeathTest, stopBeginsALineOfItsOwn) {
     EXPECT_EXIT(act(), testing::ExitedWithCode(1), "^\nnumber of atoms:\n>>> \n\\[STOP\\] obj is null.\n$");
 }
 
-TEST_F(ReportingDeathTest, endOfALineThatOthersMadeCounts) {
+TEST_F(ReportingDeathTest, EndOfALineThatOthersMadeCounts) {
     const auto act = [] {
         showOutputOnError();
         printOut(">>> ");
@@ -110,7 +110,7 @@ TEST_F(ReportingDeathTest, endOfALineThatOthersMadeCounts) {
     EXPECT_EXIT(act(), testing::ExitedWithCode(1), "^>>> \\[STOP\\] obj is null.\n$");
 }
 
-TEST_F(ReportingDeathTest, handlerThatReturnsAborts) {
+TEST_F(ReportingDeathTest, HandlerThatReturnsAborts) {
     const auto act = [] {
         setStopHandler(ignoreStop);
         stopWithMessage("lost");
@@ -119,7 +119,7 @@ TEST_F(ReportingDeathTest, handlerThatReturnsAborts) {
     EXPECT_EXIT(act(), testing::KilledBySignal(SIGABRT), "");
 }
 
-TEST_F(ReportingDeathTest, nullHandlerBringsBackTheDefault) {
+TEST_F(ReportingDeathTest, NullHandlerBringsBackTheDefault) {
     const auto act = [] {
         showOutputOnError();
         setStopHandler(ignoreStop);
@@ -130,7 +130,7 @@ TEST_F(ReportingDeathTest, nullHandlerBringsBackTheDefault) {
     EXPECT_EXIT(act(), testing::ExitedWithCode(1), "^\\[STOP\\] default\n$");
 }
 
-TEST(ReportingTest, setStopHandlerGivesThePreviousOne) {
+TEST(ReportingTest, SetStopHandlerGivesThePreviousOne) {
     const StopHandler byDefault = setStopHandler(ignoreStop);
 
     const StopHandler replaced = setStopHandler(byDefault);
@@ -139,12 +139,12 @@ TEST(ReportingTest, setStopHandlerGivesThePreviousOne) {
     EXPECT_NE(byDefault, &ignoreStop);
 }
 
-TEST(ReportingTest, handlerReceivesTheFormattedTextWithoutTheMark) {
+TEST(ReportingTest, HandlerReceivesTheFormattedTextWithoutTheMark) {
     EXPECT_EQ(stopMessageOf([] { stopWithMessage("%s, line %d: %.2f", "file", 7, 0.5); }),
               "file, line 7: 0.50");
 }
 
-TEST(ReportingTest, longMessagesAreComplete) {
+TEST(ReportingTest, LongMessagesAreComplete) {
     const std::string name(5000, 'n');
 
     const std::string message = stopMessageOf([&] { stopWithMessage("cannot open file: %s", name.c_str()); });
@@ -152,17 +152,17 @@ TEST(ReportingTest, longMessagesAreComplete) {
     EXPECT_EQ(message, "cannot open file: " + name);
 }
 
-TEST(ReportingTest, percentSignsInArgumentsAreText) {
+TEST(ReportingTest, PercentSignsInArgumentsAreText) {
     EXPECT_EQ(stopMessageOf([] { stopWithMessage("unknown key word: %s", "%s%n%d"); }),
               "unknown key word: %s%n%d");
 }
 
-TEST(ReportingTest, printOutGoesToTheStandardOutput) {
+TEST(ReportingTest, PrintOutGoesToTheStandardOutput) {
     EXPECT_EQ(outputOf([] { printOut("  Cutoff = %.3f%s\n", 6.0, " Angstrom"); }),
               "  Cutoff = 6.000 Angstrom\n");
 }
 
-TEST(ReportingTest, longTextsArePrintedWhole) {
+TEST(ReportingTest, LongTextsArePrintedWhole) {
     for (const std::size_t length : {1022U, 1023U, 1024U, 5000U}) {
         const std::string text = std::string(length, 'x') + "|";
 
@@ -170,13 +170,13 @@ TEST(ReportingTest, longTextsArePrintedWhole) {
     }
 }
 
-TEST(ReportingTest, formatTextGivesWhatPrintfWouldPrint) {
+TEST(ReportingTest, FormatTextGivesWhatPrintfWouldPrint) {
     EXPECT_EQ(formatText("#.%6d %10.3e|", 12, 0.25), "#.    12  2.500e-01|");
     EXPECT_EQ(formatText("%s", ""), "");
     EXPECT_EQ(formatText("%s", std::string(3000, 'x').c_str()), std::string(3000, 'x'));
 }
 
-TEST(ReportingTest, thereIsOneProcessWithNumberZero) {
+TEST(ReportingTest, ThereIsOneProcessWithNumberZero) {
     EXPECT_EQ(numProcesses(), 1);
     EXPECT_EQ(processRank(), 0);
     EXPECT_TRUE(isRootProcess());

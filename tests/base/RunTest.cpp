@@ -24,7 +24,7 @@ std::string errorOf(const std::function<void()>& work) {
     return "(none)";
 }
 
-TEST(RunTest, stopsOfAHostThrow) {
+TEST(RunTest, StopsOfAHostThrow) {
     const auto stop = [] { stopWithMessage("no %s.", "file"); };
     EXPECT_TRUE(melta::Run::current().isOfProcess());
     EXPECT_EQ(errorOf([&] {
@@ -43,7 +43,7 @@ TEST(RunTest, stopsOfAHostThrow) {
     EXPECT_EQ(stopMessageOf(stop), "no file.");
 }
 
-TEST(RunTest, otherThreadsKeepTheirs) {
+TEST(RunTest, OtherThreadsKeepTheirs) {
     melta::Run run;
     const RunScope scope(run);
     bool isOfProcess = false;
@@ -53,7 +53,7 @@ TEST(RunTest, otherThreadsKeepTheirs) {
     EXPECT_TRUE(isOfProcess);
 }
 
-TEST(RunTest, textsGoToTheSinkAndNowhereElse) {
+TEST(RunTest, TextsGoToTheSinkAndNowhereElse) {
     std::string heard;
     melta::Run run([&heard](std::string_view text) { heard += text; });
     const std::string printed = outputOf([&] {
@@ -66,7 +66,7 @@ TEST(RunTest, textsGoToTheSinkAndNowhereElse) {
     EXPECT_EQ(printed, "");
 }
 
-TEST(RunTest, withoutSinkNothingIsPrinted) {
+TEST(RunTest, WithoutSinkNothingIsPrinted) {
     melta::Run run;
 
     const std::string printed = outputOf([&] {
@@ -77,7 +77,7 @@ TEST(RunTest, withoutSinkNothingIsPrinted) {
     EXPECT_EQ(printed, "");
 }
 
-TEST(RunTest, eachRunDrawsNumbersOfItsOwn) {
+TEST(RunTest, EachRunDrawsNumbersOfItsOwn) {
     sharedRandom().seed(11);
     const int first = sharedRandom().draw();
     const int second = sharedRandom().draw();
@@ -95,7 +95,7 @@ TEST(RunTest, eachRunDrawsNumbersOfItsOwn) {
     EXPECT_EQ(sharedRandom().draw(), second);
 }
 
-TEST(RunTest, guardedRegionsWorkForTheRunThatMadeThem) {
+TEST(RunTest, GuardedRegionsWorkForTheRunThatMadeThem) {
     std::string heard;
     melta::Run run([&heard](std::string_view text) { heard += text; });
     const RunScope scope(run);

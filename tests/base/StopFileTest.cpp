@@ -16,19 +16,19 @@ protected:
     StopFile stopFile{name};
 };
 
-TEST_F(StopFileTest, doesNotExistBeforeItIsCreated) {
+TEST_F(StopFileTest, DoesNotExistBeforeItIsCreated) {
     EXPECT_FALSE(stopFile.exists());
     EXPECT_FALSE(stopFile.consume());
 }
 
-TEST_F(StopFileTest, createMakesAnEmptyFile) {
+TEST_F(StopFileTest, CreateMakesAnEmptyFile) {
     stopFile.create();
 
     EXPECT_TRUE(stopFile.exists());
     EXPECT_EQ(std::filesystem::file_size(name), 0U);
 }
 
-TEST_F(StopFileTest, createEmptiesAnExistingFile) {
+TEST_F(StopFileTest, CreateEmptiesAnExistingFile) {
     test::writeTextFile(name, "old");
 
     stopFile.create();
@@ -36,20 +36,20 @@ TEST_F(StopFileTest, createEmptiesAnExistingFile) {
     EXPECT_EQ(std::filesystem::file_size(name), 0U);
 }
 
-TEST_F(StopFileTest, fileOfAnotherConsoleCounts) {
+TEST_F(StopFileTest, FileOfAnotherConsoleCounts) {
     test::writeTextFile(name, "");
 
     EXPECT_TRUE(stopFile.exists());
 }
 
-TEST_F(StopFileTest, existsLeavesTheFile) {
+TEST_F(StopFileTest, ExistsLeavesTheFile) {
     stopFile.create();
 
     EXPECT_TRUE(stopFile.exists());
     EXPECT_TRUE(stopFile.exists());
 }
 
-TEST_F(StopFileTest, consumeDeletesTheFileOnce) {
+TEST_F(StopFileTest, ConsumeDeletesTheFileOnce) {
     stopFile.create();
 
     EXPECT_TRUE(stopFile.consume());
@@ -57,7 +57,7 @@ TEST_F(StopFileTest, consumeDeletesTheFileOnce) {
     EXPECT_FALSE(stopFile.consume());
 }
 
-TEST_F(StopFileTest, aFolderIsNoRequest) {
+TEST_F(StopFileTest, AFolderIsNoRequest) {
     std::filesystem::create_directory(name);
 
     EXPECT_FALSE(stopFile.exists());
@@ -65,7 +65,7 @@ TEST_F(StopFileTest, aFolderIsNoRequest) {
     EXPECT_TRUE(std::filesystem::exists(name));
 }
 
-TEST_F(StopFileTest, failureToCreateIsSilent) {
+TEST_F(StopFileTest, FailureToCreateIsSilent) {
     const StopFile unreachable(directory.file("missing/melta.EXIT"));
 
     unreachable.create();

@@ -28,7 +28,7 @@ const char* const chebyshevHead = "3 0 0 0\n"
                                   "0\n"
                                   "3 20 2 4\n";
 
-TEST_F(ConfigurationLoaderTest, missingFilesLeaveTheDefaultsAndATemplate) {
+TEST_F(ConfigurationLoaderTest, MissingFilesLeaveTheDefaultsAndATemplate) {
     const Property property = load("melta.prop");
 
     EXPECT_EQ(property.numRadius, 50);
@@ -36,7 +36,7 @@ TEST_F(ConfigurationLoaderTest, missingFilesLeaveTheDefaultsAndATemplate) {
     EXPECT_TRUE(std::filesystem::exists("melta.prop"));
 }
 
-TEST_F(ConfigurationLoaderTest, aMissingFileOfAnotherNameIsTold) {
+TEST_F(ConfigurationLoaderTest, AMissingFileOfAnotherNameIsTold) {
     load("melta.prop");
     EXPECT_EQ(output.find("WARNING"), std::string::npos);
     const std::string banner = output;
@@ -50,7 +50,7 @@ TEST_F(ConfigurationLoaderTest, aMissingFileOfAnotherNameIsTold) {
     EXPECT_EQ(output, banner);
 }
 
-TEST_F(ConfigurationLoaderTest, keysOverrideTheNetworkFileWhichOverridesTheDefaults) {
+TEST_F(ConfigurationLoaderTest, KeysOverrideTheNetworkFileWhichOverridesTheDefaults) {
     test::writeTextFile("melta.data", chebyshevHead);
     test::writeTextFile("melta.prop", "nodes 33\n");
 
@@ -61,7 +61,7 @@ TEST_F(ConfigurationLoaderTest, keysOverrideTheNetworkFileWhichOverridesTheDefau
     EXPECT_EQ(property.lbfgs, 32);
 }
 
-TEST_F(ConfigurationLoaderTest, missingPropertiesTakeWhatTheNetworkFileSays) {
+TEST_F(ConfigurationLoaderTest, MissingPropertiesTakeWhatTheNetworkFileSays) {
     test::writeTextFile("melta.data", chebyshevHead);
 
     load("melta.prop");
@@ -69,20 +69,20 @@ TEST_F(ConfigurationLoaderTest, missingPropertiesTakeWhatTheNetworkFileSays) {
     EXPECT_NE(test::readTextFile("melta.prop").find("numRadius      12\n"), std::string::npos);
 }
 
-TEST_F(ConfigurationLoaderTest, brokenNetworkFileIsNoFailure) {
+TEST_F(ConfigurationLoaderTest, BrokenNetworkFileIsNoFailure) {
     test::writeTextFile("melta.data", "3 0 0\nbroken\n");
 
     EXPECT_EQ(load("melta.prop").elemWeight, 0);
 }
 
-TEST_F(ConfigurationLoaderTest, propertiesMayHaveAnotherName) {
+TEST_F(ConfigurationLoaderTest, PropertiesMayHaveAnotherName) {
     test::writeTextFile("melta.prop", "nodes 33\n");
     test::writeTextFile("other.prop", "nodes 44\n");
 
     EXPECT_EQ(load("other.prop").nodesEnergy, 44);
 }
 
-TEST_F(ConfigurationLoaderTest, chargeModeReachesTheKeys) {
+TEST_F(ConfigurationLoaderTest, ChargeModeReachesTheKeys) {
     constexpr bool chargeMode = true;
     test::writeTextFile("melta.prop", "withCharge 1\nnodes 33\n");
 
@@ -92,7 +92,7 @@ TEST_F(ConfigurationLoaderTest, chargeModeReachesTheKeys) {
     EXPECT_EQ(property.nodesEnergy, 40);
 }
 
-TEST_F(ConfigurationLoaderTest, theClassicalFitCannotLeaveLbfgs) {
+TEST_F(ConfigurationLoaderTest, TheClassicalFitCannotLeaveLbfgs) {
     test::writeTextFile("melta.data", chebyshevHead);
     test::writeTextFile("melta.prop", "lbfgs 0\nnodes 33\n");
     Property property;
@@ -105,7 +105,7 @@ TEST_F(ConfigurationLoaderTest, theClassicalFitCannotLeaveLbfgs) {
     EXPECT_EQ(property.nodesEnergy, 33);
 }
 
-TEST_F(ConfigurationLoaderTest, trainingBannerIsPrintedOnce) {
+TEST_F(ConfigurationLoaderTest, TrainingBannerIsPrintedOnce) {
     test::writeTextFile("melta.data", chebyshevHead);
 
     load("melta.prop");
@@ -117,7 +117,7 @@ TEST_F(ConfigurationLoaderTest, trainingBannerIsPrintedOnce) {
     EXPECT_EQ(output.find("  This is Testing Mode.\n"), std::string::npos);
 }
 
-TEST_F(ConfigurationLoaderTest, onlyReaxFFChangesTheBaselineFile) {
+TEST_F(ConfigurationLoaderTest, OnlyReaxFFChangesTheBaselineFile) {
     Property property;
     EXPECT_EQ(baselineFileOf(property), "melta.class");
 

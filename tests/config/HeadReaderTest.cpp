@@ -324,7 +324,7 @@ TEST_F(HeadReaderTest, PropertiesFileIsAppliedOnTop) {
     EXPECT_NE(banner.find("    Number of C2s  = 12\n    Number of C3s  = 3\n"), std::string::npos);
 }
 
-TEST_F(HeadReaderTest, toleratesALineThatIsTooLong) {
+TEST_F(HeadReaderTest, ToleratesALineThatIsTooLong) {
     const std::string overlong(2U << 20U, '1');
 
     EXPECT_EQ(peekText("3 1 1 0\n12 7 5.5 4.5\n" + overlong + "\n3 20 2 4\n", true), "");
@@ -332,7 +332,7 @@ TEST_F(HeadReaderTest, toleratesALineThatIsTooLong) {
     EXPECT_EQ(property.layersEnergy, Property().layersEnergy);
 }
 
-TEST_F(HeadReaderTest, finishesAReplacementFirst) {
+TEST_F(HeadReaderTest, FinishesAReplacementFirst) {
     writeTextFile(headName, "3 1 1 0\n10 7 5.5 4.5\n0\n3 20 2 4\n");
     {
         ReplacementJournal journal;

@@ -216,19 +216,19 @@ TEST_F(PropertyTest, LargestCutoffFollowsTheKindsInUse) {
     property.rcutAngle = 6.5f;
     property.router = 7.5f;
 
-    EXPECT_EQ(obtainLargestCutoff(property), 6.5f);
+    EXPECT_EQ(findLargestCutoff(property), 6.5f);
     property.numAngle = 0;
-    EXPECT_EQ(obtainLargestCutoff(property), 5.0f);
+    EXPECT_EQ(findLargestCutoff(property), 5.0f);
     property.numRadius = 0;
-    EXPECT_EQ(obtainLargestCutoff(property), 0.0f);
+    EXPECT_EQ(findLargestCutoff(property), 0.0f);
     property.numAngle = 1;
-    EXPECT_EQ(obtainLargestCutoff(property), 6.5f);
+    EXPECT_EQ(findLargestCutoff(property), 6.5f);
     property.symmFuncKind = ManyBodyKind::code;
-    EXPECT_EQ(obtainLargestCutoff(property), 7.5f);
+    EXPECT_EQ(findLargestCutoff(property), 7.5f);
     property.symmFuncKind = BehlerKind::code;
     property.numRadius = 1;
     property.rcutRadius = 8.0f;
-    EXPECT_EQ(obtainLargestCutoff(property), 8.0f);
+    EXPECT_EQ(findLargestCutoff(property), 8.0f);
 }
 
 } // namespace

@@ -59,7 +59,7 @@ protected:
     lbfgs_parameter_t parameters;
 };
 
-TEST_P(SinglePrecisionLbfgsTest, findsTheMinimumOfAQuadratic) {
+TEST_P(SinglePrecisionLbfgsTest, FindsTheMinimumOfAQuadratic) {
     const int status = minimize(evaluateQuadratic);
 
     EXPECT_EQ(status, LBFGS_SUCCESS);
@@ -69,7 +69,7 @@ TEST_P(SinglePrecisionLbfgsTest, findsTheMinimumOfAQuadratic) {
     }
 }
 
-TEST_P(SinglePrecisionLbfgsTest, takesAVanishingGradientForAMinimum) {
+TEST_P(SinglePrecisionLbfgsTest, TakesAVanishingGradientForAMinimum) {
     const int status = minimize(evaluateConstant);
 
     EXPECT_EQ(status, LBFGS_ALREADY_MINIMIZED);

@@ -57,10 +57,10 @@ protected:
     // Whole records of a file, in their order.
     static std::vector<std::string> recordsOf(const std::string& fileName) {
         const RecordText data(fileName);
-        EXPECT_EQ(data.obtainRest(), "");
+        EXPECT_EQ(data.getRest(), "");
         std::vector<std::string> records;
         for (int i = 0; i < data.numRecords(); ++i) {
-            records.emplace_back(data.obtainRecord(i));
+            records.emplace_back(data.getRecord(i));
         }
         EXPECT_EQ(joined(records), readTextFile(fileName));
         return records;

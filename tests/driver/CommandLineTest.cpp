@@ -14,14 +14,14 @@ CommandLine parse(const Words& arguments) {
     return parseCommandLine(arguments);
 }
 
-TEST(CommandLineTest, noWordsGiveAnEmptyList) {
+TEST(CommandLineTest, NoWordsGiveAnEmptyList) {
     const CommandLine line = parse({});
 
     EXPECT_EQ(line.numThreads, 0);
     EXPECT_EQ(line.numArgs(), 0);
 }
 
-TEST(CommandLineTest, wordsKeepTheirOrder) {
+TEST(CommandLineTest, WordsKeepTheirOrder) {
     const CommandLine line = parse({"--debug", "0.01", "my.prop"});
 
     EXPECT_EQ(line.numThreads, 0);
@@ -29,7 +29,7 @@ TEST(CommandLineTest, wordsKeepTheirOrder) {
     EXPECT_EQ(line.words, (Words{"--debug", "0.01", "my.prop"}));
 }
 
-TEST(CommandLineTest, optionMayStandAtAnyPlace) {
+TEST(CommandLineTest, OptionMayStandAtAnyPlace) {
     for (const Words& arguments :
          {Words{"--omp", "4", "--train", "my.prop"}, Words{"--train", "--omp", "4", "my.prop"},
           Words{"--train", "my.prop", "--omp", "4"}, Words{"--cpu", "4", "--train", "my.prop"}}) {
@@ -40,13 +40,13 @@ TEST(CommandLineTest, optionMayStandAtAnyPlace) {
     }
 }
 
-TEST(CommandLineTest, optionInTheLastPlaceIsIgnored) {
+TEST(CommandLineTest, OptionInTheLastPlaceIsIgnored) {
     EXPECT_EQ(parse({"--omp"}).numArgs(), 0);
     EXPECT_EQ(parse({"--train", "--cpu"}).words, Words{"--train"});
     EXPECT_EQ(parse({"--omp", "4", "--omp"}).numThreads, 4);
 }
 
-TEST(CommandLineTest, nextWordThatIsNoNumberStaysInTheList) {
+TEST(CommandLineTest, NextWordThatIsNoNumberStaysInTheList) {
     for (const std::string word : {"x", "", "-", "four", ".5", "x4"}) {
         const CommandLine line = parse({"--omp", word, "--train"});
 
@@ -55,7 +55,7 @@ TEST(CommandLineTest, nextWordThatIsNoNumberStaysInTheList) {
     }
 }
 
-TEST(CommandLineTest, wordThatBeginsWithANumberIsConsumed) {
+TEST(CommandLineTest, WordThatBeginsWithANumberIsConsumed) {
     for (const std::string word : {"4", "+4", " 4", "04", "4x", "4.9", "4 5"}) {
         const CommandLine line = parse({"--omp", word, "--train"});
 
@@ -64,7 +64,7 @@ TEST(CommandLineTest, wordThatBeginsWithANumberIsConsumed) {
     }
 }
 
-TEST(CommandLineTest, zeroAndNegativeNumbersAreConsumed) {
+TEST(CommandLineTest, ZeroAndNegativeNumbersAreConsumed) {
     const CommandLine zero = parse({"--omp", "0", "--train"});
     const CommandLine negative = parse({"--omp", "-2", "--train"});
 
@@ -74,27 +74,27 @@ TEST(CommandLineTest, zeroAndNegativeNumbersAreConsumed) {
     EXPECT_EQ(negative.words, Words{"--train"});
 }
 
-TEST(CommandLineTest, numberBeyond32BitsStaysInTheList) {
+TEST(CommandLineTest, NumberBeyond32BitsStaysInTheList) {
     const CommandLine line = parse({"--omp", "99999999999", "--train"});
 
     EXPECT_EQ(line.numThreads, 0);
     EXPECT_EQ(line.words, (Words{"99999999999", "--train"}));
 }
 
-TEST(CommandLineTest, ofSeveralOptionsTheLastReadingCounts) {
+TEST(CommandLineTest, OfSeveralOptionsTheLastReadingCounts) {
     EXPECT_EQ(parse({"--omp", "2", "--cpu", "8", "--train"}).numThreads, 8);
     EXPECT_EQ(parse({"--omp", "2", "--train", "--omp", "x"}).numThreads, 0);
     EXPECT_EQ(parse({"--omp", "2", "--train", "--omp", "x"}).words, (Words{"--train", "x"}));
 }
 
-TEST(CommandLineTest, optionBehindAnOptionIsAnOption) {
+TEST(CommandLineTest, OptionBehindAnOptionIsAnOption) {
     const CommandLine line = parse({"--omp", "--cpu", "3", "--train"});
 
     EXPECT_EQ(line.numThreads, 3);
     EXPECT_EQ(line.words, Words{"--train"});
 }
 
-TEST(CommandLineTest, optionIsAnExactWord) {
+TEST(CommandLineTest, OptionIsAnExactWord) {
     const Words arguments = {"--OMP", "4", "--omp=4", "-omp", "--cpus", "4"};
 
     const CommandLine line = parse(arguments);
@@ -103,7 +103,7 @@ TEST(CommandLineTest, optionIsAnExactWord) {
     EXPECT_EQ(line.words, arguments);
 }
 
-TEST(CommandLineTest, longListsAreSafe) {
+TEST(CommandLineTest, LongListsAreSafe) {
     Words arguments(1000, "word");
     arguments.insert(arguments.begin() + 500, {"--omp", "4"});
 

@@ -8,7 +8,7 @@
 namespace melta {
 namespace {
 
-TEST(CommandTableTest, aliasesNameOneMode) {
+TEST(CommandTableTest, AliasesNameOneMode) {
     EXPECT_NE(findCommand("--stop"), nullptr);
     EXPECT_EQ(findCommand("--stop"), findCommand("--stop-training"));
     EXPECT_NE(findCommand("--temp"), nullptr);
@@ -19,14 +19,14 @@ TEST(CommandTableTest, aliasesNameOneMode) {
     EXPECT_NE(findCommand("--behler"), findCommand("--temp"));
 }
 
-TEST(CommandTableTest, wordsAreComparedWhole) {
+TEST(CommandTableTest, WordsAreComparedWhole) {
     for (const std::string word : {"", "-", "--", "stop", "-stop", "--STOP", "--Stop", "--stop ", " --stop",
                                    "--stops", "--sto", "--template=x", "--help"}) {
         EXPECT_EQ(findCommand(word), nullptr) << '"' << word << '"';
     }
 }
 
-TEST(CommandTableTest, everyRowIsCompleteAndEveryWordUnique) {
+TEST(CommandTableTest, EveryRowIsCompleteAndEveryWordUnique) {
     std::set<std::string_view> names;
     for (const Command& command : commandTable()) {
         EXPECT_NE(command.run, nullptr);

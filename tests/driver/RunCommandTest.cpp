@@ -35,7 +35,7 @@ protected:
     int numBlasThreads = openblas_get_num_threads();
 };
 
-TEST_F(RunCommandTest, noWordPrintsTheHelpText) {
+TEST_F(RunCommandTest, NoWordPrintsTheHelpText) {
     const std::string output = run({});
 
     EXPECT_EQ(status, 0);
@@ -44,7 +44,7 @@ TEST_F(RunCommandTest, noWordPrintsTheHelpText) {
         << output;
 }
 
-TEST_F(RunCommandTest, unknownWordsPrintTheHelpText) {
+TEST_F(RunCommandTest, UnknownWordsPrintTheHelpText) {
     const std::string help = run({});
 
     EXPECT_EQ(run({"--omp"}), help);
@@ -53,12 +53,12 @@ TEST_F(RunCommandTest, unknownWordsPrintTheHelpText) {
     EXPECT_EQ(status, 0);
 }
 
-TEST_F(RunCommandTest, versionIsOneLine) {
+TEST_F(RunCommandTest, VersionIsOneLine) {
     EXPECT_EQ(run({"--version"}), std::string("melta ") + versionText + "\n");
     EXPECT_EQ(status, 0);
 }
 
-TEST_F(RunCommandTest, brokenPipesAndFullFilesKillNothing) {
+TEST_F(RunCommandTest, BrokenPipesAndFullFilesKillNothing) {
     std::signal(SIGPIPE, SIG_DFL);
     std::signal(SIGXFSZ, SIG_DFL);
 
@@ -68,20 +68,20 @@ TEST_F(RunCommandTest, brokenPipesAndFullFilesKillNothing) {
     EXPECT_EQ(std::signal(SIGXFSZ, SIG_DFL), SIG_IGN);
 }
 
-TEST_F(RunCommandTest, optionSetsTheThreadCounts) {
+TEST_F(RunCommandTest, OptionSetsTheThreadCounts) {
     run({"--omp", "3"});
 
     EXPECT_EQ(omp_get_max_threads(), 3);
     EXPECT_EQ(openblas_get_num_threads(), 3);
 }
 
-TEST_F(RunCommandTest, threadCountIsLimited) {
+TEST_F(RunCommandTest, ThreadCountIsLimited) {
     run({"--omp", "100000"});
 
-    EXPECT_EQ(omp_get_max_threads(), obtainLargestTeam());
+    EXPECT_EQ(omp_get_max_threads(), findLargestTeam());
 }
 
-TEST_F(RunCommandTest, limitOfThreadsIsToldByModesThatUseThem) {
+TEST_F(RunCommandTest, LimitOfThreadsIsToldByModesThatUseThem) {
     const test::TemporaryDirectory directory;
     const test::WorkingDirectory inside(directory.path());
     const auto outputOfForce = [&](const std::string& numThreads) {
@@ -90,13 +90,13 @@ TEST_F(RunCommandTest, limitOfThreadsIsToldByModesThatUseThem) {
             stop = test::stopMessageOf([&] { runCommand(Words{"--omp", numThreads, "--force", "x"}); });
         });
     };
-    const std::string limit = std::to_string(obtainLargestTeam());
+    const std::string limit = std::to_string(findLargestTeam());
 
     EXPECT_EQ(outputOfForce(limit), "");
     EXPECT_EQ(outputOfForce("100000"), "  * The number of threads is limited to " + limit + ".\n\n");
 }
 
-TEST_F(RunCommandTest, zeroAndNegativeThreadCountsChangeNothing) {
+TEST_F(RunCommandTest, ZeroAndNegativeThreadCountsChangeNothing) {
     omp_set_num_threads(5);
     const int numBlasBefore = openblas_get_num_threads();
 
@@ -107,7 +107,7 @@ TEST_F(RunCommandTest, zeroAndNegativeThreadCountsChangeNothing) {
     EXPECT_EQ(openblas_get_num_threads(), numBlasBefore);
 }
 
-TEST_F(RunCommandTest, parallelRegionsDoNotNest) {
+TEST_F(RunCommandTest, ParallelRegionsDoNotNest) {
     omp_set_max_active_levels(3);
 
     run({});
@@ -115,7 +115,7 @@ TEST_F(RunCommandTest, parallelRegionsDoNotNest) {
     EXPECT_EQ(omp_get_max_active_levels(), 1);
 }
 
-TEST_F(RunCommandTest, stopCreatesTheStopFile) {
+TEST_F(RunCommandTest, StopCreatesTheStopFile) {
     const test::TemporaryDirectory directory;
     const test::WorkingDirectory inside(directory.path());
 

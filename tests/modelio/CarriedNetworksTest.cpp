@@ -95,7 +95,7 @@ protected:
             arch.initLayers(set.get());
             restoreNN(arch, headName, set.get(), false);
         });
-        Geometry* const geometry = &set->obtainGeometry(0);
+        Geometry* const geometry = &set->getGeometry(0);
         arch.setGeometries(std::span<Geometry* const>(&geometry, 1));
         arch.calculateSymmFuncs(false, false, true);
         arch.renormalizeSymmFuncs(false);

@@ -143,7 +143,7 @@ protected:
         NNEnsemble ensemble(
             {property.modelsEnergy, property.layersEnergy, property.nodesEnergy, property.activEnergy},
             static_cast<int>(numInputs), false, false);
-        for (NNLayer* const layer : ensemble.obtainLayers()) {
+        for (NNLayer* const layer : ensemble.getLayers()) {
             for (int m = 0; m < layer->getNumModels(); ++m) {
                 std::ranges::copy(randomFloats(layer->weightOf(m).size(), seed++),
                                   layer->weightOf(m).begin());
@@ -188,7 +188,7 @@ protected:
     // All parameters of an ensemble, weights before biases.
     static std::vector<float> parametersOf(const NNEnsemble& ensemble) {
         std::vector<float> values;
-        for (const NNLayer* const layer : ensemble.obtainLayers()) {
+        for (const NNLayer* const layer : ensemble.getLayers()) {
             for (int m = 0; m < layer->getNumModels(); ++m) {
                 std::ranges::copy(layer->weightOf(m), std::back_inserter(values));
                 std::ranges::copy(layer->biasOf(m), std::back_inserter(values));

@@ -102,7 +102,7 @@ public:
 
     // Absolute energies, charges and forces of the atoms of a geometry of the own data.
     std::vector<double> resultsOf(int index) {
-        Geometry* const geometry = &set->obtainGeometry(index);
+        Geometry* const geometry = &set->getGeometry(index);
         arch->setGeometries(std::span<Geometry* const>(&geometry, 1));
         arch->calculateSymmFuncs(true, false, true);
         arch->renormalizeSymmFuncs(false);

@@ -65,7 +65,7 @@ protected:
 
     // Absolute energies of the atoms of one geometry.
     static std::vector<float> energiesOf(NNArch& arch, const GeometrySet& set, int index) {
-        Geometry* const geometry = &set.obtainGeometry(index);
+        Geometry* const geometry = &set.getGeometry(index);
         arch.setGeometries(std::span<Geometry* const>(&geometry, 1));
         arch.calculateSymmFuncs(false, false, true);
         arch.renormalizeSymmFuncs(false);
@@ -79,7 +79,7 @@ protected:
     }
 
     static std::vector<float> chargesOf(NNArch& arch, const GeometrySet& set, int index) {
-        Geometry* const geometry = &set.obtainGeometry(index);
+        Geometry* const geometry = &set.getGeometry(index);
         arch.setGeometries(std::span<Geometry* const>(&geometry, 1));
         arch.calculateSymmFuncs(false, false, true);
         arch.renormalizeSymmFuncs(false);

@@ -39,7 +39,7 @@ TEST_F(ModelFiles, WritesTheCompanionToTheByte) {
     property.nodesEnergy = 2;
     Model model;
     fill(model, {"A"}, 1);
-    std::vector<NNLayer*> layers = model.energy[0].obtainLayers();
+    std::vector<NNLayer*> layers = model.energy[0].getLayers();
     float value = 0.0f;
     for (NNLayer* const layer : layers) {
         for (const std::span<float> values : {layer->weightOf(0), layer->biasOf(0)}) {

@@ -69,7 +69,7 @@ SymmStatistics ArchFixture::makeStatistics() const {
     return arch->getSymmStatistics();
 }
 
-std::vector<Geometry*> ArchFixture::obtainGeometries() const {
+std::vector<Geometry*> ArchFixture::getGeometries() const {
     std::vector<Geometry*> geometries;
     for (const auto& geometry : set.geometries) {
         geometries.push_back(geometry.get());

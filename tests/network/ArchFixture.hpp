@@ -28,7 +28,7 @@ public:
     // Ranges of the set, as a training would find them.
     SymmStatistics makeStatistics() const;
 
-    std::vector<Geometry*> obtainGeometries() const;
+    std::vector<Geometry*> getGeometries() const;
 
     Property property;
     GeometrySet set;

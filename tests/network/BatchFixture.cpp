@@ -132,7 +132,7 @@ std::size_t BatchFixture::numAtoms() const {
 
 std::vector<float> BatchFixture::gradsOf(int element, int model) const {
     std::vector<float> grads;
-    for (const NNLayer* const layer : ensembles[static_cast<std::size_t>(element)].obtainLayers()) {
+    for (const NNLayer* const layer : ensembles[static_cast<std::size_t>(element)].getLayers()) {
         const auto weights = layer->weightGradOf(model);
         const auto biases = layer->biasGradOf(model);
         grads.insert(grads.end(), weights.begin(), weights.end());

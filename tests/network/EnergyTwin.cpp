@@ -39,7 +39,7 @@ std::vector<double> EnergyTwin::inputsOf(std::size_t geometry, std::size_t atom)
 // The atoms that the triples of rows of an atom's derivatives belong to.
 std::vector<std::size_t> EnergyTwin::atomsOfRows(std::size_t geometry, std::size_t atom) const {
     std::vector<std::size_t> atoms{atom};
-    for (const Neighbor& neighbor : batch.geometries[geometry]->obtainNeighbors(static_cast<int>(atom))) {
+    for (const Neighbor& neighbor : batch.geometries[geometry]->getNeighbors(static_cast<int>(atom))) {
         atoms.push_back(static_cast<std::size_t>(neighbor.atom));
     }
     return atoms;

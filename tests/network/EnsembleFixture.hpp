@@ -13,7 +13,7 @@ namespace melta::test {
 
 // Random biases too, which initWeight leaves at one value.
 inline void randomizeBiases(NNEnsemble& ensemble, unsigned seed) {
-    for (NNLayer* const layer : ensemble.obtainLayers()) {
+    for (NNLayer* const layer : ensemble.getLayers()) {
         for (int m = 0; m < ensemble.getNumModels(); ++m) {
             const std::vector<float> biases = randomFloats(layer->biasOf(m).size(), seed++, -0.4f, 0.4f);
             std::ranges::copy(biases, layer->biasOf(m).begin());

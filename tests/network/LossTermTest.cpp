@@ -168,7 +168,7 @@ public:
 
     void spread(const Geometry& geometry, std::size_t atom, std::size_t lanes, const float* valueGrads,
                 float* rowGrads) const override {
-        const std::size_t numRows = 3 * (geometry.obtainNeighbors(static_cast<int>(atom)).size() + 1);
+        const std::size_t numRows = 3 * (geometry.getNeighbors(static_cast<int>(atom)).size() + 1);
         std::fill_n(rowGrads, numRows * lanes, 0.0f);
         forEachComponent(geometry, atom, [&](float distance, std::size_t value, std::size_t row) {
             for (std::size_t m = 0; m < lanes; ++m) {
@@ -180,9 +180,9 @@ public:
 private:
     template <class Work>
     static void forEachComponent(const Geometry& geometry, std::size_t atom, Work&& work) {
-        const auto neighbors = geometry.obtainNeighbors(static_cast<int>(atom));
+        const auto neighbors = geometry.getNeighbors(static_cast<int>(atom));
         for (std::size_t n = 0; n < neighbors.size(); ++n) {
-            const std::array<float, 3> position = geometry.obtainNeighborPosition(neighbors[n]);
+            const std::array<float, 3> position = geometry.computeNeighborPosition(neighbors[n]);
             for (std::size_t i = 0; i < 9; ++i) {
                 const float distance = position[i / 3] - geometry.positions[3 * atom + i / 3];
                 work(distance, i, 3 * (n + 1) + i % 3);

@@ -83,7 +83,7 @@ TEST(NNArchCharge, OnlyTheMainArrangementHasGradients) {
     ArchFixture fixture(2, someSizes);
     const std::unique_ptr<NNArch> arch = fixture.makeArch(NNArch::onlyCharge, false);
     arch->getSymmStatistics() = fixture.makeStatistics();
-    setDirectBatch(*arch, fixture.obtainGeometries());
+    setDirectBatch(*arch, fixture.getGeometries());
     std::vector<LossTerm> terms = test::makeChargeTerms(fixture.property, chargeScale);
 
     EXPECT_EQ(stopMessageOf([&] { arch->goBackwardOnCharge(terms); }),
@@ -117,7 +117,7 @@ TEST(NNArchCharge, ChargesAreMeansOverTheModels) {
         fixture.property.modelsCharge = numModels;
         const std::unique_ptr<NNArch> arch = fixture.makeArch(NNArch::onlyCharge, false);
         arch->getSymmStatistics() = fixture.makeStatistics();
-        const std::vector<Geometry*> batch = fixture.obtainGeometries();
+        const std::vector<Geometry*> batch = fixture.getGeometries();
         setDirectBatch(*arch, batch);
 
         arch->goForwardOnCharge();
@@ -140,7 +140,7 @@ void checkAgainstTwin(ArchFixture& fixture, std::vector<int> indices) {
     arch->setGeometries(std::span<const int>(indices));
     std::vector<Geometry*> batch;
     for (const int index : indices) {
-        batch.push_back(fixture.obtainGeometries()[static_cast<std::size_t>(index)]);
+        batch.push_back(fixture.getGeometries()[static_cast<std::size_t>(index)]);
     }
     std::vector<LossTerm> terms = test::makeChargeTerms(fixture.property, chargeScale);
 
@@ -159,8 +159,8 @@ void checkAgainstTwin(ArchFixture& fixture, std::vector<int> indices) {
             const double want = twin->energyLossOf(loss);
             EXPECT_LE(std::abs(static_cast<double>(terms[0].getLoss()[static_cast<std::size_t>(m)]) - want),
                       1.0e-5 * want);
-            std::vector<double> expected = twin->networks[e].obtainGrads();
-            const std::vector<const NNLayer*> layers = ensemble.obtainLayers();
+            std::vector<double> expected = twin->networks[e].getGrads();
+            const std::vector<const NNLayer*> layers = ensemble.getLayers();
             std::size_t next = 0;
             for (const NNLayer* const layer : layers) {
                 const std::size_t size = layer->weightOf(m).size() + layer->biasOf(m).size();
@@ -202,7 +202,7 @@ TEST(NNArchCharge, BothKindsGoTogether) {
     arch->getSymmStatistics() = fixture.makeStatistics();
     energy->getSymmStatistics() = arch->getSymmStatistics();
     for (NNArch* const each : {arch.get(), energy.get()}) {
-        setDirectBatch(*each, fixture.obtainGeometries(), true);
+        setDirectBatch(*each, fixture.getGeometries(), true);
         each->goBackwardOnForce();
     }
 
@@ -218,7 +218,7 @@ TEST(NNArchCharge, AddsSquaredErrors) {
     ArchFixture fixture(2, someSizes);
     const std::unique_ptr<NNArch> arch = fixture.makeArch(NNArch::onlyCharge, false);
     arch->getSymmStatistics() = fixture.makeStatistics();
-    const std::vector<Geometry*> batch = fixture.obtainGeometries();
+    const std::vector<Geometry*> batch = fixture.getGeometries();
     setDirectBatch(*arch, batch);
     arch->goForwardOnCharge();
     double want = 10.0;
@@ -254,7 +254,7 @@ TEST(NNArchCharge, AnAdamStepMovesTheChargeNetworks) {
 TEST(NNArchCharge, ARestoredNetworkFollowsTheRange) {
     ArchFixture fixture(2, someSizes);
     const std::unique_ptr<NNArch> arch = fixture.makeArch(NNArch::onlyCharge, true);
-    const std::vector<Geometry*> batch = fixture.obtainGeometries();
+    const std::vector<Geometry*> batch = fixture.getGeometries();
     arch->getSymmStatistics() = {{1.0f, 2.0f}, {3.0f, 4.0f}};
     setDirectBatch(*arch, batch);
     arch->goForwardOnCharge();

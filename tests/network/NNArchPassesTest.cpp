@@ -71,7 +71,7 @@ TEST(NNArchPasses, OnlyTheMainArrangementHasGradients) {
     const std::unique_ptr<NNArch> evaluating = fixture.makeArch(NNArch::onlyEnergy, false);
     evaluating->copySymmStatistics(train.get());
     evaluating->setEnergyModeScheme(3, true);
-    setDirectBatch(*evaluating, fixture.obtainGeometries());
+    setDirectBatch(*evaluating, fixture.getGeometries());
     std::vector<LossTerm> terms = test::makeEnergyTerms(fixture.property, energyScale, forceScale);
 
     EXPECT_EQ(stopMessageOf([&] { evaluating->evaluateLoss(NetworkTarget::energy, terms); }),
@@ -120,7 +120,7 @@ struct RowsOfBatch {
 
 std::vector<float> gradsOfModel(const NNEnsemble& ensemble, int model) {
     std::vector<float> grads;
-    for (const NNLayer* const layer : ensemble.obtainLayers()) {
+    for (const NNLayer* const layer : ensemble.getLayers()) {
         const auto weights = layer->weightGradOf(model);
         const auto biases = layer->biasGradOf(model);
         grads.insert(grads.end(), weights.begin(), weights.end());
@@ -147,9 +147,8 @@ void expectTwinsLossAndGrads(const NNArch& arch, std::span<const LossTerm> terms
     EXPECT_LE(std::abs(static_cast<double>(terms[0].getLoss()[m]) - energyLoss), 1.0e-5 * energyLoss);
     EXPECT_LE(std::abs(static_cast<double>(terms[1].getLoss()[m]) - forceLoss), 1.0e-5 * forceLoss);
     for (std::size_t e = 0; e < twin.networks.size(); ++e) {
-        EXPECT_LE(
-            worstError(gradsOfModel(arch.getEnergyEnsembles()[e], model), twin.networks[e].obtainGrads()),
-            1.0e-4)
+        EXPECT_LE(worstError(gradsOfModel(arch.getEnergyEnsembles()[e], model), twin.networks[e].getGrads()),
+                  1.0e-4)
             << "element " << e;
     }
 }
@@ -161,7 +160,7 @@ void checkAgainstTwin(int numElems, int scheme, bool withHDNNP, bool sqrtLoss) {
     const std::unique_ptr<NNArch> arch = fixture.makeTrainingArch();
     arch->setEnergyModeScheme(scheme, true);
     arch->setGeometries(std::span<const int>(std::array{3, 0, 2}));
-    const std::vector<Geometry*> all = fixture.obtainGeometries();
+    const std::vector<Geometry*> all = fixture.getGeometries();
     const std::vector<Geometry*> batch{all[3], all[0], all[2]};
     const RowsOfBatch rows(fixture, arch->getSymmStatistics(), batch);
     test::LossTwin loss{test::toDouble(energyScale), test::toDouble(forceScale), withHDNNP, sqrtLoss,
@@ -202,7 +201,7 @@ TEST(NNArchPasses, BatchByIndexIsTheDirectBatch) {
     const std::unique_ptr<NNArch> inCore = fixture.makeTrainingArch();
     const std::unique_ptr<NNArch> direct = fixture.makeArch();
     direct->copySymmStatistics(inCore.get());
-    const std::vector<Geometry*> all = fixture.obtainGeometries();
+    const std::vector<Geometry*> all = fixture.getGeometries();
     const std::vector<Geometry*> batch{all[2], all[0]};
     inCore->setGeometries(std::span<const int>(std::array{2, 0}));
     setDirectBatch(*direct, batch);
@@ -231,7 +230,7 @@ TEST(NNArchPasses, WaysOfEvaluationAgree) {
     evaluating->copySymmStatistics(train.get());
     train->setEnergyModeScheme(1, true);
     train->setGeometries(std::span<const int>(std::array{0, 1, 2, 3}));
-    setDirectBatch(*evaluating, fixture.obtainGeometries());
+    setDirectBatch(*evaluating, fixture.getGeometries());
     std::vector<LossTerm> terms = test::makeEnergyTerms(fixture.property, energyScale, forceScale);
 
     train->clearWeightGrads();

@@ -113,13 +113,13 @@ TEST(NNArch, GuardsTheInCoreSet) {
     EXPECT_EQ(stopMessageOf([&] { arch->setGeometriesAll(&fixture.set); }),
               "geometriesAll have been set, already.");
     arch->clearGeometriesAll();
-    EXPECT_EQ(stopMessageOf([&] { arch->setGeometriesAll(fixture.obtainGeometries()); }), "(no stop)");
+    EXPECT_EQ(stopMessageOf([&] { arch->setGeometriesAll(fixture.getGeometries()); }), "(no stop)");
 }
 
 TEST(NNArch, GuardsTheBatch) {
     const ArchFixture fixture(2, someSizes);
     const std::unique_ptr<NNArch> arch = fixture.makeArch();
-    const std::vector<Geometry*> geometries = fixture.obtainGeometries();
+    const std::vector<Geometry*> geometries = fixture.getGeometries();
 
     EXPECT_EQ(stopMessageOf([&] { arch->clearGeometries(); }), "geometries have not been set.");
     EXPECT_EQ(stopMessageOf([&] { arch->setGeometries(std::span<Geometry* const>()); }),
@@ -142,7 +142,7 @@ TEST(NNArch, GuardsTheBatchByIndexInThisOrder) {
         return stopMessageOf([&] { arch->setGeometries(std::span<const int>(list)); });
     };
 
-    arch->setGeometries(fixture.obtainGeometries());
+    arch->setGeometries(fixture.getGeometries());
     EXPECT_EQ(stopsWith({}), "geometriesAll have not been set.");
     arch->setGeometriesAll(&fixture.set);
     EXPECT_EQ(stopsWith({}), "geometries have been set, already.");
@@ -185,7 +185,7 @@ TEST(NNArch, GuardsTheSymmetryFunctions) {
     EXPECT_EQ(stopMessageOf([&] { arch->renormalizeSymmFuncs(true); }), "geometriesAll have not been set.");
     EXPECT_EQ(stopMessageOf([&] { arch->renormalizeSymmFuncs(false); }), "geometries have not been set.");
     arch->setGeometriesAll(&fixture.set);
-    arch->setGeometries(fixture.obtainGeometries());
+    arch->setGeometries(fixture.getGeometries());
     EXPECT_EQ(stopMessageOf([&] { arch->renormalizeSymmFuncs(true); }),
               "symmDataAll have not been prepared.");
     EXPECT_EQ(stopMessageOf([&] { arch->renormalizeSymmFuncs(false); }), "symmData have not been prepared.");
@@ -209,7 +209,7 @@ TEST(NNArch, TitlesTheSymmetryFunctionsOfTheSet) {
 TEST(NNArch, SaysNothingAboutTheBatch) {
     const ArchFixture fixture(2, someSizes);
     const std::unique_ptr<NNArch> arch = fixture.makeArch();
-    arch->setGeometries(fixture.obtainGeometries());
+    arch->setGeometries(fixture.getGeometries());
 
     EXPECT_EQ(outputOf([&] { arch->calculateSymmFuncs(false, false, false); }), "");
 }

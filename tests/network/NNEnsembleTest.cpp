@@ -19,7 +19,7 @@ constexpr NNShape smallShape{3, 2, 7, 5};
 TEST(NNEnsemble, ChainsItsLayers) {
     const NNEnsemble ensemble(smallShape, 11, true, false);
 
-    const std::vector<const NNLayer*> layers = ensemble.obtainLayers();
+    const std::vector<const NNLayer*> layers = ensemble.getLayers();
 
     ASSERT_EQ(layers.size(), 3U);
     EXPECT_EQ(layers[0]->getNumInp(), 11);
@@ -56,7 +56,7 @@ TEST(NNEnsemble, GivesEachModelWeightsOfItsOwn) {
 
     ensemble.initWeight(1.0f, 0.0f);
 
-    for (const NNLayer* const layer : ensemble.obtainLayers()) {
+    for (const NNLayer* const layer : ensemble.getLayers()) {
         EXPECT_NE(layer->weightOf(0).front(), layer->weightOf(1).front());
         EXPECT_NE(layer->weightOf(1).front(), layer->weightOf(2).front());
     }
@@ -85,7 +85,7 @@ TEST(NNEnsemble, InputGradientsAreThoseOfTheTwin) {
         fixture.ensemble.goForward(fixture.tile, true);
         fixture.ensemble.goBackward(fixture.tile);
 
-        fixture.ensemble.obtainInputGrads(fixture.tile);
+        fixture.ensemble.computeInputGrads(fixture.tile);
 
         std::vector<double> want;
         for (std::size_t s = 0; s < fixture.numSamples; ++s) {
@@ -104,7 +104,7 @@ TEST(NNEnsemble, SummedInputGradientsAreTheSumOverTheModels) {
         const std::size_t numInp = fixture.numInp();
         fixture.ensemble.goForward(fixture.tile, true);
         fixture.ensemble.goBackward(fixture.tile);
-        fixture.ensemble.obtainInputGrads(fixture.tile);
+        fixture.ensemble.computeInputGrads(fixture.tile);
         std::vector<double> want(fixture.numSamples * numInp, 0.0);
         for (std::size_t k = 0; k < fixture.inpGrad.size(); ++k) {
             want[k / (fixture.numModels() * numInp) * numInp + k % numInp] +=
@@ -113,7 +113,7 @@ TEST(NNEnsemble, SummedInputGradientsAreTheSumOverTheModels) {
         std::vector<float> summed(want.size());
         fixture.tile.inpGrad = summed.data();
 
-        fixture.ensemble.obtainSummedInputGrads(fixture.tile);
+        fixture.ensemble.computeSummedInputGrads(fixture.tile);
 
         EXPECT_LE(worstError(summed, want), 4.0e-6);
     });
@@ -133,9 +133,8 @@ TEST(NNEnsemble, WeightGradientsAreThoseOfTheTwin) {
                 twin.addEnergyGrads(fixture.inputsOf(s),
                                     static_cast<double>(fixture.outGrad[s * fixture.numModels() + m]));
             }
-            EXPECT_LE(
-                worstError(gradsOfModel(fixture.ensemble, grads, static_cast<int>(m)), twin.obtainGrads()),
-                5.0e-6);
+            EXPECT_LE(worstError(gradsOfModel(fixture.ensemble, grads, static_cast<int>(m)), twin.getGrads()),
+                      5.0e-6);
         }
     });
 }
@@ -150,7 +149,7 @@ TEST(NetworkTwin, HasTheGradientOfItsEnergy) {
         NetworkTwin twin(fixture.ensemble, 0);
         std::vector<double> inputs = fixture.inputsOf(0);
         twin.addEnergyGrads(inputs, 0.7);
-        const std::vector<double> grads = twin.obtainGrads();
+        const std::vector<double> grads = twin.getGrads();
         const std::vector<double> inputGrads = twin.inputGradsOf(inputs);
         const auto differentiate = [&](double& variable) {
             const double kept = variable;
@@ -163,7 +162,7 @@ TEST(NetworkTwin, HasTheGradientOfItsEnergy) {
         };
 
         std::vector<double> numerical;
-        for (double* const parameter : twin.obtainParameters()) {
+        for (double* const parameter : twin.getParameters()) {
             numerical.push_back(0.7 * differentiate(*parameter));
         }
         std::vector<double> numericalInputs;
@@ -210,7 +209,7 @@ TEST(NNEnsemble, ReusesATileForFewerSamples) {
     for (std::size_t s = 0; s < 5; ++s) {
         twin.addEnergyGrads(fixture.inputsOf(s), static_cast<double>(fixture.outGrad[3 * s + 2]));
     }
-    EXPECT_LE(worstError(gradsOfModel(fixture.ensemble, grads, 2), twin.obtainGrads()), 5.0e-6);
+    EXPECT_LE(worstError(gradsOfModel(fixture.ensemble, grads, 2), twin.getGrads()), 5.0e-6);
     EXPECT_LE(worstError(fixture.outputs, before), 1.0e-6);
 }
 

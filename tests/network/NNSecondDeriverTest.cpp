@@ -19,7 +19,7 @@ using test::worstError;
 void prepareCoefficients(EnsembleFixture& fixture) {
     fixture.ensemble.goForward(fixture.tile, true);
     fixture.ensemble.goBackward(fixture.tile);
-    fixture.ensemble.obtainInputGrads(fixture.tile);
+    fixture.ensemble.computeInputGrads(fixture.tile);
     std::ranges::copy(test::randomFloats(fixture.inpGrad.size(), 300), fixture.inpGrad.begin());
 }
 
@@ -49,8 +49,8 @@ double worstErrorOfModels(const EnsembleFixture& fixture, const EnsembleGrads& g
                                     static_cast<double>(fixture.outGrad[s * fixture.numModels() + m]));
             }
         }
-        worst = std::max(worst, worstError(gradsOfModel(fixture.ensemble, grads, static_cast<int>(m)),
-                                           twin.obtainGrads()));
+        worst = std::max(
+            worst, worstError(gradsOfModel(fixture.ensemble, grads, static_cast<int>(m)), twin.getGrads()));
     }
     return worst;
 }
@@ -77,7 +77,7 @@ TEST(NetworkTwin, HasTheGradientOfItsWeightedInputGradients) {
         twin.addExactGrads(inputs, coefs);
 
         std::vector<double> numerical;
-        for (double* const parameter : twin.obtainParameters()) {
+        for (double* const parameter : twin.getParameters()) {
             const double kept = *parameter;
             *parameter = kept + step;
             const double above = weightedSum();
@@ -87,7 +87,7 @@ TEST(NetworkTwin, HasTheGradientOfItsWeightedInputGradients) {
             numerical.push_back((above - below) / (2.0 * step));
         }
 
-        EXPECT_LE(worstError(twin.obtainGrads(), numerical), 1.0e-8)
+        EXPECT_LE(worstError(twin.getGrads(), numerical), 1.0e-8)
             << shape.numLayers << " layers, activation " << shape.activation;
     }
 }
@@ -174,7 +174,7 @@ TEST(NNSecondDeriver, GradientsAccumulate) {
     NNSecondDeriver(&fixture.ensemble, &fixture.tile).updateWeightGrads(true, nullptr, grads);
     NNSecondDeriver(&fixture.ensemble, &fixture.tile).updateWeightGrads(true, nullptr, grads);
 
-    EXPECT_LE(worstError(gradsOfModel(fixture.ensemble, grads, 1), twin.obtainGrads()), 6.0e-6);
+    EXPECT_LE(worstError(gradsOfModel(fixture.ensemble, grads, 1), twin.getGrads()), 6.0e-6);
 }
 
 TEST(NNSecondDeriver, ReusesATileForFewerSamples) {

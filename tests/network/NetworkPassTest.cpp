@@ -111,7 +111,7 @@ void expectTwinsLossAndGrads(BatchFixture& fixture, const Case& c, const Losses&
         EXPECT_LE(std::abs(static_cast<double>(loss.force[static_cast<std::size_t>(m)]) - forceLoss),
                   2.0e-6 * forceLoss);
         for (std::size_t e = 0; e < fixture.ensembles.size(); ++e) {
-            EXPECT_LE(worstError(fixture.gradsOf(static_cast<int>(e), m), twin.networks[e].obtainGrads()),
+            EXPECT_LE(worstError(fixture.gradsOf(static_cast<int>(e), m), twin.networks[e].getGrads()),
                       1.0e-5)
                 << "element " << e << ", model " << m;
         }
@@ -161,7 +161,7 @@ TEST(EnergyTwin, HasTheGradientOfItsLosses) {
 
         for (test::NetworkTwin& network : twin.networks) {
             std::vector<double> numerical;
-            for (double* const parameter : network.obtainParameters()) {
+            for (double* const parameter : network.getParameters()) {
                 const double kept = *parameter;
                 *parameter = kept + step;
                 const double above = twin.energyLossOf(loss) + twin.forceLossOf(loss);
@@ -170,7 +170,7 @@ TEST(EnergyTwin, HasTheGradientOfItsLosses) {
                 *parameter = kept;
                 numerical.push_back((above - below) / (2.0 * step));
             }
-            EXPECT_LE(worstError(network.obtainGrads(), numerical), 1.0e-7);
+            EXPECT_LE(worstError(network.getGrads(), numerical), 1.0e-7);
         }
     }
 }
@@ -187,7 +187,7 @@ TEST(NetworkPass, LossesAndGradientsAreThoseOfTheTwin) {
                 const Losses loss = evaluate(fixture, c, pass);
 
                 expectTwinsLossAndGrads(fixture, c, loss);
-                EXPECT_LE(worstError(pass.obtainOutputs(), meanEnergies(fixture)), 1.0e-6);
+                EXPECT_LE(worstError(pass.getOutputs(), meanEnergies(fixture)), 1.0e-6);
                 if (c.withForce) {
                     EXPECT_LE(worstError(pass.obtainForces(), meanForces(fixture)), 2.0e-6);
                 }
@@ -222,7 +222,7 @@ TEST(NetworkPass, TakesLargeBatchesInManyTiles) {
 
     EXPECT_GT(pass.getLayout().getTiles().size(), 2U);
     expectTwinsLossAndGrads(fixture, {}, loss);
-    EXPECT_LE(worstError(pass.obtainOutputs(), meanEnergies(fixture)), 1.0e-6);
+    EXPECT_LE(worstError(pass.getOutputs(), meanEnergies(fixture)), 1.0e-6);
     EXPECT_LE(worstError(pass.obtainForces(), meanForces(fixture)), 2.0e-6);
 }
 
@@ -284,7 +284,7 @@ TEST(NetworkPass, AgreesBetweenNumbersOfThreads) {
 
         evaluate(fixture, {}, pass);
 
-        const std::vector<float> gotEnergies(pass.obtainOutputs().begin(), pass.obtainOutputs().end());
+        const std::vector<float> gotEnergies(pass.getOutputs().begin(), pass.getOutputs().end());
         const std::vector<float> gotForces(pass.obtainForces().begin(), pass.obtainForces().end());
         const std::vector<float> gotGrads = fixture.gradsOf(0, 2);
         if (numThreads == 1) {
@@ -308,7 +308,7 @@ TEST(NetworkPass, EvaluatesEnergiesAndForcesWithoutLosses) {
 
             pass.evaluate(onlyForces);
 
-            EXPECT_LE(worstError(pass.obtainOutputs(), meanEnergies(fixture)), 1.0e-6);
+            EXPECT_LE(worstError(pass.getOutputs(), meanEnergies(fixture)), 1.0e-6);
             EXPECT_LE(worstError(pass.obtainForces(), meanForces(fixture)), 2.0e-6);
         }
     }
@@ -321,7 +321,7 @@ TEST(NetworkPass, EvaluatesEnergiesAlone) {
 
     pass.evaluate({});
 
-    EXPECT_LE(worstError(pass.obtainOutputs(), meanEnergies(fixture)), 1.0e-6);
+    EXPECT_LE(worstError(pass.getOutputs(), meanEnergies(fixture)), 1.0e-6);
     for (const float force : pass.obtainForces()) {
         EXPECT_EQ(force, 0.0f);
     }
@@ -340,7 +340,7 @@ TEST(NetworkPass, CutsOneGeometryAmongThreads) {
     for (int run = 0; run < 100; ++run) {
         pass.evaluate(onlyForces);
 
-        ASSERT_LE(worstError(pass.obtainOutputs(), energies), 1.0e-6);
+        ASSERT_LE(worstError(pass.getOutputs(), energies), 1.0e-6);
         ASSERT_LE(worstError(pass.obtainForces(), forces), 2.0e-6) << "run " << run;
     }
 }
@@ -387,7 +387,7 @@ TEST(NetworkPass, WeighsTheTotalEnergyWithTheFirstScale) {
     const Losses loss = evaluate(fixture, {true, false, ForceGradient::none, true, false}, pass);
 
     double want = 0.0;
-    for (const float energy : pass.obtainOutputs()) {
+    for (const float energy : pass.getOutputs()) {
         want += 1.3 / 2.0 * std::pow(static_cast<double>(energy) - 0.75, 2);
     }
     EXPECT_LE(std::abs(static_cast<double>(loss.energy.front()) - want), 1.0e-6 * want);
@@ -435,7 +435,7 @@ TEST(NetworkPass, TakesTheRootOfEachTermByItself) {
 
     EnergyTwin twin(fixture.view(), 0);
     twin.addLossGrads({{1.0e-14}, {0.7}, false, true, true});
-    EXPECT_LE(worstError(fixture.gradsOf(0, 0), twin.networks[0].obtainGrads()), 1.0e-5);
+    EXPECT_LE(worstError(fixture.gradsOf(0, 0), twin.networks[0].getGrads()), 1.0e-5);
 }
 
 TEST(NetworkPass, PerfectTargetsGiveNoGradient) {
@@ -449,7 +449,7 @@ TEST(NetworkPass, PerfectTargetsGiveNoGradient) {
         Geometry& geometry = fixture.geometryOf(g);
         const std::size_t start = pass.getLayout().getGeometryStart()[g];
         for (std::size_t a = 0; a < geometry.energies.size(); ++a) {
-            geometry.energies[a] = static_cast<double>(pass.obtainOutputs()[start + a]);
+            geometry.energies[a] = static_cast<double>(pass.getOutputs()[start + a]);
         }
         std::ranges::copy(pass.obtainForces().subspan(3 * start, geometry.forces.size()),
                           geometry.forces.begin());
@@ -478,7 +478,7 @@ TEST(NetworkPass, AgreesBetweenInstructionSets) {
 
         EnergyTwin twin(fixture.view(), 4);
         twin.addLossGrads(twinOf({}));
-        EXPECT_LE(worstError(fixture.gradsOf(1, 4), twin.networks[1].obtainGrads()), 1.0e-5);
+        EXPECT_LE(worstError(fixture.gradsOf(1, 4), twin.networks[1].getGrads()), 1.0e-5);
     });
 }
 

@@ -10,7 +10,7 @@ bool operator==(const NNShape& a, const NNShape& b) {
            a.activation == b.activation;
 }
 
-TEST(NetworkShape, isThatOfItsKind) {
+TEST(NetworkShape, IsThatOfItsKind) {
     Property property;
     property.modelsEnergy = 2;
     property.layersEnergy = 3;
@@ -22,7 +22,7 @@ TEST(NetworkShape, isThatOfItsKind) {
     EXPECT_EQ(shapeOfNetworks(property, chargeNetwork).numModels, 7);
 }
 
-TEST(NetworkShape, canBeMadeWhateverAFileClaims) {
+TEST(NetworkShape, CanBeMadeWhateverAFileClaims) {
     Property property;
     property.activEnergy = 4;
     property.layersEnergy = 0;
@@ -34,7 +34,7 @@ TEST(NetworkShape, canBeMadeWhateverAFileClaims) {
 }
 
 // Of 1000 x (1000 + 2 x 1001) weights for each model.
-TEST(NetworkShape, isTooLargeByItsWeights) {
+TEST(NetworkShape, IsTooLargeByItsWeights) {
     const NNShape shape{1, 2, 1000, 1};
     EXPECT_FALSE(isTooLarge(shape, 1000, 333));
     EXPECT_TRUE(isTooLarge(shape, 1000, 334));

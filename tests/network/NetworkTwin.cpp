@@ -101,7 +101,7 @@ std::vector<double> LayerTwin::multiplyTransposed(std::span<const double> x) con
 }
 
 NetworkTwin::NetworkTwin(const NNEnsemble& ensemble, int model) {
-    for (const NNLayer* const layer : ensemble.obtainLayers()) {
+    for (const NNLayer* const layer : ensemble.getLayers()) {
         LayerTwin twin{};
         twin.numInp = layer->getNumInp();
         twin.numOut = layer->getNumOut();
@@ -210,7 +210,7 @@ void NetworkTwin::addApproximateGrads(std::span<const double> inputs, std::span<
     }
 }
 
-std::vector<double*> NetworkTwin::obtainParameters() {
+std::vector<double*> NetworkTwin::getParameters() {
     std::vector<double*> parameters;
     for (LayerTwin& layer : layers) {
         for (std::vector<double>* const values : {&layer.weight, &layer.bias}) {
@@ -222,7 +222,7 @@ std::vector<double*> NetworkTwin::obtainParameters() {
     return parameters;
 }
 
-std::vector<double> NetworkTwin::obtainGrads() const {
+std::vector<double> NetworkTwin::getGrads() const {
     std::vector<double> grads;
     for (const LayerTwin& layer : layers) {
         append(grads, layer.weightGrad);
@@ -233,7 +233,7 @@ std::vector<double> NetworkTwin::obtainGrads() const {
 
 std::vector<float> gradsOfModel(const NNEnsemble& ensemble, const EnsembleGrads& grads, int model) {
     std::vector<float> all;
-    const std::vector<const NNLayer*> layers = ensemble.obtainLayers();
+    const std::vector<const NNLayer*> layers = ensemble.getLayers();
     for (std::size_t l = 0; l < layers.size(); ++l) {
         const NNLayerGrads& layer = l + 1 < layers.size() ? grads.interLayers[l] : grads.lastLayer;
         const std::size_t numWeights = layers[l]->weightOf(model).size();

@@ -58,8 +58,8 @@ public:
     void clearGrads();
 
     // Parameters and gradients in the order of the layers, weights before biases.
-    std::vector<double*> obtainParameters();
-    std::vector<double> obtainGrads() const;
+    std::vector<double*> getParameters();
+    std::vector<double> getGrads() const;
 
     std::vector<LayerTwin> layers;
 

@@ -24,7 +24,7 @@ std::vector<double> walk(const NNArch& arch, bool wantGrad) {
     std::vector<double> x;
     for (const NNEnsemble& ensemble : arch.getEnergyEnsembles()) {
         for (int m = 0; m < ensemble.getNumModels(); ++m) {
-            for (const NNLayer* const layer : ensemble.obtainLayers()) {
+            for (const NNLayer* const layer : ensemble.getLayers()) {
                 const auto s = static_cast<double>(layer->getWeightScale());
                 const auto h = static_cast<double>(layer->getBiasShift());
                 for (const float w : wantGrad ? layer->weightGradOf(m) : layer->weightOf(m)) {
@@ -132,7 +132,7 @@ TEST(ParameterPacking, UnpacksWhatItPacked) {
     std::vector<float> x(getTotalDataSize(*source));
     convertToTotalData(*source, x, false);
     for (NNEnsemble& ensemble : target->getEnergyEnsembles()) {
-        for (NNLayer* const layer : ensemble.obtainLayers()) {
+        for (NNLayer* const layer : ensemble.getLayers()) {
             for (int m = 0; m < 3; ++m) {
                 std::ranges::fill(layer->weightOf(m), 99.0f);
                 std::ranges::fill(layer->biasOf(m), 99.0f);
@@ -143,8 +143,8 @@ TEST(ParameterPacking, UnpacksWhatItPacked) {
     convertFromTotalData(*target, x);
 
     for (std::size_t e = 0; e < 2; ++e) {
-        const auto want = source->getEnergyEnsembles()[e].obtainLayers();
-        const auto got = target->getEnergyEnsembles()[e].obtainLayers();
+        const auto want = source->getEnergyEnsembles()[e].getLayers();
+        const auto got = target->getEnergyEnsembles()[e].getLayers();
         for (std::size_t l = 0; l < want.size(); ++l) {
             for (int m = 0; m < 3; ++m) {
                 // Hidden layers exactly, output layers up to a multiplication and a division.
@@ -166,8 +166,8 @@ TEST(ParameterPacking, CopiesLayersAndNothingElse) {
     copyLayers(*target, source.get());
 
     for (std::size_t e = 0; e < 2; ++e) {
-        const auto want = source->getEnergyEnsembles()[e].obtainLayers();
-        const auto got = target->getEnergyEnsembles()[e].obtainLayers();
+        const auto want = source->getEnergyEnsembles()[e].getLayers();
+        const auto got = target->getEnergyEnsembles()[e].getLayers();
         for (std::size_t l = 0; l < want.size(); ++l) {
             for (int m = 0; m < 3; ++m) {
                 EXPECT_EQ(worstError(got[l]->weightOf(m), want[l]->weightOf(m)), 0.0);

@@ -32,7 +32,7 @@ std::string stopOf(const Property& property, SymmUse use) {
 
 const std::string begin = "not enough memory: symmetry functions take 3000 MiB, but only 2000 MiB are free; ";
 
-TEST(SymmMemoryTest, bytesAreThoseOfTheRows) {
+TEST(SymmMemoryTest, BytesAreThoseOfTheRows) {
     Geometry geometry = makeCube();
     ASSERT_EQ(geometry.numNeighbors(0), 6);
     const std::vector<Geometry*> twice{&geometry, &geometry};
@@ -41,7 +41,7 @@ TEST(SymmMemoryTest, bytesAreThoseOfTheRows) {
     EXPECT_EQ(bytesOfSymmFuncs(twice, 10, true), 2U * (4 * 10 + 12 * 7 * 10));
 }
 
-TEST(SymmMemoryTest, whatFitsIsNoFailure) {
+TEST(SymmMemoryTest, WhatFitsIsNoFailure) {
     const Property property;
 
     const auto act = [&] {
@@ -52,7 +52,7 @@ TEST(SymmMemoryTest, whatFitsIsNoFailure) {
     EXPECT_EQ(test::outputOf([&] { EXPECT_EQ(test::stopMessageOf(act), "(no stop)"); }), "");
 }
 
-TEST(SymmMemoryTest, stopNamesTheKeysThatHelp) {
+TEST(SymmMemoryTest, StopNamesTheKeysThatHelp) {
     Property property;
 
     EXPECT_EQ(

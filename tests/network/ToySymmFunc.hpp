@@ -26,8 +26,8 @@ public:
         std::fill(symmData.begin(), symmData.end(), 0.0f);
         std::fill(symmDiff.begin(), symmDiff.end(), 0.0f);
         std::size_t row = 3;
-        for (const Neighbor& neighbor : geometry.obtainNeighbors(iatom)) {
-            const std::array<float, 3> place = geometry.obtainNeighborPosition(neighbor);
+        for (const Neighbor& neighbor : geometry.getNeighbors(iatom)) {
+            const std::array<float, 3> place = geometry.computeNeighborPosition(neighbor);
             std::array<float, 3> bond{};
             float square = 0.0f;
             for (std::size_t c = 0; c < 3; ++c) {

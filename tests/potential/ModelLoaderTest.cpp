@@ -76,7 +76,7 @@ protected:
     }
 };
 
-TEST_F(ModelLoaderTest, classicalBaselineIsIncluded) {
+TEST_F(ModelLoaderTest, ClassicalBaselineIsIncluded) {
     property.withClassical = 1;
     makeModel();
     writeTextFile(file("melta.class"),
@@ -88,7 +88,7 @@ TEST_F(ModelLoaderTest, classicalBaselineIsIncluded) {
     expectWithBaseline(pot, "melta.class");
 }
 
-TEST_F(ModelLoaderTest, reaxFFBaselineIsIncluded) {
+TEST_F(ModelLoaderTest, ReaxFFBaselineIsIncluded) {
     property.withReaxFF = 1;
     property.rcutReaxFF = 2.4f;
     makeModel();
@@ -100,7 +100,7 @@ TEST_F(ModelLoaderTest, reaxFFBaselineIsIncluded) {
     expectWithBaseline(pot, "ffield.reax");
 }
 
-TEST_F(ModelLoaderTest, influenceReachesOverBonds) {
+TEST_F(ModelLoaderTest, InfluenceReachesOverBonds) {
     property.withReaxFF = 1;
     property.rcutReaxFF = 5.0f;
     makeModel();
@@ -109,7 +109,7 @@ TEST_F(ModelLoaderTest, influenceReachesOverBonds) {
     EXPECT_EQ(Potential::load(directory.path()).influenceDistance(), 15.0);
 }
 
-TEST_F(ModelLoaderTest, missingFilesAreNamed) {
+TEST_F(ModelLoaderTest, MissingFilesAreNamed) {
     EXPECT_EQ(refusalOfLoading(), "cannot open file: " + file("melta.data"));
     EXPECT_EQ(refusalOfReading(), "cannot open file: " + file("ffield.melta"));
     property.withCharge = 1;
@@ -127,7 +127,7 @@ TEST_F(ModelLoaderTest, missingFilesAreNamed) {
     }
 }
 
-TEST_F(ModelLoaderTest, damagedHeadsAreRefusedAsByATest) {
+TEST_F(ModelLoaderTest, DamagedHeadsAreRefusedAsByATest) {
     makeModel();
     const std::string head = file("melta.data");
     const std::string text = readTextFile(head);
@@ -160,7 +160,7 @@ TEST_F(ModelLoaderTest, damagedHeadsAreRefusedAsByATest) {
     EXPECT_EQ(refusalOfHead(text), "(none)");
 }
 
-TEST_F(ModelLoaderTest, damagedNetworksAreRefused) {
+TEST_F(ModelLoaderTest, DamagedNetworksAreRefused) {
     makeModel();
     const std::string name = file("melta.data_e");
     const std::string text = readTextFile(name);
@@ -171,7 +171,7 @@ TEST_F(ModelLoaderTest, damagedNetworksAreRefused) {
 }
 
 // No byte that is wrong ends the process or is read over.
-TEST_F(ModelLoaderTest, wrongBytesInAForceFieldAreRefusedOrHarmless) {
+TEST_F(ModelLoaderTest, WrongBytesInAForceFieldAreRefusedOrHarmless) {
     property.withClassical = 1;
     property.withCharge = 1;
     makeModel();

@@ -28,17 +28,17 @@ protected:
     // A set of other data, with the energies and forces of its first geometry by the model.
     Evaluation evaluate(const GeometrySet& data) const {
         const auto model = restore(data);
-        const GeometryAtoms source(data.obtainGeometry(0), data.numElems);
+        const GeometryAtoms source(data.getGeometry(0), data.numElems);
         Evaluation result;
         TeamEvaluator(*model).evaluate(source, source.atoms(), Wish::energy | Wish::forces, result);
         for (std::size_t a = 0; a < result.energies.size(); ++a) {
-            result.energies[a] += data.getElementEnergy(data.obtainGeometry(0).elements[a]);
+            result.energies[a] += data.getElementEnergy(data.getGeometry(0).elements[a]);
         }
         return result;
     }
 };
 
-TEST_F(ModelRestorerTest, tellsWhatItDoes) {
+TEST_F(ModelRestorerTest, TellsWhatItDoes) {
     makeModel();
     writeHistograms();
     std::unique_ptr<ModelData> model;
@@ -56,7 +56,7 @@ TEST_F(ModelRestorerTest, tellsWhatItDoes) {
     EXPECT_TRUE(model->chargeNetworks.empty());
 }
 
-TEST_F(ModelRestorerTest, drawsNothing) {
+TEST_F(ModelRestorerTest, DrawsNothing) {
     makeModel();
     sharedRandom().seed(3);
     const int expected = sharedRandom().draw();
@@ -68,7 +68,7 @@ TEST_F(ModelRestorerTest, drawsNothing) {
 }
 
 // The networks of an element depend neither on which other elements the data have nor on their order.
-TEST_F(ModelRestorerTest, sortsElementsAsTheSetDoes) {
+TEST_F(ModelRestorerTest, SortsElementsAsTheSetDoes) {
     makeModel();
     const std::string oxygen = makeDataText({.numGeoms = 2, .labels = {"O", "O", "O"}, .seed = 42});
     const std::string mixed = makeDataText({.numGeoms = 3, .labels = {"O", "Si", "O"}, .seed = 43});
@@ -79,7 +79,7 @@ TEST_F(ModelRestorerTest, sortsElementsAsTheSetDoes) {
 
         const Evaluation found = evaluate(*data);
 
-        const Expected expected = expect(sorted->obtainGeometry(0));
+        const Expected expected = expect(sorted->getGeometry(0));
         for (std::size_t a = 0; a < expected.energies.size(); ++a) {
             EXPECT_LE(std::abs(found.energies[a] - expected.energies[a]), 2.0e-5) << a;
         }
@@ -91,7 +91,7 @@ TEST_F(ModelRestorerTest, sortsElementsAsTheSetDoes) {
     }
 }
 
-TEST_F(ModelRestorerTest, marksElementsThatTheModelLacks) {
+TEST_F(ModelRestorerTest, MarksElementsThatTheModelLacks) {
     makeModel();
     const auto data = makeSet(property, makeDataText({.labels = {"C", "O"}, .seed = 44}));
 
@@ -102,7 +102,7 @@ TEST_F(ModelRestorerTest, marksElementsThatTheModelLacks) {
 }
 
 // Biases of one element lie on both sides of their mean, which is kept apart.
-TEST_F(ModelRestorerTest, measuresOutputsFromReferences) {
+TEST_F(ModelRestorerTest, MeasuresOutputsFromReferences) {
     makeModel();
     NNLayer& layer = arch->getEnergyEnsembles()[1].getLastLayer();
     layer.biasOf(0).front() = -4096.0f;
@@ -117,7 +117,7 @@ TEST_F(ModelRestorerTest, measuresOutputsFromReferences) {
     EXPECT_LE(std::abs(restored.biasOf(1).front() - 0.5f), 1.0e-3f);
 }
 
-TEST_F(ModelRestorerTest, refusesWhatIsNotThere) {
+TEST_F(ModelRestorerTest, RefusesWhatIsNotThere) {
     makeModel();
     EXPECT_EQ(stopMessageOf([this] {
                   const auto model = restore(*set);
@@ -131,7 +131,7 @@ TEST_F(ModelRestorerTest, refusesWhatIsNotThere) {
     EXPECT_EQ(stopOf(GeometrySet()), "#elements is not positive.");
 }
 
-TEST_F(ModelRestorerTest, refusesSettingsThatNoNetworkHas) {
+TEST_F(ModelRestorerTest, RefusesSettingsThatNoNetworkHas) {
     makeModel();
     property.nodesEnergy = 100000;
     EXPECT_EQ(stopOf(*set), "neural network is too large.");

@@ -46,7 +46,7 @@ std::vector<double> findDistances(const std::vector<double>& positions, std::siz
     return distances;
 }
 
-TEST(PeriodicViewTest, listsHoldAllNeighborsOfASmallCell) {
+TEST(PeriodicViewTest, ListsHoldAllNeighborsOfASmallCell) {
     const std::vector<double> positions{0.1, 0.2, 0.3, 1.7, 2.1, 3.3};
     constexpr double reach = 6.0;
 
@@ -72,7 +72,7 @@ TEST(PeriodicViewTest, listsHoldAllNeighborsOfASmallCell) {
     }
 }
 
-TEST(PeriodicViewTest, atomsOutsideTheCellAreTakenIn) {
+TEST(PeriodicViewTest, AtomsOutsideTheCellAreTakenIn) {
     const std::vector<double> inside{0.1, 0.2, 0.3, 1.7, 2.1, 3.3};
     std::vector<double> outside = inside;
     for (std::size_t c = 0; c < 3; ++c) {
@@ -88,7 +88,7 @@ TEST(PeriodicViewTest, atomsOutsideTheCellAreTakenIn) {
     }
 }
 
-TEST(PeriodicViewTest, rowsOfImagesAreAddedUp) {
+TEST(PeriodicViewTest, RowsOfImagesAreAddedUp) {
     const PeriodicView periodic(cell, std::vector<double>{0.1, 0.2, 0.3, 1.7, 2.1, 3.3},
                                 std::vector<int>{0, 1}, 4.0);
     const auto numAtoms = static_cast<std::size_t>(periodic.view().numAtoms);
@@ -103,7 +103,7 @@ TEST(PeriodicViewTest, rowsOfImagesAreAddedUp) {
     EXPECT_THROW(periodic.fold(rows, std::span(sums).first(3)), Error);
 }
 
-TEST(PeriodicViewTest, viewsStayValidWhenMoved) {
+TEST(PeriodicViewTest, ViewsStayValidWhenMoved) {
     PeriodicView first(cell, std::vector<double>{0.1, 0.2, 0.3}, std::vector<int>{0}, 4.0);
     const double* const positions = first.view().positions;
 
@@ -114,7 +114,7 @@ TEST(PeriodicViewTest, viewsStayValidWhenMoved) {
     EXPECT_LT(second.view().neighbors[0][0], second.view().numAtoms);
 }
 
-TEST(PeriodicViewTest, whatIsNotUsableIsRefused) {
+TEST(PeriodicViewTest, WhatIsNotUsableIsRefused) {
     const std::vector<double> positions{0.0, 0.0, 0.0};
     const std::vector<int> elements{0};
     const auto make = [&](const std::vector<double>& lattice, const std::vector<double>& places,

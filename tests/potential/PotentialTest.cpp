@@ -47,7 +47,7 @@ protected:
     }
 };
 
-TEST_P(PotentialOfKinds, givesTheEnergiesAndForcesOfTheArrangement) {
+TEST_P(PotentialOfKinds, GivesTheEnergiesAndForcesOfTheArrangement) {
     const Potential potential = Potential::load(directory.path());
     Potential::Workspace workspace;
     Evaluation result;
@@ -73,7 +73,7 @@ TEST_P(PotentialOfKinds, givesTheEnergiesAndForcesOfTheArrangement) {
     }
 }
 
-TEST_P(PotentialOfKinds, modelsAverageToTheMean) {
+TEST_P(PotentialOfKinds, ModelsAverageToTheMean) {
     const Potential potential = Potential::load(directory.path());
     Potential::Workspace workspace;
     Evaluation mean;
@@ -105,7 +105,7 @@ TEST_P(PotentialOfKinds, modelsAverageToTheMean) {
 }
 
 // Minus the derivative of the energy by strain, by central differences.
-TEST_P(PotentialOfKinds, virialIsTheDerivativeByStrain) {
+TEST_P(PotentialOfKinds, VirialIsTheDerivativeByStrain) {
     const Potential potential = Potential::load(directory.path());
     Potential::Workspace workspace;
     Evaluation result;
@@ -147,7 +147,7 @@ TEST_P(PotentialOfKinds, virialIsTheDerivativeByStrain) {
     }
 }
 
-TEST_P(PotentialOfKinds, exportedForceFieldIsTheSamePotential) {
+TEST_P(PotentialOfKinds, ExportedForceFieldIsTheSamePotential) {
     const Potential loaded = Potential::load(directory.path());
     const Potential read = Potential::read(exportModel());
     Potential::Workspace workspace;
@@ -175,7 +175,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, PotentialOfKinds,
 
 class PotentialTest : public PotentialFixture {};
 
-TEST_F(PotentialTest, tellsWhatItIs) {
+TEST_F(PotentialTest, TellsWhatItIs) {
     property.withCharge = 1;
     makeModel();
 
@@ -184,7 +184,7 @@ TEST_F(PotentialTest, tellsWhatItIs) {
     EXPECT_EQ(potential.elements(), set->elemNames);
     EXPECT_EQ(potential.elementIndex("Si"), 0);
     EXPECT_EQ(potential.elementIndex("Xx"), -1);
-    EXPECT_EQ(potential.cutoff(), static_cast<double>(obtainLargestCutoff(property)));
+    EXPECT_EQ(potential.cutoff(), static_cast<double>(findLargestCutoff(property)));
     EXPECT_EQ(potential.influenceDistance(), potential.cutoff());
     EXPECT_EQ(potential.numModels(), property.modelsEnergy);
     EXPECT_TRUE(potential.hasCharges());
@@ -199,7 +199,7 @@ TEST_F(PotentialTest, tellsWhatItIs) {
     EXPECT_THROW(static_cast<void>(potential.descriptorRange(2)), Error);
 }
 
-TEST_F(PotentialTest, givesTheChargesOfTheArrangement) {
+TEST_F(PotentialTest, GivesTheChargesOfTheArrangement) {
     property.withCharge = 1;
     makeModel();
     const Potential potential = Potential::load(directory.path());
@@ -214,7 +214,7 @@ TEST_F(PotentialTest, givesTheChargesOfTheArrangement) {
     }
 }
 
-TEST_F(PotentialTest, chargesNeedChargeNetworks) {
+TEST_F(PotentialTest, ChargesNeedChargeNetworks) {
     makeModel();
     const Potential potential = Potential::load(directory.path());
     Potential::Workspace workspace;
@@ -225,7 +225,7 @@ TEST_F(PotentialTest, chargesNeedChargeNetworks) {
                  Error);
 }
 
-TEST_F(PotentialTest, trainingDataAreNotNovel) {
+TEST_F(PotentialTest, TrainingDataAreNotNovel) {
     makeModel();
     for (const bool withHistograms : {false, true}) {
         if (withHistograms) {
@@ -253,7 +253,7 @@ TEST_F(PotentialTest, trainingDataAreNotNovel) {
     }
 }
 
-TEST_F(PotentialTest, unknownAtomsHaveNoEnergyAndDoNotAct) {
+TEST_F(PotentialTest, UnknownAtomsHaveNoEnergyAndDoNotAct) {
     makeModel();
     const Potential potential = Potential::load(directory.path());
     Potential::Workspace workspace;
@@ -283,7 +283,7 @@ TEST_F(PotentialTest, unknownAtomsHaveNoEnergyAndDoNotAct) {
     EXPECT_EQ(result.forces, std::vector<double>(6, 0.0));
 }
 
-TEST_F(PotentialTest, viewsThatAreNotConsistentAreRefused) {
+TEST_F(PotentialTest, ViewsThatAreNotConsistentAreRefused) {
     makeModel();
     const Potential potential = Potential::load(directory.path());
     Potential::Workspace workspace;
@@ -317,7 +317,7 @@ TEST_F(PotentialTest, viewsThatAreNotConsistentAreRefused) {
     EXPECT_EQ(refusalOf(view), "incorrect view: index of an element.");
 }
 
-TEST_F(PotentialTest, maskedEntriesAndListsInAnyOrderAreTheSameView) {
+TEST_F(PotentialTest, MaskedEntriesAndListsInAnyOrderAreTheSameView) {
     makeModel();
     const Potential potential = Potential::load(directory.path());
     Potential::Workspace workspace;
@@ -355,7 +355,7 @@ TEST_F(PotentialTest, maskedEntriesAndListsInAnyOrderAreTheSameView) {
     }
 }
 
-TEST_F(PotentialTest, threadsShareOnePotential) {
+TEST_F(PotentialTest, ThreadsShareOnePotential) {
     makeModel();
     const Potential potential = Potential::load(directory.path());
     const PeriodicView view = viewOf(*set->geometries.front(), potential);
@@ -384,7 +384,7 @@ TEST_F(PotentialTest, threadsShareOnePotential) {
     }
 }
 
-TEST_F(PotentialTest, loadingPrintsNothingAndDrawsNothing) {
+TEST_F(PotentialTest, LoadingPrintsNothingAndDrawsNothing) {
     makeModel();
     writeHistograms();
     sharedRandom().seed(5);

@@ -64,7 +64,7 @@ protected:
     std::unique_ptr<ModelData> model;
 };
 
-TEST_F(TeamEvaluatorTest, givesWhatTheArrangementGives) {
+TEST_F(TeamEvaluatorTest, GivesWhatTheArrangementGives) {
     property.withCharge = 1;
     restore();
     for (const auto& geometry : set->geometries) {
@@ -89,9 +89,9 @@ TEST_F(TeamEvaluatorTest, givesWhatTheArrangementGives) {
     }
 }
 
-TEST_F(TeamEvaluatorTest, anAtomDependsNeitherOnThreadsNorOnCompany) {
+TEST_F(TeamEvaluatorTest, AnAtomDependsNeitherOnThreadsNorOnCompany) {
     restore();
-    const Geometry& geometry = set->obtainGeometry(0);
+    const Geometry& geometry = set->getGeometry(0);
     const GeometryAtoms source(geometry, set->numElems);
     std::vector<int> atoms(source.atoms().begin(), source.atoms().end());
     const Evaluation expected = evaluate(geometry, energiesAndForces);
@@ -117,9 +117,9 @@ TEST_F(TeamEvaluatorTest, anAtomDependsNeitherOnThreadsNorOnCompany) {
     EXPECT_NE(expected.energies[0], expected.energies[2]) << "proves nothing";
 }
 
-TEST_F(TeamEvaluatorTest, otherAtomsKeepWhatTheyHave) {
+TEST_F(TeamEvaluatorTest, OtherAtomsKeepWhatTheyHave) {
     restore();
-    const GeometryAtoms source(set->obtainGeometry(0), set->numElems);
+    const GeometryAtoms source(set->getGeometry(0), set->numElems);
     TeamEvaluator evaluator(*model);
     Evaluation result;
     evaluator.evaluate(source, source.atoms(), Wish::energy | Wish::novelty, result);
@@ -137,14 +137,14 @@ TEST_F(TeamEvaluatorTest, otherAtomsKeepWhatTheyHave) {
     EXPECT_EQ(result.energy, all.energies[2]);
 }
 
-TEST_F(TeamEvaluatorTest, eachAtomIsNovelByItself) {
+TEST_F(TeamEvaluatorTest, EachAtomIsNovelByItself) {
     restore();
-    Geometry& geometry = set->obtainGeometry(0);
+    Geometry& geometry = set->getGeometry(0);
     EXPECT_EQ(evaluate(geometry, Wish::novelty).numNovel, 0);
     // All neighbours of one of them twice, which the lists of the others do not know.
     std::vector<Neighbor> doubled;
     for (int copy = 0; copy < 2; ++copy) {
-        const auto list = geometry.obtainNeighbors(3);
+        const auto list = geometry.getNeighbors(3);
         doubled.insert(doubled.end(), list.begin(), list.end());
     }
     ASSERT_FALSE(doubled.empty());
@@ -156,35 +156,34 @@ TEST_F(TeamEvaluatorTest, eachAtomIsNovelByItself) {
     EXPECT_EQ(result.numNovel, 1);
 }
 
-TEST_F(TeamEvaluatorTest, refusesElementsThatAreNotThere) {
+TEST_F(TeamEvaluatorTest, RefusesElementsThatAreNotThere) {
     restore();
     for (const int element : {-1, 2}) {
-        set->obtainGeometry(0).elements[1] = element;
+        set->getGeometry(0).elements[1] = element;
 
-        EXPECT_EQ(stopOf(set->obtainGeometry(0), Wish::energy), "index of element is out of range.");
+        EXPECT_EQ(stopOf(set->getGeometry(0), Wish::energy), "index of element is out of range.");
     }
 }
 
-TEST_F(TeamEvaluatorTest, refusesAModelThatLacksAnElement) {
+TEST_F(TeamEvaluatorTest, RefusesAModelThatLacksAnElement) {
     restore();
     model->statistics.symmDev[1] = -1.0f;
 
-    EXPECT_EQ(stopOf(set->obtainGeometry(0), Wish::energy), "symmDev have not been prepared.");
+    EXPECT_EQ(stopOf(set->getGeometry(0), Wish::energy), "symmDev have not been prepared.");
 }
 
-TEST_F(TeamEvaluatorTest, stopsAtValuesThatAreNotFinite) {
+TEST_F(TeamEvaluatorTest, StopsAtValuesThatAreNotFinite) {
     restore();
     const int numBasis = model->symmFunc->getNumBasis();
     model->symmFunc = std::make_unique<BentSymmFunc>(numBasis, std::numeric_limits<float>::quiet_NaN(), 1.0f);
 
-    EXPECT_EQ(stopOf(set->obtainGeometry(0), Wish::energy),
-              "NaN at symmetry functions of the 0 -th geometry.");
+    EXPECT_EQ(stopOf(set->getGeometry(0), Wish::energy), "NaN at symmetry functions of the 0 -th geometry.");
 }
 
 // Derivatives alone, where anybody has asked for what comes from them.
-TEST_F(TeamEvaluatorTest, stopsAtDerivativesThatAreNotFinite) {
+TEST_F(TeamEvaluatorTest, StopsAtDerivativesThatAreNotFinite) {
     restore();
-    const Geometry& geometry = set->obtainGeometry(0);
+    const Geometry& geometry = set->getGeometry(0);
     const int numBasis = model->symmFunc->getNumBasis();
     model->symmFunc = std::make_unique<BentSymmFunc>(numBasis, 0.5f, std::numeric_limits<float>::infinity());
 
@@ -192,7 +191,7 @@ TEST_F(TeamEvaluatorTest, stopsAtDerivativesThatAreNotFinite) {
     EXPECT_EQ(stopOf(geometry, energiesAndForces), "NaN at symmetry functions of the 0 -th geometry.");
 }
 
-TEST_F(TeamEvaluatorTest, showsForcesThatTheNetworksAloneSpoil) {
+TEST_F(TeamEvaluatorTest, ShowsForcesThatTheNetworksAloneSpoil) {
     restore();
     const int numBasis = model->symmFunc->getNumBasis();
     model->symmFunc = std::make_unique<BentSymmFunc>(numBasis, 0.5f, 1.0f);
@@ -200,7 +199,7 @@ TEST_F(TeamEvaluatorTest, showsForcesThatTheNetworksAloneSpoil) {
         ensemble.getLastLayer().weightOf(0).front() = std::numeric_limits<float>::infinity();
     }
 
-    const Evaluation result = evaluate(set->obtainGeometry(0), energiesAndForces);
+    const Evaluation result = evaluate(set->getGeometry(0), energiesAndForces);
 
     EXPECT_FALSE(std::isfinite(result.forces[0]));
 }

@@ -48,7 +48,7 @@ TEST_F(MetropolisStateTest, IsADataFile) {
 
     GeometrySet set;
     set.readFirstGeometry(stateName, false);
-    const Geometry& geometry = set.obtainGeometry(0);
+    const Geometry& geometry = set.getGeometry(0);
 
     EXPECT_EQ(set.elemNames, (std::vector<std::string>{"O", "Si"}));
     EXPECT_FALSE(geometry.hasAtomEnergy);

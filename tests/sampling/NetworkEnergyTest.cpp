@@ -34,8 +34,8 @@ public:
         double sum = 0.0;
         for (int i = 0; i < geometry->numAtoms; ++i) {
             const auto first = 3 * static_cast<std::size_t>(i);
-            for (const Neighbor& neighbor : geometry->obtainNeighbors(i)) {
-                const std::array<float, 3> other = geometry->obtainNeighborPosition(neighbor);
+            for (const Neighbor& neighbor : geometry->getNeighbors(i)) {
+                const std::array<float, 3> other = geometry->computeNeighborPosition(neighbor);
                 const float r = std::hypot(other[0] - geometry->positions[first],
                                            other[1] - geometry->positions[first + 1],
                                            other[2] - geometry->positions[first + 2]);
@@ -99,7 +99,7 @@ protected:
         outputOf([&] { storeNN(*arch, head, trainingSet.get()); });
     }
 
-    Geometry& geometry = trainingSet->obtainGeometry(0);
+    Geometry& geometry = trainingSet->getGeometry(0);
     std::unique_ptr<ModelData> model = makeModel();
 };
 
@@ -219,7 +219,7 @@ protected:
         const bool isSwap = other != atom && other % 2 == 0;
         const std::array<float, 3> step{drawStep(random), drawStep(random), drawStep(random)};
         for (GeometrySet* const each : {set.get(), plainSet.get()}) {
-            std::vector<float>& positions = each->obtainGeometry(0).positions;
+            std::vector<float>& positions = each->getGeometry(0).positions;
             const auto place = positions.begin() + 3 * atom;
             if (isSwap) {
                 std::swap_ranges(place, place + 3, positions.begin() + 3 * other);
@@ -232,8 +232,8 @@ protected:
 
     // Walks, taking moves or refusing them at random, and compares each step.
     void compareSteps(BaselinePotential* baseline, int numSteps) {
-        Geometry& tracked = set->obtainGeometry(0);
-        Geometry& plain = plainSet->obtainGeometry(0);
+        Geometry& tracked = set->getGeometry(0);
+        Geometry& plain = plainSet->getGeometry(0);
         NetworkEnergy energy(*model, baseline, tracked, rcut);
         FullNetworkEnergy plainEnergy(*model, baseline, plain, rcut);
         EXPECT_LE(std::abs(energy.start() - plainEnergy.start()), tolerance);
@@ -285,7 +285,7 @@ TEST_F(NetworkEnergyWalk, RefusedMovesLeaveNothingBehind) {
         arch.writeSymmDistributions("start.gdist", set.get());
         storeNN(arch, "start.data", set.get());
     });
-    Geometry& tracked = set->obtainGeometry(0);
+    Geometry& tracked = set->getGeometry(0);
     const auto known = makeModel("start.data", "start.gdist");
     NetworkEnergy energy(*known, nullptr, tracked, rcut);
     const double start = energy.start();

@@ -57,7 +57,7 @@ TEST_F(GeometryReading, ConvertsUnits) {
     read("1 0 -2.5\n1 2 3\n-4 5 6\n7 8 -9\n" + atomLine("Fe", plainFields()));
 
     ASSERT_EQ(set.numGeoms, 1);
-    const Geometry& geometry = set.obtainGeometry(0);
+    const Geometry& geometry = set.getGeometry(0);
     EXPECT_FALSE(geometry.hasAtomEnergy);
     EXPECT_EQ(geometry.energyTotal, -2.5 * 13.605691930242388);
     const std::array<float, 9> cell{1, 2, 3, -4, 5, 6, 7, 8, -9};
@@ -78,7 +78,7 @@ TEST_F(GeometryReading, ConvertsUnits) {
 TEST_F(GeometryReading, TakesTheShareOfTheChargesOut) {
     read("1 1 -2.5\n" + cubicCell() + atomLine("H", plainFields()), true);
 
-    const Geometry& geometry = set.obtainGeometry(0);
+    const Geometry& geometry = set.getGeometry(0);
     EXPECT_EQ(geometry.energyTotal, (-2.5 - 0.125) * 13.605691930242388);
     EXPECT_EQ(geometry.energies[0], (-0.5 - 0.125) * 13.605691909790039);
     EXPECT_EQ(geometry.forces, (std::vector<float>{(0.1f - 0.01f) * 25.711033f, (0.2f - 0.02f) * 25.711033f,
@@ -90,31 +90,31 @@ TEST_F(GeometryReading, SumsAtomicEnergiesBehindAHeadOfOneNumber) {
     read("2\n" + cubicCell() + atomLine("H", fieldsWith("-1.25", "0")) +
          atomLine("O", fieldsWith("-3.5", "0")));
 
-    EXPECT_TRUE(set.obtainGeometry(0).hasAtomEnergy);
-    EXPECT_EQ(set.obtainGeometry(0).energyTotal, -4.75 * 13.605691930242388);
+    EXPECT_TRUE(set.getGeometry(0).hasAtomEnergy);
+    EXPECT_EQ(set.getGeometry(0).energyTotal, -4.75 * 13.605691930242388);
 }
 
 TEST_F(GeometryReading, TakesTheShareOfTheChargesOutOfThatSum) {
     read("1\n" + cubicCell() + atomLine("H", plainFields()), true);
 
-    EXPECT_EQ(set.obtainGeometry(0).energyTotal, (-0.5 - 0.125) * 13.605691930242388);
+    EXPECT_EQ(set.getGeometry(0).energyTotal, (-0.5 - 0.125) * 13.605691930242388);
 }
 
 TEST_F(GeometryReading, TakesAHeadThatIsNotCompleteForOneNumber) {
     for (const char* head : {"1 0", "1 0 x", "1.5 0 -3", "1 x -3"}) {
         read(head + ("\n" + cubicCell()) + atomLine("H", fieldsWith("-1.25", "0")));
 
-        EXPECT_TRUE(set.obtainGeometry(0).hasAtomEnergy) << head;
-        EXPECT_EQ(set.obtainGeometry(0).energyTotal, -1.25 * 13.605691930242388) << head;
+        EXPECT_TRUE(set.getGeometry(0).hasAtomEnergy) << head;
+        EXPECT_EQ(set.getGeometry(0).energyTotal, -1.25 * 13.605691930242388) << head;
     }
 }
 
 TEST_F(GeometryReading, ReadsTheFlag) {
     read(blockOf("0 -1", {"H"}) + blockOf("1 -1", {"H"}) + blockOf("-7 -1", {"H"}));
 
-    EXPECT_FALSE(set.obtainGeometry(0).hasAtomEnergy);
-    EXPECT_TRUE(set.obtainGeometry(1).hasAtomEnergy);
-    EXPECT_TRUE(set.obtainGeometry(2).hasAtomEnergy);
+    EXPECT_FALSE(set.getGeometry(0).hasAtomEnergy);
+    EXPECT_TRUE(set.getGeometry(1).hasAtomEnergy);
+    EXPECT_TRUE(set.getGeometry(2).hasAtomEnergy);
 }
 
 TEST_F(GeometryReading, NumbersKindsByFirstAppearance) {
@@ -124,7 +124,7 @@ TEST_F(GeometryReading, NumbersKindsByFirstAppearance) {
     EXPECT_EQ(set.elemNames, (std::vector<std::string>{"O", "H", "C"}));
     EXPECT_EQ(set.elemAtomNumbers, (std::vector<std::int32_t>{8, 1, 6}));
     EXPECT_EQ(set.elemCounts, (std::vector<std::int32_t>{2, 2, 1}));
-    EXPECT_EQ(set.obtainGeometry(1).elements, (std::vector<std::int32_t>{2, 1}));
+    EXPECT_EQ(set.getGeometry(1).elements, (std::vector<std::int32_t>{2, 1}));
 }
 
 TEST_F(GeometryReading, ReducesLabelsOnDemandOnly) {
@@ -185,7 +185,7 @@ TEST_F(GeometryReading, AcceptsManyLayoutsOfText) {
         read(text);
         EXPECT_EQ(set.numGeoms, 1);
         EXPECT_EQ(set.numElems, 2);
-        EXPECT_EQ(set.obtainGeometry(0).positions[2], 3.0f * 0.5291772f);
+        EXPECT_EQ(set.getGeometry(0).positions[2], 3.0f * 0.5291772f);
     }
 }
 
@@ -347,8 +347,8 @@ TEST_F(GeometryReading, UsesTheKindsOfATrainingSet) {
     EXPECT_EQ(set.elemNames, training.elemNames);
     EXPECT_EQ(set.elemAtomNumbers, training.elemAtomNumbers);
     EXPECT_EQ(set.elemCounts, (std::vector<std::int32_t>{2, 0, 1}));
-    EXPECT_EQ(set.obtainGeometry(0).elements, (std::vector<std::int32_t>{2, 0, 0}));
-    EXPECT_EQ(set.obtainGeometry(0).atomNumbers, (std::vector<std::int32_t>{29, 8, 8}));
+    EXPECT_EQ(set.getGeometry(0).elements, (std::vector<std::int32_t>{2, 0, 0}));
+    EXPECT_EQ(set.getGeometry(0).atomNumbers, (std::vector<std::int32_t>{29, 8, 8}));
 
     EXPECT_EQ(stopOf(blockOf("0 -1", {"O", "C"})), "incorrect kind of element: FILE");
     EXPECT_EQ(stopOf(blockOf("0 -1", {"O", "not an element"})),
@@ -370,7 +370,7 @@ TEST_F(GeometryReading, RejectsGeometriesOfLargeForces) {
     EXPECT_EQ(set.numGeoms, 2);
     EXPECT_EQ(set.numRejected, 1);
     EXPECT_EQ(set.elemCounts, (std::vector<std::int32_t>{3, 1}));
-    EXPECT_EQ(set.obtainGeometry(1).elements, (std::vector<std::int32_t>{0, 1}));
+    EXPECT_EQ(set.getGeometry(1).elements, (std::vector<std::int32_t>{0, 1}));
 }
 
 TEST_F(GeometryReading, KeepsAForceOfExactlyTheLimit) {
@@ -394,7 +394,7 @@ TEST_F(GeometryReading, MeasuresTheLengthOfTheFullForce) {
     set.maxForce = 13.37f;
     read(block, true);
     EXPECT_EQ(set.numRejected, 0);
-    EXPECT_EQ(set.obtainGeometry(0).forces, (std::vector<float>{0, 0, 0}));
+    EXPECT_EQ(set.getGeometry(0).forces, (std::vector<float>{0, 0, 0}));
 }
 
 TEST_F(GeometryReading, RejectsEvenAForceBeyondAllNumbers) {
@@ -439,7 +439,7 @@ TEST_F(GeometryReading, ReadsTheFirstGeometryAlone) {
 
     EXPECT_EQ(set.numGeoms, 1);
     EXPECT_EQ(set.numRejected, 0);
-    EXPECT_EQ(set.obtainGeometry(0).forces[3], 5000.0f * 25.711033f);
+    EXPECT_EQ(set.getGeometry(0).forces[3], 5000.0f * 25.711033f);
     write("");
     EXPECT_EQ(stopMessageOf([&] { set.readFirstGeometry(name, false); }), "there are no geometries: " + name);
 }

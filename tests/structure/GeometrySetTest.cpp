@@ -88,15 +88,15 @@ TEST_F(GeometryConditioning, ShiftsEnergiesByTheMeans) {
 
     condition(set);
 
-    EXPECT_LE(std::abs(set.obtainGeometry(0).energies[0] - 0.5 * rydberg), 1.0e-12);
-    EXPECT_EQ(set.obtainGeometry(0).energies[1], 0.0);
-    EXPECT_LE(std::abs(set.obtainGeometry(1).energies[0] + 0.5 * rydberg), 1.0e-12);
-    EXPECT_LE(std::abs(set.obtainGeometry(0).energyTotal - (-31.5 * 13.605691930242388 + 31.5 * rydberg)),
+    EXPECT_LE(std::abs(set.getGeometry(0).energies[0] - 0.5 * rydberg), 1.0e-12);
+    EXPECT_EQ(set.getGeometry(0).energies[1], 0.0);
+    EXPECT_LE(std::abs(set.getGeometry(1).energies[0] + 0.5 * rydberg), 1.0e-12);
+    EXPECT_LE(std::abs(set.getGeometry(0).energyTotal - (-31.5 * 13.605691930242388 + 31.5 * rydberg)),
               1.0e-12);
-    EXPECT_LE(std::abs(set.obtainGeometry(1).energyTotal - (-2.5 * 13.605691930242388 + 1.5 * rydberg)),
+    EXPECT_LE(std::abs(set.getGeometry(1).energyTotal - (-2.5 * 13.605691930242388 + 1.5 * rydberg)),
               1.0e-12);
-    EXPECT_EQ(set.obtainGeometry(0).charges, (std::vector<float>{0.25f, -0.5f}));
-    EXPECT_EQ(set.obtainGeometry(0).forces[0], 0.1f * 25.711033f);
+    EXPECT_EQ(set.getGeometry(0).charges, (std::vector<float>{0.25f, -0.5f}));
+    EXPECT_EQ(set.getGeometry(0).forces[0], 0.1f * 25.711033f);
 }
 
 TEST_F(GeometryConditioning, MakesListsWithinTheLargestCutoff) {
@@ -104,12 +104,12 @@ TEST_F(GeometryConditioning, MakesListsWithinTheLargestCutoff) {
     property.rcutAngle = 5.5f;
     read(set, twoBlocks());
     condition(set);
-    Geometry expected(set.obtainGeometry(0).lattice, 2, true);
-    expected.positions = set.obtainGeometry(0).positions;
+    Geometry expected(set.getGeometry(0).lattice, 2, true);
+    expected.positions = set.getGeometry(0).positions;
     expected.haveSetAtoms(5.5f, false);
 
-    EXPECT_TRUE(set.obtainGeometry(1).hasNeighbors());
-    EXPECT_EQ(set.obtainGeometry(0).numNeighbors(0), expected.numNeighbors(0));
+    EXPECT_TRUE(set.getGeometry(1).hasNeighbors());
+    EXPECT_EQ(set.getGeometry(0).numNeighbors(0), expected.numNeighbors(0));
 }
 
 TEST_F(GeometryConditioning, MakesNoListsWithoutFunctions) {
@@ -119,7 +119,7 @@ TEST_F(GeometryConditioning, MakesNoListsWithoutFunctions) {
 
     condition(set);
 
-    EXPECT_FALSE(set.obtainGeometry(0).hasNeighbors());
+    EXPECT_FALSE(set.getGeometry(0).hasNeighbors());
     GeometrySet other;
     read(other, twoBlocks());
     EXPECT_EQ(stopMessageOf([&] { other.haveReadGeometrySet(&property, true, {}, 0); }),
@@ -135,7 +135,7 @@ TEST_F(GeometryConditioning, TakesTheShortCoulombPartBeforeTheStatistics) {
     condition(plain);
 
     EXPECT_GT(std::abs(set.energyAve[1] - plain.energyAve[1]), 1.0e-3);
-    EXPECT_NE(set.obtainGeometry(0).forces, plain.obtainGeometry(0).forces);
+    EXPECT_NE(set.getGeometry(0).forces, plain.getGeometry(0).forces);
 }
 
 TEST_F(GeometryConditioning, FitsEnergiesWhenABlockLacksThem) {
@@ -146,7 +146,7 @@ TEST_F(GeometryConditioning, FitsEnergiesWhenABlockLacksThem) {
     // H alone has -2.5 Ry, so that O has -29.
     EXPECT_LE(std::abs(set.energyAve[0] + 2.5 * 13.605691930242388), 1.0e-9);
     EXPECT_LE(std::abs(set.energyAve[1] + 29.0 * 13.605691930242388), 1.0e-9);
-    EXPECT_LE(std::abs(set.obtainGeometry(0).energyTotal), 1.0e-9);
+    EXPECT_LE(std::abs(set.getGeometry(0).energyTotal), 1.0e-9);
     EXPECT_EQ(set.energyMax[0], -1.0 * rydberg);
     EXPECT_NE(text.find("Presumed Atomic Energy"), std::string::npos);
 }
@@ -179,7 +179,7 @@ TEST_F(GeometryConditioning, MeasuresATestingSetFromTheTrainingMeans) {
 
     const std::string text = condition(testing, 1);
 
-    EXPECT_LE(std::abs(testing.obtainGeometry(0).energies[0] + 1.5 * rydberg), 1.0e-12);
+    EXPECT_LE(std::abs(testing.getGeometry(0).energies[0] + 1.5 * rydberg), 1.0e-12);
     EXPECT_EQ(testing.energyAve, (std::vector<double>{-3.0 * rydberg, 0.0}));
     EXPECT_EQ(testing.energyMax[1], 0.0);
     EXPECT_EQ(testing.energyMin[1], 0.0);
@@ -279,8 +279,8 @@ TEST_F(GeometryConditioning, TakesTheBaselineOutBeforeTheStatistics) {
         EXPECT_TRUE(of.energyAve.empty());
         seen.assign(order.begin(), order.end());
         for (const int index : order) {
-            EXPECT_TRUE(of.obtainGeometry(index).hasNeighbors());
-            of.obtainGeometry(index).forces[0] = 77.0f;
+            EXPECT_TRUE(of.getGeometry(index).hasNeighbors());
+            of.getGeometry(index).forces[0] = 77.0f;
         }
     };
 
@@ -388,8 +388,7 @@ TEST_F(GeometryConditioning, GuardsItsTables) {
                   "index of element is out of range.");
         EXPECT_EQ(stopMessageOf([&] { (void)set.getElementEnergy(index); }),
                   "index of element is out of range.");
-        EXPECT_EQ(stopMessageOf([&] { (void)set.obtainGeometry(index); }),
-                  "index of geometry is out of range.");
+        EXPECT_EQ(stopMessageOf([&] { (void)set.getGeometry(index); }), "index of geometry is out of range.");
     }
     EXPECT_EQ(stopMessageOf([&] { (void)set.getElementEnergy(0); }), "index of element is out of range.");
     condition(set);
@@ -433,14 +432,14 @@ TEST_F(GeometryConditioning, GivesTheSameForAnyThreadsAndShuffle) {
         EXPECT_EQ(set.chargeAve, expected.chargeAve);
         EXPECT_EQ(set.forceMax, expected.forceMax);
         for (int g = 0; g < 40; ++g) {
-            const Geometry& one = expected.obtainGeometry(g);
-            const Geometry& other = set.obtainGeometry(g);
+            const Geometry& one = expected.getGeometry(g);
+            const Geometry& other = set.getGeometry(g);
             EXPECT_EQ(other.energies, one.energies);
             EXPECT_EQ(other.energyTotal, one.energyTotal);
             EXPECT_EQ(other.forces, one.forces);
             for (int i = 0; i < 3; ++i) {
-                const auto a = one.obtainNeighbors(i);
-                const auto b = other.obtainNeighbors(i);
+                const auto a = one.getNeighbors(i);
+                const auto b = other.getNeighbors(i);
                 EXPECT_EQ(std::vector<Neighbor>(a.begin(), a.end()),
                           std::vector<Neighbor>(b.begin(), b.end()));
             }
@@ -474,7 +473,7 @@ TEST_F(GeometryConditioning, LoadsWithTheSettingsOfTheRun) {
     EXPECT_FALSE(training->withReaxFF);
     EXPECT_NE(text.find("Presumed Atomic Energy"), std::string::npos);
     EXPECT_EQ(testing->trainingSet, training.get());
-    EXPECT_EQ(testing->obtainGeometry(0).energies, training->obtainGeometry(0).energies);
+    EXPECT_EQ(testing->getGeometry(0).energies, training->getGeometry(0).energies);
 }
 
 TEST_F(GeometryConditioning, LoadsWithChargesAndBaseline) {

@@ -65,7 +65,7 @@ TEST(Geometry, StartsEmpty) {
     EXPECT_EQ(geometry.charges.size(), 2U);
     EXPECT_FALSE(geometry.hasNeighbors());
     EXPECT_EQ(geometry.numNeighbors(1), 0);
-    EXPECT_TRUE(geometry.obtainNeighbors(0).empty());
+    EXPECT_TRUE(geometry.getNeighbors(0).empty());
 }
 
 TEST(Geometry, RefusesToStartWithoutCellOrAtoms) {
@@ -207,7 +207,7 @@ TEST(Geometry, PlacesNeighborsByCellVectors) {
     Geometry geometry(skewed, 1, false);
     geometry.setAtom(0, 0, 1, 1, 2, 3, 0, 0, 0, 0.0, 0);
 
-    const auto position = geometry.obtainNeighborPosition({0, 1, -2, 3});
+    const auto position = geometry.computeNeighborPosition({0, 1, -2, 3});
 
     for (std::size_t c = 0; c < 3; ++c) {
         const float expected = geometry.positions[c] + skewed[c] - 2 * skewed[3 + c] + 3 * skewed[6 + c];
@@ -224,7 +224,7 @@ std::vector<double> coulombEnergies(const Geometry& geometry, double rcut, doubl
     };
     for (int i = 0; i < geometry.numAtoms; ++i) {
         const auto own = static_cast<std::size_t>(i);
-        for (const Neighbor& n : geometry.obtainNeighbors(i)) {
+        for (const Neighbor& n : geometry.getNeighbors(i)) {
             const auto other = static_cast<std::size_t>(n.atom);
             double square = 0.0;
             for (std::size_t c = 0; c < 3; ++c) {

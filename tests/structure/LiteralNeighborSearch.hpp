@@ -59,7 +59,7 @@ inline std::vector<NeighborList> searchLiterally(const Geometry& geometry, float
             for (int ib = -images[1]; ib <= images[1]; ++ib) {
                 for (int ic = -images[2]; ic <= images[2]; ++ic) {
                     const Neighbor record{i, ia, ib, ic};
-                    const auto p = geometry.obtainNeighborPosition(record);
+                    const auto p = geometry.computeNeighborPosition(record);
                     bool isInside = true;
                     for (std::size_t axis = 0; axis < 3; ++axis) {
                         isInside = isInside && p[axis] >= lower[axis] && p[axis] <= upper[axis];
@@ -74,13 +74,13 @@ inline std::vector<NeighborList> searchLiterally(const Geometry& geometry, float
     }
     std::vector<NeighborList> lists(static_cast<std::size_t>(geometry.numAtoms));
     for (int i = 0; i < geometry.numAtoms; ++i) {
-        const auto own = geometry.obtainNeighborPosition({i, 0, 0, 0});
+        const auto own = geometry.computeNeighborPosition({i, 0, 0, 0});
         const auto bin = binOf(own);
         for (int x = std::max(bin[0] - 1, 0); x <= std::min(bin[0] + 1, bins[0] - 1); ++x) {
             for (int y = std::max(bin[1] - 1, 0); y <= std::min(bin[1] + 1, bins[1] - 1); ++y) {
                 for (int z = std::max(bin[2] - 1, 0); z <= std::min(bin[2] + 1, bins[2] - 1); ++z) {
                     for (const Neighbor& record : table[indexOf(x, y, z)]) {
-                        const auto p = geometry.obtainNeighborPosition(record);
+                        const auto p = geometry.computeNeighborPosition(record);
                         const float dx = p[0] - own[0];
                         const float dy = p[1] - own[1];
                         const float dz = p[2] - own[2];

@@ -11,9 +11,9 @@
 namespace melta {
 namespace {
 
-TEST(NeighborArraysTest, placesFollowTheListWithItsImages) {
+TEST(NeighborArraysTest, PlacesFollowTheListWithItsImages) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 3, 2, 6.0f, 7);
-    const auto list = geometry->obtainNeighbors(1);
+    const auto list = geometry->getNeighbors(1);
     NeighborArrays neighbors;
 
     neighbors.update(*geometry, 1);
@@ -21,7 +21,7 @@ TEST(NeighborArraysTest, placesFollowTheListWithItsImages) {
     ASSERT_EQ(neighbors.size(), list.size());
     ASSERT_GT(neighbors.size(), 20U);
     for (std::size_t n = 0; n < list.size(); ++n) {
-        const auto position = geometry->obtainNeighborPosition(list[n]);
+        const auto position = geometry->computeNeighborPosition(list[n]);
         const auto atom = static_cast<std::size_t>(list[n].atom);
         EXPECT_EQ(neighbors.dx()[n], position[0] - geometry->positions[3]);
         EXPECT_EQ(neighbors.dy()[n], position[1] - geometry->positions[4]);
@@ -35,7 +35,7 @@ TEST(NeighborArraysTest, placesFollowTheListWithItsImages) {
     }
 }
 
-TEST(NeighborArraysTest, memoryServesSmallerAndLargerNeighborhoodsInTurn) {
+TEST(NeighborArraysTest, MemoryServesSmallerAndLargerNeighborhoodsInTurn) {
     const auto small = test::makeStar({{0, {1.5f, 0.0f, 0.0f}}}, 6.0f);
     const auto large = test::makeRandomCell(test::skewedCell(), 4, 2, 9.0f, 3);
     NeighborArrays neighbors;
@@ -43,7 +43,7 @@ TEST(NeighborArraysTest, memoryServesSmallerAndLargerNeighborhoodsInTurn) {
     neighbors.update(*small, 0);
     EXPECT_EQ(neighbors.size(), 1U);
     neighbors.update(*large, 0);
-    EXPECT_EQ(neighbors.size(), large->obtainNeighbors(0).size());
+    EXPECT_EQ(neighbors.size(), large->getNeighbors(0).size());
     neighbors.update(*small, 0);
 
     EXPECT_EQ(neighbors.size(), 1U);
@@ -51,7 +51,7 @@ TEST(NeighborArraysTest, memoryServesSmallerAndLargerNeighborhoodsInTurn) {
 }
 
 // Atoms 0 to 5 on a line; 2 is not ours, 5 lies at the cutoff, and the list has flags in its high bits.
-TEST(NeighborArraysTest, takesWhatIsInsideTheCutoffFromTheListOfAHost) {
+TEST(NeighborArraysTest, TakesWhatIsInsideTheCutoffFromTheListOfAHost) {
     const std::vector<double> positions{0.0, 1.0, 2.0, 1.5, 1.0, 2.0, -1.0, 1.0,  2.0,
                                         0.0, 4.9, 2.0, 0.0, 1.0, 0.5, 0.0,  -3.0, 2.0};
     const std::vector<std::int32_t> elements{0, 1, -1, 0, 1, 0};

@@ -49,7 +49,7 @@ inline Geometry makeGeometry(const Case& c, unsigned seed) {
 inline std::vector<NeighborList> listsOf(const Geometry& geometry) {
     std::vector<NeighborList> lists;
     for (int i = 0; i < geometry.numAtoms; ++i) {
-        const auto list = geometry.obtainNeighbors(i);
+        const auto list = geometry.getNeighbors(i);
         EXPECT_EQ(geometry.numNeighbors(i), static_cast<int>(list.size()));
         lists.emplace_back(list.begin(), list.end());
     }

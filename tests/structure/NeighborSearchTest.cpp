@@ -60,7 +60,7 @@ NeighborList searchByForce(const Geometry& geometry, int i, double rcut, int ran
 
 NeighborList withoutNearLimits(const Geometry& geometry, int i, double rcut) {
     NeighborList list;
-    for (const Neighbor& record : geometry.obtainNeighbors(i)) {
+    for (const Neighbor& record : geometry.getNeighbors(i)) {
         const double r = distance(geometry, i, record);
         EXPECT_LE(r, rcut + 1.0e-4);
         if (r < rcut - 1.0e-4 && r > 0.1 + 1.0e-4) {
@@ -228,7 +228,7 @@ TEST(NeighborSearch, ListsImagesOfASingleAtomBelowTheCutoffOnly) {
 
     // 6 images at 3, 12 at 4.24 and 8 at 5.2 Angstrom; the 6 at exactly 6 are left out.
     EXPECT_EQ(geometry.numNeighbors(0), 26);
-    for (const Neighbor& record : geometry.obtainNeighbors(0)) {
+    for (const Neighbor& record : geometry.getNeighbors(0)) {
         EXPECT_EQ(record.atom, 0);
         EXPECT_NE(record, (Neighbor{0, 0, 0, 0}));
         EXPECT_LE(std::abs(record.ia) + std::abs(record.ib) + std::abs(record.ic), 3);
@@ -257,7 +257,7 @@ TEST(NeighborSearch, LeavesOutADistanceOfExactlyTheCutoff) {
     geometry.haveSetAtoms(4.0f, false);
 
     ASSERT_EQ(geometry.numNeighbors(0), 1);
-    EXPECT_EQ(geometry.obtainNeighbors(0)[0], (Neighbor{2, 0, 0, 0}));
+    EXPECT_EQ(geometry.getNeighbors(0)[0], (Neighbor{2, 0, 0, 0}));
 }
 
 TEST(NeighborSearch, ReachesFarAlongASkewedVector) {
@@ -267,7 +267,7 @@ TEST(NeighborSearch, ReachesFarAlongASkewedVector) {
     geometry.haveSetAtoms(4.0f, false);
 
     int farthest = 0;
-    for (const Neighbor& record : geometry.obtainNeighbors(0)) {
+    for (const Neighbor& record : geometry.getNeighbors(0)) {
         farthest = std::max(farthest, std::abs(record.ib));
     }
     EXPECT_EQ(farthest, 7);

@@ -95,7 +95,7 @@ TEST(NeighborTracker, NamesAllAtomsWhoseSurroundingsChange) {
                 if (std::ranges::binary_search(changed, i)) {
                     continue;
                 }
-                const auto list = mover.geometry.obtainNeighbors(i);
+                const auto list = mover.geometry.getNeighbors(i);
                 EXPECT_TRUE(std::ranges::equal(list, before[static_cast<std::size_t>(i)])) << i;
                 for (const int moved : atoms) {
                     EXPECT_NE(i, moved);
@@ -151,7 +151,7 @@ TEST(NeighborTracker, AtomsThatWereNearlyOne) {
 
     EXPECT_EQ(std::vector<int>(changed.begin(), changed.end()), (std::vector<int>{0, 1}));
     ASSERT_EQ(geometry.numNeighbors(0), 1);
-    EXPECT_EQ(geometry.obtainNeighbors(0)[0], (Neighbor{1, 0, 0, 0}));
+    EXPECT_EQ(geometry.getNeighbors(0)[0], (Neighbor{1, 0, 0, 0}));
 }
 
 TEST(NeighborTracker, StopsAsTheSearch) {

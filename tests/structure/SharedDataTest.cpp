@@ -126,7 +126,7 @@ TEST_F(SharedData, HasListsInTheOrderOfThePlainSearch) {
 
             const auto expected = test::searchLiterally(*geometry, 6.0f);
             for (int i = 0; i < geometry->numAtoms; ++i) {
-                const auto list = geometry->obtainNeighbors(i);
+                const auto list = geometry->getNeighbors(i);
                 ASSERT_EQ(test::NeighborList(list.begin(), list.end()),
                           expected[static_cast<std::size_t>(i)]);
                 EXPECT_GT(list.size(), 10U);

@@ -22,7 +22,7 @@ std::vector<float> makeDistances(std::size_t count) {
     return r;
 }
 
-TEST(CutoffKernelsTest, cosineCutoffAgreesWithDoublePrecision) {
+TEST(CutoffKernelsTest, CosineCutoffAgreesWithDoublePrecision) {
     test::onEachTarget([] {
         for (const std::size_t count : {1UL, 7UL, 16UL, 33UL, 1001UL}) {
             const auto r = makeDistances(count);
@@ -44,7 +44,7 @@ TEST(CutoffKernelsTest, cosineCutoffAgreesWithDoublePrecision) {
     });
 }
 
-TEST(CutoffKernelsTest, tanhCutoffAgreesWithDoublePrecision) {
+TEST(CutoffKernelsTest, TanhCutoffAgreesWithDoublePrecision) {
     test::onEachTarget([] {
         for (const std::size_t count : {1UL, 7UL, 16UL, 33UL, 1001UL}) {
             const auto r = makeDistances(count);
@@ -65,7 +65,7 @@ TEST(CutoffKernelsTest, tanhCutoffAgreesWithDoublePrecision) {
     });
 }
 
-TEST(CutoffKernelsTest, bothVanishFromTheCutoffOn) {
+TEST(CutoffKernelsTest, BothVanishFromTheCutoffOn) {
     test::onEachTarget([] {
         const std::vector<float> r{rcut, std::nextafter(rcut, 10.0f), 7.0f, 1.0e6f};
         std::vector<float> value(4, 9.0f);
@@ -85,7 +85,7 @@ TEST(CutoffKernelsTest, bothVanishFromTheCutoffOn) {
     });
 }
 
-TEST(CutoffKernelsTest, lastValuesBelowTheCutoffAreTinyButPositive) {
+TEST(CutoffKernelsTest, LastValuesBelowTheCutoffAreTinyButPositive) {
     const std::vector<float> r{std::nextafter(rcut, 0.0f)};
     std::vector<float> value(1);
     std::vector<float> derivative(1);

@@ -156,7 +156,7 @@ protected:
     Crystal crystal = makeCrystal();
 };
 
-TEST_P(InvarianceTest, translation) {
+TEST_P(InvarianceTest, Translation) {
     const auto first = test::makeGeometry(crystal.lattice, crystal.atoms, 5.0f);
     for (auto& atom : crystal.atoms) {
         atom.position[0] += 2.5f;
@@ -169,7 +169,7 @@ TEST_P(InvarianceTest, translation) {
     expectSame(kind, *first, 1, *second, 1);
 }
 
-TEST_P(InvarianceTest, rotation) {
+TEST_P(InvarianceTest, Rotation) {
     const auto first = test::makeGeometry(crystal.lattice, crystal.atoms, 5.0f);
     const Matrix rotation = makeRotation();
     const auto turn = [&](float* v) {
@@ -189,7 +189,7 @@ TEST_P(InvarianceTest, rotation) {
     expectSame(kind, *first, 1, *second, 1, rotation);
 }
 
-TEST_P(InvarianceTest, permutationOfTheAtoms) {
+TEST_P(InvarianceTest, PermutationOfTheAtoms) {
     const auto first = test::makeGeometry(crystal.lattice, crystal.atoms, 5.0f);
     std::ranges::reverse(crystal.atoms);
     const auto second = test::makeGeometry(crystal.lattice, crystal.atoms, 5.0f);
@@ -198,7 +198,7 @@ TEST_P(InvarianceTest, permutationOfTheAtoms) {
     expectSame(kind, *first, 1, *second, 4);
 }
 
-TEST_P(InvarianceTest, equivalentLatticeVectors) {
+TEST_P(InvarianceTest, EquivalentLatticeVectors) {
     const auto first = test::makeGeometry(crystal.lattice, crystal.atoms, 5.0f);
     for (std::size_t c = 0; c < 3; ++c) {
         crystal.lattice[3 + c] += crystal.lattice[c];
@@ -209,7 +209,7 @@ TEST_P(InvarianceTest, equivalentLatticeVectors) {
     expectSame(kind, *first, 0, *second, 0);
 }
 
-TEST_P(InvarianceTest, supercell) {
+TEST_P(InvarianceTest, Supercell) {
     const auto first = test::makeGeometry(crystal.lattice, crystal.atoms, 5.0f);
     auto doubled = crystal;
     for (auto atom : crystal.atoms) {
@@ -227,7 +227,7 @@ TEST_P(InvarianceTest, supercell) {
     expectSame(kind, *first, 0, *second, 6);
 }
 
-TEST_P(InvarianceTest, derivativeRowsSumUpToZero) {
+TEST_P(InvarianceTest, DerivativeRowsSumUpToZero) {
     const auto geometry = test::makeGeometry(crystal.lattice, crystal.atoms, 5.0f);
 
     const auto result = calculateSymmFunc(*kind.make(), *geometry, 0);
@@ -246,7 +246,7 @@ TEST_P(InvarianceTest, derivativeRowsSumUpToZero) {
     }
 }
 
-TEST_P(InvarianceTest, continuousAtTheCutoff) {
+TEST_P(InvarianceTest, ContinuousAtTheCutoff) {
     const auto at = [&](float r) {
         const auto geometry = test::makeStar({{0, {1.5f, 0.0f, 0.0f}}, {1, {0.0f, 0.0f, r}}}, 6.0f);
         return calculateSymmFunc(*kind.make(), *geometry, 0).values;

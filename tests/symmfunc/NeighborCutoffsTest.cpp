@@ -31,7 +31,7 @@ std::vector<float> cutoffAt(const NeighborArrays& neighbors, float rcut) {
     return value;
 }
 
-TEST(NeighborCutoffsTest, eachCutoffHasItsOwnValues) {
+TEST(NeighborCutoffsTest, EachCutoffHasItsOwnValues) {
     const NeighborArrays neighbors = gatherNeighbors();
     NeighborCutoffs cutoffs;
 
@@ -41,7 +41,7 @@ TEST(NeighborCutoffsTest, eachCutoffHasItsOwnValues) {
     EXPECT_EQ(firstOf(cutoffs.fcAngle(), neighbors.size()), cutoffAt(neighbors, 4.5f));
 }
 
-TEST(NeighborCutoffsTest, nearlyEqualCutoffsCountAsTheRadialOne) {
+TEST(NeighborCutoffsTest, NearlyEqualCutoffsCountAsTheRadialOne) {
     const NeighborArrays neighbors = gatherNeighbors();
     NeighborCutoffs cutoffs;
 
@@ -52,7 +52,7 @@ TEST(NeighborCutoffsTest, nearlyEqualCutoffsCountAsTheRadialOne) {
     EXPECT_TRUE(std::ranges::equal(cutoffs.dfcAngle(), cutoffs.dfcRadius()));
 }
 
-TEST(NeighborCutoffsTest, cutoffsFurtherApartCountAsTwo) {
+TEST(NeighborCutoffsTest, CutoffsFurtherApartCountAsTwo) {
     const NeighborArrays neighbors = gatherNeighbors();
     NeighborCutoffs cutoffs;
 
@@ -61,7 +61,7 @@ TEST(NeighborCutoffsTest, cutoffsFurtherApartCountAsTwo) {
     EXPECT_EQ(firstOf(cutoffs.fcAngle(), neighbors.size()), cutoffAt(neighbors, 5.0002f));
 }
 
-TEST(NeighborCutoffsTest, cosineCutoffIsUsedWithoutTanh) {
+TEST(NeighborCutoffsTest, CosineCutoffIsUsedWithoutTanh) {
     const NeighborArrays neighbors = gatherNeighbors();
     NeighborCutoffs cutoffs;
     cutoffs.update(neighbors, false, 5.0f, -1.0f);

@@ -51,7 +51,7 @@ std::vector<float> raise(std::vector<float> x) {
     return power;
 }
 
-TEST(PowerOfTwoTest, errorStaysBelowTheStatedUnitsInTheLastPlace) {
+TEST(PowerOfTwoTest, ErrorStaysBelowTheStatedUnitsInTheLastPlace) {
     std::vector<float> x;
     for (int i = -1260000; i <= 1275000; ++i) {
         x.push_back(static_cast<float>(i) * 1.0e-4f);
@@ -71,7 +71,7 @@ TEST(PowerOfTwoTest, errorStaysBelowTheStatedUnitsInTheLastPlace) {
     });
 }
 
-TEST(PowerOfTwoTest, wholeExponentsAreExact) {
+TEST(PowerOfTwoTest, WholeExponentsAreExact) {
     test::onEachTarget([] {
         for (int exponent = -126; exponent <= 127; ++exponent) {
             EXPECT_EQ(raise({static_cast<float>(exponent)})[0], std::ldexp(1.0f, exponent));
@@ -79,7 +79,7 @@ TEST(PowerOfTwoTest, wholeExponentsAreExact) {
     });
 }
 
-TEST(PowerOfTwoTest, endsOfTheRange) {
+TEST(PowerOfTwoTest, EndsOfTheRange) {
     constexpr float infinity = std::numeric_limits<float>::infinity();
     test::onEachTarget([] {
         for (const float x :

@@ -72,25 +72,25 @@ std::string smallFile(const std::vector<std::string>& elementLines, const std::s
 const std::string silicon = "Si 0.01 -0.005";
 const std::string oxygen = "O 0.01 -5.0";
 
-TEST_F(SymmFuncDistributionTest, valuesGoToTheBinsAroundThem) {
+TEST_F(SymmFuncDistributionTest, ValuesGoToTheBinsAroundThem) {
     const auto distribution = makeCounted();
 
     EXPECT_EQ(distribution.getNumDists(), 1000);
-    EXPECT_EQ(distribution.obtainCount(0, 0, 0), 1);   // x = 0
-    EXPECT_EQ(distribution.obtainCount(0, 999, 1), 1); // y = 9.99
-    EXPECT_EQ(distribution.obtainCount(0, 500, 0), 1); // x = 5
-    EXPECT_EQ(distribution.obtainCount(0, 500, 1), 1); // y = 5.001
-    EXPECT_EQ(distribution.obtainCount(1, 0, 1), 1);   // y = -4.995
+    EXPECT_EQ(distribution.getCount(0, 0, 0), 1);   // x = 0
+    EXPECT_EQ(distribution.getCount(0, 999, 1), 1); // y = 9.99
+    EXPECT_EQ(distribution.getCount(0, 500, 0), 1); // x = 5
+    EXPECT_EQ(distribution.getCount(0, 500, 1), 1); // y = 5.001
+    EXPECT_EQ(distribution.getCount(1, 0, 1), 1);   // y = -4.995
     int sum = 0;
     for (int e = 0; e < 2; ++e) {
         for (int bin = 0; bin < 1000; ++bin) {
-            sum += distribution.obtainCount(e, bin, 0) + distribution.obtainCount(e, bin, 1);
+            sum += distribution.getCount(e, bin, 0) + distribution.getCount(e, bin, 1);
         }
     }
     EXPECT_EQ(sum, 6);
 }
 
-TEST_F(SymmFuncDistributionTest, valuesBeyondTheRangeGoToTheOutermostBins) {
+TEST_F(SymmFuncDistributionTest, ValuesBeyondTheRangeGoToTheOutermostBins) {
     GeometrySet wide;
     const float nan = std::numeric_limits<float>::quiet_NaN();
     fillSet(wide, {"Si", "O"}, {{{0, -3.0f, 1.0e30f}, {0, -1.0e30f, 11.0f}, {0, nan, 12.0f}}});
@@ -98,11 +98,11 @@ TEST_F(SymmFuncDistributionTest, valuesBeyondTheRangeGoToTheOutermostBins) {
 
     distribution.calcDistribution(&wide, {}, {});
 
-    EXPECT_EQ(distribution.obtainCount(0, 0, 0), 3);
-    EXPECT_EQ(distribution.obtainCount(0, 999, 1), 3);
+    EXPECT_EQ(distribution.getCount(0, 0, 0), 3);
+    EXPECT_EQ(distribution.getCount(0, 999, 1), 3);
 }
 
-TEST_F(SymmFuncDistributionTest, givenValuesAreCountedInsteadOfComputedOnes) {
+TEST_F(SymmFuncDistributionTest, GivenValuesAreCountedInsteadOfComputedOnes) {
     const std::vector<float> first{1.0f, 2.0f, 3.0f, 4.0f};
     const std::vector<float> second{7.0f, 8.0f};
     const std::vector<std::span<const float>> values{first, second};
@@ -112,15 +112,15 @@ TEST_F(SymmFuncDistributionTest, givenValuesAreCountedInsteadOfComputedOnes) {
     const std::string output = outputOf([&] { distribution.calcDistribution(&set, geometries, values); });
 
     EXPECT_EQ(output, "");
-    EXPECT_EQ(distribution.obtainCount(0, 100, 0), 1);
-    EXPECT_EQ(distribution.obtainCount(0, 200, 1), 1);
-    EXPECT_EQ(distribution.obtainCount(0, 700, 0), 1);
-    EXPECT_EQ(distribution.obtainCount(0, 800, 1), 1);
-    EXPECT_EQ(distribution.obtainCount(1, 799, 0) + distribution.obtainCount(1, 800, 0), 1); // x = 3
-    EXPECT_EQ(distribution.obtainCount(0, 0, 0), 0) << "counts of the time before must be gone";
+    EXPECT_EQ(distribution.getCount(0, 100, 0), 1);
+    EXPECT_EQ(distribution.getCount(0, 200, 1), 1);
+    EXPECT_EQ(distribution.getCount(0, 700, 0), 1);
+    EXPECT_EQ(distribution.getCount(0, 800, 1), 1);
+    EXPECT_EQ(distribution.getCount(1, 799, 0) + distribution.getCount(1, 800, 0), 1); // x = 3
+    EXPECT_EQ(distribution.getCount(0, 0, 0), 0) << "counts of the time before must be gone";
 }
 
-TEST_F(SymmFuncDistributionTest, progressBarIsFullAtTheEnd) {
+TEST_F(SymmFuncDistributionTest, ProgressBarIsFullAtTheEnd) {
     auto distribution = makeDistribution();
 
     const std::string output = outputOf([&] { distribution.calcDistribution(&set, {}, {}); });
@@ -128,7 +128,7 @@ TEST_F(SymmFuncDistributionTest, progressBarIsFullAtTheEnd) {
     EXPECT_EQ(output, barHead + std::string(95, '=') + "|\n\n");
 }
 
-TEST_F(SymmFuncDistributionTest, singleGeometryPrintsNoBar) {
+TEST_F(SymmFuncDistributionTest, SingleGeometryPrintsNoBar) {
     GeometrySet single;
     fillSet(single, {"Si", "O"}, {{{0, 1.0f, 2.0f}}});
     auto distribution = makeDistribution();
@@ -136,7 +136,7 @@ TEST_F(SymmFuncDistributionTest, singleGeometryPrintsNoBar) {
     EXPECT_EQ(outputOf([&] { distribution.calcDistribution(&single, {}, {}); }), "");
 }
 
-TEST_F(SymmFuncDistributionTest, threadsGiveTheCountsOfOne) {
+TEST_F(SymmFuncDistributionTest, ThreadsGiveTheCountsOfOne) {
     GeometrySet cells;
     cells.numElems = 2;
     cells.elemNames = {"Si", "O"};
@@ -157,7 +157,7 @@ TEST_F(SymmFuncDistributionTest, threadsGiveTheCountsOfOne) {
     EXPECT_EQ(fileOf(1), fileOf(2));
 }
 
-TEST_F(SymmFuncDistributionTest, stopInsideAParallelRegionComesOut) {
+TEST_F(SymmFuncDistributionTest, StopInsideAParallelRegionComesOut) {
     class Failing : public test::CoordinateFunc {
         void calculate(const Geometry& geometry, int /*iatom*/, std::span<float> symmData,
                        std::span<float> symmDiff) const override {
@@ -173,7 +173,7 @@ TEST_F(SymmFuncDistributionTest, stopInsideAParallelRegionComesOut) {
     });
 }
 
-TEST_F(SymmFuncDistributionTest, calcRefusesMissingData) {
+TEST_F(SymmFuncDistributionTest, CalcRefusesMissingData) {
     auto distribution = makeDistribution();
     const GeometrySet empty;
 
@@ -182,7 +182,7 @@ TEST_F(SymmFuncDistributionTest, calcRefusesMissingData) {
               "total number of geometries is not positive.");
 }
 
-TEST_F(SymmFuncDistributionTest, constructorRefusesInOrder) {
+TEST_F(SymmFuncDistributionTest, ConstructorRefusesInOrder) {
     const test::EmptyFunc empty;
     const auto make = [](int elems, std::span<const float> ave, std::span<const float> dev,
                          const SymmFunc* func) {
@@ -196,7 +196,7 @@ TEST_F(SymmFuncDistributionTest, constructorRefusesInOrder) {
     EXPECT_EQ(make(2, averages, deviations, &empty), "#basis is not positive.");
 }
 
-TEST_F(SymmFuncDistributionTest, fileIsWrittenToTheByte) {
+TEST_F(SymmFuncDistributionTest, FileIsWrittenToTheByte) {
     writeTextFile(file, smallFile({"Si 0.0101 -0.005", "O 0.0101 -5.0"}));
     auto distribution = makeDistribution();
     distribution.readDistribution(file, &set);
@@ -210,7 +210,7 @@ TEST_F(SymmFuncDistributionTest, fileIsWrittenToTheByte) {
                                   " 11 12\n 13 14\n");
 }
 
-TEST_F(SymmFuncDistributionTest, roundTripKeepsEveryCount) {
+TEST_F(SymmFuncDistributionTest, RoundTripKeepsEveryCount) {
     const auto written = makeCounted();
     written.writeDistribution(file, &set);
     const std::string text = readTextFile(file);
@@ -224,30 +224,30 @@ TEST_F(SymmFuncDistributionTest, roundTripKeepsEveryCount) {
     EXPECT_EQ(std::ranges::count(text, '\n'), 1 + 2 + 2000);
 }
 
-TEST_F(SymmFuncDistributionTest, elementsAreFoundByNameAndOthersAreDropped) {
+TEST_F(SymmFuncDistributionTest, ElementsAreFoundByNameAndOthersAreDropped) {
     writeTextFile(file, smallFile({oxygen, "Xx 7.0 nan", silicon}));
     auto distribution = makeDistribution();
 
     distribution.readDistribution(file, &set);
 
     EXPECT_EQ(distribution.getNumDists(), 2);
-    EXPECT_EQ(distribution.obtainCount(1, 0, 0), 1);
-    EXPECT_EQ(distribution.obtainCount(1, 1, 1), 4);
-    EXPECT_EQ(distribution.obtainCount(0, 0, 0), 21);
-    EXPECT_EQ(distribution.obtainCount(0, 1, 0), 23);
+    EXPECT_EQ(distribution.getCount(1, 0, 0), 1);
+    EXPECT_EQ(distribution.getCount(1, 1, 1), 4);
+    EXPECT_EQ(distribution.getCount(0, 0, 0), 21);
+    EXPECT_EQ(distribution.getCount(0, 1, 0), 23);
 }
 
-TEST_F(SymmFuncDistributionTest, countsMayBreakLinesAnywhere) {
+TEST_F(SymmFuncDistributionTest, CountsMayBreakLinesAnywhere) {
     writeTextFile(file, "2 2 2\n" + silicon + "\n" + oxygen + "\n1\n\n 2 3\t4 5 6\r\n7\n8");
     auto distribution = makeDistribution();
 
     distribution.readDistribution(file, &set);
 
-    EXPECT_EQ(distribution.obtainCount(0, 1, 1), 4);
-    EXPECT_EQ(distribution.obtainCount(1, 1, 1), 8);
+    EXPECT_EQ(distribution.getCount(0, 1, 1), 4);
+    EXPECT_EQ(distribution.getCount(1, 1, 1), 8);
 }
 
-TEST_F(SymmFuncDistributionTest, stepAndStartMayDifferSlightly) {
+TEST_F(SymmFuncDistributionTest, StepAndStartMayDifferSlightly) {
     EXPECT_EQ(readMessage(smallFile({"Si 0.0109 -0.0059", oxygen})), "(no stop)");
     EXPECT_EQ(readMessage(smallFile({"Si 0.0091 -0.0041", oxygen})), "(no stop)");
     EXPECT_EQ(readMessage(smallFile({"Si 0.0112 -0.005", oxygen})),
@@ -256,7 +256,7 @@ TEST_F(SymmFuncDistributionTest, stepAndStartMayDifferSlightly) {
               "initial value of distribution is not consistent: FILE");
 }
 
-TEST_F(SymmFuncDistributionTest, damagedHeadsAreRefused) {
+TEST_F(SymmFuncDistributionTest, DamagedHeadsAreRefused) {
     EXPECT_EQ(readMessage(""), "cannot read dimensions of symm-func-distributions.");
     EXPECT_EQ(readMessage("2 1000\n"), "incorrect #elements: FILE");
     EXPECT_EQ(readMessage("\n2 1000 2\n"), "incorrect #elements: FILE");
@@ -274,7 +274,7 @@ TEST_F(SymmFuncDistributionTest, damagedHeadsAreRefused) {
               "cannot read element's data of symm-func-distributions.");
 }
 
-TEST_F(SymmFuncDistributionTest, damagedElementsAreRefused) {
+TEST_F(SymmFuncDistributionTest, DamagedElementsAreRefused) {
     EXPECT_EQ(readMessage(smallFile({"Si 0.01", oxygen})), "cannot read an element: FILE");
     EXPECT_EQ(readMessage(smallFile({"Si a -0.005", oxygen})), "cannot read an element: FILE");
     EXPECT_EQ(readMessage(smallFile({"Si 0 -0.005", oxygen})), "step of distribution is not positive: FILE");
@@ -287,7 +287,7 @@ TEST_F(SymmFuncDistributionTest, damagedElementsAreRefused) {
     EXPECT_EQ(readMessage(smallFile({silicon, "o 0.01 -5"})), "there is unknown element: O: FILE");
 }
 
-TEST_F(SymmFuncDistributionTest, damagedCountsAreRefused) {
+TEST_F(SymmFuncDistributionTest, DamagedCountsAreRefused) {
     const std::string head = "2 2 2\n" + silicon + "\n" + oxygen + "\n";
     EXPECT_EQ(readMessage(head), "cannot scan distribution: FILE");
     EXPECT_EQ(readMessage(head + " 1 2\n 3 4\n 5 6\n 7\n"), "cannot scan distribution: FILE");
@@ -296,13 +296,13 @@ TEST_F(SymmFuncDistributionTest, damagedCountsAreRefused) {
     EXPECT_EQ(readMessage(head + std::string(" 1 2\n 3 \0 4\n", 12)), "cannot scan distribution: FILE");
 }
 
-TEST_F(SymmFuncDistributionTest, absurdSizesDoNotFillTheMemory) {
+TEST_F(SymmFuncDistributionTest, AbsurdSizesDoNotFillTheMemory) {
     const std::string text = "2 2000000000 2\n" + silicon + "\n" + oxygen + "\n 1 2\n";
 
     EXPECT_EQ(readMessage(text), "cannot scan distribution: FILE");
 }
 
-TEST_F(SymmFuncDistributionTest, missingFilesAndSetsAreRefused) {
+TEST_F(SymmFuncDistributionTest, MissingFilesAndSetsAreRefused) {
     auto distribution = makeCounted();
     const std::string nowhere = directory.file("none/melta.gdist");
     const GeometrySet empty;
@@ -346,48 +346,48 @@ protected:
     SymmFuncDistribution distribution;
 };
 
-TEST_F(OutsideTest, valuesInWellFilledBinsAreInside) {
+TEST_F(OutsideTest, ValuesInWellFilledBinsAreInside) {
     EXPECT_FALSE(isOutside({{0, -1.0f, 1.0f}, {0, 0.5f, 0.0f}}, 3));
 }
 
-TEST_F(OutsideTest, anyValueInAnAlmostEmptyBinIsOutside) {
+TEST_F(OutsideTest, AnyValueInAnAlmostEmptyBinIsOutside) {
     EXPECT_TRUE(isOutside({{0, -1.0f, 1.0f}, {0, 0.0f, 0.0f}}, 3));
     EXPECT_FALSE(isOutside({{0, -1.0f, 1.0f}, {0, 0.0f, 0.0f}}, 2));
 }
 
-TEST_F(OutsideTest, eachElementHasItsOwnCounts) {
+TEST_F(OutsideTest, EachElementHasItsOwnCounts) {
     EXPECT_FALSE(isOutside({{0, 1.0f, 1.0f}, {1, 1.0f, 1.0f}}, 1));
     EXPECT_TRUE(isOutside({{0, 1.0f, 1.0f}, {1, 1.0f, 1.0f}}, 2));
 }
 
-TEST_F(OutsideTest, rangeEndsHalfABinBeyondTheUnitInterval) {
+TEST_F(OutsideTest, RangeEndsHalfABinBeyondTheUnitInterval) {
     EXPECT_FALSE(isOutside({{0, 1.24f, 0.0f}}, 1));
     EXPECT_TRUE(isOutside({{0, 1.26f, 0.0f}}, 1));
     EXPECT_TRUE(isOutside({{0, 0.0f, 1.0e30f}}, 1));
 }
 
-TEST_F(OutsideTest, cuttingTowardZeroAddsAWholeBinBelow) {
+TEST_F(OutsideTest, CuttingTowardZeroAddsAWholeBinBelow) {
     EXPECT_FALSE(isOutside({{0, -1.74f, 0.0f}}, 1));
     EXPECT_TRUE(isOutside({{0, -1.76f, 0.0f}}, 1));
     EXPECT_TRUE(isOutside({{0, -1.0e30f, 0.0f}}, 1));
 }
 
-TEST_F(OutsideTest, notANumberIsOutside) {
+TEST_F(OutsideTest, NotANumberIsOutside) {
     EXPECT_TRUE(isOutside({{0, std::numeric_limits<float>::quiet_NaN(), 0.0f}}, 1));
 }
 
-TEST_F(OutsideTest, countLimitMustBePositive) {
+TEST_F(OutsideTest, CountLimitMustBePositive) {
     EXPECT_EQ(stopMessageOf([&] { (void)isOutside({{0, 0.0f, 0.0f}}, 0); }), "maxDist is not positive.");
 }
 
-TEST_F(OutsideTest, valueBelowTheRangeIsCountedInTheFirstBinButOutside) {
+TEST_F(OutsideTest, ValueBelowTheRangeIsCountedInTheFirstBinButOutside) {
     GeometrySet low;
     fillSet(low, {"Si", "O"}, {{{0, -8.0f, 0.0f}}});
     auto counted = makeDistribution();
     counted.calcDistribution(&low, {}, {});
     const std::vector<float> normalised{(-8.0f - 4.995f) / 4.995f, -1.0f};
 
-    EXPECT_EQ(counted.obtainCount(0, 0, 0), 1);
+    EXPECT_EQ(counted.getCount(0, 0, 0), 1);
     EXPECT_TRUE(counted.isOutside(*low.geometries[0], normalised, 1));
 }
 

@@ -12,7 +12,7 @@
 namespace melta {
 namespace {
 
-TEST(SymmFuncFactoryTest, makesChebyshevFunctionsWithTheSettings) {
+TEST(SymmFuncFactoryTest, MakesChebyshevFunctionsWithTheSettings) {
     Property property;
     property.symmFuncKind = ChebyshevKind::code;
     property.elemWeight = 0;
@@ -25,7 +25,7 @@ TEST(SymmFuncFactoryTest, makesChebyshevFunctionsWithTheSettings) {
     EXPECT_EQ(symmFunc->getNumBasis(), 3 * 7 + 6 * 5);
 }
 
-TEST(SymmFuncFactoryTest, weightedFunctionsDoNotCountElements) {
+TEST(SymmFuncFactoryTest, WeightedFunctionsDoNotCountElements) {
     Property property;
     property.elemWeight = 1;
     property.numRadius = 7;
@@ -50,7 +50,7 @@ Property makeBehlerProperty() {
     return property;
 }
 
-TEST(SymmFuncFactoryTest, makesBehlerFunctionsThatBorrowTheParameters) {
+TEST(SymmFuncFactoryTest, MakesBehlerFunctionsThatBorrowTheParameters) {
     const Property property = makeBehlerProperty();
 
     const auto symmFunc = SymmFuncFactory().createSymmFunc(3, property);
@@ -66,7 +66,7 @@ TEST(SymmFuncFactoryTest, makesBehlerFunctionsThatBorrowTheParameters) {
     EXPECT_TRUE(behler->behlerG4);
 }
 
-TEST(SymmFuncFactoryTest, behlerFunctionsNeedTheirParametersInOrder) {
+TEST(SymmFuncFactoryTest, BehlerFunctionsNeedTheirParametersInOrder) {
     Property property = makeBehlerProperty();
     const Property full = property;
     property.radiusEta = property.radiusShift = {};
@@ -88,7 +88,7 @@ TEST(SymmFuncFactoryTest, behlerFunctionsNeedTheirParametersInOrder) {
     EXPECT_EQ(message(), "(no stop)");
 }
 
-TEST(SymmFuncFactoryTest, behlerFunctionsWithoutAngleNeedNoAngularParameters) {
+TEST(SymmFuncFactoryTest, BehlerFunctionsWithoutAngleNeedNoAngularParameters) {
     Property property = makeBehlerProperty();
     property.numAngle = 0;
     property.angleEta = property.angleZeta = property.angleShift = {};
@@ -101,7 +101,7 @@ TEST(SymmFuncFactoryTest, behlerFunctionsWithoutAngleNeedNoAngularParameters) {
     EXPECT_FALSE(behler->behlerG4);
 }
 
-TEST(SymmFuncFactoryTest, unknownKindsGiveNothing) {
+TEST(SymmFuncFactoryTest, UnknownKindsGiveNothing) {
     Property property;
     for (const int kind : {0, 4, -1, 99}) {
         property.symmFuncKind = kind;
@@ -110,7 +110,7 @@ TEST(SymmFuncFactoryTest, unknownKindsGiveNothing) {
     }
 }
 
-TEST(SymmFuncFactoryTest, refusesToWorkWithoutElements) {
+TEST(SymmFuncFactoryTest, RefusesToWorkWithoutElements) {
     const Property property;
 
     EXPECT_EQ(test::stopMessageOf([&] { (void)SymmFuncFactory().createSymmFunc(0, property); }),

@@ -29,7 +29,7 @@ inline SymmFuncResult calculateSymmFunc(const SymmFunc& symmFunc, const Geometry
     constexpr std::size_t numGuards = 20;
     constexpr float garbage = std::numeric_limits<float>::quiet_NaN();
     const auto numBasis = static_cast<std::size_t>(symmFunc.getNumBasis());
-    const std::size_t diffSize = withDiff ? 3 * (geometry.obtainNeighbors(iatom).size() + 1) * numBasis : 0;
+    const std::size_t diffSize = withDiff ? 3 * (geometry.getNeighbors(iatom).size() + 1) * numBasis : 0;
     SymmFuncResult result;
     result.values.assign(numBasis + numGuards, garbage);
     result.diff.assign(diffSize + numGuards, garbage);

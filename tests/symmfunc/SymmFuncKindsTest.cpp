@@ -13,7 +13,7 @@
 namespace melta::test {
 namespace {
 
-TEST(SymmFuncKindsTest, codesKeepTheNumbersOfTheNetworkFile) {
+TEST(SymmFuncKindsTest, CodesKeepTheNumbersOfTheNetworkFile) {
     EXPECT_EQ(findSymmFuncKind("many-body")->getCode(), 1);
     EXPECT_EQ(findSymmFuncKind("behler")->getCode(), 2);
     EXPECT_EQ(findSymmFuncKind("chebyshev")->getCode(), 3);
@@ -22,12 +22,12 @@ TEST(SymmFuncKindsTest, codesKeepTheNumbersOfTheNetworkFile) {
     EXPECT_EQ(ChebyshevKind::code, 3);
 }
 
-TEST(SymmFuncKindsTest, kindsAreFoundByCode) {
+TEST(SymmFuncKindsTest, KindsAreFoundByCode) {
     EXPECT_STREQ(findSymmFuncKind(BehlerKind::code)->getWord(), "behler");
     EXPECT_STREQ(findSymmFuncKind(ManyBodyKind::code)->getTitle(), "Many-Body Method");
 }
 
-TEST(SymmFuncKindsTest, unknownCodesAndWordsAreNull) {
+TEST(SymmFuncKindsTest, UnknownCodesAndWordsAreNull) {
     EXPECT_EQ(findSymmFuncKind(0), nullptr);
     EXPECT_EQ(findSymmFuncKind(99), nullptr);
     EXPECT_EQ(findSymmFuncKind(""), nullptr);
@@ -35,7 +35,7 @@ TEST(SymmFuncKindsTest, unknownCodesAndWordsAreNull) {
     EXPECT_EQ(findSymmFuncKind("chebyshev "), nullptr);
 }
 
-TEST(SymmFuncKindsTest, codesAndWordsAreUnique) {
+TEST(SymmFuncKindsTest, CodesAndWordsAreUnique) {
     std::set<int> codes;
     std::set<std::string> words;
     for (const SymmFuncKind* const kind : symmFuncKinds()) {
@@ -45,7 +45,7 @@ TEST(SymmFuncKindsTest, codesAndWordsAreUnique) {
     }
 }
 
-TEST(SymmFuncKindsTest, kindsThatShareAKeyMeanTheSameSetting) {
+TEST(SymmFuncKindsTest, KindsThatShareAKeyMeanTheSameSetting) {
     std::map<std::string_view, const KeyRow*> rows;
     for (const SymmFuncKind* const kind : symmFuncKinds()) {
         for (const KeyRow& row : kind->keys()) {
@@ -57,7 +57,7 @@ TEST(SymmFuncKindsTest, kindsThatShareAKeyMeanTheSameSetting) {
     EXPECT_EQ(rows.size(), 10U);
 }
 
-TEST(SymmFuncKindsTest, settingsOfAnUnknownKindStop) {
+TEST(SymmFuncKindsTest, SettingsOfAnUnknownKindStop) {
     Property property;
     property.symmFuncKind = 99;
 

@@ -13,7 +13,7 @@ Neighborhood makeNeighborhood(const Geometry& geometry, int iatom) {
     for (std::size_t c = 0; c < 3; ++c) {
         hood.center[c] = static_cast<double>(geometry.positions[first + c]);
     }
-    for (const auto& neighbor : geometry.obtainNeighbors(iatom)) {
+    for (const auto& neighbor : geometry.getNeighbors(iatom)) {
         const auto atom = static_cast<std::size_t>(neighbor.atom);
         const std::array images{neighbor.ia, neighbor.ib, neighbor.ic};
         std::array<double, 3> position{};

@@ -46,7 +46,7 @@ TEST_F(GeometryPredictorTest, GivesWhatTheArrangementGives) {
     for (const auto& geometry : set->geometries) {
         Geometry* const batch[] = {geometry.get()};
         arch->prepareBatch(batch, Derivatives::yes);
-        arch->evaluateEnergy(true);
+        arch->goBackwardOnForce();
         arch->goForwardOnCharge();
 
         const Prediction& prediction =
@@ -61,7 +61,7 @@ TEST_F(GeometryPredictorTest, GivesWhatTheArrangementGives) {
 
 TEST_F(GeometryPredictorTest, LeavesOutWhatNobodyAskedFor) {
     GeometryPredictor predictor(*model);
-    const Geometry& geometry = set->obtainGeometry(0);
+    const Geometry& geometry = set->getGeometry(0);
     predictor.predict(geometry, Wish::energy | Wish::forces | Wish::charges);
 
     const Prediction& prediction = predictor.predict(geometry, Wish::energy);
@@ -73,9 +73,9 @@ TEST_F(GeometryPredictorTest, LeavesOutWhatNobodyAskedFor) {
 
 TEST_F(GeometryPredictorTest, RefusesAnElementThatTheModelDoesNotHave) {
     GeometryPredictor predictor(*model);
-    set->obtainGeometry(0).elements[3] = 2;
+    set->getGeometry(0).elements[3] = 2;
 
-    EXPECT_EQ(stopMessageOf([&] { predictor.predict(set->obtainGeometry(0), Wish::energy); }),
+    EXPECT_EQ(stopMessageOf([&] { predictor.predict(set->getGeometry(0), Wish::energy); }),
               "index of element is out of range.");
 }
 

@@ -94,7 +94,7 @@ protected:
             arch.initLayers(&set);
             restoreNN(arch, network, &set, false);
         });
-        Geometry* const batch[] = {&set.obtainGeometry(0)};
+        Geometry* const batch[] = {&set.getGeometry(0)};
         arch.setGeometries(batch);
         arch.calculateSymmFuncs(true, false, true);
         arch.renormalizeSymmFuncs(false);
@@ -180,7 +180,7 @@ TEST_F(ForceTester, NeedsTheNetworkFile) {
 TEST_F(ForceTester, RefusesAnElementThatIsNotInTheTable) {
     for (const int element : {2, -1}) {
         const auto set = makeSet(property, makeDataText({.numGeoms = 1, .labels = {"Si", "O"}}));
-        set->obtainGeometry(0).elements[1] = element;
+        set->getGeometry(0).elements[1] = element;
         std::string output;
 
         EXPECT_EQ(stopOf(*set, 0.01f, output), "index of element is out of range.");
@@ -217,7 +217,7 @@ TEST_F(ForceTester, ShowsTheForcesOfTheFirstGeometry) {
     const std::vector<float> expected = evaluate(*set).forces;
     ASSERT_EQ(rows.size(), expected.size());
     for (std::size_t i = 0; i < rows.size(); ++i) {
-        const auto reference = static_cast<double>(set->obtainGeometry(0).forces[i]);
+        const auto reference = static_cast<double>(set->getGeometry(0).forces[i]);
         const auto analytic = static_cast<double>(expected[i]);
         EXPECT_LE(std::abs(rows[i].reference - reference), 1.0e-5 * std::abs(reference)) << i;
         EXPECT_LE(std::abs(rows[i].analytic - analytic), 1.0e-5 * std::abs(analytic) + 1.0e-6) << i;
@@ -254,16 +254,16 @@ TEST_F(ForceTester, ADifferenceLooksInTheDirectionOfTheShift) {
 
 TEST_F(ForceTester, LeavesTheGeometryAsItWas) {
     const auto set = makeSet(property, makeDataText(mixed));
-    Geometry& geometry = set->obtainGeometry(0);
+    Geometry& geometry = set->getGeometry(0);
     const std::vector<float> positions = geometry.positions;
-    const auto listed = geometry.obtainNeighbors(0);
+    const auto listed = geometry.getNeighbors(0);
     const std::vector<Neighbor> neighbors(listed.begin(), listed.end());
 
     // Not every coordinate comes back when this is added and subtracted.
     run(*set, 0.3333333f);
 
     EXPECT_EQ(geometry.positions, positions);
-    const auto after = geometry.obtainNeighbors(0);
+    const auto after = geometry.getNeighbors(0);
     EXPECT_EQ(std::vector<Neighbor>(after.begin(), after.end()), neighbors);
 }
 

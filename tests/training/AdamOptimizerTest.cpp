@@ -34,7 +34,7 @@ protected:
 
     // How far one epoch moves a parameter when its gradient is the same at all times, in units of the first
     // epoch.
-    std::vector<float> obtainStepRatios() {
+    std::vector<float> computeStepRatios() {
         task.lossOf = [](const std::vector<float>&, std::vector<float>& gradient) {
             std::ranges::fill(gradient, 1.0f);
             return 1.0f;
@@ -167,7 +167,7 @@ TEST_F(Adam, LearningRateFallsGeometrically) {
     property.learnRateDecay = 0.5f;
     property.learnRateFinal = 0.1f * property.learnRate;
 
-    const std::vector<float> ratios = obtainStepRatios();
+    const std::vector<float> ratios = computeStepRatios();
 
     const float expected[] = {1.0f, 0.5f, 0.25f, 0.125f, 0.1f, 0.1f};
     ASSERT_EQ(ratios.size(), std::size(expected));
@@ -182,7 +182,7 @@ TEST_F(Adam, AFinalRateAboveTheFirstOneHoldsFromTheSecondEpoch) {
     property.learnRateDecay = 0.5f;
     property.learnRateFinal = 3.0f * property.learnRate;
 
-    const std::vector<float> ratios = obtainStepRatios();
+    const std::vector<float> ratios = computeStepRatios();
 
     const float expected[] = {1.0f, 3.0f, 3.0f, 3.0f};
     ASSERT_EQ(ratios.size(), std::size(expected));

@@ -77,7 +77,7 @@ TEST_F(Divergence, AnEnergyBeyondSinglePrecisionKeepsTheModel) {
         for (const double energy : {1.0e300, std::numeric_limits<double>::quiet_NaN()}) {
             SCOPED_TRACE(testing::Message() << lbfgs << " " << energy);
             property.lbfgs = lbfgs;
-            set->obtainGeometry(2).energyTotal = energy;
+            set->getGeometry(2).energyTotal = energy;
 
             const std::string message = stopOf();
 
@@ -90,7 +90,7 @@ TEST_F(Divergence, AnEnergyBeyondSinglePrecisionKeepsTheModel) {
 TEST_F(Divergence, AForceThatIsNoNumberKeepsTheModel) {
     for (const int lbfgs : {0, 8}) {
         property.lbfgs = lbfgs;
-        set->obtainGeometry(1).forces[4] = std::numeric_limits<float>::quiet_NaN();
+        set->getGeometry(1).forces[4] = std::numeric_limits<float>::quiet_NaN();
 
         EXPECT_EQ(stopOf(), "the training diverged: loss");
         expectOldModel();

@@ -64,7 +64,7 @@ protected:
         std::size_t next = 0;
         for (NNEnsemble& ensemble : arch.getEnergyEnsembles()) {
             for (int m = 0; m < ensemble.getNumModels(); ++m) {
-                for (NNLayer* const layer : ensemble.obtainLayers()) {
+                for (NNLayer* const layer : ensemble.getLayers()) {
                     next += layer->weightOf(m).size();
                     auto& list = layer == &ensemble.getLastLayer() ? biases.output : biases.hidden;
                     for (std::size_t b = 0; b < layer->biasOf(m).size(); ++b) {

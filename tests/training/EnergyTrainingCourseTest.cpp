@@ -192,7 +192,7 @@ TEST_F(EnergyTrainer, ASuperEpochSeesItsShareOnly) {
     for (int g = 0; g < 3; ++g) {
         double squares = 0.0;
         const auto index = static_cast<std::size_t>(g);
-        const Geometry& geometry = set->obtainGeometry(g);
+        const Geometry& geometry = set->getGeometry(g);
         for (std::size_t i = 0; i < geometry.forces.size(); ++i) {
             const auto error = static_cast<double>(stored.forces[index][i] - geometry.forces[i]);
             squares += error * error / static_cast<double>(geometry.forces.size());

@@ -71,7 +71,7 @@ protected:
             for (int a = 0; a < geometry->numAtoms; ++a) {
                 const auto atom = static_cast<std::size_t>(a);
                 geometry->charges[atom] = geometry->elements[atom] == 0 ? 0.2f : -0.8f;
-                for (const Neighbor& neighbor : geometry->obtainNeighbors(a)) {
+                for (const Neighbor& neighbor : geometry->getNeighbors(a)) {
                     geometry->charges[atom] += 0.3f * std::exp(-distanceOf(*geometry, atom, neighbor));
                 }
             }
@@ -82,7 +82,7 @@ protected:
     }
 
     static float distanceOf(const Geometry& geometry, std::size_t atom, const Neighbor& neighbor) {
-        const std::array<float, 3> place = geometry.obtainNeighborPosition(neighbor);
+        const std::array<float, 3> place = geometry.computeNeighborPosition(neighbor);
         return std::hypot(place[0] - geometry.positions[3 * atom],
                           place[1] - geometry.positions[3 * atom + 1],
                           place[2] - geometry.positions[3 * atom + 2]);

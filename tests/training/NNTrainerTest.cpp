@@ -42,7 +42,7 @@ private:
         std::vector<int> numbers;
         for (const Geometry* const geometry : state.geomsOfSuper) {
             for (int g = 0; g < getGeometrySet().numGeoms; ++g) {
-                if (geometry == &getGeometrySet().obtainGeometry(g)) {
+                if (geometry == &getGeometrySet().getGeometry(g)) {
                     numbers.push_back(g);
                 }
             }

@@ -147,7 +147,7 @@ protected:
         state.arch->clearGeometriesAll();
         state.geomsOfSuper.clear();
         for (const int size : sizes) {
-            state.geomsOfSuper.push_back(&set->obtainGeometry(size - 1));
+            state.geomsOfSuper.push_back(&set->getGeometry(size - 1));
         }
         state.numGeomsSuper = static_cast<int>(sizes.size());
     }

@@ -138,7 +138,7 @@ std::vector<float> parametersOf(const NNArch& arch) {
 void addTotalGradient(NNArch& arch, std::span<const float> gradient) {
     std::size_t next = 0;
     for (NNEnsemble& ensemble : arch.getEnergyEnsembles()) {
-        const std::vector<NNLayer*> layers = ensemble.obtainLayers();
+        const std::vector<NNLayer*> layers = ensemble.getLayers();
         for (int m = 0; m < ensemble.getNumModels(); ++m) {
             for (NNLayer* const layer : layers) {
                 NNLayerGrads grads = layer->makeGrads();

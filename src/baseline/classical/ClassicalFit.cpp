@@ -47,9 +47,8 @@ void ClassicalFit::run(const std::string& fileName, const std::string& stopFileN
         status = FitStatus::exitedByUser;
         printStatus(); // nothing has been fitted that could be stored
     } else {
-        ClassicalLoss loss(geometries, pot->obtainCutoff(), pot->parameters.numElems(), property);
-        ClassicalOptimizer optimizer(&pot->parameters, property, &loss, pot->obtainCutoff(), stopFile,
-                                     &timers);
+        ClassicalLoss loss(geometries, pot->getCutoff(), pot->parameters.numElems(), property);
+        ClassicalOptimizer optimizer(&pot->parameters, property, &loss, pot->getCutoff(), stopFile, &timers);
         runTries(optimizer);
         printStatus();
         storeResult();
@@ -74,7 +73,7 @@ std::vector<const Geometry*> ClassicalFit::shuffleGeometries() const {
     sharedRandom().shuffle(order);
     std::vector<const Geometry*> geometries;
     for (const int index : order) {
-        geometries.push_back(&geometrySet->obtainGeometry(index));
+        geometries.push_back(&geometrySet->getGeometry(index));
     }
     return geometries;
 }

@@ -123,7 +123,7 @@ void ClassicalKind::removeFrom(const GeometrySet& set, const Property& property,
     ParallelGuard guard;
 #pragma omp parallel for schedule(static)
     for (const int index : order) {
-        guard.run([&] { pot->removeFromGeometry(&set.obtainGeometry(index)); });
+        guard.run([&] { pot->removeFromGeometry(&set.getGeometry(index)); });
     }
     guard.rethrow();
 }
@@ -135,7 +135,7 @@ std::shared_ptr<const ViewBaseline> ClassicalKind::load(const GeometrySet& eleme
     const auto read = isExported ? readExportedPairs : readClassicalFile;
     read(file, name, elements, parameters);
     return std::make_shared<ClassicalView>(std::move(parameters),
-                                           static_cast<double>(obtainLargestCutoff(property)));
+                                           static_cast<double>(findLargestCutoff(property)));
 }
 
 } // namespace melta

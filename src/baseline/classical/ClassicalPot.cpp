@@ -41,8 +41,7 @@ void printRestore() {
 
 ClassicalPot::ClassicalPot(const GeometrySet* ofElements, const Property* ofRun)
     : parameters(static_cast<std::size_t>(std::max(requireObject(ofElements, "geometrySet").numElems, 0))),
-      geometrySet(ofElements), property(ofRun),
-      cutoff(obtainLargestCutoff(requireObject(ofRun, "property"))) {}
+      geometrySet(ofElements), property(ofRun), cutoff(findLargestCutoff(requireObject(ofRun, "property"))) {}
 
 void ClassicalPot::restoreParameters(const std::string& ofFile) {
     parameters.reset(0.0f);

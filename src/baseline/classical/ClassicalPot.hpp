@@ -27,7 +27,7 @@ public:
     // All parameters are zero. Stops with "geometrySet is null.", "property is null.".
     ClassicalPot(const GeometrySet* ofElements, const Property* ofRun);
 
-    [[nodiscard]] const PairCutoff& obtainCutoff() const { return cutoff; }
+    [[nodiscard]] const PairCutoff& getCutoff() const { return cutoff; }
 
     // Reads the potential; what the file does not mention is zero. Stops with "cannot open file: %s" and as
     // readClassicalFile.

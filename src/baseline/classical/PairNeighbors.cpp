@@ -8,7 +8,7 @@
 namespace melta {
 
 void PairNeighbors::update(const Geometry& geometry, int iatom, std::size_t numElems) {
-    const auto neighbors = geometry.obtainNeighbors(iatom);
+    const auto neighbors = geometry.getNeighbors(iatom);
     const auto elementOf = [&](const Neighbor& neighbor) {
         return static_cast<std::size_t>(geometry.elements[static_cast<std::size_t>(neighbor.atom)]);
     };
@@ -21,7 +21,7 @@ void PairNeighbors::update(const Geometry& geometry, int iatom, std::size_t numE
     nexts.assign(starts.begin(), starts.end() - 1);
     const float* const center = geometry.positions.data() + 3 * static_cast<std::size_t>(iatom);
     for (const Neighbor& neighbor : neighbors) {
-        const auto position = geometry.obtainNeighborPosition(neighbor);
+        const auto position = geometry.computeNeighborPosition(neighbor);
         float* const place = values.data() + nexts[elementOf(neighbor)]++;
         place[0] = center[0] - position[0];
         place[stride] = center[1] - position[1];

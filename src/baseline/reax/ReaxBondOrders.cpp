@@ -70,7 +70,7 @@ void ReaxBondOrders::addShell(const ReaxShell& shell) {
             if (!(r < reach[pair])) {
                 continue;
             }
-            const Uncorrected orders = obtainUncorrected(shell.type, run.type, r);
+            const Uncorrected orders = computeUncorrected(shell.type, run.type, r);
             if (orders.total < param->boCut) {
                 continue;
             }
@@ -96,7 +96,7 @@ void ReaxBondOrders::addShell(const ReaxShell& shell) {
     }
 }
 
-ReaxBondOrders::Uncorrected ReaxBondOrders::obtainUncorrected(int type, int otherType, double r) const {
+ReaxBondOrders::Uncorrected ReaxBondOrders::computeUncorrected(int type, int otherType, double r) const {
     const auto i = static_cast<std::size_t>(type);
     const auto j = static_cast<std::size_t>(otherType);
     const std::size_t pair = param->pairIndex(type, otherType);
@@ -124,7 +124,9 @@ double ReaxBondOrders::findReach(int type, int otherType) const {
     if (param->isBonding[param->pairIndex(type, otherType)] == 0) {
         return 0.0;
     }
-    const auto isBond = [&](double r) { return obtainUncorrected(type, otherType, r).total >= param->boCut; };
+    const auto isBond = [&](double r) {
+        return computeUncorrected(type, otherType, r).total >= param->boCut;
+    };
     if (!fallsWithDistance(type, otherType) || isBond(param->rcut)) {
         return param->rcut;
     }

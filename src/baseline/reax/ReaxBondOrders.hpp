@@ -93,7 +93,7 @@ private:
     };
     struct Damping; // what the correction multiplies with
 
-    [[nodiscard]] Uncorrected obtainUncorrected(int type, int otherType, double r) const;
+    [[nodiscard]] Uncorrected computeUncorrected(int type, int otherType, double r) const;
     [[nodiscard]] double findReach(int type, int otherType) const;
     [[nodiscard]] bool fallsWithDistance(int type, int otherType) const;
     void dampByOvercoordination(const ReaxBond& bond, Damping& damping) const;

@@ -49,8 +49,8 @@ void ReaxBondedTerms::calculate(const ReaxBondOrders& orders, std::span<const in
     addBondEnergy(orders, weights, energies);
     for (std::size_t i = 0; i < atoms.size(); ++i) {
         const auto type = static_cast<std::size_t>(types[i]);
-        energies[i] += obtainLonePairEnergy(atoms[i], type);
-        energies[i] += obtainCoordinationEnergy(atoms[i], type);
+        energies[i] += computeLonePairEnergy(atoms[i], type);
+        energies[i] += computeCoordinationEnergy(atoms[i], type);
         weigh(atoms[i], weights[i]);
     }
 }
@@ -113,7 +113,7 @@ void ReaxBondedTerms::addBondEnergy(const ReaxBondOrders& orders, std::span<cons
 }
 
 // pLp2 D / (1 + exp(-75 D)) with D the lone pairs that are missing.
-double ReaxBondedTerms::obtainLonePairEnergy(Atom& atom, std::size_t type) const {
+double ReaxBondedTerms::computeLonePairEnergy(Atom& atom, std::size_t type) const {
     const double d = param->nlpOpt[type] - atom.nlp;
     const Step step = makeStep(1.0, -lonePairSteepness * d);
     atom.byNlp = -param->pLp2[type] * (step.value - d * lonePairSteepness * step.slope);
@@ -123,7 +123,7 @@ double ReaxBondedTerms::obtainLonePairEnergy(Atom& atom, std::size_t type) const
 // Over-coordination sumSigma x c / (valency + c) / (1 + exp(pOvun2 c)) and under-coordination -pOvun5 (1 -
 // exp(pOvun6 c)) / (1 + exp(-pOvun2 c)) / (1 + pOvun7 exp(pOvun8 sumPi)), with c the delta of the atom
 // without what its lone pairs explain.
-double ReaxBondedTerms::obtainCoordinationEnergy(Atom& atom, std::size_t type) const {
+double ReaxBondedTerms::computeCoordinationEnergy(Atom& atom, std::size_t type) const {
     const Step conjugation = makeStep(param->pOvun3, param->pOvun4 * atom.sumPi);
     const double lack = param->nlpOpt[type] - atom.nlpTemp;
     const double c = atom.delta - lack * conjugation.value;

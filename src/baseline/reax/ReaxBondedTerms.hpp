@@ -51,8 +51,8 @@ private:
     void sumOverBonds(const ReaxBondOrders& orders);
     void addBondEnergy(const ReaxBondOrders& orders, std::span<const double> weights,
                        std::span<double> energies);
-    [[nodiscard]] double obtainLonePairEnergy(Atom& atom, std::size_t type) const;
-    [[nodiscard]] double obtainCoordinationEnergy(Atom& atom, std::size_t type) const;
+    [[nodiscard]] double computeLonePairEnergy(Atom& atom, std::size_t type) const;
+    [[nodiscard]] double computeCoordinationEnergy(Atom& atom, std::size_t type) const;
 
     const ReaxParam* param;
     std::vector<Atom> atoms;

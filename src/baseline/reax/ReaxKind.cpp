@@ -143,8 +143,7 @@ void ReaxKind::removeFrom(const GeometrySet& set, const Property& property, std:
 #pragma omp parallel for schedule(static) num_threads(static_cast <int>(pots.size()))
     for (const int index : order) {
         guard.run([&] {
-            pots[static_cast<std::size_t>(omp_get_thread_num())]->removeFromGeometry(
-                &set.obtainGeometry(index));
+            pots[static_cast<std::size_t>(omp_get_thread_num())]->removeFromGeometry(&set.getGeometry(index));
         });
     }
     guard.rethrow();

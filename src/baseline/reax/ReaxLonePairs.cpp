@@ -19,7 +19,7 @@ struct Taper {
     double slope;
 };
 
-Taper obtainTaper(double w) {
+Taper computeTaper(double w) {
     constexpr double d = b - a;
     const double u = w / d;
     const double u3 = u * u * u;
@@ -45,10 +45,10 @@ LonePairCount countLonePairs(double deltaE) {
         return {y, g};
     }
     if (x >= a) {
-        const Taper taper = obtainTaper(b - x);
+        const Taper taper = computeTaper(b - x);
         return {(y + 1.0) * taper.value, g * taper.value - y * taper.slope};
     }
-    const Taper taper = obtainTaper(x + b);
+    const Taper taper = computeTaper(x + b);
     return {y * taper.value, g * taper.value + y * taper.slope};
 }
 

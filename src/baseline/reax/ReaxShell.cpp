@@ -45,7 +45,7 @@ const ReaxShell& ReaxShellBuilder::create(int iatom, double rcut) {
 }
 
 void ReaxShellBuilder::selectPairs(int iatom) {
-    const std::span<const Neighbor> list = geometry->obtainNeighbors(iatom);
+    const std::span<const Neighbor> list = geometry->getNeighbors(iatom);
     if (pairs.size() < list.size()) {
         pairs.resize(list.size());
     }

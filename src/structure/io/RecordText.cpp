@@ -88,20 +88,20 @@ std::string_view RecordText::lineAt(std::size_t position) const {
     return remaining.substr(0, end == std::string_view::npos ? end : end + 1);
 }
 
-std::string_view RecordText::obtainRecord(int index) const {
+std::string_view RecordText::getRecord(int index) const {
     const auto record = static_cast<std::size_t>(index);
     return std::string_view(text).substr(starts[record], starts[record + 1] - starts[record]);
 }
 
-std::string_view RecordText::obtainMissingEnd(int index) const {
-    const std::string_view record = obtainRecord(index);
+std::string_view RecordText::findMissingEnd(int index) const {
+    const std::string_view record = getRecord(index);
     if (record.ends_with('\n')) {
         return "";
     }
     return lineAt(0).ends_with("\r\n") && !record.ends_with('\r') ? "\r\n" : "\n";
 }
 
-std::string_view RecordText::obtainRest() const {
+std::string_view RecordText::getRest() const {
     const std::string_view rest = std::string_view(text).substr(starts.back());
     return rest.find_first_not_of(blanks) == std::string_view::npos ? "" : rest;
 }

@@ -24,14 +24,14 @@ public:
     [[nodiscard]] int numRecords() const { return static_cast<int>(starts.size()) - 1; }
 
     // All lines of a record with their line ends. The last line of the file may have none.
-    [[nodiscard]] std::string_view obtainRecord(int index) const;
+    [[nodiscard]] std::string_view getRecord(int index) const;
 
     // What a record lacks behind its last character: nothing, or a line end in the style of the file.
-    [[nodiscard]] std::string_view obtainMissingEnd(int index) const;
+    [[nodiscard]] std::string_view findMissingEnd(int index) const;
 
     // What stands behind the last record, from the line that has ended the reading on; empty if that is
     // nothing but blank lines.
-    [[nodiscard]] std::string_view obtainRest() const;
+    [[nodiscard]] std::string_view getRest() const;
 
 private:
     void cutRecords(const std::string& fileName);

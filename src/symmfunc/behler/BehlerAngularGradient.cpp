@@ -256,7 +256,7 @@ namespace melta {
 HWY_EXPORT(PrepareGradient);
 HWY_EXPORT(AngularGradient);
 
-std::size_t obtainBehlerGradientScratchSize(std::size_t numNeighbors, std::size_t numSets) {
+std::size_t countBehlerGradientScratch(std::size_t numNeighbors, std::size_t numSets) {
     // Nine components and three sums for each neighbour; two factors for each neighbour and set.
     const std::size_t padded = hwy::RoundUpTo(numNeighbors, shellPadding) + shellPadding;
     return (12 + 2 * numSets) * padded;

@@ -310,7 +310,7 @@ namespace melta {
 HWY_EXPORT(Prepare);
 HWY_EXPORT(Angular);
 
-std::size_t obtainBehlerAngularScratchSize(std::size_t numNeighbors, std::size_t numPairs) {
+std::size_t countBehlerAngularScratch(std::size_t numNeighbors, std::size_t numPairs) {
     // Nine components for each neighbour; four parameters, the value and three sums for each column; two
     // factors and four sums for each neighbour and column.
     const std::size_t paddedNeighbors = hwy::RoundUpTo(numNeighbors, shellPadding) + shellPadding;

@@ -31,7 +31,7 @@ struct BehlerAngularSet {
 };
 
 // Length of the scratch array of the radial call.
-std::size_t obtainBehlerRadialScratchSize(std::size_t numNeighbors, std::size_t numFunctions);
+std::size_t countBehlerRadialScratch(std::size_t numNeighbors, std::size_t numFunctions);
 
 // Values: sum over the range of fc exp(-eta (r - shift)^2).
 void computeBehlerRadial(const NeighborShell& shell, NeighborRange range, const BehlerRadialSet& set,
@@ -41,7 +41,7 @@ void addBehlerRadialGradient(const NeighborShell& shell, NeighborRange range, co
                              std::span<const float> gradient, const ShellGradient& result);
 
 // Length of the scratch array of the angular calls, for that many pairs of functions.
-std::size_t obtainBehlerAngularScratchSize(std::size_t numNeighbors, std::size_t numPairs);
+std::size_t countBehlerAngularScratch(std::size_t numNeighbors, std::size_t numPairs);
 
 // Stores what all blocks of a shell share in the scratch array, which the compute calls then need.
 void prepareBehlerAngular(const NeighborShell& shell, const BehlerAngularSet& set, std::span<float> scratch);
@@ -55,7 +55,7 @@ void computeBehlerAngular(const NeighborShell& shell, NeighborRange first, Neigh
                           const BehlerAngularSet& set, const BasisBlock& block, std::span<float> scratch);
 
 // The same three for the gradient; numSets is half the number of functions.
-std::size_t obtainBehlerGradientScratchSize(std::size_t numNeighbors, std::size_t numSets);
+std::size_t countBehlerGradientScratch(std::size_t numNeighbors, std::size_t numSets);
 void prepareBehlerAngularGradient(const NeighborShell& shell, const BehlerAngularSet& set,
                                   std::span<float> scratch);
 void addBehlerAngularGradient(const NeighborShell& shell, NeighborRange first, NeighborRange second,
@@ -63,6 +63,6 @@ void addBehlerAngularGradient(const NeighborShell& shell, NeighborRange first, N
                               const ShellGradient& result, std::span<float> scratch);
 
 // Name of the instruction set that the calls above use on this processor.
-const char* obtainBehlerTarget();
+const char* findBehlerTarget();
 
 } // namespace melta

@@ -183,7 +183,7 @@ bool BehlerKind::isSame(const Property& a, const Property& b) const {
     return haveSameRanges(a, b) && functionsOf(a) == functionsOf(b);
 }
 
-float BehlerKind::obtainLargestCutoff(const Property& property) const {
+float BehlerKind::findLargestCutoff(const Property& property) const {
     return largestOfCutoffs(property);
 }
 

@@ -75,7 +75,7 @@ namespace melta {
 HWY_EXPORT(Radial);
 HWY_EXPORT(TargetName);
 
-std::size_t obtainBehlerRadialScratchSize(std::size_t numNeighbors, std::size_t numFunctions) {
+std::size_t countBehlerRadialScratch(std::size_t numNeighbors, std::size_t numFunctions) {
     // Three components for each neighbour; two parameters, the value and three sums for each function.
     return 3 * hwy::RoundUpTo(numNeighbors, shellPadding) + 6 * hwy::RoundUpTo(numFunctions, shellPadding);
 }
@@ -85,7 +85,7 @@ void computeBehlerRadial(const NeighborShell& shell, NeighborRange range, const 
     HWY_DYNAMIC_DISPATCH(Radial)(shell, range, set, block, scratch);
 }
 
-const char* obtainBehlerTarget() {
+const char* findBehlerTarget() {
     return HWY_DYNAMIC_DISPATCH(TargetName)();
 }
 

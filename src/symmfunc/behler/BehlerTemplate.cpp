@@ -12,7 +12,7 @@ constexpr float firstWidth = 1.0f;       // width of the first G3, Angstrom
 constexpr int maxFunctions = 100000;     // of a kind; more are a slip of the pen that would fill the disk
 
 // Distance of neighbouring points of a grid from `first` to short of the cutoff, Angstrom.
-float obtainStep(float first, float rcut, int numPoints, const char* kind) {
+float findStep(float first, float rcut, int numPoints, const char* kind) {
     const float top = rcut - distanceToCutoff;
     if (top <= first) {
         stopWithMessage("too small Rcut for %s.", kind);
@@ -21,7 +21,7 @@ float obtainStep(float first, float rcut, int numPoints, const char* kind) {
 }
 
 void writeRadialGrid(std::FILE* file, int numRadius, float rcutRadius) {
-    const float step = obtainStep(firstShift, rcutRadius, numRadius, "G2");
+    const float step = findStep(firstShift, rcutRadius, numRadius, "G2");
     const float eta = 1.0f / (2.0f * step * step);
     std::fputs("\nG2 # eta rs\n", file);
     for (int i = 0; i < numRadius; ++i) {
@@ -32,7 +32,7 @@ void writeRadialGrid(std::FILE* file, int numRadius, float rcutRadius) {
 
 // eta = 1 / (2 w^2) for the width w = i step + 1, with the factors in an order that fixes the rounding.
 void writeAngularGrid(std::FILE* file, int numG3, float rcutAngle) {
-    const float step = obtainStep(firstWidth, rcutAngle, numG3, "G3");
+    const float step = findStep(firstWidth, rcutAngle, numG3, "G3");
     std::fputs("\nG3 # eta zeta rs\n", file);
     for (int i = 0; i < numG3; ++i) {
         const auto point = static_cast<float>(i);

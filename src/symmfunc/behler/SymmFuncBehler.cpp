@@ -35,53 +35,53 @@ void SymmFuncBehler::calculate(const Geometry& geometry, int iatom, std::span<fl
     BlockSymmFunc::calculate(geometry, iatom, symmData, symmDiff);
 }
 
-std::size_t SymmFuncBehler::obtainRadiusScratchSize(std::size_t numNeighbors) const {
-    return obtainBehlerRadialScratchSize(numNeighbors, static_cast<std::size_t>(numRadius));
+std::size_t SymmFuncBehler::countRadiusScratch(std::size_t numNeighbors) const {
+    return countBehlerRadialScratch(numNeighbors, static_cast<std::size_t>(numRadius));
 }
 
-std::size_t SymmFuncBehler::obtainAngleScratchSize(std::size_t numNeighbors) const {
-    return obtainBehlerAngularScratchSize(numNeighbors, static_cast<std::size_t>(numAngle));
+std::size_t SymmFuncBehler::countAngleScratch(std::size_t numNeighbors) const {
+    return countBehlerAngularScratch(numNeighbors, static_cast<std::size_t>(numAngle));
 }
 
 void SymmFuncBehler::computeRadius(const NeighborShell& shell, NeighborRange range, const BasisBlock& block,
                                    std::span<float> scratch) const {
-    computeBehlerRadial(shell, range, obtainRadialSet(), block, scratch);
+    computeBehlerRadial(shell, range, makeRadialSet(), block, scratch);
 }
 
 void SymmFuncBehler::prepareAngle(const NeighborShell& shell, std::span<float> scratch) const {
-    prepareBehlerAngular(shell, obtainAngularSet(), scratch);
+    prepareBehlerAngular(shell, makeAngularSet(), scratch);
 }
 
 void SymmFuncBehler::computeAngle(const NeighborShell& shell, NeighborRange first, NeighborRange second,
                                   const BasisBlock& block, std::span<float> scratch) const {
-    computeBehlerAngular(shell, first, second, obtainAngularSet(), block, scratch);
+    computeBehlerAngular(shell, first, second, makeAngularSet(), block, scratch);
 }
 
 void SymmFuncBehler::addRadiusGradient(const NeighborShell& shell, NeighborRange range,
                                        std::span<const float> gradient, const ShellGradient& result) const {
-    addBehlerRadialGradient(shell, range, obtainRadialSet(), gradient, result);
+    addBehlerRadialGradient(shell, range, makeRadialSet(), gradient, result);
 }
 
-std::size_t SymmFuncBehler::obtainGradientScratchSize(std::size_t numNeighbors) const {
-    return obtainBehlerGradientScratchSize(numNeighbors, static_cast<std::size_t>(numAngle));
+std::size_t SymmFuncBehler::countGradientScratch(std::size_t numNeighbors) const {
+    return countBehlerGradientScratch(numNeighbors, static_cast<std::size_t>(numAngle));
 }
 
 void SymmFuncBehler::prepareAngleGradient(const NeighborShell& shell, std::span<float> scratch) const {
-    prepareBehlerAngularGradient(shell, obtainAngularSet(), scratch);
+    prepareBehlerAngularGradient(shell, makeAngularSet(), scratch);
 }
 
 void SymmFuncBehler::addAngleGradient(const NeighborShell& shell, NeighborRange first, NeighborRange second,
                                       std::span<const float> gradient, const ShellGradient& result,
                                       std::span<float> scratch) const {
-    addBehlerAngularGradient(shell, first, second, obtainAngularSet(), gradient, result, scratch);
+    addBehlerAngularGradient(shell, first, second, makeAngularSet(), gradient, result, scratch);
 }
 
-BehlerRadialSet SymmFuncBehler::obtainRadialSet() const {
+BehlerRadialSet SymmFuncBehler::makeRadialSet() const {
     const auto count = static_cast<std::size_t>(numRadius);
     return {.eta = radiusEta.first(count), .shift = radiusShift.first(count)};
 }
 
-BehlerAngularSet SymmFuncBehler::obtainAngularSet() const {
+BehlerAngularSet SymmFuncBehler::makeAngularSet() const {
     const auto count = static_cast<std::size_t>(numAngle);
     return {.eta = angleEta.first(count),
             .zeta = angleZeta.first(count),

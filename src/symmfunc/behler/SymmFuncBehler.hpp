@@ -44,8 +44,8 @@ public:
     std::span<const float> angleShift;  // [numAngle], Rs, Angstrom
 
 private:
-    [[nodiscard]] std::size_t obtainRadiusScratchSize(std::size_t numNeighbors) const override;
-    [[nodiscard]] std::size_t obtainAngleScratchSize(std::size_t numNeighbors) const override;
+    [[nodiscard]] std::size_t countRadiusScratch(std::size_t numNeighbors) const override;
+    [[nodiscard]] std::size_t countAngleScratch(std::size_t numNeighbors) const override;
     void computeRadius(const NeighborShell& shell, NeighborRange range, const BasisBlock& block,
                        std::span<float> scratch) const override;
     void prepareAngle(const NeighborShell& shell, std::span<float> scratch) const override;
@@ -53,13 +53,13 @@ private:
                       const BasisBlock& block, std::span<float> scratch) const override;
     void addRadiusGradient(const NeighborShell& shell, NeighborRange range, std::span<const float> gradient,
                            const ShellGradient& result) const override;
-    [[nodiscard]] std::size_t obtainGradientScratchSize(std::size_t numNeighbors) const override;
+    [[nodiscard]] std::size_t countGradientScratch(std::size_t numNeighbors) const override;
     void prepareAngleGradient(const NeighborShell& shell, std::span<float> scratch) const override;
     void addAngleGradient(const NeighborShell& shell, NeighborRange first, NeighborRange second,
                           std::span<const float> gradient, const ShellGradient& result,
                           std::span<float> scratch) const override;
-    [[nodiscard]] BehlerRadialSet obtainRadialSet() const;
-    [[nodiscard]] BehlerAngularSet obtainAngularSet() const;
+    [[nodiscard]] BehlerRadialSet makeRadialSet() const;
+    [[nodiscard]] BehlerAngularSet makeAngularSet() const;
 };
 
 } // namespace melta

@@ -164,7 +164,7 @@ namespace melta {
 
 HWY_EXPORT(AngularGradient);
 
-std::size_t obtainChebyshevGradientScratchSize(std::size_t numNeighbors, std::size_t numOrders) {
+std::size_t countChebyshevGradientScratch(std::size_t numNeighbors, std::size_t numOrders) {
     // Six components and the sum along the direction for each neighbour, a factor for each order.
     return 7 * (hwy::RoundUpTo(numNeighbors, shellPadding) + shellPadding) + numOrders;
 }

@@ -257,7 +257,7 @@ namespace melta {
 
 HWY_EXPORT(Angular);
 
-std::size_t obtainChebyshevScratchSize(std::size_t numNeighbors, std::size_t numOrders) {
+std::size_t countChebyshevScratch(std::size_t numNeighbors, std::size_t numOrders) {
     // Nine components, eighteen powers and six factors for each neighbour, three sums for each neighbour and
     // order.
     const std::size_t padded = hwy::RoundUpTo(numNeighbors, shellPadding) + shellPadding;

@@ -15,7 +15,7 @@
 namespace melta {
 
 // Length of the scratch array for shells of that many neighbours and blocks of that many orders.
-std::size_t obtainChebyshevScratchSize(std::size_t numNeighbors, std::size_t numOrders);
+std::size_t countChebyshevScratch(std::size_t numNeighbors, std::size_t numOrders);
 
 // Values: sum over the range of fc T_k(2 r / rcut - 1), k = 0 to numOrders - 1.
 void computeChebyshevRadial(const NeighborShell& shell, NeighborRange range, float rcut,
@@ -34,13 +34,13 @@ void addChebyshevRadialGradient(const NeighborShell& shell, NeighborRange range,
                                 std::span<const float> gradient, const ShellGradient& result);
 
 // Length of the scratch array of the next call.
-std::size_t obtainChebyshevGradientScratchSize(std::size_t numNeighbors, std::size_t numOrders);
+std::size_t countChebyshevGradientScratch(std::size_t numNeighbors, std::size_t numOrders);
 
 void addChebyshevAngularGradient(const NeighborShell& shell, NeighborRange first, NeighborRange second,
                                  std::span<const float> gradient, const ShellGradient& result,
                                  std::span<float> scratch);
 
 // Name of the instruction set that the calls above use on this processor.
-const char* obtainChebyshevTarget();
+const char* findChebyshevTarget();
 
 } // namespace melta

@@ -62,7 +62,7 @@ bool ChebyshevKind::isSame(const Property& a, const Property& b) const {
     return haveSameRanges(a, b);
 }
 
-float ChebyshevKind::obtainLargestCutoff(const Property& property) const {
+float ChebyshevKind::findLargestCutoff(const Property& property) const {
     return largestOfCutoffs(property);
 }
 

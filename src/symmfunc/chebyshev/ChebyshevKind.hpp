@@ -18,7 +18,7 @@ public:
     bool readHead(HeadReader& head) const override;
     void writeHead(std::FILE* stream, const Property& property) const override;
     [[nodiscard]] bool isSame(const Property& a, const Property& b) const override;
-    [[nodiscard]] float obtainLargestCutoff(const Property& property) const override;
+    [[nodiscard]] float findLargestCutoff(const Property& property) const override;
     [[nodiscard]] const char* keysOfSize() const override;
     [[nodiscard]] double countInputs(const Property& property, int numElems) const override;
     [[nodiscard]] InputMap mapInputs(const Property& property, std::span<const int> mapOfElems,

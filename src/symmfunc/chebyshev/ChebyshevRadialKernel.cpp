@@ -99,7 +99,7 @@ void computeChebyshevRadial(const NeighborShell& shell, NeighborRange range, flo
     HWY_DYNAMIC_DISPATCH(Radial)(shell, range, rcut, block, scratch);
 }
 
-const char* obtainChebyshevTarget() {
+const char* findChebyshevTarget() {
     return HWY_DYNAMIC_DISPATCH(TargetName)();
 }
 

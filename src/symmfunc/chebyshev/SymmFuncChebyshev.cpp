@@ -8,12 +8,12 @@ SymmFuncChebyshev::SymmFuncChebyshev(int elems, bool withTanh, bool withWeight, 
                                      float radiusCutoff, float angleCutoff)
     : BlockSymmFunc(elems, withTanh, withWeight, radiusSize, angleSize, 1, radiusCutoff, angleCutoff) {}
 
-std::size_t SymmFuncChebyshev::obtainRadiusScratchSize(std::size_t numNeighbors) const {
-    return obtainChebyshevScratchSize(numNeighbors, static_cast<std::size_t>(numRadius));
+std::size_t SymmFuncChebyshev::countRadiusScratch(std::size_t numNeighbors) const {
+    return countChebyshevScratch(numNeighbors, static_cast<std::size_t>(numRadius));
 }
 
-std::size_t SymmFuncChebyshev::obtainAngleScratchSize(std::size_t numNeighbors) const {
-    return obtainChebyshevScratchSize(numNeighbors, static_cast<std::size_t>(numAngle));
+std::size_t SymmFuncChebyshev::countAngleScratch(std::size_t numNeighbors) const {
+    return countChebyshevScratch(numNeighbors, static_cast<std::size_t>(numAngle));
 }
 
 void SymmFuncChebyshev::computeRadius(const NeighborShell& shell, NeighborRange range,
@@ -32,8 +32,8 @@ void SymmFuncChebyshev::addRadiusGradient(const NeighborShell& shell, NeighborRa
     addChebyshevRadialGradient(shell, range, rcutRadius, gradient, result);
 }
 
-std::size_t SymmFuncChebyshev::obtainGradientScratchSize(std::size_t numNeighbors) const {
-    return obtainChebyshevGradientScratchSize(numNeighbors, static_cast<std::size_t>(numAngle));
+std::size_t SymmFuncChebyshev::countGradientScratch(std::size_t numNeighbors) const {
+    return countChebyshevGradientScratch(numNeighbors, static_cast<std::size_t>(numAngle));
 }
 
 void SymmFuncChebyshev::addAngleGradient(const NeighborShell& shell, NeighborRange first,

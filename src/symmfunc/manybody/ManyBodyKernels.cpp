@@ -160,7 +160,7 @@ void addManyBodyTriangles(const ManyBodyNeighbors& neighbors, std::size_t owner,
     HWY_DYNAMIC_DISPATCH(AddTriangles)(neighbors, owner, axis, router, block, scratch);
 }
 
-const char* obtainManyBodyTarget() {
+const char* findManyBodyTarget() {
     return HWY_DYNAMIC_DISPATCH(TargetName)();
 }
 

@@ -101,6 +101,6 @@ void addManyBodyGradient(const ManyBodyNeighbors& neighbors, const ManyBodyAxis&
                          ManyBodyScratch& scratch);
 
 // Name of the instruction set that the kernels run.
-const char* obtainManyBodyTarget();
+const char* findManyBodyTarget();
 
 } // namespace melta

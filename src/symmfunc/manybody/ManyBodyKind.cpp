@@ -79,7 +79,7 @@ bool ManyBodyKind::isSame(const Property& a, const Property& b) const {
     return std::tie(a.m2, a.m3, a.rinner, a.router) == std::tie(b.m2, b.m3, b.rinner, b.router);
 }
 
-float ManyBodyKind::obtainLargestCutoff(const Property& property) const {
+float ManyBodyKind::findLargestCutoff(const Property& property) const {
     return property.router;
 }
 

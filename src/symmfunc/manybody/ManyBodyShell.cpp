@@ -99,7 +99,7 @@ void ManyBodyShell::placeColumns(std::size_t place, std::int32_t lowest, std::in
     }
 }
 
-ManyBodyNeighbors ManyBodyShell::obtainNeighbors() const {
+ManyBodyNeighbors ManyBodyShell::getNeighbors() const {
     const auto floats = [&](std::size_t which) {
         return std::span<const float>(values.data() + which * stride, stride);
     };

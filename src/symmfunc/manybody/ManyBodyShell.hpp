@@ -27,13 +27,13 @@ public:
     void locateAngle(const ManyBodyAxis& axis);
 
     // Place in the shell of an entry of the neighbour list; -1 outside the radius.
-    [[nodiscard]] std::int32_t obtainPlace(std::size_t entry) const { return places[entry]; }
+    [[nodiscard]] std::int32_t getPlace(std::size_t entry) const { return places[entry]; }
 
     // Valid after locateRadius.
     [[nodiscard]] const ManyBodyPoints& radiusPoints() const { return pointsRadius; }
 
     // Valid after locateAngle.
-    [[nodiscard]] ManyBodyNeighbors obtainNeighbors() const;
+    [[nodiscard]] ManyBodyNeighbors getNeighbors() const;
 
 private:
     static constexpr std::size_t numArrays = 4;

@@ -93,18 +93,18 @@ void SymmFuncManyBody::calculateAtom(const NeighborArrays& neighbors, std::span<
     work.shell.update(neighbors, router, numElems);
     work.shell.locateRadius({.numPoints = m2, .start = rinner, .step = step2});
     const ManyBodyAxis axis{.numPoints = m3, .start = rinner, .step = step3};
-    const ManyBodyBlock block = obtainAngleBlock(values, symmDiff);
+    const ManyBodyBlock block = makeAngleBlock(values, symmDiff);
     ManyBodyNeighbors inside{};
     if (withAngle) {
         work.shell.locateAngle(axis);
         work.scratch.reserve(numNeighbors);
-        inside = work.shell.obtainNeighbors();
+        inside = work.shell.getNeighbors();
     }
     for (std::size_t n = 0; n < numNeighbors; ++n) {
         if (withDiff) {
             clear(symmDiff.subspan((n + 1) * threeRows, threeRows));
         }
-        const std::int32_t place = work.shell.obtainPlace(n);
+        const std::int32_t place = work.shell.getPlace(n);
         if (place < 0) {
             continue;
         }
@@ -117,7 +117,7 @@ void SymmFuncManyBody::calculateAtom(const NeighborArrays& neighbors, std::span<
 
 void SymmFuncManyBody::addRadius(const NeighborArrays& neighbors, const Workspace& work, std::size_t entry,
                                  std::span<float> values, std::span<float> derivatives) const {
-    const auto place = static_cast<std::size_t>(work.shell.obtainPlace(entry));
+    const auto place = static_cast<std::size_t>(work.shell.getPlace(entry));
     const auto& points = work.shell.radiusPoints();
     const float* const weights = points.weights.data() + 4 * place;
     const std::array d{neighbors.dx()[entry], neighbors.dy()[entry], neighbors.dz()[entry]};
@@ -134,8 +134,7 @@ void SymmFuncManyBody::addRadius(const NeighborArrays& neighbors, const Workspac
     }
 }
 
-ManyBodyBlock SymmFuncManyBody::obtainAngleBlock(std::span<float> values,
-                                                 std::span<float> derivatives) const {
+ManyBodyBlock SymmFuncManyBody::makeAngleBlock(std::span<float> values, std::span<float> derivatives) const {
     const auto start = static_cast<std::size_t>(sizeRadiusBasis);
     return {.values = values.data() + start,
             .diff = derivatives.empty() ? nullptr : derivatives.data() + start,
@@ -168,7 +167,7 @@ void SymmFuncManyBody::addRadiusGradient(const NeighborArrays& neighbors, const 
     const auto& points = work.shell.radiusPoints();
     const std::size_t numNeighbors = neighbors.size();
     for (std::size_t n = 0; n < numNeighbors; ++n) {
-        const std::int32_t place = work.shell.obtainPlace(n);
+        const std::int32_t place = work.shell.getPlace(n);
         if (place < 0) {
             continue;
         }
@@ -191,7 +190,7 @@ void SymmFuncManyBody::addAngleGradient(Workspace& work, std::span<const float> 
     const ManyBodyAxis axis{.numPoints = m3, .start = rinner, .step = step3};
     work.shell.locateAngle(axis);
     work.scratch.reserve(numNeighbors);
-    const ManyBodyNeighbors inside = work.shell.obtainNeighbors();
+    const ManyBodyNeighbors inside = work.shell.getNeighbors();
     work.gradient.reserve(3 * inside.size);
     const std::span<float> sums = work.gradient.span().first(3 * inside.size);
     clear(sums);

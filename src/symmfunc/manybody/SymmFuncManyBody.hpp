@@ -55,7 +55,7 @@ private:
     void addAngleGradient(Workspace& work, std::span<const float> byValues,
                           std::span<float> byPositions) const;
     [[nodiscard]] std::size_t triangleSize() const;
-    [[nodiscard]] ManyBodyBlock obtainAngleBlock(std::span<float> values, std::span<float> derivatives) const;
+    [[nodiscard]] ManyBodyBlock makeAngleBlock(std::span<float> values, std::span<float> derivatives) const;
 
     int m2;                  // grid points of the two-body functions
     int m3;                  // grid points of each axis of the three-body functions; may be 0

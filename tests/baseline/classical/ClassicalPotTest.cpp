@@ -193,7 +193,7 @@ TEST_F(ClassicalPotTest, PushesAlongTheLineBetweenTheAtoms) {
 }
 
 TEST_F(ClassicalPotTest, TakesTheCutoffOfTheSymmetryFunctions) {
-    const auto cutoffOf = [this] { return ClassicalPot(&set, &property).obtainCutoff().rc; };
+    const auto cutoffOf = [this] { return ClassicalPot(&set, &property).getCutoff().rc; };
     EXPECT_EQ(cutoffOf(), rc);
     property.numRadius = 0;
     EXPECT_EQ(cutoffOf(), 3.0f);

@@ -37,7 +37,7 @@ void switchOffCorrections(ReaxFieldText& field) {
     }
 }
 
-TEST(ReaxBondOrdersTest, uncorrectedOrdersFollowTheirFormula) {
+TEST(ReaxBondOrdersTest, UncorrectedOrdersFollowTheirFormula) {
     const auto param = test::makeReaxParam(test::makeReaxField());
 
     const Dimer dimer(*param, 6, 6, 1.4f);
@@ -55,7 +55,7 @@ TEST(ReaxBondOrdersTest, uncorrectedOrdersFollowTheirFormula) {
     EXPECT_NEAR(dimer.system.evaluation.bondOrders().deltaPrime()[0], dimer.bonds[0].total - 4.0, 1.0e-14);
 }
 
-TEST(ReaxBondOrdersTest, withoutCorrectionsTheOrdersStayAsTheyAre) {
+TEST(ReaxBondOrdersTest, WithoutCorrectionsTheOrdersStayAsTheyAre) {
     ReaxFieldText field = test::makeReaxField();
     switchOffCorrections(field);
     const auto param = test::makeReaxParam(field);
@@ -70,7 +70,7 @@ TEST(ReaxBondOrdersTest, withoutCorrectionsTheOrdersStayAsTheyAre) {
     EXPECT_EQ(dimer.bonds[0].order.byTotal, 1.0);
 }
 
-TEST(ReaxBondOrdersTest, correctionForOvercoordinationByHand) {
+TEST(ReaxBondOrdersTest, CorrectionForOvercoordinationByHand) {
     ReaxFieldText field = test::makeReaxField();
     switchOffCorrections(field);
     field.bonds[0].lines[1][6] = 1.0; // ovc of C-C
@@ -93,7 +93,7 @@ TEST(ReaxBondOrdersTest, correctionForOvercoordinationByHand) {
     EXPECT_NE(f1, 1.0);
 }
 
-TEST(ReaxBondOrdersTest, correctionForAnglesByHand) {
+TEST(ReaxBondOrdersTest, CorrectionForAnglesByHand) {
     ReaxFieldText field = test::makeReaxField();
     switchOffCorrections(field);
     field.bonds[2].lines[0][5] = 1.0; // v13cor of C-O
@@ -115,7 +115,7 @@ TEST(ReaxBondOrdersTest, correctionForAnglesByHand) {
     EXPECT_NEAR(bond.orderPi.value, bond.pi * a, 1.0e-14);
 }
 
-TEST(ReaxBondOrdersTest, ordersBelowTheSmallestAreNone) {
+TEST(ReaxBondOrdersTest, OrdersBelowTheSmallestAreNone) {
     ReaxFieldText field = test::makeReaxField();
     field.atoms[0].lines[1][2] = -40.0; // valency_boc: the correction for angles leaves nothing
     const auto param = test::makeReaxParam(field);
@@ -130,7 +130,7 @@ TEST(ReaxBondOrdersTest, ordersBelowTheSmallestAreNone) {
     EXPECT_EQ(dimer.bonds[0].orderPi.byOwn, 0.0);
 }
 
-TEST(ReaxBondOrdersTest, atomsBeyondTheCutoffFormNoBond) {
+TEST(ReaxBondOrdersTest, AtomsBeyondTheCutoffFormNoBond) {
     const auto near = test::makeReaxParam(test::makeReaxField(), 1.35);
     const auto far = test::makeReaxParam(test::makeReaxField(), 1.45);
 
@@ -138,7 +138,7 @@ TEST(ReaxBondOrdersTest, atomsBeyondTheCutoffFormNoBond) {
     EXPECT_EQ(Dimer(*far, 6, 6, 1.4f).bonds.size(), 1U);
 }
 
-TEST(ReaxBondOrdersTest, pairsWithoutEntryFormNoBond) {
+TEST(ReaxBondOrdersTest, PairsWithoutEntryFormNoBond) {
     const auto param = test::makeReaxParam(test::makeReaxField());
     ReaxFieldText none = test::makeReaxField();
     none.bonds.clear();
@@ -149,7 +149,7 @@ TEST(ReaxBondOrdersTest, pairsWithoutEntryFormNoBond) {
     EXPECT_EQ(param->rcut, 5.0);
 }
 
-TEST(ReaxBondOrdersTest, reachEndsWhereTheOrderFallsBelowTheCutoff) {
+TEST(ReaxBondOrdersTest, ReachEndsWhereTheOrderFallsBelowTheCutoff) {
     const auto param = test::makeReaxParam(test::makeReaxField());
     const ReaxBondOrders orders(*param);
 
@@ -161,7 +161,7 @@ TEST(ReaxBondOrdersTest, reachEndsWhereTheOrderFallsBelowTheCutoff) {
     EXPECT_EQ(orders.reachOf(0, 3), 0.0);
 }
 
-TEST(ReaxBondOrdersTest, ordersThatGrowWithTheDistanceReachToTheCutoff) {
+TEST(ReaxBondOrdersTest, OrdersThatGrowWithTheDistanceReachToTheCutoff) {
     ReaxFieldText field = test::makeReaxField();
     field.bonds[0].lines[1][5] = -6.6; // p_bo2
     field.atoms[0].lines[0][6] = -1.0; // r_pi
@@ -174,7 +174,7 @@ TEST(ReaxBondOrdersTest, ordersThatGrowWithTheDistanceReachToTheCutoff) {
     EXPECT_EQ(Dimer(*param, 6, 6, 0.5f).bonds.size(), 0U);
 }
 
-TEST(ReaxBondOrdersTest, loneImagesOfOneAtomBondWithEachOther) {
+TEST(ReaxBondOrdersTest, LoneImagesOfOneAtomBondWithEachOther) {
     const auto param = test::makeReaxParam(test::makeReaxField());
     ReaxSystem system(*param, std::vector<ReaxSite>{{6, 0.5f, 0.5f, 0.5f}}, test::makeCubicCell(1.6f));
 
@@ -191,7 +191,7 @@ TEST(ReaxBondOrdersTest, loneImagesOfOneAtomBondWithEachOther) {
     EXPECT_NEAR(system.evaluation.bondOrders().deltaPrime()[0], sum, 1.0e-13);
 }
 
-TEST(ReaxBondOrdersTest, extremeCoordinationStaysFinite) {
+TEST(ReaxBondOrdersTest, ExtremeCoordinationStaysFinite) {
     ReaxFieldText field = test::makeReaxField();
     field.atoms[0].lines[0][1] = 40.0; // valency: exponentials of 40 x 48
     const auto param = test::makeReaxParam(field);

@@ -50,7 +50,7 @@ struct Pair {
     ReaxBond bond;
 };
 
-TEST(ReaxBondedTermsTest, bondEnergyByHand) {
+TEST(ReaxBondedTermsTest, BondEnergyByHand) {
     ReaxFieldText field = makeBareField();
     field.atoms[0].lines[1][3] = 0.0; // p_ovun5
     field.atoms[0].lines[2][1] = 0.0; // p_lp2
@@ -66,7 +66,7 @@ TEST(ReaxBondedTermsTest, bondEnergyByHand) {
 }
 
 // Over-coordination of one of two equal atoms, and under-coordination, from their formulas.
-TEST(ReaxBondedTermsTest, coordinationEnergyByHand) {
+TEST(ReaxBondedTermsTest, CoordinationEnergyByHand) {
     ReaxFieldText field = makeBareField();
     field.atoms[0].lines[0][7] = 5.0; // valency_e of C: half a lone pair
     field.atoms[0].lines[2][1] = 0.0; // p_lp2
@@ -96,7 +96,7 @@ TEST(ReaxBondedTermsTest, coordinationEnergyByHand) {
     EXPECT_NEAR(pair.energy - reference.energy, expected, 1.0e-10 * std::fabs(expected));
 }
 
-TEST(ReaxBondedTermsTest, undercoordinationOfALoneAtomByHand) {
+TEST(ReaxBondedTermsTest, UndercoordinationOfALoneAtomByHand) {
     ReaxFieldText field = makeBareField();
     field.atoms[0].lines[2][1] = 0.0; // p_lp2
 
@@ -109,7 +109,7 @@ TEST(ReaxBondedTermsTest, undercoordinationOfALoneAtomByHand) {
 }
 
 // A lone atom with so many valence electrons and such a valency that lone pairs are missing.
-TEST(ReaxBondedTermsTest, lonePairEnergyIsLinearInWhatIsMissingAndNothingElse) {
+TEST(ReaxBondedTermsTest, LonePairEnergyIsLinearInWhatIsMissingAndNothingElse) {
     ReaxFieldText field = makeBareField();
     field.atoms[2].lines[1][3] = 0.0;  // p_ovun5 of O
     field.atoms[2].lines[2][1] = 16.0; // p_lp2
@@ -121,7 +121,7 @@ TEST(ReaxBondedTermsTest, lonePairEnergyIsLinearInWhatIsMissingAndNothingElse) {
     EXPECT_NEAR(energyOfAtom(field, 8), 0.0, 1.0e-12);
 }
 
-TEST(ReaxBondedTermsTest, lonePairsOfHeavyAtomsHaveAnEnergyButDoNotActOnNeighbors) {
+TEST(ReaxBondedTermsTest, LonePairsOfHeavyAtomsHaveAnEnergyButDoNotActOnNeighbors) {
     ReaxFieldText field = makeBareField();
     field.atoms[2].lines[0][1] = -2.0; // valency of O
     field.atoms[2].lines[0][7] = 5.0;  // valency_e
@@ -138,7 +138,7 @@ TEST(ReaxBondedTermsTest, lonePairsOfHeavyAtomsHaveAnEnergyButDoNotActOnNeighbor
     EXPECT_NEAR(energyOfAtom(heavy, 8), lonePairs + coordination(2.0), 1.0e-10);
 }
 
-TEST(ReaxBondedTermsTest, atomOfExactlyTheLimitingMassIsLight) {
+TEST(ReaxBondedTermsTest, AtomOfExactlyTheLimitingMassIsLight) {
     ReaxFieldText field = makeBareField();
     field.atoms[2].lines[0][1] = -2.0;
     field.atoms[2].lines[0][7] = 5.0;
@@ -148,7 +148,7 @@ TEST(ReaxBondedTermsTest, atomOfExactlyTheLimitingMassIsLight) {
     EXPECT_EQ(energyOfAtom(field, 8), light);
 }
 
-TEST(ReaxBondedTermsTest, pairWithoutSigmaEnergyAddsNothingToTheOvercoordination) {
+TEST(ReaxBondedTermsTest, PairWithoutSigmaEnergyAddsNothingToTheOvercoordination) {
     ReaxFieldText field = makeBareField();
     field.bonds[0].lines[0][0] = 0.0; // De_sigma
     ReaxFieldText changed = field;
@@ -157,7 +157,7 @@ TEST(ReaxBondedTermsTest, pairWithoutSigmaEnergyAddsNothingToTheOvercoordination
     EXPECT_EQ(Pair(changed, 6, 6, 1.3f).energy, Pair(field, 6, 6, 1.3f).energy);
 }
 
-TEST(ReaxBondedTermsTest, sigmaOrderBelowZeroCountsAsNone) {
+TEST(ReaxBondedTermsTest, SigmaOrderBelowZeroCountsAsNone) {
     ReaxFieldText field = makeBareField();
     field.general[29] = 5.0;           // boCut of 0.05
     field.bonds[0].lines[1][4] = -9.0; // p_bo1: hardly any sigma order, less than the cutoff
@@ -174,7 +174,7 @@ TEST(ReaxBondedTermsTest, sigmaOrderBelowZeroCountsAsNone) {
     }
 }
 
-TEST(ReaxBondedTermsTest, farFromSaturationEnergiesAndForcesStayFinite) {
+TEST(ReaxBondedTermsTest, FarFromSaturationEnergiesAndForcesStayFinite) {
     ReaxFieldText field = makeBareField();
     field.general[9] = 4000.0;           // p_ovun8
     field.general[31] = -4000.0;         // p_ovun4

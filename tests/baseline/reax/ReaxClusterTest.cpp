@@ -62,7 +62,7 @@ protected:
     void evaluate() { cluster.evaluate(surroundings.positions, surroundings.types, surroundings.weights); }
 };
 
-TEST_F(ReaxClusterTest, atomsOfThePeriodicCellHaveTheirEnergies) {
+TEST_F(ReaxClusterTest, AtomsOfThePeriodicCellHaveTheirEnergies) {
     system.obtainEnergy(system.positions);
 
     evaluate();
@@ -73,7 +73,7 @@ TEST_F(ReaxClusterTest, atomsOfThePeriodicCellHaveTheirEnergies) {
     }
 }
 
-TEST_F(ReaxClusterTest, forcesOfImagesAddUpToThoseOfThePeriodicCell) {
+TEST_F(ReaxClusterTest, ForcesOfImagesAddUpToThoseOfThePeriodicCell) {
     const std::vector<double> expected = system.obtainForces(system.positions);
 
     evaluate();
@@ -87,7 +87,7 @@ TEST_F(ReaxClusterTest, forcesOfImagesAddUpToThoseOfThePeriodicCell) {
     }
 }
 
-TEST_F(ReaxClusterTest, virialsAddUpToPositionsTimesForces) {
+TEST_F(ReaxClusterTest, VirialsAddUpToPositionsTimesForces) {
     evaluate();
 
     constexpr std::array<std::array<std::size_t, 2>, 6> axes{
@@ -107,7 +107,7 @@ TEST_F(ReaxClusterTest, virialsAddUpToPositionsTimesForces) {
     }
 }
 
-TEST_F(ReaxClusterTest, atomsThatAreNotThereLeaveNoTrace) {
+TEST_F(ReaxClusterTest, AtomsThatAreNotThereLeaveNoTrace) {
     evaluate();
     const std::vector<double> energies(cluster.energies().begin(), cluster.energies().end());
     surroundings.positions.insert(surroundings.positions.begin(), {0.1, 0.2, 0.3});
@@ -123,7 +123,7 @@ TEST_F(ReaxClusterTest, atomsThatAreNotThereLeaveNoTrace) {
     }
 }
 
-TEST_F(ReaxClusterTest, nobodyHasNoEnergy) {
+TEST_F(ReaxClusterTest, NobodyHasNoEnergy) {
     cluster.evaluate(std::vector<double>(3, 0.0), std::vector<int>{-1}, std::vector<double>{1.0});
 
     EXPECT_TRUE(cluster.atoms().empty());

@@ -20,7 +20,7 @@ constexpr double upper = ReaxParam::lpUpper;
 
 // Whether an atom stands where the slope of the lone-pair count is not the exact one.
 bool hasInexactSlope(ReaxSystem& system) {
-    const std::vector<double> deltaE = system.obtainDeltaE();
+    const std::vector<double> deltaE = system.findDeltaE();
     return std::any_of(deltaE.begin(), deltaE.end(),
                        [](double x) { return x > lower - 0.01 && x < upper + 0.01; });
 }
@@ -84,11 +84,11 @@ void switchOffVanDerWaals(ReaxFieldText& field) {
     field.offDiagonals.clear();
 }
 
-TEST(ReaxEvaluationTest, forcesAreTheDerivativesOfTheTotalEnergy) {
+TEST(ReaxEvaluationTest, ForcesAreTheDerivativesOfTheTotalEnergy) {
     EXPECT_EQ(compareWithDifferences(test::makeReaxField(), 1.0e-6), 4);
 }
 
-TEST(ReaxEvaluationTest, forcesAreTheDerivativesOfTheBondEnergy) {
+TEST(ReaxEvaluationTest, ForcesAreTheDerivativesOfTheBondEnergy) {
     ReaxFieldText field = test::makeReaxField();
     switchOffLonePairs(field);
     switchOffUndercoordination(field);
@@ -98,7 +98,7 @@ TEST(ReaxEvaluationTest, forcesAreTheDerivativesOfTheBondEnergy) {
     EXPECT_EQ(compareWithDifferences(field, 1.0e-6), 4);
 }
 
-TEST(ReaxEvaluationTest, forcesAreTheDerivativesOfTheLonePairEnergy) {
+TEST(ReaxEvaluationTest, ForcesAreTheDerivativesOfTheLonePairEnergy) {
     ReaxFieldText field = test::makeReaxField();
     switchOffBondEnergy(field);
     switchOffUndercoordination(field);
@@ -107,7 +107,7 @@ TEST(ReaxEvaluationTest, forcesAreTheDerivativesOfTheLonePairEnergy) {
     EXPECT_EQ(compareWithDifferences(field, 1.0e-6), 4);
 }
 
-TEST(ReaxEvaluationTest, forcesAreTheDerivativesOfTheOvercoordination) {
+TEST(ReaxEvaluationTest, ForcesAreTheDerivativesOfTheOvercoordination) {
     ReaxFieldText field = test::makeReaxField();
     switchOffLonePairs(field);
     switchOffUndercoordination(field);
@@ -122,7 +122,7 @@ TEST(ReaxEvaluationTest, forcesAreTheDerivativesOfTheOvercoordination) {
     EXPECT_EQ(compareWithDifferences(field, 1.0e-6), 4);
 }
 
-TEST(ReaxEvaluationTest, forcesAreTheDerivativesOfTheUndercoordination) {
+TEST(ReaxEvaluationTest, ForcesAreTheDerivativesOfTheUndercoordination) {
     ReaxFieldText field = test::makeReaxField();
     switchOffBondEnergy(field);
     switchOffLonePairs(field);
@@ -131,7 +131,7 @@ TEST(ReaxEvaluationTest, forcesAreTheDerivativesOfTheUndercoordination) {
     EXPECT_EQ(compareWithDifferences(field, 1.0e-6), 4);
 }
 
-TEST(ReaxEvaluationTest, forcesAreTheDerivativesOfTheVanDerWaalsEnergy) {
+TEST(ReaxEvaluationTest, ForcesAreTheDerivativesOfTheVanDerWaalsEnergy) {
     for (const bool withShielding : {true, false}) {
         for (const bool withInnerWall : {true, false}) {
             ReaxFieldText field = test::makeReaxField();
@@ -147,7 +147,7 @@ TEST(ReaxEvaluationTest, forcesAreTheDerivativesOfTheVanDerWaalsEnergy) {
     }
 }
 
-TEST(ReaxEvaluationTest, bondsThatReachFartherThanTheTaperLeaveItAlone) {
+TEST(ReaxEvaluationTest, BondsThatReachFartherThanTheTaperLeaveItAlone) {
     ReaxFieldText field = test::makeReaxField();
     field.general[12] = 4.0; // upper taper radius
     const auto near = test::makeReaxParam(field, 4.0);
@@ -162,7 +162,7 @@ TEST(ReaxEvaluationTest, bondsThatReachFartherThanTheTaperLeaveItAlone) {
     EXPECT_NEAR(farSystem.obtainEnergy(farSystem.positions), energy, 1.0e-9 * std::fabs(energy));
 }
 
-TEST(ReaxEvaluationTest, typesWithoutLengthsHaveNoWellAndNoWall) {
+TEST(ReaxEvaluationTest, TypesWithoutLengthsHaveNoWellAndNoWall) {
     ReaxFieldText none = test::makeReaxField();
     none.offDiagonals.clear();
     none.atoms[1].lines[0][4] = 0.0; // depth of H
@@ -201,14 +201,14 @@ ReaxFieldText makeInexactField() {
     return field;
 }
 
-TEST(ReaxEvaluationTest, onlyAtomsInTheTaperOfTheLonePairsDeviateFromTheDerivative) {
+TEST(ReaxEvaluationTest, OnlyAtomsInTheTaperOfTheLonePairsDeviateFromTheDerivative) {
     const auto param = test::makeReaxParam(makeInexactField());
     const std::vector<ReaxSite> sites{
         {6, 5.0f, 5.0f, 5.0f},    {6, 6.2f, 5.1f, 4.9f},                              // inexact
         {8, 15.0f, 15.0f, 15.0f}, {1, 15.6f, 15.7f, 14.8f}, {1, 14.2f, 15.4f, 15.3f}, // exact
     };
     ReaxSystem system(*param, sites, test::makeCubicCell(20.0f));
-    const std::vector<double> deltaE = system.obtainDeltaE();
+    const std::vector<double> deltaE = system.findDeltaE();
     ASSERT_GT(deltaE[0], lower + 0.05);
     ASSERT_LT(deltaE[0], upper - 0.05);
 
@@ -221,7 +221,7 @@ TEST(ReaxEvaluationTest, onlyAtomsInTheTaperOfTheLonePairsDeviateFromTheDerivati
     }
 }
 
-TEST(ReaxEvaluationTest, forcesSumUpToZero) {
+TEST(ReaxEvaluationTest, ForcesSumUpToZero) {
     const auto param = test::makeReaxParam(test::makeReaxField());
     ReaxSystem system(*param, test::makeCrowd(7, 24, 1.1f), test::makeSkewCell());
 
@@ -238,7 +238,7 @@ TEST(ReaxEvaluationTest, forcesSumUpToZero) {
     }
 }
 
-TEST(ReaxEvaluationTest, translationsChangeNothing) {
+TEST(ReaxEvaluationTest, TranslationsChangeNothing) {
     const auto param = test::makeReaxParam(test::makeReaxField());
     std::vector<ReaxSite> sites = test::makeCrowd(5, 16, 1.3f);
     ReaxSystem here(*param, sites, test::makeSkewCell());
@@ -255,7 +255,7 @@ TEST(ReaxEvaluationTest, translationsChangeNothing) {
     EXPECT_NEAR(there.obtainEnergy(there.positions), energy, 1.0e-5 * std::fabs(energy));
 }
 
-TEST(ReaxEvaluationTest, rotationsTurnTheForces) {
+TEST(ReaxEvaluationTest, RotationsTurnTheForces) {
     const auto param = test::makeReaxParam(test::makeReaxField());
     const std::vector<ReaxSite> sites = test::makeCrowd(5, 16, 1.3f);
     std::vector<ReaxSite> turnedSites = sites;
@@ -283,7 +283,7 @@ TEST(ReaxEvaluationTest, rotationsTurnTheForces) {
     }
 }
 
-TEST(ReaxEvaluationTest, orderOfTheAtomsDoesNotMatter) {
+TEST(ReaxEvaluationTest, OrderOfTheAtomsDoesNotMatter) {
     const auto param = test::makeReaxParam(test::makeReaxField());
     std::vector<ReaxSite> sites = test::makeCrowd(9, 16, 1.3f);
     ReaxSystem system(*param, sites, test::makeSkewCell());
@@ -302,7 +302,7 @@ TEST(ReaxEvaluationTest, orderOfTheAtomsDoesNotMatter) {
     }
 }
 
-TEST(ReaxEvaluationTest, largerCellsHoldTheSameEnergies) {
+TEST(ReaxEvaluationTest, LargerCellsHoldTheSameEnergies) {
     const auto param = test::makeReaxParam(test::makeReaxField());
     const std::vector<ReaxSite> sites = test::makeCrowd(11, 6, 1.4f);
     const std::array<float, 9> cell = test::makeSkewCell();
@@ -322,7 +322,7 @@ TEST(ReaxEvaluationTest, largerCellsHoldTheSameEnergies) {
     EXPECT_NEAR(longSystem.obtainEnergy(longSystem.positions), 2.0 * energy, 1.0e-5 * std::fabs(energy));
 }
 
-TEST(ReaxEvaluationTest, evaluationsLeaveNothingBehind) {
+TEST(ReaxEvaluationTest, EvaluationsLeaveNothingBehind) {
     const auto param = test::makeReaxParam(test::makeReaxField());
     ReaxSystem system(*param, test::makeCrowd(2, 16, 1.3f), test::makeSkewCell());
     const std::vector<double> forces = system.obtainForces(system.positions);

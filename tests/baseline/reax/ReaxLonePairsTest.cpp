@@ -25,7 +25,7 @@ double taperSlope(double w) {
            (b - a);
 }
 
-TEST(ReaxLonePairsTest, flatZoneEndsAtTheTapers) {
+TEST(ReaxLonePairsTest, FlatZoneEndsAtTheTapers) {
     for (const double x : {-a, -1.0, 0.0, 1.0, std::nextafter(a, 0.0)}) {
         EXPECT_EQ(countLonePairs(x).value, 0.0) << x;
         EXPECT_EQ(countLonePairs(x).slope, 0.0) << x;
@@ -38,7 +38,7 @@ TEST(ReaxLonePairsTest, flatZoneEndsAtTheTapers) {
     EXPECT_EQ(countLonePairs(a).value, 0.0);
 }
 
-TEST(ReaxLonePairsTest, countFollowsTheTruncationInTheMiddleOfEachStep) {
+TEST(ReaxLonePairsTest, CountFollowsTheTruncationInTheMiddleOfEachStep) {
     // Middle of a step: odd numbers, where sine vanishes.
     EXPECT_NEAR(countLonePairs(-3.0).value, 1.0, 1.0e-12);
     EXPECT_NEAR(countLonePairs(-5.0).value, 2.0, 1.0e-12);
@@ -51,13 +51,13 @@ TEST(ReaxLonePairsTest, countFollowsTheTruncationInTheMiddleOfEachStep) {
     EXPECT_NEAR(countLonePairs(4.0).value, -1.5, 1.0e-12);
 }
 
-TEST(ReaxLonePairsTest, formulaByHand) {
+TEST(ReaxLonePairsTest, FormulaByHand) {
     // c = 0.8, x = -3.5: cos(pi x) = 0, sin(-pi x) = -1, so that y = 1.75 - 0.5 - atan(0.8) / pi.
     EXPECT_NEAR(countLonePairs(-3.5).value, 1.25 - std::atan(0.8) / std::acos(-1.0), 1.0e-12);
     EXPECT_NEAR(countLonePairs(-3.5).slope, (0.64 - 1.0) / (2.0 * 0.64 + 2.0), 1.0e-12);
 }
 
-TEST(ReaxLonePairsTest, countIsContinuousAtAllBorders) {
+TEST(ReaxLonePairsTest, CountIsContinuousAtAllBorders) {
     for (const double border : {-b, -a, a, b}) {
         const double below = countLonePairs(border - 1.0e-9).value;
         const double above = countLonePairs(border + 1.0e-9).value;
@@ -65,14 +65,14 @@ TEST(ReaxLonePairsTest, countIsContinuousAtAllBorders) {
     }
 }
 
-TEST(ReaxLonePairsTest, slopeIsTheDerivativeOutsideTheUpperTaperZone) {
+TEST(ReaxLonePairsTest, SlopeIsTheDerivativeOutsideTheUpperTaperZone) {
     for (const double x :
          {-7.3, -5.99, -4.01, -2.8, -2.31, -2.29, -2.0, -1.7, -1.51, -0.5, 1.49, 2.31, 3.1, 4.02}) {
         EXPECT_NEAR(countLonePairs(x).slope, differentiate(x), 1.0e-8) << x;
     }
 }
 
-TEST(ReaxLonePairsTest, slopeInTheUpperTaperZoneExceedsTheDerivativeByThatOfTheTaper) {
+TEST(ReaxLonePairsTest, SlopeInTheUpperTaperZoneExceedsTheDerivativeByThatOfTheTaper) {
     for (const double x : {1.55, 1.7, 1.9, 2.0, 2.1, 2.2}) {
         const double excess = countLonePairs(x).slope - differentiate(x);
 

@@ -51,7 +51,7 @@ protected:
     test::ReaxFieldText sample = test::makeReaxField();
 };
 
-TEST_F(ReaxParamTest, generalParametersComeFromTheirLines) {
+TEST_F(ReaxParamTest, GeneralParametersComeFromTheirLines) {
     for (std::size_t k = 0; k < sample.general.size(); ++k) {
         sample.general[k] = static_cast<double>(k + 1);
     }
@@ -72,7 +72,7 @@ TEST_F(ReaxParamTest, generalParametersComeFromTheirLines) {
     EXPECT_EQ(param->pOvun3, 33.0);
 }
 
-TEST_F(ReaxParamTest, atomParametersComeFromTheirColumns) {
+TEST_F(ReaxParamTest, AtomParametersComeFromTheirColumns) {
     for (std::size_t line = 0; line < 4; ++line) {
         for (std::size_t column = 0; column < 8; ++column) {
             // The mass comes out above 21, so that the valencies stay as they are.
@@ -109,7 +109,7 @@ TEST_F(ReaxParamTest, atomParametersComeFromTheirColumns) {
     EXPECT_EQ(param->nlpOpt[1], 3.0);
 }
 
-TEST_F(ReaxParamTest, bondParametersStandInBothDirections) {
+TEST_F(ReaxParamTest, BondParametersStandInBothDirections) {
     sample.bonds = {{3, 1, {{{1, 2, 3, 4, 5, 6, 7, 8}, {9, 10, 11, 12, 13, 14, 15, 16}}}}};
 
     const auto param = read(sample);
@@ -135,7 +135,7 @@ TEST_F(ReaxParamTest, bondParametersStandInBothDirections) {
     EXPECT_EQ(param->deSigma[param->pairIndex(0, 0)], 0.0);
 }
 
-TEST_F(ReaxParamTest, withoutBondEntriesAllBondTablesAreZero) {
+TEST_F(ReaxParamTest, WithoutBondEntriesAllBondTablesAreZero) {
     sample.bonds.clear();
 
     const auto param = read(sample);
@@ -145,7 +145,7 @@ TEST_F(ReaxParamTest, withoutBondEntriesAllBondTablesAreZero) {
     EXPECT_EQ(param->isBonding, std::vector<char>(16, 0));
 }
 
-TEST_F(ReaxParamTest, offDiagonalEntriesReplaceTheMeansUnlessTheyAreZero) {
+TEST_F(ReaxParamTest, OffDiagonalEntriesReplaceTheMeansUnlessTheyAreZero) {
     sample.offDiagonals = {{1, 2, {0.7, 1.5, 11.0, 0.0, 1.3, -1.0}}};
 
     const auto param = read(sample);
@@ -160,7 +160,7 @@ TEST_F(ReaxParamTest, offDiagonalEntriesReplaceTheMeansUnlessTheyAreZero) {
     }
 }
 
-TEST_F(ReaxParamTest, meansOfTheTypesFillTheTables) {
+TEST_F(ReaxParamTest, MeansOfTheTypesFillTheTables) {
     sample.offDiagonals.clear();
 
     const auto param = read(sample);
@@ -182,7 +182,7 @@ TEST_F(ReaxParamTest, meansOfTheTypesFillTheTables) {
     EXPECT_EQ(param->pairDepth[param->pairIndex(2, 0)], param->pairDepth[pair]);
 }
 
-TEST_F(ReaxParamTest, onlyLightElementsTakeTheValencyOfTheCorrection) {
+TEST_F(ReaxParamTest, OnlyLightElementsTakeTheValencyOfTheCorrection) {
     sample.atoms[0].lines[0][2] = 20.9;
     sample.atoms[2].lines[0][2] = 21.0;
     sample.atoms[2].lines[3][3] = 4.4; // valency_val
@@ -194,7 +194,7 @@ TEST_F(ReaxParamTest, onlyLightElementsTakeTheValencyOfTheCorrection) {
     EXPECT_EQ(param->valencyVal[3], 6.0);
 }
 
-TEST_F(ReaxParamTest, taperFallsFromOneToZeroSmoothly) {
+TEST_F(ReaxParamTest, TaperFallsFromOneToZeroSmoothly) {
     sample.general[11] = 2.0;
     sample.general[12] = 7.0;
 
@@ -214,7 +214,7 @@ TEST_F(ReaxParamTest, taperFallsFromOneToZeroSmoothly) {
     EXPECT_NEAR(taper(2.01), 1.0, 1.0e-8);
 }
 
-TEST_F(ReaxParamTest, switchesAreDecidedOnTheFirstType) {
+TEST_F(ReaxParamTest, SwitchesAreDecidedOnTheFirstType) {
     EXPECT_TRUE(read(sample)->withShielding);
     EXPECT_TRUE(read(sample)->withInnerWall);
 
@@ -229,14 +229,14 @@ TEST_F(ReaxParamTest, switchesAreDecidedOnTheFirstType) {
     EXPECT_FALSE(read(sample)->withInnerWall);
 }
 
-TEST_F(ReaxParamTest, cutoffThatIsNotPositiveBecomesFive) {
+TEST_F(ReaxParamTest, CutoffThatIsNotPositiveBecomesFive) {
     EXPECT_EQ(read(sample, -1.0)->rcut, 5.0);
     EXPECT_EQ(read(sample, 0.0)->rcut, 5.0);
     EXPECT_EQ(read(sample, std::numeric_limits<double>::quiet_NaN())->rcut, 5.0);
     EXPECT_EQ(read(sample, 4.25)->rcut, 4.25);
 }
 
-TEST_F(ReaxParamTest, typesAreFoundByTheirAtomicNumber) {
+TEST_F(ReaxParamTest, TypesAreFoundByTheirAtomicNumber) {
     const auto param = read(sample);
 
     EXPECT_EQ(param->typeOf(6), 0);
@@ -249,7 +249,7 @@ TEST_F(ReaxParamTest, typesAreFoundByTheirAtomicNumber) {
     EXPECT_EQ(param->typeOf(257), -1);
 }
 
-TEST_F(ReaxParamTest, restOfTheFileIsNotRead) {
+TEST_F(ReaxParamTest, RestOfTheFileIsNotRead) {
     test::writeTextFile(fileName, sample.makeText() + "nan ! angles\ngarbage");
 
     const ReaxParam param(5.0, fileName);
@@ -257,20 +257,20 @@ TEST_F(ReaxParamTest, restOfTheFileIsNotRead) {
     EXPECT_EQ(param.numElems, 4);
 }
 
-TEST_F(ReaxParamTest, generalLinesBehindTheLastThatMattersNeedOnlyExist) {
+TEST_F(ReaxParamTest, GeneralLinesBehindTheLastThatMattersNeedOnlyExist) {
     EXPECT_EQ(stopWith(test::generalLine + 33, "no number"), "(no stop)");
     EXPECT_EQ(stopWith(test::generalLine + 32, "no number"), "cannot read a general parameter.");
     EXPECT_EQ(stopCutAt(test::generalLine + 38), "cannot read a general parameter.");
 }
 
-TEST_F(ReaxParamTest, fileThatIsMissingStops) {
+TEST_F(ReaxParamTest, FileThatIsMissingStops) {
     const std::string missing = directory.file("nothing");
 
     EXPECT_EQ(test::stopMessageOf([&] { const ReaxParam param(5.0, missing); }),
               "cannot open file: " + missing);
 }
 
-TEST_F(ReaxParamTest, badGeneralSectionStops) {
+TEST_F(ReaxParamTest, BadGeneralSectionStops) {
     EXPECT_EQ(stopOf(""), "cannot read the first comment line.");
     expectStop(1, "many", "cannot read #general parameters.");
     EXPECT_EQ(stopWith(1, "0"), "#general parameters is not positive.");
@@ -279,7 +279,7 @@ TEST_F(ReaxParamTest, badGeneralSectionStops) {
     EXPECT_EQ(stopWith(test::generalLine + 12, "0.0"), "rcut_vdw is not positive.");
 }
 
-TEST_F(ReaxParamTest, badAtomSectionStops) {
+TEST_F(ReaxParamTest, BadAtomSectionStops) {
     expectStop(test::atomCountLine, "few", "cannot read #atomic parameters.");
     EXPECT_EQ(stopWith(test::atomCountLine, "0"), "#atomic parameters is not positive.");
     EXPECT_EQ(stopCutAt(test::atomCountLine + 1), "cannot read the header(2nd-line) of atomic parameters.");
@@ -292,7 +292,7 @@ TEST_F(ReaxParamTest, badAtomSectionStops) {
     expectStop(test::atomLine + 15, "1", "cannot read a atomic parameter @4th-line : iatom=4");
 }
 
-TEST_F(ReaxParamTest, unknownAndRepeatedElementsStop) {
+TEST_F(ReaxParamTest, UnknownAndRepeatedElementsStop) {
     sample.atoms[2].name = "X";
     EXPECT_EQ(stopOf(sample.makeText()), "incorrect atomic number: iatom=3");
 
@@ -303,7 +303,7 @@ TEST_F(ReaxParamTest, unknownAndRepeatedElementsStop) {
     EXPECT_EQ(stopOf(sample.makeText()), "(no stop)");
 }
 
-TEST_F(ReaxParamTest, badBondSectionStops) {
+TEST_F(ReaxParamTest, BadBondSectionStops) {
     expectStop(test::bondCountLine, "x", "cannot read #bond's parameters.");
     EXPECT_EQ(stopWith(test::bondCountLine, "-1"), "#bond's parameters is negative.");
     EXPECT_EQ(stopCutAt(test::bondCountLine + 1), "cannot read the header(2nd-line) of bond's parameters.");
@@ -315,7 +315,7 @@ TEST_F(ReaxParamTest, badBondSectionStops) {
     }
 }
 
-TEST_F(ReaxParamTest, badOffDiagonalSectionStops) {
+TEST_F(ReaxParamTest, BadOffDiagonalSectionStops) {
     expectStop(test::offDiagonalCountLine, "x", "cannot read #off-diagonal parameters.");
     EXPECT_EQ(stopWith(test::offDiagonalCountLine, "-1"), "#off-diagonal parameters is negative.");
     expectStop(test::offDiagonalLine + 1, "1 2 3 4 5 6 7",
@@ -326,7 +326,7 @@ TEST_F(ReaxParamTest, badOffDiagonalSectionStops) {
               "index of atom is out of range: ioffDiag=1");
 }
 
-TEST_F(ReaxParamTest, numbersThatAreNoneCountAsUnreadable) {
+TEST_F(ReaxParamTest, NumbersThatAreNoneCountAsUnreadable) {
     EXPECT_EQ(stopWith(test::generalLine, "nan"), "cannot read a general parameter.");
     EXPECT_EQ(stopWith(test::atomLine, "C 1 2 3 4 inf 6 7 8"),
               "cannot read a atomic parameter @1st-line : iatom=1");
@@ -336,7 +336,7 @@ TEST_F(ReaxParamTest, numbersThatAreNoneCountAsUnreadable) {
               "cannot read a off-diagonal parameter: ioffDiag=1");
 }
 
-TEST_F(ReaxParamTest, hugeCountsStopAtTheEndOfTheFile) {
+TEST_F(ReaxParamTest, HugeCountsStopAtTheEndOfTheFile) {
     EXPECT_EQ(stopWith(1, "2147483647"), "cannot read a general parameter.");
     EXPECT_EQ(stopWith(test::atomCountLine, "2147483647"),
               "cannot read a atomic parameter @1st-line : iatom=5");

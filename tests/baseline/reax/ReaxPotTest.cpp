@@ -37,7 +37,7 @@ protected:
     std::vector<ReaxSite> sites = test::makeCrowd(4, 16, 1.3f);
 };
 
-TEST_F(ReaxPotTest, nothingComesOfNoGeometry) {
+TEST_F(ReaxPotTest, NothingComesOfNoGeometry) {
     ReaxPot pot(5.0, 0.5, fileName);
     std::vector<float> energies(1, 7.0f);
     std::vector<float> forces(3, 7.0f);
@@ -50,7 +50,7 @@ TEST_F(ReaxPotTest, nothingComesOfNoGeometry) {
     EXPECT_EQ(forces, std::vector<float>(3, 7.0f));
 }
 
-TEST_F(ReaxPotTest, resultsAreThoseOfTheEvaluationInElectronVolts) {
+TEST_F(ReaxPotTest, ResultsAreThoseOfTheEvaluationInElectronVolts) {
     const double rate = 0.3;
     ReaxPot pot(5.0, rate, fileName);
     const ReaxParam param(5.0, fileName);
@@ -76,14 +76,13 @@ TEST_F(ReaxPotTest, resultsAreThoseOfTheEvaluationInElectronVolts) {
     }
 }
 
-TEST_F(ReaxPotTest, removalSubtractsFromTheReferenceData) {
+TEST_F(ReaxPotTest, RemovalSubtractsFromTheReferenceData) {
     ReaxPot pot(5.0, 0.5, fileName);
     const auto geometry = makeGeometry(sites);
     std::vector<float> energies(sites.size());
     std::vector<float> forces(3 * sites.size());
     const float total = pot.obtainEnergiesAndForces(geometry.get(), energies, forces);
-    const std::vector<Neighbor> neighbors(geometry->obtainNeighbors(0).begin(),
-                                          geometry->obtainNeighbors(0).end());
+    const std::vector<Neighbor> neighbors(geometry->getNeighbors(0).begin(), geometry->getNeighbors(0).end());
 
     pot.removeFromGeometry(geometry.get());
 
@@ -102,10 +101,10 @@ TEST_F(ReaxPotTest, removalSubtractsFromTheReferenceData) {
     }
     // The total is removed in double precision, not as the float that is reported.
     EXPECT_NEAR(-100.0 - geometry->energyTotal, sum, 1.0e-12 * std::fabs(sum));
-    EXPECT_TRUE(std::equal(neighbors.begin(), neighbors.end(), geometry->obtainNeighbors(0).begin()));
+    EXPECT_TRUE(std::equal(neighbors.begin(), neighbors.end(), geometry->getNeighbors(0).begin()));
 }
 
-TEST_F(ReaxPotTest, halfTheRateHalvesEverything) {
+TEST_F(ReaxPotTest, HalfTheRateHalvesEverything) {
     ReaxPot whole(5.0, 1.0, fileName);
     ReaxPot half(5.0, 0.5, fileName);
     const auto geometry = makeGeometry(sites);
@@ -127,7 +126,7 @@ TEST_F(ReaxPotTest, halfTheRateHalvesEverything) {
     }
 }
 
-TEST_F(ReaxPotTest, atomsOfUnknownElementsAreNotThere) {
+TEST_F(ReaxPotTest, AtomsOfUnknownElementsAreNotThere) {
     ReaxPot pot(5.0, 0.5, fileName);
     std::vector<ReaxSite> mixed = sites;
     // In the middle of the list and near to others.
@@ -158,7 +157,7 @@ TEST_F(ReaxPotTest, atomsOfUnknownElementsAreNotThere) {
     }
 }
 
-TEST_F(ReaxPotTest, geometryOfUnknownElementsStaysAsItIs) {
+TEST_F(ReaxPotTest, GeometryOfUnknownElementsStaysAsItIs) {
     ReaxPot pot(5.0, 0.5, fileName);
     const auto geometry = makeGeometry(std::vector<ReaxSite>{{14, 1.0f, 1.0f, 1.0f}, {79, 3.0f, 3.0f, 3.0f}});
     std::vector<float> energies(2, 7.0f);
@@ -175,7 +174,7 @@ TEST_F(ReaxPotTest, geometryOfUnknownElementsStaysAsItIs) {
     EXPECT_EQ(geometry->forces[0], 0.25f);
 }
 
-TEST_F(ReaxPotTest, oneObjectServesGeometriesOfAllSizes) {
+TEST_F(ReaxPotTest, OneObjectServesGeometriesOfAllSizes) {
     ReaxPot pot(5.0, 0.5, fileName);
     const auto large = makeGeometry(sites);
     const auto small = makeGeometry(std::span(sites).first(3));
@@ -195,7 +194,7 @@ TEST_F(ReaxPotTest, oneObjectServesGeometriesOfAllSizes) {
     EXPECT_EQ(pot.obtainEnergy(small.get()), inLargeCell);
 }
 
-TEST_F(ReaxPotTest, objectsOfSeveralThreadsAgree) {
+TEST_F(ReaxPotTest, ObjectsOfSeveralThreadsAgree) {
     const auto geometry = makeGeometry(sites);
     ReaxPot serial(5.0, 0.5, fileName);
     const float expected = serial.obtainEnergy(geometry.get());
@@ -212,7 +211,7 @@ TEST_F(ReaxPotTest, objectsOfSeveralThreadsAgree) {
     }
 }
 
-TEST_F(ReaxPotTest, badForceFieldStops) {
+TEST_F(ReaxPotTest, BadForceFieldStops) {
     const std::string missing = directory.file("nothing");
 
     EXPECT_EQ(test::stopMessageOf([&] { const ReaxPot pot(5.0, 0.5, missing); }),

@@ -53,7 +53,7 @@ void PrintTo(const GoodFile& file, std::ostream* out) {
 
 class ReaxGoodFileTest : public FileTest<GoodFile> {};
 
-TEST_P(ReaxGoodFileTest, givesFiniteTables) {
+TEST_P(ReaxGoodFileTest, GivesFiniteTables) {
     const ReaxParam param(5.0, fileName());
 
     EXPECT_EQ(param.atomicNumbers, GetParam().atomicNumbers);
@@ -74,7 +74,7 @@ TEST_P(ReaxGoodFileTest, givesFiniteTables) {
 }
 
 // The molecule of hydrogen, which all of them know: its true depth is 109 kcal/mol.
-TEST_P(ReaxGoodFileTest, bindsHydrogen) {
+TEST_P(ReaxGoodFileTest, BindsHydrogen) {
     const ReaxParam param(5.0, fileName());
     const auto cell = test::makeCubicCell(25.0f);
     const auto pairAt = [](float r) {
@@ -113,7 +113,7 @@ void PrintTo(const RefusedFile& file, std::ostream* out) {
 
 class ReaxRefusedFileTest : public FileTest<RefusedFile> {};
 
-TEST_P(ReaxRefusedFileTest, stops) {
+TEST_P(ReaxRefusedFileTest, Stops) {
     EXPECT_EQ(test::stopMessageOf([] { const ReaxParam param(5.0, fileName()); }), GetParam().message);
 }
 

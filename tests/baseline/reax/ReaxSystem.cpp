@@ -83,7 +83,7 @@ double ReaxSystem::differentiate(std::size_t coordinate, double step) {
     return (obtainEnergy(moved) - above) / (2.0 * step);
 }
 
-std::vector<double> ReaxSystem::obtainDeltaE() {
+std::vector<double> ReaxSystem::findDeltaE() {
     obtainEnergy(positions);
     const std::span<const double> totals = evaluation.bondOrders().totalOrders();
     std::vector<double> deltaE(totals.begin(), totals.end());

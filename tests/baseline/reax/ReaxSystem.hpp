@@ -48,7 +48,7 @@ public:
     double differentiate(std::size_t coordinate, double step = 1.0e-5);
 
     // The sum of the bond orders of each atom minus its valence electrons.
-    std::vector<double> obtainDeltaE();
+    std::vector<double> findDeltaE();
 
     std::vector<double> positions; // [numAtoms][3]
     std::vector<int> types;

@@ -95,7 +95,7 @@ void compare(bool withShielding, bool withInnerWall) {
     }
 }
 
-TEST(ReaxVdwKernelTest, allInstancesAgreeWithTheFormulas) {
+TEST(ReaxVdwKernelTest, AllInstancesAgreeWithTheFormulas) {
     test::onEachTarget([] {
         compare(false, false);
         compare(false, true);
@@ -104,7 +104,7 @@ TEST(ReaxVdwKernelTest, allInstancesAgreeWithTheFormulas) {
     });
 }
 
-TEST(ReaxVdwKernelTest, nothingIsLeftAtTheCutoff) {
+TEST(ReaxVdwKernelTest, NothingIsLeftAtTheCutoff) {
     test::onEachTarget([] {
         AlignedBuffer<double> r(reaxVdwPadding);
         std::fill(r.data(), r.data() + reaxVdwPadding, rcut);

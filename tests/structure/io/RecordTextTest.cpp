@@ -38,10 +38,10 @@ TEST_F(Records, AreBlocksOfLines) {
     const RecordText data = read("1 0 -5\n" + lattice + "O\n2\n" + lattice + "H a\nH b\n");
 
     ASSERT_EQ(data.numRecords(), 2);
-    EXPECT_EQ(data.obtainRecord(0), "1 0 -5\n" + lattice + "O\n");
-    EXPECT_EQ(data.obtainRecord(1), "2\n" + lattice + "H a\nH b\n");
-    EXPECT_EQ(data.obtainMissingEnd(1), "");
-    EXPECT_EQ(data.obtainRest(), "");
+    EXPECT_EQ(data.getRecord(0), "1 0 -5\n" + lattice + "O\n");
+    EXPECT_EQ(data.getRecord(1), "2\n" + lattice + "H a\nH b\n");
+    EXPECT_EQ(data.findMissingEnd(1), "");
+    EXPECT_EQ(data.getRest(), "");
 }
 
 TEST_F(Records, KeepEveryByte) {
@@ -50,8 +50,8 @@ TEST_F(Records, KeepEveryByte) {
     const RecordText data = read(record + record);
 
     ASSERT_EQ(data.numRecords(), 2);
-    EXPECT_EQ(data.obtainRecord(0), record);
-    EXPECT_EQ(data.obtainRecord(1), record);
+    EXPECT_EQ(data.getRecord(0), record);
+    EXPECT_EQ(data.getRecord(1), record);
 }
 
 TEST_F(Records, HaveLinesOfAnyLength) {
@@ -61,7 +61,7 @@ TEST_F(Records, HaveLinesOfAnyLength) {
         read("1" + longLine + longLine + longLine + longLine + longLine + "1\n" + lattice + "O\n");
 
     ASSERT_EQ(data.numRecords(), 2);
-    EXPECT_EQ(data.obtainRecord(0), "1" + longLine + longLine + longLine + longLine + longLine);
+    EXPECT_EQ(data.getRecord(0), "1" + longLine + longLine + longLine + longLine + longLine);
 }
 
 TEST_F(Records, LackALineEndInTheStyleOfTheFile) {
@@ -69,11 +69,11 @@ TEST_F(Records, LackALineEndInTheStyleOfTheFile) {
     const RecordText windowsText = read("1\r\n\r\n\r\n\r\nO\r\n1\r\n\r\n\r\n\r\nO");
     const RecordText cutText = read("1\r\n\r\n\r\n\r\nO\r\n1\r\n\r\n\r\n\r\nO\r");
 
-    EXPECT_EQ(unixText.obtainMissingEnd(0), "");
-    EXPECT_EQ(unixText.obtainMissingEnd(1), "\n");
-    EXPECT_EQ(windowsText.obtainMissingEnd(0), "");
-    EXPECT_EQ(windowsText.obtainMissingEnd(1), "\r\n");
-    EXPECT_EQ(cutText.obtainMissingEnd(1), "\n");
+    EXPECT_EQ(unixText.findMissingEnd(0), "");
+    EXPECT_EQ(unixText.findMissingEnd(1), "\n");
+    EXPECT_EQ(windowsText.findMissingEnd(0), "");
+    EXPECT_EQ(windowsText.findMissingEnd(1), "\r\n");
+    EXPECT_EQ(cutText.findMissingEnd(1), "\n");
 }
 
 TEST_F(Records, EndAtALineWithoutANumber) {
@@ -82,25 +82,25 @@ TEST_F(Records, EndAtALineWithoutANumber) {
         const RecordText data = read(record + line + record);
 
         EXPECT_EQ(data.numRecords(), 1) << line;
-        EXPECT_EQ(data.obtainRest(), line + record);
+        EXPECT_EQ(data.getRest(), line + record);
     }
 }
 
 TEST_F(Records, LeaveNoRestOfBlankLines) {
     const std::string record = "1\n" + lattice + "O\n";
 
-    EXPECT_EQ(read(record + "\n").obtainRest(), "");
-    EXPECT_EQ(read(record + " \r\n\t\n\v\f\n  ").obtainRest(), "");
-    EXPECT_EQ(read(record + "\nx").obtainRest(), "\nx");
-    EXPECT_EQ(read(record + "x").obtainRest(), "x");
+    EXPECT_EQ(read(record + "\n").getRest(), "");
+    EXPECT_EQ(read(record + " \r\n\t\n\v\f\n  ").getRest(), "");
+    EXPECT_EQ(read(record + "\nx").getRest(), "\nx");
+    EXPECT_EQ(read(record + "x").getRest(), "x");
     EXPECT_EQ(read(record + "\n").numRecords(), 1);
 }
 
 TEST_F(Records, MayBeMissing) {
     EXPECT_EQ(read("").numRecords(), 0);
-    EXPECT_EQ(read("").obtainRest(), "");
+    EXPECT_EQ(read("").getRest(), "");
     EXPECT_EQ(read("nothing\n").numRecords(), 0);
-    EXPECT_EQ(read("nothing\n").obtainRest(), "nothing\n");
+    EXPECT_EQ(read("nothing\n").getRest(), "nothing\n");
 }
 
 TEST_F(Records, StopWhereTheFileEndsWithin) {
@@ -158,7 +158,7 @@ TEST_F(Records, ComeThroughAPipe) {
 
     writer.join();
     ASSERT_EQ(data.numRecords(), 2);
-    EXPECT_EQ(data.obtainRecord(1), record);
+    EXPECT_EQ(data.getRecord(1), record);
 }
 
 } // namespace

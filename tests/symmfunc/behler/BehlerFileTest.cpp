@@ -346,7 +346,7 @@ TEST_F(BehlerFileTest, PropertiesFileWithBehlerReadsTheFunctions) {
     expectCutoffs(5.5f, 4.5f);
     expectRadial({0.02f}, {0.5f});
     expectAngular({10.5f}, {1.0f}, {0.25f});
-    EXPECT_EQ(obtainLargestCutoff(property), 5.5f);
+    EXPECT_EQ(findLargestCutoff(property), 5.5f);
     EXPECT_NE(banner.find("\n\n  Symmetry Function (Behler's G2 & G4 w/ cosine-cutoff):\n"
                           "    Element Weight = No\n"
                           "    Number of G2s  = 1\n"
@@ -369,7 +369,7 @@ TEST_F(BehlerFileTest, PropertiesFileWithoutAngularFunctionsHasNoAngularCutoff) 
 
     EXPECT_EQ(property.numAngle, 0);
     expectCutoffs(6.0f, 0.0f);
-    EXPECT_EQ(obtainLargestCutoff(property), 6.0f);
+    EXPECT_EQ(findLargestCutoff(property), 6.0f);
 }
 
 TEST_F(BehlerFileTest, KeysOfThePropertiesFileShapeAMissingFile) {

@@ -64,7 +64,7 @@ void expectNear(float actual, double expected, double tolerance = 1.0e-6) {
         << actual << " instead of " << expected;
 }
 
-TEST(SymmFuncBehlerTest, agreesWithTheTwinOnEveryInstructionSet) {
+TEST(SymmFuncBehlerTest, AgreesWithTheTwinOnEveryInstructionSet) {
     constexpr std::array<std::array<int, 2>, 8> sizes{
         {{1, 0}, {2, 1}, {7, 4}, {16, 8}, {17, 9}, {33, 16}, {5, 21}, {50, 40}}};
     test::onEachTarget([&] {
@@ -82,11 +82,11 @@ TEST(SymmFuncBehlerTest, agreesWithTheTwinOnEveryInstructionSet) {
     });
 }
 
-TEST(SymmFuncBehlerTest, agreesInASkewedCellFullOfImages) {
+TEST(SymmFuncBehlerTest, AgreesInASkewedCellFullOfImages) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 2, 2, 7.0f, 9);
     BehlerSettings start{.numElems = 2, .rcutRadius = 7.0f, .rcutAngle = 7.0f};
     addParameters(start, 9, 11);
-    ASSERT_GT(geometry->obtainNeighbors(0).size(), 40U);
+    ASSERT_GT(geometry->getNeighbors(0).size(), 40U);
 
     onEachVariant(start, [&](const BehlerSettings& set) {
         expectTwin(set, *geometry, 0);
@@ -94,7 +94,7 @@ TEST(SymmFuncBehlerTest, agreesInASkewedCellFullOfImages) {
     });
 }
 
-TEST(SymmFuncBehlerTest, angularCutoffMayBeTheLargerOne) {
+TEST(SymmFuncBehlerTest, AngularCutoffMayBeTheLargerOne) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 3, 2, 6.0f, 5);
     BehlerSettings start{.numElems = 2, .rcutRadius = 3.5f, .rcutAngle = 5.5f};
     addParameters(start, 9, 11);
@@ -103,10 +103,10 @@ TEST(SymmFuncBehlerTest, angularCutoffMayBeTheLargerOne) {
 }
 
 // From one neighbour to more than are worked off at once.
-TEST(SymmFuncBehlerTest, agreesForAnyNumberOfNeighbors) {
+TEST(SymmFuncBehlerTest, AgreesForAnyNumberOfNeighbors) {
     const auto many =
         test::makeRandomCell({12.0f, 0.0f, 0.0f, 0.0f, 12.0f, 0.0f, 0.0f, 0.0f, 12.0f}, 260, 2, 6.5f, 4);
-    ASSERT_GT(many->obtainNeighbors(3).size(), 150U);
+    ASSERT_GT(many->getNeighbors(3).size(), 150U);
     for (int step = 4; step <= 65; ++step) {
         BehlerSettings set{.numElems = 2, .elemWeight = step % 2 != 0, .behlerG4 = step % 3 == 0};
         set.rcutRadius = static_cast<float>(step) * 0.1f;
@@ -119,7 +119,7 @@ TEST(SymmFuncBehlerTest, agreesForAnyNumberOfNeighbors) {
 }
 
 // The twin's own derivatives, by which the fast ones are judged, against differences of its values.
-TEST(SymmFuncBehlerTest, twinDerivativesAreTheGradientOfItsValues) {
+TEST(SymmFuncBehlerTest, TwinDerivativesAreTheGradientOfItsValues) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 2, 2, 4.5f, 21);
     BehlerSettings base{.numElems = 2, .rcutRadius = 4.4f, .rcutAngle = 4.1f};
     addParameters(base, 7, 9);
@@ -130,16 +130,16 @@ TEST(SymmFuncBehlerTest, twinDerivativesAreTheGradientOfItsValues) {
     });
 }
 
-TEST(SymmFuncBehlerTest, forcedInstructionSetIsTheOneThatRuns) {
+TEST(SymmFuncBehlerTest, ForcedInstructionSetIsTheOneThatRuns) {
     test::onEachTarget([] {
         const auto targets = hwy::SupportedAndGeneratedTargets();
 
         ASSERT_EQ(targets.size(), 1U);
-        EXPECT_STREQ(obtainBehlerTarget(), hwy::TargetName(targets[0]));
+        EXPECT_STREQ(findBehlerTarget(), hwy::TargetName(targets[0]));
     });
 }
 
-TEST(SymmFuncBehlerTest, atomWithoutNeighborsGivesZeros) {
+TEST(SymmFuncBehlerTest, AtomWithoutNeighborsGivesZeros) {
     const auto geometry = test::makeGeometry(test::openCell(), {{0, {1.0f, 1.0f, 1.0f}}}, 6.0f);
     BehlerSettings set;
     addParameters(set, 3, 2);
@@ -150,7 +150,7 @@ TEST(SymmFuncBehlerTest, atomWithoutNeighborsGivesZeros) {
     EXPECT_EQ(result.diff, std::vector<float>(21, 0.0f));
 }
 
-TEST(SymmFuncBehlerTest, singleNeighborGivesNoAngularTerms) {
+TEST(SymmFuncBehlerTest, SingleNeighborGivesNoAngularTerms) {
     const auto geometry = makeStar({{0, {1.5f, 0.5f, 0.0f}}}, 6.0f);
     BehlerSettings set;
     addParameters(set, 2, 3);
@@ -167,12 +167,12 @@ TEST(SymmFuncBehlerTest, singleNeighborGivesNoAngularTerms) {
     }
 }
 
-TEST(SymmFuncBehlerTest, neighborAtTheCutoffContributesNothing) {
+TEST(SymmFuncBehlerTest, NeighborAtTheCutoffContributesNothing) {
     const auto geometry = makeStar({{0, {0.0f, 3.0f, 0.0f}}, {0, {1.0f, 0.0f, 0.0f}}}, 6.0f);
     const auto without = makeStar({{0, {1.0f, 0.0f, 0.0f}}}, 6.0f);
     BehlerSettings start{.rcutRadius = 3.0f, .rcutAngle = 3.0f};
     addParameters(start, 3, 1);
-    const auto neighbors = geometry->obtainNeighbors(0);
+    const auto neighbors = geometry->getNeighbors(0);
     ASSERT_EQ(neighbors.size(), 2U);
     onEachVariant(start, [&](const BehlerSettings& set) {
         const auto symmFunc = makeBehler(set);
@@ -187,7 +187,7 @@ TEST(SymmFuncBehlerTest, neighborAtTheCutoffContributesNothing) {
     });
 }
 
-TEST(SymmFuncBehlerTest, nearlyEqualCutoffsCountAsOne) {
+TEST(SymmFuncBehlerTest, NearlyEqualCutoffsCountAsOne) {
     const auto geometry = makeStar({{0, {0.0f, 2.0f, 0.0f}}, {0, {1.0f, 0.0f, 1.0f}}}, 6.0f);
     BehlerSettings set{.behlerG4 = true, .rcutRadius = 5.0f, .rcutAngle = 5.00009f};
     addParameters(set, 1, 3);
@@ -201,7 +201,7 @@ TEST(SymmFuncBehlerTest, nearlyEqualCutoffsCountAsOne) {
     EXPECT_NE(result.values, calculateSymmFunc(*makeBehler(set), *geometry, 0).values);
 }
 
-TEST(SymmFuncBehlerTest, radialFunctionIsTheCutGaussian) {
+TEST(SymmFuncBehlerTest, RadialFunctionIsTheCutGaussian) {
     const auto geometry = makeStar({{0, {2.0f, 0.0f, 0.0f}}, {0, {0.0f, 3.0f, 0.0f}}}, 6.0f);
     BehlerSettings set{.elemWeight = false, .radiusEta = {0.0f, 0.5f}, .radiusShift = {0.0f, 2.5f}};
 
@@ -212,7 +212,7 @@ TEST(SymmFuncBehlerTest, radialFunctionIsTheCutGaussian) {
     expectNear(values[1], (tanhCutoff(2.0) + tanhCutoff(3.0)) * std::exp(-0.125));
 }
 
-TEST(SymmFuncBehlerTest, angularValuesAreThoseOfTheFormulas) {
+TEST(SymmFuncBehlerTest, AngularValuesAreThoseOfTheFormulas) {
     const auto geometry = makeStar({{0, {2.0f, 0.0f, 0.0f}}, {0, {1.5f, 2.5980762f, 0.0f}}}, 6.0f);
     const double third = std::sqrt(7.0); // of sides 2 and 3 at 60 degrees
     for (const bool behlerG4 : {false, true}) {
@@ -232,7 +232,7 @@ TEST(SymmFuncBehlerTest, angularValuesAreThoseOfTheFormulas) {
     }
 }
 
-TEST(SymmFuncBehlerTest, oppositeNeighborsCountForOneSignOnly) {
+TEST(SymmFuncBehlerTest, OppositeNeighborsCountForOneSignOnly) {
     constexpr std::array<std::array<float, 3>, 3> directions{
         {{1.0f, 0.0f, 0.0f}, {0.0f, 0.0f, -1.5f}, {0.5f, 0.5f, 0.5f}}};
     test::onEachTarget([&] {
@@ -256,7 +256,7 @@ TEST(SymmFuncBehlerTest, oppositeNeighborsCountForOneSignOnly) {
     });
 }
 
-TEST(SymmFuncBehlerTest, neighborsInOneDirectionCountForTheOtherSignOnly) {
+TEST(SymmFuncBehlerTest, NeighborsInOneDirectionCountForTheOtherSignOnly) {
     const auto geometry = makeStar({{0, {1.0f, 0.0f, 0.0f}}, {0, {2.0f, 0.0f, 0.0f}}}, 6.0f);
 
     const auto result = calculateSymmFunc(*makeBehler(makeFlatSet(4.0f, false)), *geometry, 0);
@@ -267,7 +267,7 @@ TEST(SymmFuncBehlerTest, neighborsInOneDirectionCountForTheOtherSignOnly) {
 
 // A branch that is left out must not leave anything, whatever the exponent; such exponents come from no file
 // of functions, but the arithmetic should not depend on it.
-TEST(SymmFuncBehlerTest, branchIsLeftOutForAnyExponent) {
+TEST(SymmFuncBehlerTest, BranchIsLeftOutForAnyExponent) {
     const auto geometry = makeStar({{0, {1.0f, 0.0f, 0.0f}}, {0, {-1.0f, 0.0f, 0.0f}}}, 6.0f);
     for (const float zeta : {0.0f, -1.0f, 1.0e-6f, 1.0e6f}) {
         const auto result = calculateSymmFunc(*makeBehler(makeFlatSet(zeta, true)), *geometry, 0);
@@ -279,7 +279,7 @@ TEST(SymmFuncBehlerTest, branchIsLeftOutForAnyExponent) {
 
 // Angles near 0 and 180 degrees, on both sides of the limit below which a branch is left out: c = 1e-6 at
 // 1.4e-3 rad.
-TEST(SymmFuncBehlerTest, nearlyCollinearNeighborsAgreeWithTheTwin) {
+TEST(SymmFuncBehlerTest, NearlyCollinearNeighborsAgreeWithTheTwin) {
     test::onEachTarget([] {
         for (const float tilt : {1.0e-5f, 3.0e-4f, 1.3e-3f, 1.5e-3f, 3.0e-3f, 0.1f, 0.7f}) {
             for (const float sign : {1.0f, -1.0f}) {
@@ -299,7 +299,7 @@ TEST(SymmFuncBehlerTest, nearlyCollinearNeighborsAgreeWithTheTwin) {
 }
 
 // A high exponent would magnify the rounding of c, which is nearly 2 here.
-TEST(SymmFuncBehlerTest, highExponentsKeepTheirAccuracy) {
+TEST(SymmFuncBehlerTest, HighExponentsKeepTheirAccuracy) {
     for (const float tilt : {0.02f, 0.03f, 0.05f, 0.07f}) {
         const auto geometry = test::makeGeometry(
             test::openCell(), {{0, {0.0f, 0.0f, 0.0f}}, {0, {2.0f, 0.0f, 0.0f}}, {0, {2.0f, tilt, 0.0f}}},
@@ -315,7 +315,7 @@ TEST(SymmFuncBehlerTest, highExponentsKeepTheirAccuracy) {
     }
 }
 
-TEST(SymmFuncBehlerTest, thirdSideAtTheCutoffMattersToG3Only) {
+TEST(SymmFuncBehlerTest, ThirdSideAtTheCutoffMattersToG3Only) {
     // A right angle with sides 3 and 4: the third side is 5.
     const auto geometry = test::makeGeometry(
         test::openCell(), {{0, {0.0f, 0.0f, 0.0f}}, {0, {3.0f, 0.0f, 0.0f}}, {0, {0.0f, 4.0f, 0.0f}}}, 6.0f);
@@ -338,7 +338,7 @@ TEST(SymmFuncBehlerTest, thirdSideAtTheCutoffMattersToG3Only) {
     }
 }
 
-TEST(SymmFuncBehlerTest, thirdSideJustInsideTheCutoffIsSmallAndFinite) {
+TEST(SymmFuncBehlerTest, ThirdSideJustInsideTheCutoffIsSmallAndFinite) {
     const float y = std::nextafter(4.0f, 0.0f);
     const auto geometry = test::makeGeometry(
         test::openCell(), {{0, {0.0f, 0.0f, 0.0f}}, {0, {3.0f, 0.0f, 0.0f}}, {0, {0.0f, y, 0.0f}}}, 6.0f);
@@ -354,7 +354,7 @@ TEST(SymmFuncBehlerTest, thirdSideJustInsideTheCutoffIsSmallAndFinite) {
     }
 }
 
-TEST(SymmFuncBehlerTest, twoNeighborsAtOnePlaceGiveFiniteDerivatives) {
+TEST(SymmFuncBehlerTest, TwoNeighborsAtOnePlaceGiveFiniteDerivatives) {
     const auto geometry = test::makeGeometry(
         test::openCell(), {{0, {0.0f, 0.0f, 0.0f}}, {0, {1.0f, 2.0f, 0.5f}}, {0, {1.0f, 2.0f, 0.5f}}}, 6.0f);
     BehlerSettings set;
@@ -366,7 +366,7 @@ TEST(SymmFuncBehlerTest, twoNeighborsAtOnePlaceGiveFiniteDerivatives) {
 }
 
 // The higher element is the outer one, whichever comes first in the list; the pair counts once.
-TEST(SymmFuncBehlerTest, pairOfDifferentElementsCountsOnceInItsOwnBlock) {
+TEST(SymmFuncBehlerTest, PairOfDifferentElementsCountsOnceInItsOwnBlock) {
     const test::TestAtom low{0, {2.0f, 0.0f, 0.0f}};
     const test::TestAtom high{1, {0.0f, 3.0f, 0.0f}};
     BehlerSettings set = makeFlatSet(1.0f, true);
@@ -384,7 +384,7 @@ TEST(SymmFuncBehlerTest, pairOfDifferentElementsCountsOnceInItsOwnBlock) {
     }
 }
 
-TEST(SymmFuncBehlerTest, pairOfOneElementCountsOnce) {
+TEST(SymmFuncBehlerTest, PairOfOneElementCountsOnce) {
     BehlerSettings set = makeFlatSet(1.0f, true);
     set.numElems = 2;
     const auto geometry = makeStar({{1, {2.0f, 0.0f, 0.0f}}, {1, {0.0f, 3.0f, 0.0f}}}, 6.0f);
@@ -398,7 +398,7 @@ TEST(SymmFuncBehlerTest, pairOfOneElementCountsOnce) {
     expectNear(values[7], tanhCutoff(2.0) * tanhCutoff(3.0));
 }
 
-TEST(SymmFuncBehlerTest, weightsAreAtomicNumbersAndTheirGeometricMean) {
+TEST(SymmFuncBehlerTest, WeightsAreAtomicNumbersAndTheirGeometricMean) {
     BehlerSettings set = makeFlatSet(1.0f, true);
     set.numElems = 2;
     set.elemWeight = true;
@@ -414,7 +414,7 @@ TEST(SymmFuncBehlerTest, weightsAreAtomicNumbersAndTheirGeometricMean) {
 }
 
 // Gaussians so narrow that single precision cannot hold their factors any more.
-TEST(SymmFuncBehlerTest, vanishingGaussiansGiveZero) {
+TEST(SymmFuncBehlerTest, VanishingGaussiansGiveZero) {
     const auto geometry = makeStar({{0, {4.0f, 0.0f, 0.0f}}, {0, {0.0f, 4.5f, 0.0f}}}, 6.0f);
     for (const bool behlerG4 : {false, true}) {
         BehlerSettings set = makeFlatSet(1.0f, behlerG4);
@@ -428,7 +428,7 @@ TEST(SymmFuncBehlerTest, vanishingGaussiansGiveZero) {
     }
 }
 
-TEST(SymmFuncBehlerTest, lengthCountsElementsPairsAndSigns) {
+TEST(SymmFuncBehlerTest, LengthCountsElementsPairsAndSigns) {
     BehlerSettings set{.numElems = 4, .elemWeight = false};
     addParameters(set, 5, 3);
 
@@ -439,7 +439,7 @@ TEST(SymmFuncBehlerTest, lengthCountsElementsPairsAndSigns) {
     EXPECT_EQ(makeBehler(set)->getNumBasis(), 5 + 2 * 3);
 }
 
-TEST(SymmFuncBehlerTest, angularCutoffIsNotNeededWithoutAngularFunctions) {
+TEST(SymmFuncBehlerTest, AngularCutoffIsNotNeededWithoutAngularFunctions) {
     const auto geometry = test::makeRandomCell(looseCell, 8, 2, 5.0f, 3);
     BehlerSettings set{.numElems = 2, .elemWeight = false, .rcutRadius = 5.0f, .rcutAngle = 0.0f};
     addParameters(set, 5, 0);
@@ -448,7 +448,7 @@ TEST(SymmFuncBehlerTest, angularCutoffIsNotNeededWithoutAngularFunctions) {
     expectTwin(set, *geometry, 0);
 }
 
-TEST(SymmFuncBehlerTest, repeatedCallsGiveEqualBits) {
+TEST(SymmFuncBehlerTest, RepeatedCallsGiveEqualBits) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 3, 2, 6.0f, 5);
     BehlerSettings start{.numElems = 2};
     addParameters(start, 9, 11);
@@ -464,7 +464,7 @@ TEST(SymmFuncBehlerTest, repeatedCallsGiveEqualBits) {
     });
 }
 
-TEST(SymmFuncBehlerTest, threadsGiveTheResultsOfOne) {
+TEST(SymmFuncBehlerTest, ThreadsGiveTheResultsOfOne) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 3, 2, 6.0f, 5);
     BehlerSettings set{.numElems = 2, .elemWeight = false};
     addParameters(set, 9, 11);
@@ -483,7 +483,7 @@ TEST(SymmFuncBehlerTest, threadsGiveTheResultsOfOne) {
     }
 }
 
-TEST(SymmFuncBehlerTest, constructorRefusesInOrder) {
+TEST(SymmFuncBehlerTest, ConstructorRefusesInOrder) {
     const auto make = [](int elems, int radius, int angle, float rcutRadius, float rcutAngle) {
         return stopMessageOf(
             [&] { const SymmFuncBehler made(elems, true, true, radius, angle, rcutRadius, rcutAngle); });
@@ -501,7 +501,7 @@ TEST(SymmFuncBehlerTest, constructorRefusesInOrder) {
     EXPECT_EQ(make(1, 147483648, 1000000000, 1.0f, 1.0f), "too many symmetry functions.");
 }
 
-TEST(SymmFuncBehlerTest, calculateChecksItsArguments) {
+TEST(SymmFuncBehlerTest, CalculateChecksItsArguments) {
     const auto geometry = makeStar({{0, {1.0f, 0.0f, 0.0f}}}, 6.0f);
     BehlerSettings set;
     addParameters(set, 3, 2);
@@ -522,7 +522,7 @@ TEST(SymmFuncBehlerTest, calculateChecksItsArguments) {
     EXPECT_EQ(call(0, 7, 42), "(no stop)");
 }
 
-TEST(SymmFuncBehlerTest, calculateNeedsParameters) {
+TEST(SymmFuncBehlerTest, CalculateNeedsParameters) {
     const auto geometry = makeStar({{0, {1.0f, 0.0f, 0.0f}}}, 6.0f);
     const SymmFuncBehler symmFunc(1, true, true, 1, 0, 6.0f, 6.0f);
     std::vector<float> values(1);

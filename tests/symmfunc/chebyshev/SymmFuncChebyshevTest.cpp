@@ -39,7 +39,7 @@ void expectTwinForAllSizes(ChebyshevSettings set, const Geometry& geometry) {
     }
 }
 
-TEST(SymmFuncChebyshevTest, agreesWithTheTwinOnEveryInstructionSet) {
+TEST(SymmFuncChebyshevTest, AgreesWithTheTwinOnEveryInstructionSet) {
     const std::array<float, 9> lattice{7.1f, 0.2f, 0.1f, 1.3f, 6.7f, 0.4f, -0.8f, 0.9f, 7.3f};
     test::onEachTarget([&] {
         for (const int numElems : {1, 2, 3}) {
@@ -57,7 +57,7 @@ TEST(SymmFuncChebyshevTest, agreesWithTheTwinOnEveryInstructionSet) {
     });
 }
 
-TEST(SymmFuncChebyshevTest, angularCutoffMayBeTheLargerOne) {
+TEST(SymmFuncChebyshevTest, AngularCutoffMayBeTheLargerOne) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 3, 2, 6.0f, 5);
     for (const bool elemWeight : {false, true}) {
         ChebyshevSettings set{.numElems = 2, .elemWeight = elemWeight, .numRadius = 9, .numAngle = 11};
@@ -68,20 +68,20 @@ TEST(SymmFuncChebyshevTest, angularCutoffMayBeTheLargerOne) {
     }
 }
 
-TEST(SymmFuncChebyshevTest, agreesInASkewedCellFullOfImages) {
+TEST(SymmFuncChebyshevTest, AgreesInASkewedCellFullOfImages) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 2, 2, 7.0f, 9);
     for (const bool elemWeight : {false, true}) {
         ChebyshevSettings set{.numElems = 2, .elemWeight = elemWeight, .numRadius = 20, .numAngle = 18};
         set.rcutRadius = 7.0f;
         set.rcutAngle = 7.0f;
-        ASSERT_GT(geometry->obtainNeighbors(0).size(), 40U);
+        ASSERT_GT(geometry->getNeighbors(0).size(), 40U);
 
         expectTwin(set, *geometry, 0);
         expectTwin(set, *geometry, 1);
     }
 }
 
-TEST(SymmFuncChebyshevTest, agreesForAnyNumberOfNeighbors) {
+TEST(SymmFuncChebyshevTest, AgreesForAnyNumberOfNeighbors) {
     const auto many =
         test::makeRandomCell({12.0f, 0.0f, 0.0f, 0.0f, 12.0f, 0.0f, 0.0f, 0.0f, 12.0f}, 150, 2, 6.0f, 4);
     for (int step = 4; step < 60; ++step) {
@@ -95,7 +95,7 @@ TEST(SymmFuncChebyshevTest, agreesForAnyNumberOfNeighbors) {
 }
 
 // The twin's own derivatives, by which the fast ones are judged, against differences of its values.
-TEST(SymmFuncChebyshevTest, twinDerivativesAreTheGradientOfItsValues) {
+TEST(SymmFuncChebyshevTest, TwinDerivativesAreTheGradientOfItsValues) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 2, 2, 4.5f, 21);
     for (const bool elemWeight : {false, true}) {
         for (const bool tanhCutoff : {false, true}) {
@@ -111,16 +111,16 @@ TEST(SymmFuncChebyshevTest, twinDerivativesAreTheGradientOfItsValues) {
     }
 }
 
-TEST(SymmFuncChebyshevTest, forcedInstructionSetIsTheOneThatRuns) {
+TEST(SymmFuncChebyshevTest, ForcedInstructionSetIsTheOneThatRuns) {
     test::onEachTarget([] {
         const auto targets = hwy::SupportedAndGeneratedTargets();
 
         ASSERT_EQ(targets.size(), 1U);
-        EXPECT_STREQ(obtainChebyshevTarget(), hwy::TargetName(targets[0]));
+        EXPECT_STREQ(findChebyshevTarget(), hwy::TargetName(targets[0]));
     });
 }
 
-TEST(SymmFuncChebyshevTest, atomWithoutNeighborsGivesZeros) {
+TEST(SymmFuncChebyshevTest, AtomWithoutNeighborsGivesZeros) {
     const auto geometry = test::makeGeometry(test::openCell(), {{0, {1.0f, 1.0f, 1.0f}}}, 6.0f);
     const auto symmFunc = makeChebyshev({.numRadius = 4, .numAngle = 3});
 
@@ -130,7 +130,7 @@ TEST(SymmFuncChebyshevTest, atomWithoutNeighborsGivesZeros) {
     EXPECT_EQ(result.diff, std::vector<float>(21, 0.0f));
 }
 
-TEST(SymmFuncChebyshevTest, singleNeighborGivesNoAngularTerms) {
+TEST(SymmFuncChebyshevTest, SingleNeighborGivesNoAngularTerms) {
     const auto geometry = makeStar({{0, {1.5f, 0.5f, 0.0f}}}, 6.0f);
     const auto symmFunc = makeChebyshev({.numRadius = 2, .numAngle = 3});
 
@@ -146,14 +146,14 @@ TEST(SymmFuncChebyshevTest, singleNeighborGivesNoAngularTerms) {
     }
 }
 
-TEST(SymmFuncChebyshevTest, neighborAtTheCutoffContributesNothing) {
+TEST(SymmFuncChebyshevTest, NeighborAtTheCutoffContributesNothing) {
     const auto geometry = makeStar({{0, {0.0f, 3.0f, 0.0f}}, {0, {1.0f, 0.0f, 0.0f}}}, 6.0f);
     const auto without = makeStar({{0, {1.0f, 0.0f, 0.0f}}}, 6.0f);
     ChebyshevSettings set{.numRadius = 3, .numAngle = 2};
     set.rcutRadius = 3.0f;
     set.rcutAngle = 3.0f;
     const auto symmFunc = makeChebyshev(set);
-    const auto neighbors = geometry->obtainNeighbors(0);
+    const auto neighbors = geometry->getNeighbors(0);
     ASSERT_EQ(neighbors.size(), 2U);
 
     const auto result = calculateSymmFunc(symmFunc, *geometry, 0);
@@ -165,7 +165,7 @@ TEST(SymmFuncChebyshevTest, neighborAtTheCutoffContributesNothing) {
     }
 }
 
-TEST(SymmFuncChebyshevTest, nearlyEqualCutoffsCountAsOne) {
+TEST(SymmFuncChebyshevTest, NearlyEqualCutoffsCountAsOne) {
     const auto geometry = makeStar({{0, {0.0f, 2.0f, 0.0f}}, {0, {1.0f, 0.0f, 1.0f}}}, 6.0f);
     ChebyshevSettings set{.numRadius = 1, .numAngle = 4, .rcutRadius = 5.0f, .rcutAngle = 5.00009f};
     const ChebyshevSettings equal{.numRadius = 1, .numAngle = 4, .rcutRadius = 5.0f, .rcutAngle = 5.0f};
@@ -177,7 +177,7 @@ TEST(SymmFuncChebyshevTest, nearlyEqualCutoffsCountAsOne) {
     EXPECT_NE(result.values, calculateSymmFunc(makeChebyshev(set), *geometry, 0).values);
 }
 
-TEST(SymmFuncChebyshevTest, orderZeroIsThePlainCutoffSum) {
+TEST(SymmFuncChebyshevTest, OrderZeroIsThePlainCutoffSum) {
     const auto geometry =
         makeStar({{0, {2.0f, 0.0f, 0.0f}}, {0, {0.0f, 3.0f, 0.0f}}, {0, {0.0f, 0.0f, 4.0f}}}, 6.0f);
     const auto symmFunc = makeChebyshev({.elemWeight = false, .numRadius = 2, .numAngle = 2});
@@ -194,7 +194,7 @@ TEST(SymmFuncChebyshevTest, orderZeroIsThePlainCutoffSum) {
     EXPECT_LE(std::fabs(static_cast<double>(result.values[3])), 1.0e-6);
 }
 
-TEST(SymmFuncChebyshevTest, neighborJustInsideTheCutoffHasFiniteDerivatives) {
+TEST(SymmFuncChebyshevTest, NeighborJustInsideTheCutoffHasFiniteDerivatives) {
     const float r = std::nextafter(3.0f, 0.0f);
     const auto geometry =
         test::makeGeometry(test::openCell(), {{0, {0.0f, 0.0f, 0.0f}}, {0, {r, 0.0f, 0.0f}}}, 6.0f);
@@ -208,7 +208,7 @@ TEST(SymmFuncChebyshevTest, neighborJustInsideTheCutoffHasFiniteDerivatives) {
     }
 }
 
-TEST(SymmFuncChebyshevTest, collinearNeighborsHaveFiniteDerivatives) {
+TEST(SymmFuncChebyshevTest, CollinearNeighborsHaveFiniteDerivatives) {
     constexpr std::array<std::array<float, 3>, 4> directions{
         {{1.0f, 0.0f, 0.0f}, {0.0f, 0.0f, -1.0f}, {0.5f, 0.5f, 0.5f}, {0.3f, -0.7f, 0.11f}}};
     test::onEachTarget([&] {
@@ -233,7 +233,7 @@ TEST(SymmFuncChebyshevTest, collinearNeighborsHaveFiniteDerivatives) {
 
 // Angles that differ from 0 or 180 degrees by about the floor of the sine, where root, arccosine and floor
 // meet.
-TEST(SymmFuncChebyshevTest, nearlyCollinearNeighborsAgreeWithTheTwin) {
+TEST(SymmFuncChebyshevTest, NearlyCollinearNeighborsAgreeWithTheTwin) {
     test::onEachTarget([] {
         for (const float tilt : {1.0e-5f, 3.0e-4f, 0.9e-3f, 1.1e-3f, 3.0e-3f, 0.1f, 0.7f, 0.8f}) {
             for (const float sign : {1.0f, -1.0f}) {
@@ -248,25 +248,25 @@ TEST(SymmFuncChebyshevTest, nearlyCollinearNeighborsAgreeWithTheTwin) {
     });
 }
 
-TEST(SymmFuncChebyshevTest, weightedLengthDoesNotDependOnTheElements) {
+TEST(SymmFuncChebyshevTest, WeightedLengthDoesNotDependOnTheElements) {
     EXPECT_EQ(makeChebyshev({.numElems = 1, .numRadius = 5, .numAngle = 4}).getNumBasis(), 9);
     EXPECT_EQ(makeChebyshev({.numElems = 7, .numRadius = 5, .numAngle = 4}).getNumBasis(), 9);
 }
 
-TEST(SymmFuncChebyshevTest, resolvedLengthCountsElementsAndPairs) {
+TEST(SymmFuncChebyshevTest, ResolvedLengthCountsElementsAndPairs) {
     const ChebyshevSettings set{.numElems = 4, .elemWeight = false, .numRadius = 5, .numAngle = 3};
 
     EXPECT_EQ(makeChebyshev(set).getNumBasis(), 4 * 5 + 10 * 3);
 }
 
-TEST(SymmFuncChebyshevTest, angularCutoffIsNotNeededWithoutAngularFunctions) {
+TEST(SymmFuncChebyshevTest, AngularCutoffIsNotNeededWithoutAngularFunctions) {
     const auto geometry = makeStar({{0, {1.0f, 0.0f, 0.0f}}, {0, {0.0f, 1.0f, 0.0f}}}, 6.0f);
     const ChebyshevSettings set{.numRadius = 5, .numAngle = 0, .rcutRadius = 6.0f, .rcutAngle = 0.0f};
 
     expectTwin(set, *geometry, 0);
 }
 
-TEST(SymmFuncChebyshevTest, repeatedCallsGiveEqualBits) {
+TEST(SymmFuncChebyshevTest, RepeatedCallsGiveEqualBits) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 3, 2, 6.0f, 5);
     const auto symmFunc = makeChebyshev({.numElems = 2, .elemWeight = false, .numRadius = 9, .numAngle = 20});
 
@@ -278,7 +278,7 @@ TEST(SymmFuncChebyshevTest, repeatedCallsGiveEqualBits) {
     EXPECT_EQ(first.diff, second.diff);
 }
 
-TEST(SymmFuncChebyshevTest, threadsGiveTheResultsOfOne) {
+TEST(SymmFuncChebyshevTest, ThreadsGiveTheResultsOfOne) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 3, 2, 6.0f, 5);
     const auto symmFunc = makeChebyshev({.numElems = 2, .elemWeight = false, .numRadius = 9, .numAngle = 20});
     std::vector<std::vector<float>> rows(
@@ -295,7 +295,7 @@ TEST(SymmFuncChebyshevTest, threadsGiveTheResultsOfOne) {
     }
 }
 
-TEST(SymmFuncChebyshevTest, constructorRefusesInOrder) {
+TEST(SymmFuncChebyshevTest, ConstructorRefusesInOrder) {
     const auto make = [](int elems, int radius, int angle, float rcutRadius, float rcutAngle) {
         return stopMessageOf(
             [&] { const SymmFuncChebyshev made(elems, true, true, radius, angle, rcutRadius, rcutAngle); });
@@ -312,7 +312,7 @@ TEST(SymmFuncChebyshevTest, constructorRefusesInOrder) {
     EXPECT_EQ(make(1, 2000000000, 2000000000, 1.0f, 1.0f), "too many symmetry functions.");
 }
 
-TEST(SymmFuncChebyshevTest, calculateChecksItsArguments) {
+TEST(SymmFuncChebyshevTest, CalculateChecksItsArguments) {
     const auto geometry = makeStar({{0, {1.0f, 0.0f, 0.0f}}}, 6.0f);
     const auto symmFunc = makeChebyshev({.numRadius = 4, .numAngle = 3});
     std::vector<float> values(7);

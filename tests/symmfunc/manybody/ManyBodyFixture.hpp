@@ -16,7 +16,7 @@ inline SymmFuncManyBody makeManyBody(const ManyBodySettings& set) {
 // large that they share one bin of the search.
 inline std::unique_ptr<Geometry> makeOrderedStar(const std::vector<TestAtom>& others) {
     auto geometry = makeStar(others, 20.0f);
-    const auto neighbors = geometry->obtainNeighbors(0);
+    const auto neighbors = geometry->getNeighbors(0);
     EXPECT_EQ(neighbors.size(), others.size());
     for (std::size_t n = 0; n < neighbors.size(); ++n) {
         EXPECT_EQ(neighbors[n].atom, static_cast<int>(n) + 1);

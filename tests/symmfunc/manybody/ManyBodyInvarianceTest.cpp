@@ -82,7 +82,7 @@ void expectTurned(const Geometry& first, const Geometry& second, const Matrix& r
     test::expectWithin(two.diff, turned, scale, 1.0e-5, "derivative");
 }
 
-TEST(ManyBodyInvarianceTest, translation) {
+TEST(ManyBodyInvarianceTest, Translation) {
     const auto others = makeCluster(20, 2);
     const auto first = makeOrderedStar(others);
     std::vector<TestAtom> moved{{0, {28.5f, 31.25f, 29.0f}}};
@@ -91,12 +91,12 @@ TEST(ManyBodyInvarianceTest, translation) {
                          {28.5f + other.position[0], 31.25f + other.position[1], 29.0f + other.position[2]}});
     }
     const auto second = test::makeGeometry(test::openCell(), moved, 20.0f);
-    ASSERT_TRUE(std::ranges::equal(first->obtainNeighbors(0), second->obtainNeighbors(0)));
+    ASSERT_TRUE(std::ranges::equal(first->getNeighbors(0), second->getNeighbors(0)));
 
     expectTurned(*first, *second, {{{1.0, 0.0, 0.0}, {0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}}});
 }
 
-TEST(ManyBodyInvarianceTest, rotation) {
+TEST(ManyBodyInvarianceTest, Rotation) {
     auto others = makeCluster(20, 2);
     const auto first = makeOrderedStar(others);
     const auto rotation = makeRotation();
@@ -110,7 +110,7 @@ TEST(ManyBodyInvarianceTest, rotation) {
     expectTurned(*first, *second, rotation);
 }
 
-TEST(ManyBodyInvarianceTest, derivativeRowsSumUpToZero) {
+TEST(ManyBodyInvarianceTest, DerivativeRowsSumUpToZero) {
     const auto geometry = makeOrderedStar(makeCluster(20, 2));
 
     const auto result = calculateSymmFunc(makeManyBody(settings), *geometry, 0);
@@ -130,7 +130,7 @@ TEST(ManyBodyInvarianceTest, derivativeRowsSumUpToZero) {
 }
 
 // The neighbours of each element keep their order among themselves.
-TEST(ManyBodyInvarianceTest, orderOfDifferentElements) {
+TEST(ManyBodyInvarianceTest, OrderOfDifferentElements) {
     auto others = makeCluster(21, 3);
     const auto symmFunc = makeManyBody({.numElems = 3, .m2 = 11, .m3 = 6, .router = 4.5f});
     const auto first = calculateSymmFunc(symmFunc, *makeOrderedStar(others), 0);
@@ -154,11 +154,11 @@ void expectSameValuesReversed(std::vector<TestAtom> others, const ManyBodySettin
     EXPECT_GT(*std::max_element(first.begin() + set.m2 * set.numElems, first.end()), 0.1f);
 }
 
-TEST(ManyBodyInvarianceTest, anyOrderWithOneGridPoint) {
+TEST(ManyBodyInvarianceTest, AnyOrderWithOneGridPoint) {
     expectSameValuesReversed(makeCluster(20, 2), {.numElems = 2, .m2 = 11, .m3 = 1, .router = 4.5f});
 }
 
-TEST(ManyBodyInvarianceTest, anyOrderOfEquallyDistantNeighbors) {
+TEST(ManyBodyInvarianceTest, AnyOrderOfEquallyDistantNeighbors) {
     const std::vector<TestAtom> octahedron{{0, {2.25f, 0.0f, 0.0f}},  {0, {0.0f, 2.25f, 0.0f}},
                                            {0, {0.0f, 0.0f, 2.25f}},  {0, {-2.25f, 0.0f, 0.0f}},
                                            {0, {0.0f, -2.25f, 0.0f}}, {0, {0.0f, 0.0f, -2.25f}}};
@@ -167,7 +167,7 @@ TEST(ManyBodyInvarianceTest, anyOrderOfEquallyDistantNeighbors) {
 }
 
 // The raised cosines of the two grid points add up to 1.
-TEST(ManyBodyInvarianceTest, twoBodyBlockCountsTheNeighborsOfEachElement) {
+TEST(ManyBodyInvarianceTest, TwoBodyBlockCountsTheNeighborsOfEachElement) {
     const auto geometry = makeOrderedStar(makeCluster(21, 2));
 
     const auto values =

@@ -22,16 +22,16 @@ ManyBodyPoints locate(std::vector<float> r, const ManyBodyAxis& axis) {
     return points;
 }
 
-TEST(ManyBodyKernelsTest, forcedInstructionSetIsTheOneThatRuns) {
+TEST(ManyBodyKernelsTest, ForcedInstructionSetIsTheOneThatRuns) {
     test::onEachTarget([] {
         const auto targets = hwy::SupportedAndGeneratedTargets();
 
         ASSERT_EQ(targets.size(), 1U);
-        EXPECT_STREQ(obtainManyBodyTarget(), hwy::TargetName(targets[0]));
+        EXPECT_STREQ(findManyBodyTarget(), hwy::TargetName(targets[0]));
     });
 }
 
-TEST(ManyBodyKernelsTest, pointsAgreeWithDoublePrecision) {
+TEST(ManyBodyKernelsTest, PointsAgreeWithDoublePrecision) {
     const ManyBodyAxis axis{.numPoints = 23, .start = 0.7f, .step = 0.23f};
     const auto start = static_cast<double>(axis.start);
     const auto step = static_cast<double>(axis.step);
@@ -56,7 +56,7 @@ TEST(ManyBodyKernelsTest, pointsAgreeWithDoublePrecision) {
     });
 }
 
-TEST(ManyBodyKernelsTest, quotientIsCutTowardsZero) {
+TEST(ManyBodyKernelsTest, QuotientIsCutTowardsZero) {
     const ManyBodyAxis axis{.numPoints = 4, .start = 2.0f, .step = 0.5f};
     const std::vector<float> r{0.75f, 1.0f, 1.25f, 1.5f, 1.75f, 2.0f, 2.25f, 2.5f, 3.0f, 3.25f, 3.5f, 3.75f};
     const std::vector<int> count{0, 0, 1, 1, 2, 2, 2, 2, 2, 2, 1, 1};
@@ -71,7 +71,7 @@ TEST(ManyBodyKernelsTest, quotientIsCutTowardsZero) {
     });
 }
 
-TEST(ManyBodyKernelsTest, gridPointItselfTakesAllTheWeight) {
+TEST(ManyBodyKernelsTest, GridPointItselfTakesAllTheWeight) {
     const ManyBodyAxis axis{.numPoints = 4, .start = 2.0f, .step = 0.5f};
     test::onEachTarget([&] {
         const auto points = locate({2.5f}, axis);
@@ -85,7 +85,7 @@ TEST(ManyBodyKernelsTest, gridPointItselfTakesAllTheWeight) {
 
 // A distance just below the end of the grid may fall on its end when the quotient is rounded, and nonsense
 // may fall anywhere.
-TEST(ManyBodyKernelsTest, pointsStayOnTheGrid) {
+TEST(ManyBodyKernelsTest, PointsStayOnTheGrid) {
     constexpr float infinity = std::numeric_limits<float>::infinity();
     const std::vector<float> r{
         0.1f,  1.0f,  2.9999998f, 3.0f, 3.1f,      1.0e9f,   1.0e30f,

@@ -53,7 +53,7 @@ private:
         int highest;
     };
 
-    Range obtainRange(double r, int m, double h) const {
+    Range getRange(double r, int m, double h) const {
         const int i = static_cast<int>(std::trunc((r - rinner) / h));
         return {std::max(i, 0), std::min(i + 1, m - 1)};
     }
@@ -76,7 +76,7 @@ private:
     void addRadial(std::size_t n) {
         const double h = (router - rinner) / set.m2;
         const double r = records[n].r;
-        const auto [lowest, highest] = obtainRange(r, set.m2, h);
+        const auto [lowest, highest] = getRange(r, set.m2, h);
         for (int k = lowest; k <= highest; ++k) {
             const int b = set.m2 * around.elements[n] + k;
             addValue(b, phi(k, r, h), h);
@@ -97,9 +97,9 @@ private:
             return;
         }
         const double h = (router - rinner) / set.m3;
-        const Range c = obtainRange(third, set.m3, h);
-        const Range a = obtainRange(records[j].r, set.m3, h);
-        const Range b = obtainRange(records[l].r, set.m3, h);
+        const Range c = getRange(third, set.m3, h);
+        const Range a = getRange(records[j].r, set.m3, h);
+        const Range b = getRange(records[l].r, set.m3, h);
         for (int kc = c.lowest; kc <= c.highest; ++kc) {
             for (int ka = a.lowest; ka <= a.highest; ++ka) {
                 int highest = b.highest;

@@ -40,7 +40,7 @@ void expectTwinForAllSizes(ManyBodySettings set, const Geometry& geometry) {
     }
 }
 
-TEST(SymmFuncManyBodyTest, agreesWithTheTwinOnEveryInstructionSet) {
+TEST(SymmFuncManyBodyTest, AgreesWithTheTwinOnEveryInstructionSet) {
     const std::array<float, 9> lattice{7.1f, 0.2f, 0.1f, 1.3f, 6.7f, 0.4f, -0.8f, 0.9f, 7.3f};
     test::onEachTarget([&] {
         for (const int numElems : {1, 2, 3}) {
@@ -52,16 +52,16 @@ TEST(SymmFuncManyBodyTest, agreesWithTheTwinOnEveryInstructionSet) {
     });
 }
 
-TEST(SymmFuncManyBodyTest, agreesInASkewedCellFullOfImages) {
+TEST(SymmFuncManyBodyTest, AgreesInASkewedCellFullOfImages) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 2, 2, 7.0f, 9);
     const ManyBodySettings set{.numElems = 2, .m2 = 20, .m3 = 8, .rinner = 0.5f, .router = 7.0f};
-    ASSERT_GT(geometry->obtainNeighbors(0).size(), 40U);
+    ASSERT_GT(geometry->getNeighbors(0).size(), 40U);
 
     expectTwin(set, *geometry, 0);
     expectTwin(set, *geometry, 1);
 }
 
-TEST(SymmFuncManyBodyTest, agreesForAnyNumberOfNeighbors) {
+TEST(SymmFuncManyBodyTest, AgreesForAnyNumberOfNeighbors) {
     const auto many =
         test::makeRandomCell({12.0f, 0.0f, 0.0f, 0.0f, 12.0f, 0.0f, 0.0f, 0.0f, 12.0f}, 150, 2, 6.0f, 4);
     for (int step = 4; step < 60; ++step) {
@@ -72,20 +72,20 @@ TEST(SymmFuncManyBodyTest, agreesForAnyNumberOfNeighbors) {
     }
 }
 
-TEST(SymmFuncManyBodyTest, agreesOnAFineGrid) {
+TEST(SymmFuncManyBodyTest, AgreesOnAFineGrid) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 2, 1, 5.0f, 9);
 
     expectTwin({.m2 = 200, .m3 = 31, .rinner = 1.0f, .router = 5.0f}, *geometry, 0);
 }
 
-TEST(SymmFuncManyBodyTest, elementsOfTheTableMayBeAbsent) {
+TEST(SymmFuncManyBodyTest, ElementsOfTheTableMayBeAbsent) {
     const auto geometry = makeOrderedStar({{3, {1.0f, 0.0f, 0.5f}}, {1, {0.0f, 2.0f, 1.0f}}});
 
     expectTwin({.numElems = 5, .m2 = 6, .m3 = 4}, *geometry, 0);
 }
 
 // The twin's own derivatives, by which the fast ones are judged, against differences of its values.
-TEST(SymmFuncManyBodyTest, twinDerivativesAreTheGradientOfItsValues) {
+TEST(SymmFuncManyBodyTest, TwinDerivativesAreTheGradientOfItsValues) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 2, 2, 4.5f, 21);
     const ManyBodySettings set{.numElems = 2, .m2 = 6, .m3 = 5, .rinner = 0.4f, .router = 4.4f};
     test::expectTwinGradient(
@@ -93,7 +93,7 @@ TEST(SymmFuncManyBodyTest, twinDerivativesAreTheGradientOfItsValues) {
         1.0e-6, 1.0e-8, 1.0e-8);
 }
 
-TEST(SymmFuncManyBodyTest, atomWithoutNeighborsGivesZeros) {
+TEST(SymmFuncManyBodyTest, AtomWithoutNeighborsGivesZeros) {
     const auto geometry = test::makeGeometry(test::openCell(), {{0, {1.0f, 1.0f, 1.0f}}}, 6.0f);
     const auto symmFunc = makeManyBody({.m2 = 4, .m3 = 2});
 
@@ -103,7 +103,7 @@ TEST(SymmFuncManyBodyTest, atomWithoutNeighborsGivesZeros) {
     EXPECT_EQ(result.diff, std::vector<float>(30, 0.0f));
 }
 
-TEST(SymmFuncManyBodyTest, singleNeighborGivesNoThreeBodyTerms) {
+TEST(SymmFuncManyBodyTest, SingleNeighborGivesNoThreeBodyTerms) {
     const auto geometry = makeOrderedStar({{0, {1.5f, 0.5f, 0.0f}}});
     const auto symmFunc = makeManyBody({.m2 = 3, .m3 = 2});
 
@@ -118,7 +118,7 @@ TEST(SymmFuncManyBodyTest, singleNeighborGivesNoThreeBodyTerms) {
     }
 }
 
-TEST(SymmFuncManyBodyTest, threeBodySizeMayBeZero) {
+TEST(SymmFuncManyBodyTest, ThreeBodySizeMayBeZero) {
     const auto geometry = makeOrderedStar({{0, {1.0f, 0.0f, 0.0f}}, {1, {0.0f, 1.0f, 0.0f}}});
     const ManyBodySettings set{.numElems = 2, .m2 = 7, .m3 = 0};
 
@@ -126,7 +126,7 @@ TEST(SymmFuncManyBodyTest, threeBodySizeMayBeZero) {
     expectTwin(set, *geometry, 0);
 }
 
-TEST(SymmFuncManyBodyTest, lengthCountsElementsPairsAndGridPoints) {
+TEST(SymmFuncManyBodyTest, LengthCountsElementsPairsAndGridPoints) {
     const ManyBodySettings set{.numElems = 3, .m2 = 5, .m3 = 4};
 
     EXPECT_EQ(makeManyBody(set).getNumBasis(), 3 * 5 + 12 * 13 / 2 * 4);
@@ -145,30 +145,30 @@ void expectValues(const std::vector<float>& actual, const std::vector<float>& ex
     }
 }
 
-TEST(SymmFuncManyBodyTest, distanceIsSharedByTheTwoGridPointsAroundIt) {
+TEST(SymmFuncManyBodyTest, DistanceIsSharedByTheTwoGridPointsAroundIt) {
     expectValues(twoBodyValuesAt(2.5f + 0.125f), {0.0f, 0.85355339f, 0.14644661f, 0.0f});
     expectValues(twoBodyValuesAt(3.0f), {0.0f, 0.0f, 1.0f, 0.0f});
 }
 
-TEST(SymmFuncManyBodyTest, lastIntervalUsesTheLastGridPointOnly) {
+TEST(SymmFuncManyBodyTest, LastIntervalUsesTheLastGridPointOnly) {
     expectValues(twoBodyValuesAt(3.5f), {0.0f, 0.0f, 0.0f, 1.0f});
     expectValues(twoBodyValuesAt(3.875f), {0.0f, 0.0f, 0.0f, 0.14644661f});
 }
 
-TEST(SymmFuncManyBodyTest, lessThanOneStepBelowTheGridUsesTwoGridPoints) {
+TEST(SymmFuncManyBodyTest, LessThanOneStepBelowTheGridUsesTwoGridPoints) {
     expectValues(twoBodyValuesAt(1.75f), {0.5f, 0.5f, 0.0f, 0.0f});
     expectValues(twoBodyValuesAt(1.875f), {0.85355339f, 0.14644661f, 0.0f, 0.0f});
 }
 
-TEST(SymmFuncManyBodyTest, lessThanTwoStepsBelowTheGridUsesTheFirstGridPointAlone) {
+TEST(SymmFuncManyBodyTest, LessThanTwoStepsBelowTheGridUsesTheFirstGridPointAlone) {
     expectValues(twoBodyValuesAt(1.375f), {0.14644661f, 0.0f, 0.0f, 0.0f});
 }
 
-TEST(SymmFuncManyBodyTest, distancesFartherBelowTheGridUseNone) {
+TEST(SymmFuncManyBodyTest, DistancesFartherBelowTheGridUseNone) {
     expectValues(twoBodyValuesAt(0.875f), {0.0f, 0.0f, 0.0f, 0.0f});
 }
 
-TEST(SymmFuncManyBodyTest, derivativesBelowTheGridAgreeWithTheTwin) {
+TEST(SymmFuncManyBodyTest, DerivativesBelowTheGridAgreeWithTheTwin) {
     const auto geometry = makeOrderedStar({{0, {1.75f, 0.1f, 0.0f}},
                                            {0, {0.0f, 1.375f, 0.1f}},
                                            {1, {0.0f, 0.0f, 0.875f}},
@@ -181,7 +181,7 @@ TEST(SymmFuncManyBodyTest, derivativesBelowTheGridAgreeWithTheTwin) {
     }
 }
 
-TEST(SymmFuncManyBodyTest, neighborAtTheOuterRadiusContributesNothing) {
+TEST(SymmFuncManyBodyTest, NeighborAtTheOuterRadiusContributesNothing) {
     const std::vector<test::TestAtom> inside{{0, {1.0f, 0.0f, 0.0f}}, {0, {0.0f, 0.0f, 1.5f}}};
     const auto without = makeOrderedStar(inside);
     const auto geometry = makeOrderedStar({inside[0], inside[1], {0, {0.0f, 3.0f, 0.0f}}});
@@ -197,7 +197,7 @@ TEST(SymmFuncManyBodyTest, neighborAtTheOuterRadiusContributesNothing) {
 }
 
 // Two neighbours in a line with the atom: the third side is the sum of the distances.
-TEST(SymmFuncManyBodyTest, thirdSideMustBeShorterThanTheOuterRadius) {
+TEST(SymmFuncManyBodyTest, ThirdSideMustBeShorterThanTheOuterRadius) {
     const auto sumOfTriangles = [](float r) {
         const auto geometry = makeOrderedStar({{0, {-1.5f, 0.0f, 0.0f}}, {1, {r, 0.0f, 0.0f}}});
         const auto values =
@@ -212,7 +212,7 @@ TEST(SymmFuncManyBodyTest, thirdSideMustBeShorterThanTheOuterRadius) {
 
 // With rinner 0, router 4 and four grid points: distances 1.5, half on point 1 and half on point 2, and a
 // third side of 1.5 sqrt(2) = 2.1213.
-TEST(SymmFuncManyBodyTest, equalDistancesOfOneElementStayInTheTriangle) {
+TEST(SymmFuncManyBodyTest, EqualDistancesOfOneElementStayInTheTriangle) {
     const auto geometry = makeOrderedStar({{0, {1.5f, 0.0f, 0.0f}}, {0, {0.0f, 1.5f, 0.0f}}});
     const double side = 1.5 * std::sqrt(2.0);
     const auto lower = static_cast<float>(0.125 * std::cos(std::numbers::pi * (side - 2.0)) + 0.125);
@@ -242,7 +242,7 @@ float sumOfThreeBody(const std::vector<test::TestAtom>& others, const ManyBodySe
 // One pair of an element, at 1.5 and 3.5 Angstrom on a grid of steps of 1. If the farther one comes later, it
 // lends the row and all eight terms are in the triangle: their weights add up to 1. If the nearer one does,
 // all columns lie behind the row and the pair is lost.
-TEST(SymmFuncManyBodyTest, pairOfOneElementDependsOnTheOrderOfTheList) {
+TEST(SymmFuncManyBodyTest, PairOfOneElementDependsOnTheOrderOfTheList) {
     const test::TestAtom near{0, {1.5f, 0.0f, 0.0f}};
     const test::TestAtom far{0, {0.0f, 3.5f, 0.0f}};
     const ManyBodySettings set{.m3 = 6, .router = 6.0f};
@@ -251,7 +251,7 @@ TEST(SymmFuncManyBodyTest, pairOfOneElementDependsOnTheOrderOfTheList) {
     EXPECT_EQ(sumOfThreeBody({far, near}, set), 0.0f);
 }
 
-TEST(SymmFuncManyBodyTest, pairOfTwoElementsDoesNotDependOnTheOrderOfTheList) {
+TEST(SymmFuncManyBodyTest, PairOfTwoElementsDoesNotDependOnTheOrderOfTheList) {
     const test::TestAtom near{0, {1.5f, 0.0f, 0.0f}};
     const test::TestAtom far{1, {0.0f, 3.5f, 0.0f}};
     const ManyBodySettings set{.numElems = 2, .m3 = 6, .router = 6.0f};
@@ -260,7 +260,7 @@ TEST(SymmFuncManyBodyTest, pairOfTwoElementsDoesNotDependOnTheOrderOfTheList) {
     EXPECT_LE(std::fabs(sumOfThreeBody({far, near}, set) - 1.0f), 2.0e-6f);
 }
 
-TEST(SymmFuncManyBodyTest, tanhAndWeightsOfTheSettingsHaveNoEffect) {
+TEST(SymmFuncManyBodyTest, TanhAndWeightsOfTheSettingsHaveNoEffect) {
     const auto geometry = makeOrderedStar({{0, {1.5f, 0.5f, 0.0f}}, {1, {0.0f, 1.5f, 1.0f}}});
     Property property;
     property.symmFuncKind = ManyBodyKind::code;
@@ -284,7 +284,7 @@ TEST(SymmFuncManyBodyTest, tanhAndWeightsOfTheSettingsHaveNoEffect) {
 }
 
 // Steps so small or so large that quotients leave what integers hold.
-TEST(SymmFuncManyBodyTest, extremeGridsNeverLeaveTheArrays) {
+TEST(SymmFuncManyBodyTest, ExtremeGridsNeverLeaveTheArrays) {
     const auto geometry = makeOrderedStar({{0, {1.0f, 0.0f, 0.0f}},
                                            {0, {2.9999998f, 0.0f, 0.0f}},
                                            {0, {0.0f, 2.9999998f, 0.0f}},
@@ -307,7 +307,7 @@ TEST(SymmFuncManyBodyTest, extremeGridsNeverLeaveTheArrays) {
     }
 }
 
-TEST(SymmFuncManyBodyTest, repeatedCallsGiveEqualBits) {
+TEST(SymmFuncManyBodyTest, RepeatedCallsGiveEqualBits) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 3, 2, 6.0f, 5);
     const auto symmFunc = makeManyBody({.numElems = 2, .m2 = 9, .m3 = 5});
 
@@ -319,7 +319,7 @@ TEST(SymmFuncManyBodyTest, repeatedCallsGiveEqualBits) {
     EXPECT_EQ(first.diff, second.diff);
 }
 
-TEST(SymmFuncManyBodyTest, threadsGiveTheResultsOfOne) {
+TEST(SymmFuncManyBodyTest, ThreadsGiveTheResultsOfOne) {
     const auto geometry = test::makeRandomCell(test::skewedCell(), 3, 2, 6.0f, 5);
     const auto symmFunc = makeManyBody({.numElems = 2, .m2 = 9, .m3 = 5});
     std::vector<std::vector<float>> rows(
@@ -336,7 +336,7 @@ TEST(SymmFuncManyBodyTest, threadsGiveTheResultsOfOne) {
     }
 }
 
-TEST(SymmFuncManyBodyTest, constructorRefusesInOrder) {
+TEST(SymmFuncManyBodyTest, ConstructorRefusesInOrder) {
     const auto make = [](int elems, bool weight, int m2, int m3, float rinner, float router) {
         return stopMessageOf([&] { const SymmFuncManyBody made(elems, weight, m2, m3, rinner, router); });
     };
@@ -353,7 +353,7 @@ TEST(SymmFuncManyBodyTest, constructorRefusesInOrder) {
     EXPECT_EQ(make(1, false, 1, 0, 0.0f, 1.0f), "(no stop)");
 }
 
-TEST(SymmFuncManyBodyTest, constructorRefusesMoreFunctionsThanAnIntCounts) {
+TEST(SymmFuncManyBodyTest, ConstructorRefusesMoreFunctionsThanAnIntCounts) {
     const auto make = [](int elems, int m2, int m3) {
         return stopMessageOf([&] { const SymmFuncManyBody made(elems, false, m2, m3, 0.0f, 6.0f); });
     };
@@ -368,7 +368,7 @@ TEST(SymmFuncManyBodyTest, constructorRefusesMoreFunctionsThanAnIntCounts) {
     EXPECT_EQ(make(2147483647, 2147483647, 2147483647), "too many symmetry functions.");
 }
 
-TEST(SymmFuncManyBodyTest, calculateChecksItsArguments) {
+TEST(SymmFuncManyBodyTest, CalculateChecksItsArguments) {
     const auto geometry = makeOrderedStar({{0, {1.0f, 0.0f, 0.0f}}});
     const auto symmFunc = makeManyBody({.m2 = 4, .m3 = 1});
     std::vector<float> values(5);
