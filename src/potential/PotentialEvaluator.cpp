@@ -1,7 +1,6 @@
 #include "potential/PotentialEvaluator.hpp"
 
 #include "base/Reporting.hpp"
-#include "potential/ViewAtoms.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -44,9 +43,9 @@ void PotentialEvaluator::evaluate(const std::shared_ptr<const ModelData>& model,
     if (wishes.has(Wish::charges) && model->chargeNetworks.empty()) {
         stopWithMessage("this model has no charges.");
     }
-    const ViewAtoms source(view, model->atomNumbers, findLargestCutoff(model->settings));
-    prepareResult(*model, source.getNumAtoms(), wishes, result);
-    tiles.evaluate(*model, source, source.atoms(), wishes, result);
+    atoms.update(view, model->atomNumbers, findLargestCutoff(model->settings));
+    prepareResult(*model, atoms.getNumAtoms(), wishes, result);
+    tiles.evaluate(*model, atoms, atoms.atoms(), wishes, result);
     if (model->baseline) {
         addBaseline(*model, view, wishes, result);
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "potential/TileEvaluator.hpp"
+#include "potential/ViewAtoms.hpp"
 
 #include <memory>
 #include <vector>
@@ -17,6 +18,7 @@ public:
 private:
     void addBaseline(const ModelData& data, const NeighborView& view, Wishes wishes, Evaluation& result);
 
+    ViewAtoms atoms;
     TileEvaluator tiles;
     std::shared_ptr<const ViewBaseline> baseline; // that `baselineEvaluator` belongs to
     std::unique_ptr<ViewBaseline::Evaluator> baselineEvaluator;

@@ -19,8 +19,10 @@ bool isBelow(int index, int limit) {
 
 } // namespace
 
-ViewAtoms::ViewAtoms(const NeighborView& source, std::span<const std::int32_t> atomicNumbers, float reach)
-    : view(source), atomNumbers(atomicNumbers), cutoff(reach) {
+void ViewAtoms::update(const NeighborView& source, std::span<const std::int32_t> atomicNumbers, float reach) {
+    view = source;
+    atomNumbers = atomicNumbers;
+    cutoff = reach;
     requireView(view.numLocal >= 0 && view.numAtoms >= view.numLocal && view.numLists >= 0,
                 "numbers of atoms");
     requireView(view.numAtoms == 0 || (view.positions != nullptr && view.elements != nullptr),
@@ -43,6 +45,7 @@ ViewAtoms::ViewAtoms(const NeighborView& source, std::span<const std::int32_t> a
                     "index of a neighbour");
         listOf[static_cast<std::size_t>(atom)] = l;
     }
+    known.clear();
     for (int i = 0; i < view.numLocal; ++i) {
         if (view.elements[i] >= 0) {
             requireView(listOf[static_cast<std::size_t>(i)] >= 0, "a local atom without a list");
