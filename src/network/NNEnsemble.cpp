@@ -1,7 +1,6 @@
 #include "network/NNEnsemble.hpp"
 
 #include "config/Codes.hpp"
-#include "network/MatrixProducts.hpp"
 #include "network/NNLayerKernels.hpp"
 
 #include <algorithm>
@@ -98,19 +97,9 @@ void NNEnsemble::goForward(EnsembleTile& tile, bool wantDerivs) const {
                                  wantDerivs && tile.isForTraining ? layer.drv2.data() : nullptr);
         inpData = layer.out.data();
     }
-    // One output node for each model: a matrix-vector product for each of them beats a matrix product of one
-    // row.
-    const auto numModels = static_cast<std::size_t>(shape.numModels);
-    const auto numNodes = static_cast<std::size_t>(shape.numNodes);
-    for (std::size_t m = 0; m < numModels; ++m) {
-        const std::span<const float> weight = lastLayer.weightOf(static_cast<int>(m));
-        multiply(tile.numSamples, 1, numNodes, {inpData + m * numNodes, getRowLength()}, {weight.data(), 1},
-                 {tile.outData + m, numModels}, Store::replace);
-        const float bias = lastLayer.biasOf(static_cast<int>(m)).front();
-        for (std::size_t s = 0; s < tile.numSamples; ++s) {
-            tile.outData[s * numModels + m] += bias;
-        }
-    }
+    kernels::sumOutputs(tile.numSamples, static_cast<std::size_t>(shape.numModels),
+                        static_cast<std::size_t>(shape.numNodes), inpData, lastLayer.weightOf(0).data(),
+                        lastLayer.biasOf(0).data(), tile.outData);
 }
 
 void NNEnsemble::goBackward(EnsembleTile& tile) const {

@@ -13,6 +13,11 @@ namespace melta::kernels {
 void activate(int activation, std::size_t numRows, std::size_t rowLength, const float* bare,
               const float* bias, float* out, float* drv1, float* drv2);
 
+// The output layer, one node for each model: out[s][m] = bias[m] + sum over o of rows[s][m][o] weights[m][o].
+// rows [numRows][numModels][numNodes].
+void sumOutputs(std::size_t numRows, std::size_t numModels, std::size_t numNodes, const float* rows,
+                const float* weights, const float* bias, float* out);
+
 // Backward through the activation of the layer below the outputs, with the row of output weights as gradient
 // of every sample: grad = weights drv1, drv2 = weights drv2 unless null.
 void seedGradient(std::size_t numRows, std::size_t rowLength, const float* weights, const float* drv1,

@@ -110,6 +110,36 @@ TEST(NNLayerKernels, KeepsTheDigitsOfSmallArguments) {
     });
 }
 
+TEST(NNLayerKernels, SumsOutputs) {
+    constexpr std::size_t numRows = 5;
+    constexpr std::size_t numModels = 3;
+    const std::vector<float> bias = randomFloats(numModels, 7);
+    onEachTarget([&] {
+        for (const std::size_t numNodes : someSizes) {
+            const std::vector<float> rows = randomFloats(numRows * numModels * numNodes, 8);
+            const std::vector<float> weights = randomFloats(numModels * numNodes, 9);
+            std::vector<float> out(numRows * numModels);
+
+            kernels::sumOutputs(numRows, numModels, numNodes, rows.data(), weights.data(), bias.data(),
+                                out.data());
+
+            for (std::size_t i = 0; i < out.size(); ++i) {
+                const std::size_t m = i % numModels;
+                auto want = static_cast<double>(bias[m]);
+                double scale = std::abs(want);
+                for (std::size_t o = 0; o < numNodes; ++o) {
+                    const double term = static_cast<double>(rows[i * numNodes + o]) *
+                                        static_cast<double>(weights[m * numNodes + o]);
+                    want += term;
+                    scale += std::abs(term);
+                }
+                EXPECT_LE(std::abs(static_cast<double>(out[i]) - want), 3.0e-7 * scale)
+                    << numNodes << " nodes, " << i;
+            }
+        }
+    });
+}
+
 TEST(NNLayerKernels, SettlesExactlyBeyondTheLimitsOfTheSigmoid) {
     onEachTarget([] {
         const Activated got =

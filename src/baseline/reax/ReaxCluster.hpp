@@ -18,7 +18,7 @@ class Geometry;
 class ReaxCluster {
 public:
     // `param` must outlive the object.
-    explicit ReaxCluster(const ReaxParam& forceField) : param(&forceField), evaluation(forceField) {}
+    explicit ReaxCluster(const ReaxParam& param) : evaluation(param) {}
 
     // How far the energy of an atom reaches, Angstrom: two bonds and the over-coordination of the last atom,
     // or the van der Waals term.
@@ -39,7 +39,6 @@ public:
 private:
     void placeInBox();
 
-    const ReaxParam* param;
     ReaxEvaluation evaluation;
     std::unique_ptr<Geometry> box; // gives the lists; null before the first evaluation
     std::vector<int> present;      // indices of the atoms that are there
