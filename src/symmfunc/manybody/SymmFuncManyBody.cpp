@@ -16,7 +16,9 @@ namespace {
 // The library's way of writing large blocks does not read them first, as stores one by one do. All bits zero
 // is 0.0f.
 void clear(std::span<float> block) {
-    std::memset(block.data(), 0, block.size_bytes());
+    if (!block.empty()) {
+        std::memset(block.data(), 0, block.size_bytes());
+    }
 }
 
 } // namespace
