@@ -1,6 +1,8 @@
-// What must not depend on how a configuration is written down, for all kinds that come in blocks of elements.
+// What must not depend on how a configuration is written down, for all kinds but the many-body one, which
+// depends on the order of the neighbours.
 #include "symmfunc/behler/BehlerFixture.hpp"
 #include "symmfunc/chebyshev/ChebyshevFixture.hpp"
+#include "symmfunc/cluster/ClusterFixture.hpp"
 
 #include <gtest/gtest.h>
 
@@ -54,6 +56,16 @@ Kind makeBehlerKind(const char* name, bool elemWeight, bool behlerG4) {
     test::addParameters(*set, 9, 11);
     return {name, [set] { return makeBehler(*set); },
             [set](const test::Neighborhood& hood) { return computeTwin(*set, hood); }};
+}
+
+Kind makeClusterKind(const char* name, const std::vector<float>& weights) {
+    const test::ClusterTwinSettings set{.numElems = 2, .sizes = {6, 4, 4, 3, 5.0f}, .weights = weights};
+    return {name,
+            [set] {
+                return std::make_unique<SymmFuncCluster>(set.numElems, set.tanhCutoff, set.sizes,
+                                                         set.weights);
+            },
+            [set](const test::Neighborhood& hood) { return computeTwin(set, hood); }};
 }
 
 using Matrix = std::array<std::array<double, 3>, 3>;
@@ -267,7 +279,9 @@ INSTANTIATE_TEST_SUITE_P(Kinds, InvarianceTest,
                                          makeBehlerKind("g3Resolved", false, false),
                                          makeBehlerKind("g3Weighted", true, false),
                                          makeBehlerKind("g4Resolved", false, true),
-                                         makeBehlerKind("g4Weighted", true, true)),
+                                         makeBehlerKind("g4Weighted", true, true),
+                                         makeClusterKind("clusterOneChannel", {0.6f, 1.0f}),
+                                         makeClusterKind("clusterTwoChannels", {1.0f, 1.0f, 1.0f, -1.0f})),
                          [](const auto& made) { return made.param.name; });
 
 } // namespace

@@ -1,0 +1,258 @@
+// From densities to values, and the way back. The lanes hold consecutive radial functions of a channel. What
+// a vector holds behind the last one is finite, and is left out when values are stored; on the way back it
+// meets zeros.
+
+#include "symmfunc/cluster/ClusterKernels.hpp"
+
+#include <algorithm>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "symmfunc/cluster/ClusterInvariantKernel.cpp"
+#include <hwy/foreach_target.h> // before highway.h
+
+#include <hwy/highway.h>
+
+#include "symmfunc/cluster/ClusterBasis-inl.hpp"
+
+HWY_BEFORE_NAMESPACE();
+namespace melta {
+namespace HWY_NAMESPACE {
+namespace {
+
+// Stores the first `count` lanes.
+template <class V>
+HWY_INLINE void StoreColumns(Columns d, V v, std::size_t count, float* HWY_RESTRICT to) {
+    if (count >= hn::Lanes(d)) {
+        hn::StoreU(v, d, to);
+        return;
+    }
+    HWY_ALIGN float lanes[hn::MaxLanes(Columns())];
+    hn::Store(v, d, lanes);
+    std::copy_n(lanes, count, to);
+}
+
+// Adds factor times c to the sums.
+template <class V>
+HWY_INLINE void AddProduct(Columns d, V factor, const float* HWY_RESTRICT c, float* HWY_RESTRICT sums) {
+    hn::StoreU(hn::MulAdd(factor, hn::LoadU(d, c), hn::LoadU(d, sums)), d, sums);
+}
+
+// Squares and products of neighbouring radial functions of degree l, from the first column of the channel.
+void SumSquares(const ClusterPlan& plan, const float* density, std::size_t l, float* HWY_RESTRICT values) {
+    const Columns d;
+    const std::size_t numRadius = plan.numRadius;
+    for (std::size_t n = 0; n < numRadius; n += hn::Lanes(d)) {
+        auto squares = hn::Zero(d), products = hn::Zero(d);
+        for (std::size_t h = l * l; h < (l + 1) * (l + 1); ++h) {
+            const float* const row = density + h * plan.stride() + n;
+            const auto c = hn::LoadU(d, row);
+            squares = hn::MulAdd(c, c, squares);
+            products = hn::MulAdd(c, hn::LoadU(d, row + 1), products);
+        }
+        StoreColumns(d, squares, numRadius - n, values + n);
+        if (n + 1 < numRadius) {
+            StoreColumns(d, products, numRadius - 1 - n, values + numRadius + n);
+        }
+    }
+}
+
+// Products of the same radial function of two channels.
+void SumPairs(const ClusterPlan& plan, const float* first, const float* second, std::size_t l,
+              float* HWY_RESTRICT values) {
+    const Columns d;
+    for (std::size_t n = 0; n < plan.numRadius; n += hn::Lanes(d)) {
+        auto products = hn::Zero(d);
+        for (std::size_t h = l * l; h < (l + 1) * (l + 1); ++h) {
+            const std::size_t place = h * plan.stride() + n;
+            products = hn::MulAdd(hn::LoadU(d, first + place), hn::LoadU(d, second + place), products);
+        }
+        StoreColumns(d, products, plan.numRadius - n, values + n);
+    }
+}
+
+void SumTriple(const ClusterPlan& plan, const float* density, std::size_t triple,
+               float* HWY_RESTRICT values) {
+    const Columns d;
+    const auto& triples = plan.triples;
+    const std::size_t stride = plan.stride();
+    for (std::size_t n = 0; n < plan.numRadius4; n += hn::Lanes(d)) {
+        auto sum = hn::Zero(d);
+        for (std::size_t i = triples.starts[triple]; i < triples.starts[triple + 1]; ++i) {
+            const auto& [harmonics, coefficient] = triples.monomials[i];
+            const auto a = hn::LoadU(d, density + harmonics[0] * stride + n);
+            const auto b = hn::LoadU(d, density + harmonics[1] * stride + n);
+            const auto c = hn::LoadU(d, density + harmonics[2] * stride + n);
+            sum = hn::MulAdd(hn::Mul(hn::Set(d, coefficient), a), hn::Mul(b, c), sum);
+        }
+        StoreColumns(d, sum, plan.numRadius4 - n, values + n);
+    }
+}
+
+// Calls one visitor for each block of values of three- and four-body functions, with the first columns of its
+// channels, its degree or triple, and its first value.
+template <class Squares, class Pairs, class Triples>
+HWY_INLINE void ForEachBlock(const ClusterPlan& plan, Squares&& squares, Pairs&& pairs, Triples&& triples) {
+    std::size_t value = plan.startOfSquares();
+    for (std::size_t k = 0; k < plan.numChannels; ++k) {
+        for (std::size_t l = 1; l <= plan.maxAngular; ++l, value += 2 * plan.numRadius - 1) {
+            squares(k * plan.numRadius, l, value);
+        }
+    }
+    for (std::size_t k = 0; k < plan.numChannels; ++k) {
+        for (std::size_t j = 0; j < k; ++j) {
+            for (std::size_t l = 1; l <= plan.maxAngular; ++l, value += plan.numRadius) {
+                pairs(j * plan.numRadius, k * plan.numRadius, l, value);
+            }
+        }
+    }
+    for (std::size_t k = 0; k < plan.numChannels; ++k) {
+        for (std::size_t t = 0; t < plan.numTriples(); ++t, value += plan.numRadius4) {
+            triples(k * plan.numRadius, t, value);
+        }
+    }
+}
+
+void ComputeValues(const ClusterPlan& plan, std::span<const float> density, std::span<float> values) {
+    const float* const c = density.data();
+    std::copy_n(c, plan.startOfSquares(), values.data());
+    ForEachBlock(
+        plan,
+        [&](std::size_t column, std::size_t l, std::size_t value) {
+            SumSquares(plan, c + column, l, values.data() + value);
+        },
+        [&](std::size_t first, std::size_t second, std::size_t l, std::size_t value) {
+            SumPairs(plan, c + first, c + second, l, values.data() + value);
+        },
+        [&](std::size_t column, std::size_t triple, std::size_t value) {
+            SumTriple(plan, c + column, triple, values.data() + value);
+        });
+}
+
+// Derivatives by a block of values, with zeros around them.
+struct Staged {
+    float* HWY_RESTRICT same;  // [numRadius + padding], of squares, or of what else there is one of
+    float* HWY_RESTRICT lower; // [numRadius + padding], one earlier, of the products with the function below
+
+    Staged(ScratchCarver carver, const ClusterPlan& plan)
+        : same(carver.take(plan.stride())), lower(carver.take(plan.stride())) {
+        std::fill_n(same, plan.stride(), 0.0f);
+        std::fill_n(lower, plan.stride(), 0.0f);
+    }
+};
+
+void AddSquaresAdjoint(const ClusterPlan& plan, const float* density, std::size_t l, const Staged& staged,
+                       float* byDensity) {
+    const Columns d;
+    for (std::size_t n = 0; n < plan.numRadius; n += hn::Lanes(d)) {
+        const auto same = hn::LoadU(d, staged.same + n);
+        const auto twice = hn::Add(same, same);
+        const auto lower = hn::LoadU(d, staged.lower + n);
+        const auto upper = hn::LoadU(d, staged.lower + n + 1);
+        for (std::size_t h = l * l; h < (l + 1) * (l + 1); ++h) {
+            const std::size_t place = h * plan.stride() + n;
+            auto sum = hn::LoadU(d, byDensity + place);
+            sum = hn::MulAdd(twice, hn::LoadU(d, density + place), sum);
+            // In the first column this is the padding of the row before, or the channel before, and meets 0.
+            sum = hn::MulAdd(lower, hn::LoadU(d, density + place - 1), sum);
+            sum = hn::MulAdd(upper, hn::LoadU(d, density + place + 1), sum);
+            hn::StoreU(sum, d, byDensity + place);
+        }
+    }
+}
+
+void AddPairsAdjoint(const ClusterPlan& plan, const float* density, std::size_t first, std::size_t second,
+                     std::size_t l, const Staged& staged, float* byDensity) {
+    const Columns d;
+    for (std::size_t n = 0; n < plan.numRadius; n += hn::Lanes(d)) {
+        const auto same = hn::LoadU(d, staged.same + n);
+        for (std::size_t h = l * l; h < (l + 1) * (l + 1); ++h) {
+            const std::size_t row = h * plan.stride() + n;
+            AddProduct(d, same, density + row + second, byDensity + row + first);
+            AddProduct(d, same, density + row + first, byDensity + row + second);
+        }
+    }
+}
+
+void AddTripleAdjoint(const ClusterPlan& plan, const float* density, std::size_t triple, const Staged& staged,
+                      float* byDensity) {
+    const Columns d;
+    const auto& triples = plan.triples;
+    const std::size_t stride = plan.stride();
+    for (std::size_t n = 0; n < plan.numRadius4; n += hn::Lanes(d)) {
+        const auto same = hn::LoadU(d, staged.same + n);
+        for (std::size_t i = triples.starts[triple]; i < triples.starts[triple + 1]; ++i) {
+            const auto& [harmonics, coefficient] = triples.monomials[i];
+            const std::size_t atA = harmonics[0] * stride + n;
+            const std::size_t atB = harmonics[1] * stride + n;
+            const std::size_t atC = harmonics[2] * stride + n;
+            const auto factor = hn::Mul(same, hn::Set(d, coefficient));
+            const auto ofA = hn::Mul(factor, hn::LoadU(d, density + atA));
+            const auto ofB = hn::LoadU(d, density + atB);
+            // One after the other, because the three may be the same.
+            AddProduct(d, hn::Mul(factor, ofB), density + atC, byDensity + atA);
+            AddProduct(d, ofA, density + atC, byDensity + atB);
+            AddProduct(d, ofA, density + atB, byDensity + atC);
+        }
+    }
+}
+
+void ComputeAdjoint(const ClusterPlan& plan, std::span<const float> density, std::span<const float> byValues,
+                    std::span<float> byDensity, std::span<float> scratch) {
+    const float* const c = density.data();
+    float* const sums = byDensity.data();
+    const Staged staged(ScratchCarver(scratch), plan);
+    const auto stage = [&](std::size_t value, std::size_t count) {
+        std::copy_n(byValues.data() + value, count, staged.same);
+    };
+    std::fill_n(sums, byDensity.size(), 0.0f);
+    std::copy_n(byValues.data(), plan.startOfSquares(), sums);
+    ForEachBlock(
+        plan,
+        [&](std::size_t column, std::size_t l, std::size_t value) {
+            stage(value, plan.numRadius);
+            std::copy_n(byValues.data() + value + plan.numRadius, plan.numRadius - 1, staged.lower + 1);
+            AddSquaresAdjoint(plan, c + column, l, staged, sums + column);
+        },
+        [&](std::size_t first, std::size_t second, std::size_t l, std::size_t value) {
+            stage(value, plan.numRadius);
+            AddPairsAdjoint(plan, c, first, second, l, staged, sums);
+        },
+        [&](std::size_t column, std::size_t triple, std::size_t value) {
+            std::fill(staged.same + plan.numRadius4, staged.same + plan.numRadius, 0.0f);
+            stage(value, plan.numRadius4);
+            AddTripleAdjoint(plan, c + column, triple, staged, sums + column);
+        });
+}
+
+const char* NameTarget() {
+    return hwy::TargetName(HWY_TARGET);
+}
+
+} // namespace
+} // namespace HWY_NAMESPACE
+} // namespace melta
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace melta {
+
+HWY_EXPORT(ComputeValues);
+HWY_EXPORT(ComputeAdjoint);
+HWY_EXPORT(NameTarget);
+
+void computeClusterValues(const ClusterPlan& plan, std::span<const float> density, std::span<float> values) {
+    HWY_DYNAMIC_DISPATCH(ComputeValues)(plan, density, values);
+}
+
+void computeClusterAdjoint(const ClusterPlan& plan, std::span<const float> density,
+                           std::span<const float> byValues, std::span<float> byDensity,
+                           std::span<float> scratch) {
+    HWY_DYNAMIC_DISPATCH(ComputeAdjoint)(plan, density, byValues, byDensity, scratch);
+}
+
+const char* findClusterTarget() {
+    return HWY_DYNAMIC_DISPATCH(NameTarget)();
+}
+
+} // namespace melta
+#endif

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "symmfunc/SymmFunc.hpp"
+#include "symmfunc/cluster/ClusterPlan.hpp"
+
+#include <span>
+#include <vector>
+
+namespace melta {
+
+// Sizes of the cluster functions.
+struct ClusterSettings {
+    int numRadius = 8;       // radial functions
+    int maxAngular = 4;      // largest degree of the harmonics, at most 6; without use for bodyOrder 2
+    int bodyOrder = 4;       // 2, 3 or 4
+    int numRadius4 = 4;      // radial functions of the four-body functions; without use below bodyOrder 4
+    float rcutRadius = 6.0f; // Angstrom
+};
+
+// Invariants of the density of neighbours, expanded on Chebyshev polynomials and real spherical harmonics.
+// With u the unit vector towards a neighbour at distance r, fc the cutoff function, w_k(e) the weight of its
+// element in channel k, and sums over all neighbours inside rcutRadius:
+//
+//     g_n(r) = T_n(2 r / rcutRadius - 1) fc(r),                            n = 0 to numRadius - 1
+//     c_knlm = sum of w_k(e) g_n(r) Y_lm(u),                               l = 0 to maxAngular
+//
+//     two-body:    c_kn00
+//     three-body:  sum over m of c_knlm c_kn'lm for n' = n and n + 1, and of c_jnlm c_knlm for j < k,
+//                  l = 1 to maxAngular
+//     four-body:   sum over m1, m2, m3 of G(l1 m1, l2 m2, l3 m3) c_knl1m1 c_knl2m2 c_knl3m3, n below
+//                  numRadius4, l1 <= l2 <= l3
+//
+// The harmonics are scaled so that the sum of Y_lm^2 over m is 1; ClusterTriples.hpp has G and the triples of
+// degrees, ClusterPlan.hpp the order of the functions. Their number grows with the channels and not with the
+// elements, the work with the neighbours and not with their pairs.
+//
+// The radial functions are those of N. Artrith, A. Urban and G. Ceder, Phys. Rev. B 96, 014112 (2017), the
+// three-body functions the power spectrum and the four-body functions the bispectrum of A. P. Bartok,
+// R. Kondor and G. Csanyi, Phys. Rev. B 87, 184115 (2013), as invariants of a density after R. Drautz,
+// Phys. Rev. B 99, 014104 (2019).
+class SymmFuncCluster final : public SymmFunc {
+public:
+    // `channelWeights` [numElems][numChannels]: w_k(e); their length says how many channels there are. The
+    // other arguments become numElems, tanhCutoff and the sizes. Stops, in this order, with the message of
+    // the base class, "size of radius basis is not positive.", "body order is none of 2, 3 and 4.", "angular
+    // degree is out of range.", "size of four-body radius basis is out of range.", "cutoff for radius is not
+    // positive.", "weights of channels do not fit the elements.", "weights of channels are not finite." and
+    // "too many symmetry functions.".
+    SymmFuncCluster(int elems, bool withTanh, const ClusterSettings& settings,
+                    std::span<const float> channelWeights);
+
+    // Weights [numElems][channels] to start from: the first channel is the sum over the elements, the further
+    // ones tell them apart, orthogonal to each other in the elements and at most 1. Two channels of two
+    // elements are sum and difference. At most as many channels as elements are of use.
+    static std::vector<float> makeChannelWeights(int elems, int channels);
+
+    static constexpr int largestAngular = 6;
+
+    // Makes the derivatives function by function through the way back, which takes its time; whoever needs
+    // only the gradient of one function of the values should call calculateGradient.
+    void calculateAtom(const NeighborArrays& neighbors, std::span<float> symmData,
+                       std::span<float> symmDiff) const override;
+    void calculateGradient(const NeighborArrays& neighbors, std::span<const float> byValues,
+                           std::span<float> byPositions) const override;
+
+private:
+    struct Workspace;
+    static Workspace& workspace(); // of the calling thread
+
+    void checkSettings(const ClusterSettings& settings) const;
+    void checkWeights() const;
+    void setPlan(const ClusterSettings& settings);
+    void computeDensity(const NeighborArrays& neighbors, Workspace& work) const;
+    void computeShellGradient(Workspace& work, std::span<const float> byValues) const;
+    void computeDerivatives(Workspace& work, std::span<float> symmDiff) const;
+    [[nodiscard]] std::span<const float> weightsOf(int element) const;
+
+    std::vector<float> weights; // [numElems][numChannels]
+    ClusterPlan plan;
+};
+
+} // namespace melta
