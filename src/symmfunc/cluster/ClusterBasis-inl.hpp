@@ -11,14 +11,14 @@
 #include <hwy/highway.h>
 
 #include "symmfunc/ShellKernels-inl.hpp"
-#include "symmfunc/cluster/RealHarmonics.hpp"
+#include "symmfunc/cluster/ClusterPlan.hpp"
 
 HWY_BEFORE_NAMESPACE();
 namespace melta {
 namespace HWY_NAMESPACE {
 
 // Rows of columns, that is of radial functions, are worked off eight at a time, since there are seldom more.
-using Columns = hn::CappedTag<float, 8>;
+using Columns = hn::CappedTag<float, ClusterPlan::columnsAtOnce>;
 
 // A quantity of a vector of neighbours takes a row of this many floats.
 constexpr std::size_t laneRow = shellPadding;

@@ -102,6 +102,23 @@ void AddHarmonics(const ClusterPlan& plan, const DensityWork& work, std::size_t 
     }
 }
 
+// Eight sums at once hide the time of an addition. There are squares of numbers, which leave one or four.
+void AddAllHarmonics(const ClusterPlan& plan, const DensityWork& work, std::size_t numNeighbors,
+                     std::span<const float> weights, float* HWY_RESTRICT density) {
+    const std::size_t numHarmonics = plan.numHarmonics();
+    std::size_t h = 0;
+    for (; h + 8 <= numHarmonics && h + 9 != numHarmonics; h += 8) {
+        AddHarmonics<8>(plan, work, numNeighbors, h, weights, density);
+    }
+    if (h + 9 == numHarmonics) {
+        AddHarmonics<9>(plan, work, numNeighbors, h, weights, density);
+    } else if (h + 4 == numHarmonics) {
+        AddHarmonics<4>(plan, work, numNeighbors, h, weights, density);
+    } else if (h + 1 == numHarmonics) {
+        AddHarmonics<1>(plan, work, numNeighbors, h, weights, density);
+    }
+}
+
 void AddDensity(const NeighborShell& shell, NeighborRange range, const ClusterPlan& plan,
                 std::span<const float> weights, std::span<float> density, std::span<float> scratch) {
     const Lanes d;
@@ -112,16 +129,7 @@ void AddDensity(const NeighborShell& shell, NeighborRange range, const ClusterPl
         FillRadius(shell, range, plan, n, lanes.x, work);
         FillHarmonics(plan, n - range.begin, lanes.u, work);
     }
-    // Enough sums at once to hide the time of an addition.
-    constexpr std::size_t atOnce = 8;
-    const std::size_t numHarmonics = plan.numHarmonics();
-    std::size_t h = 0;
-    for (; h + atOnce <= numHarmonics; h += atOnce) {
-        AddHarmonics<atOnce>(plan, work, numNeighbors, h, weights, density.data());
-    }
-    for (; h < numHarmonics; ++h) {
-        AddHarmonics<1>(plan, work, numNeighbors, h, weights, density.data());
-    }
+    AddAllHarmonics(plan, work, numNeighbors, weights, density.data());
 }
 
 } // namespace

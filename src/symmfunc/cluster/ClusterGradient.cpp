@@ -29,16 +29,16 @@ namespace {
 using Vector = hn::Vec<Lanes>;
 
 struct GradientWork {
-    float* HWY_RESTRICT mixed;       // [numHarmonics][radiusStride], b
     float* HWY_RESTRICT polynomials; // [(L + 1) (L + 2) / 2][laneRow]
     float* HWY_RESTRICT radius;      // [numRadius][2][laneRow], g and its derivative by the distance
     float* HWY_RESTRICT sums;        // [numHarmonics][2][laneRow], A and B
+    float* HWY_RESTRICT mixed;       // [numHarmonics][radiusStride], b
 
     GradientWork(ScratchCarver carver, const ClusterPlan& plan)
-        : mixed(carver.take(plan.numHarmonics() * plan.radiusStride())),
-          polynomials(carver.take((plan.maxAngular + 1) * (plan.maxAngular + 2) / 2 * laneRow)),
+        : polynomials(carver.take((plan.maxAngular + 1) * (plan.maxAngular + 2) / 2 * laneRow)),
           radius(carver.take(2 * plan.numRadius * laneRow)),
-          sums(carver.take(2 * plan.numHarmonics() * laneRow)) {}
+          sums(carver.take(2 * plan.numHarmonics() * laneRow)),
+          mixed(carver.take(plan.numHarmonics() * plan.radiusStride())) {}
 };
 
 void MixChannels(const ClusterPlan& plan, std::span<const float> weights, const float* HWY_RESTRICT byDensity,

@@ -31,10 +31,9 @@ HWY_INLINE void StoreColumns(Columns d, V v, std::size_t count, float* HWY_RESTR
     std::copy_n(lanes, count, to);
 }
 
-// Adds factor times c to the sums.
 template <class V>
-HWY_INLINE void AddProduct(Columns d, V factor, const float* HWY_RESTRICT c, float* HWY_RESTRICT sums) {
-    hn::StoreU(hn::MulAdd(factor, hn::LoadU(d, c), hn::LoadU(d, sums)), d, sums);
+HWY_INLINE void AddTo(Columns d, V v, float* HWY_RESTRICT sums) {
+    hn::StoreU(hn::Add(hn::LoadU(d, sums), v), d, sums);
 }
 
 // Squares and products of neighbouring radial functions of degree l, from the first column of the channel.
@@ -167,31 +166,38 @@ void AddPairsAdjoint(const ClusterPlan& plan, const float* density, std::size_t 
         const auto same = hn::LoadU(d, staged.same + n);
         for (std::size_t h = l * l; h < (l + 1) * (l + 1); ++h) {
             const std::size_t row = h * plan.stride() + n;
-            AddProduct(d, same, density + row + second, byDensity + row + first);
-            AddProduct(d, same, density + row + first, byDensity + row + second);
+            AddTo(d, hn::Mul(same, hn::LoadU(d, density + row + second)), byDensity + row + first);
+            AddTo(d, hn::Mul(same, hn::LoadU(d, density + row + first)), byDensity + row + second);
         }
     }
 }
 
+// The monomials of a triple that share the first harmonic stand together, so that its sum stays in a register
+// from one to the next.
 void AddTripleAdjoint(const ClusterPlan& plan, const float* density, std::size_t triple, const Staged& staged,
                       float* byDensity) {
     const Columns d;
-    const auto& triples = plan.triples;
     const std::size_t stride = plan.stride();
+    const ClusterMonomial* const begin = plan.triples.monomials.data() + plan.triples.starts[triple];
+    const ClusterMonomial* const end = plan.triples.monomials.data() + plan.triples.starts[triple + 1];
     for (std::size_t n = 0; n < plan.numRadius4; n += hn::Lanes(d)) {
         const auto same = hn::LoadU(d, staged.same + n);
-        for (std::size_t i = triples.starts[triple]; i < triples.starts[triple + 1]; ++i) {
-            const auto& [harmonics, coefficient] = triples.monomials[i];
-            const std::size_t atA = harmonics[0] * stride + n;
-            const std::size_t atB = harmonics[1] * stride + n;
-            const std::size_t atC = harmonics[2] * stride + n;
-            const auto factor = hn::Mul(same, hn::Set(d, coefficient));
-            const auto ofA = hn::Mul(factor, hn::LoadU(d, density + atA));
-            const auto ofB = hn::LoadU(d, density + atB);
-            // One after the other, because the three may be the same.
-            AddProduct(d, hn::Mul(factor, ofB), density + atC, byDensity + atA);
-            AddProduct(d, ofA, density + atC, byDensity + atB);
-            AddProduct(d, ofA, density + atB, byDensity + atC);
+        for (const ClusterMonomial* monomial = begin; monomial < end;) {
+            const std::size_t first = monomial->harmonics[0];
+            const auto ofFirst = hn::Mul(same, hn::LoadU(d, density + first * stride + n));
+            auto products = hn::Zero(d);
+            for (; monomial < end && monomial->harmonics[0] == first; ++monomial) {
+                const std::size_t atB = monomial->harmonics[1] * stride + n;
+                const std::size_t atC = monomial->harmonics[2] * stride + n;
+                const auto coefficient = hn::Set(d, monomial->coefficient);
+                const auto byB = hn::Mul(coefficient, hn::LoadU(d, density + atC));
+                const auto b = hn::LoadU(d, density + atB);
+                products = hn::MulAdd(byB, b, products);
+                // One after the other, because the two may be the same.
+                AddTo(d, hn::Mul(ofFirst, byB), byDensity + atB);
+                AddTo(d, hn::Mul(ofFirst, hn::Mul(coefficient, b)), byDensity + atC);
+            }
+            AddTo(d, hn::Mul(same, products), byDensity + first * stride + n);
         }
     }
 }

@@ -26,6 +26,9 @@ struct ClusterPlan {
     HarmonicTables harmonics;
     ClusterTriples triples; // none without four-body functions
 
+    // Columns are worked off in vectors of at most this many.
+    static constexpr std::size_t columnsAtOnce = 8;
+
     // A vector that begins in the last column ends before the next row.
     static constexpr std::size_t padding = 16;
 
@@ -36,7 +39,9 @@ struct ClusterPlan {
     }
 
     // Rows of radial functions, with zeros behind them.
-    [[nodiscard]] std::size_t radiusStride() const { return (numRadius + padding - 1) / padding * padding; }
+    [[nodiscard]] std::size_t radiusStride() const {
+        return (numRadius + columnsAtOnce - 1) / columnsAtOnce * columnsAtOnce;
+    }
 
     // First value of the four blocks, and the end.
     [[nodiscard]] std::size_t startOfSquares() const { return numChannels * numRadius; }

@@ -26,7 +26,7 @@ struct ClusterTriples {
 
 // With coefficients G(l1 m1, l2 m2, l3 m3), the integrals over the sphere of the products of three
 // harmonics, scaled so that the sum of G^2 over m1, m2 and m3 is 1. Equal products stand once, their
-// coefficients added up.
+// coefficients added up; those of a triple are in ascending order of their harmonics.
 ClusterTriples makeClusterTriples(int maxAngular);
 
 } // namespace melta
