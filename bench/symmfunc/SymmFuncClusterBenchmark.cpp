@@ -51,9 +51,13 @@ void runCluster(benchmark::State& state) {
     const std::vector<float> chebyshevSlopes = makeSlopes(chebyshev);
     std::vector<float> values(slopes.size());
     std::vector<float> byPositions(3 * numNeighbors);
+    const std::vector<float> directions(3 * numNeighbors, 0.5f);
+    std::vector<float> derivatives(3 * (numNeighbors + 1) * slopes.size());
 
     Stopwatch valueWatch;
     Stopwatch gradientWatch;
+    Stopwatch tangentWatch;
+    Stopwatch derivativeWatch;
     Stopwatch chebyshevWatch;
     std::size_t turn = 0;
     for (auto _ : state) {
@@ -68,6 +72,18 @@ void runCluster(benchmark::State& state) {
             benchmark::DoNotOptimize(byPositions.data());
             benchmark::ClobberMemory();
         }));
+        tangentWatch.time([&] {
+            ours.calculateTangent(neighbors, directions, values);
+            benchmark::DoNotOptimize(values.data());
+            benchmark::ClobberMemory();
+        });
+        if (turn % 16 == 0) {
+            derivativeWatch.time([&] {
+                ours.calculateAtom(neighbors, values, derivatives);
+                benchmark::DoNotOptimize(derivatives.data());
+                benchmark::ClobberMemory();
+            });
+        }
         chebyshevWatch.time([&] {
             chebyshev.calculateGradient(neighbors, chebyshevSlopes, byPositions);
             benchmark::DoNotOptimize(byPositions.data());
@@ -78,6 +94,8 @@ void runCluster(benchmark::State& state) {
     state.counters["functions"] = static_cast<double>(slopes.size());
     state.counters["values_us"] = 1.0e6 * valueWatch.shortest();
     state.counters["gradient_us"] = 1.0e6 * gradientWatch.shortest();
+    state.counters["tangent_us"] = 1.0e6 * tangentWatch.shortest();
+    state.counters["derivatives_us"] = 1.0e6 * derivativeWatch.shortest();
     state.counters["chebyshev/ours"] = chebyshevWatch.shortest() / gradientWatch.shortest();
 }
 

@@ -53,6 +53,26 @@ HWY_INLINE void ForEachChebyshev(V x, V first, V second, std::size_t count, Visi
     }
 }
 
+// The radial functions of neighbours `n` and following and their derivatives by the distance,
+// [numRadius][2][laneRow]. The derivative of the polynomial T_n is n U_n-1; both follow the same recurrence.
+template <class V>
+HWY_INLINE void FillRadius(Lanes d, const NeighborShell& shell, const ClusterPlan& plan, std::size_t n, V x,
+                           float* HWY_RESTRICT rows) {
+    const auto fc = hn::LoadU(d, shell.fc.data() + n);
+    const auto dfc = hn::LoadU(d, shell.dfc.data() + n);
+    const auto byX = hn::Mul(fc, hn::Set(d, 2.0f / plan.rcut));
+    const auto one = hn::Set(d, 1.0f);
+    ForEachChebyshev(x, one, x, plan.numRadius, [&](std::size_t k, auto t) {
+        hn::Store(hn::Mul(fc, t), d, rows + 2 * k * laneRow);
+        hn::Store(hn::Mul(dfc, t), d, rows + (2 * k + 1) * laneRow);
+    });
+    ForEachChebyshev(x, hn::Zero(d), one, plan.numRadius, [&](std::size_t k, auto u) {
+        float* const row = rows + (2 * k + 1) * laneRow;
+        const auto factor = hn::Mul(hn::Set(d, static_cast<float>(k)), u);
+        hn::Store(hn::MulAdd(byX, factor, hn::Load(d, row)), d, row);
+    });
+}
+
 // The polynomials p_lm, [(L + 1) (L + 2) / 2][laneRow].
 template <class V>
 HWY_INLINE void FillPolynomials(Lanes d, const HarmonicTables& tables, V z, float* HWY_RESTRICT rows) {

@@ -57,25 +57,6 @@ void MixChannels(const ClusterPlan& plan, std::span<const float> weights, const 
     }
 }
 
-// The derivative of the polynomial T_n is n U_n-1; both follow the same recurrence.
-void FillRadius(const NeighborShell& shell, const ClusterPlan& plan, std::size_t n, Vector x,
-                float* HWY_RESTRICT rows) {
-    const Lanes d;
-    const auto fc = hn::LoadU(d, shell.fc.data() + n);
-    const auto dfc = hn::LoadU(d, shell.dfc.data() + n);
-    const auto byX = hn::Mul(fc, hn::Set(d, 2.0f / plan.rcut));
-    const auto one = hn::Set(d, 1.0f);
-    ForEachChebyshev(x, one, x, plan.numRadius, [&](std::size_t k, auto t) {
-        hn::Store(hn::Mul(fc, t), d, rows + 2 * k * laneRow);
-        hn::Store(hn::Mul(dfc, t), d, rows + (2 * k + 1) * laneRow);
-    });
-    ForEachChebyshev(x, hn::Zero(d), one, plan.numRadius, [&](std::size_t k, auto u) {
-        float* const row = rows + (2 * k + 1) * laneRow;
-        const auto factor = hn::Mul(hn::Set(d, static_cast<float>(k)), u);
-        hn::Store(hn::MulAdd(byX, factor, hn::Load(d, row)), d, row);
-    });
-}
-
 // A and B of harmonics h to h + count - 1.
 template <std::size_t count>
 HWY_INLINE void SumRadius(const ClusterPlan& plan, const GradientWork& work, std::size_t h) {
@@ -172,7 +153,7 @@ void AddGradient(const NeighborShell& shell, NeighborRange range, const ClusterP
     MixChannels(plan, weights, byDensity.data(), work.mixed);
     for (std::size_t n = range.begin; n < range.end; n += hn::Lanes(d)) {
         const NeighborLanes<Vector> lanes(d, shell, n, plan.rcut);
-        FillRadius(shell, plan, n, lanes.x, work.radius);
+        FillRadius(d, shell, plan, n, lanes.x, work.radius);
         SumAllRadii(plan, work);
         const HarmonicSums sums = SumHarmonics(plan, lanes.u, work);
         // The part of `across` along u is taken away.
@@ -202,10 +183,11 @@ HWY_EXPORT(AddGradient);
 std::size_t countClusterScratch(const ClusterPlan& plan, std::size_t numNeighbors) {
     const std::size_t rowLength = hwy::RoundUpTo(numNeighbors, shellPadding);
     const std::size_t polynomials = (plan.maxAngular + 1) * (plan.maxAngular + 2) / 2 * shellPadding;
-    const std::size_t density = rowLength * (plan.radiusStride() + plan.numHarmonics());
+    const std::size_t tangent =
+        2 * rowLength * (plan.radiusStride() + plan.numHarmonics()) + 2 * plan.numRadius * shellPadding;
     const std::size_t gradient =
         plan.numHarmonics() * (plan.radiusStride() + 2 * shellPadding) + 2 * plan.numRadius * shellPadding;
-    return polynomials + std::max({density, gradient, 2 * plan.stride()});
+    return polynomials + std::max({tangent, gradient, 2 * plan.stride()});
 }
 
 void addClusterGradient(const NeighborShell& shell, NeighborRange range, const ClusterPlan& plan,

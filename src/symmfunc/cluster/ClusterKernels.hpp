@@ -18,7 +18,22 @@ std::size_t countClusterScratch(const ClusterPlan& plan, std::size_t numNeighbor
 void addClusterDensity(const NeighborShell& shell, NeighborRange range, const ClusterPlan& plan,
                        std::span<const float> weights, std::span<float> density, std::span<float> scratch);
 
+// The directions in which the neighbours of a shell move, in its order and padded like it.
+struct NeighborDirections {
+    std::span<const float> x, y, z;
+};
+
+// Adds to `tangent`, which is laid out like a density, how the density changes when the neighbours of a
+// range, all of one element, move along the directions.
+void addClusterTangent(const NeighborShell& shell, NeighborRange range, const ClusterPlan& plan,
+                       std::span<const float> weights, const NeighborDirections& directions,
+                       std::span<float> tangent, std::span<float> scratch);
+
 void computeClusterValues(const ClusterPlan& plan, std::span<const float> density, std::span<float> values);
+
+// How the values change when the densities change by `tangent`.
+void computeClusterValueTangent(const ClusterPlan& plan, std::span<const float> density,
+                                std::span<const float> tangent, std::span<float> values);
 
 // For a function of the values with derivatives `byValues`: its derivatives by the densities.
 void computeClusterAdjoint(const ClusterPlan& plan, std::span<const float> density,

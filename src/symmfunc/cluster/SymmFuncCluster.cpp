@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <numbers>
 
@@ -21,8 +22,8 @@ struct SymmFuncCluster::Workspace {
     NeighborShellBuilder builder;
     AlignedBuffer<float> density;   // [numHarmonics][stride]
     AlignedBuffer<float> byDensity; // the same
-    AlignedBuffer<float> byValues;  // [numBasis]
-    AlignedBuffer<float> gradient;  // [3][neighbours of the shell, padded]
+    AlignedBuffer<float> tangent;   // the same
+    AlignedBuffer<float> vectors;   // [3][neighbours of the shell, padded]: gradient or directions
     AlignedBuffer<float> scratch;
 
     [[nodiscard]] const NeighborShell& shell() const { return builder.shell(); }
@@ -31,21 +32,34 @@ struct SymmFuncCluster::Workspace {
         const std::size_t length = plan.numHarmonics() * plan.stride();
         density.reserve(length);
         byDensity.reserve(length);
+        tangent.reserve(length);
         scratch.reserve(countClusterScratch(plan, shell().size));
     }
 
-    ShellGradient clearGradient() {
+    ShellGradient clearVectors() {
         const std::size_t length = shell().size + shellPadding;
-        gradient.reserve(3 * length);
-        const std::span<float> all = gradient.span().first(3 * length);
+        vectors.reserve(3 * length);
+        const std::span<float> all = vectors.span().first(3 * length);
         std::ranges::fill(all, 0.0f);
-        return currentGradient();
+        return {all.first(length), all.subspan(length, length), all.last(length)};
     }
 
-    ShellGradient currentGradient() {
-        const std::size_t length = shell().size + shellPadding;
-        const std::span<float> all = gradient.span().first(3 * length);
-        return {all.first(length), all.subspan(length, length), all.last(length)};
+    // From the order of the neighbour list.
+    NeighborDirections gatherDirections(std::span<const float> directions) {
+        const ShellGradient to = clearVectors();
+        const std::size_t length = directions.size() / 3;
+        for (std::size_t n = 0; n < shell().size; ++n) {
+            const auto entry = static_cast<std::size_t>(shell().entry[n]);
+            to.x[n] = directions[entry];
+            to.y[n] = directions[length + entry];
+            to.z[n] = directions[2 * length + entry];
+        }
+        return {to.x, to.y, to.z};
+    }
+
+    std::span<float> clearTangent() {
+        tangent.setZero();
+        return tangent.span();
     }
 };
 
@@ -153,40 +167,45 @@ void SymmFuncCluster::calculateAtom(const NeighborArrays& neighbors, std::span<f
     }
 }
 
+// Each neighbour moves along each axis, which fills a row.
 void SymmFuncCluster::computeDerivatives(Workspace& work, std::span<float> symmDiff) const {
     const auto length = static_cast<std::size_t>(numBasis);
-    work.byValues.reserve(length);
-    const std::span<float> byValues = work.byValues.span().first(length);
-    std::ranges::fill(byValues, 0.0f);
-    for (std::size_t column = 0; column < length; ++column) {
-        byValues[column] = 1.0f;
-        computeShellGradient(work, byValues);
-        byValues[column] = 0.0f;
-        const ShellGradient gradient = work.currentGradient();
-        const std::array components{gradient.x, gradient.y, gradient.z};
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            double sum = 0.0;
-            for (std::size_t n = 0; n < work.shell().size; ++n) {
-                const auto entry = static_cast<std::size_t>(work.shell().entry[n]);
-                symmDiff[(3 * entry + 3 + axis) * length + column] = components[axis][n];
-                sum += static_cast<double>(components[axis][n]);
+    const ShellGradient steps = work.clearVectors();
+    const std::array components{steps.x, steps.y, steps.z};
+    for (int element = 0; element < numElems; ++element) {
+        const NeighborRange range = work.builder.getRange(static_cast<std::size_t>(element));
+        for (std::size_t n = range.begin; n < range.end; ++n) {
+            const auto entry = static_cast<std::size_t>(work.shell().entry[n]);
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                const std::span<float> tangent = work.clearTangent();
+                components[axis][n] = 1.0f;
+                addClusterTangent(work.shell(), {n, n + 1}, plan, weightsOf(element),
+                                  {steps.x, steps.y, steps.z}, tangent, work.scratch.span());
+                components[axis][n] = 0.0f;
+                const std::span<float> row = symmDiff.subspan((3 * entry + 3 + axis) * length, length);
+                computeClusterValueTangent(plan, work.density.span(), tangent, row);
+                const std::span<float> central = symmDiff.subspan(axis * length, length);
+                std::ranges::transform(central, row, central.begin(), std::minus<>());
             }
-            symmDiff[axis * length + column] = static_cast<float>(-sum);
         }
     }
 }
 
-void SymmFuncCluster::computeShellGradient(Workspace& work, std::span<const float> byValues) const {
-    const std::span<float> scratch = work.scratch.span();
-    const ShellGradient gradient = work.clearGradient();
-    computeClusterAdjoint(plan, work.density.span(), byValues, work.byDensity.span(), scratch);
+void SymmFuncCluster::calculateTangent(const NeighborArrays& neighbors, std::span<const float> directions,
+                                       std::span<float> changes) const {
+    if (neighbors.size() == 0) {
+        std::ranges::fill(changes, 0.0f);
+        return;
+    }
+    Workspace& work = workspace();
+    computeDensity(neighbors, work);
+    const NeighborDirections moves = work.gatherDirections(directions);
+    const std::span<float> tangent = work.clearTangent();
     for (int element = 0; element < numElems; ++element) {
         const NeighborRange range = work.builder.getRange(static_cast<std::size_t>(element));
-        if (range.begin < range.end) {
-            addClusterGradient(work.shell(), range, plan, weightsOf(element), work.byDensity.span(), gradient,
-                               scratch);
-        }
+        addClusterTangent(work.shell(), range, plan, weightsOf(element), moves, tangent, work.scratch.span());
     }
+    computeClusterValueTangent(plan, work.density.span(), tangent, changes);
 }
 
 void SymmFuncCluster::calculateGradient(const NeighborArrays& neighbors, std::span<const float> byValues,
@@ -197,8 +216,15 @@ void SymmFuncCluster::calculateGradient(const NeighborArrays& neighbors, std::sp
     }
     Workspace& work = workspace();
     computeDensity(neighbors, work);
-    computeShellGradient(work, byValues);
-    const ShellGradient gradient = work.currentGradient();
+    computeClusterAdjoint(plan, work.density.span(), byValues, work.byDensity.span(), work.scratch.span());
+    const ShellGradient gradient = work.clearVectors();
+    for (int element = 0; element < numElems; ++element) {
+        const NeighborRange range = work.builder.getRange(static_cast<std::size_t>(element));
+        if (range.begin < range.end) {
+            addClusterGradient(work.shell(), range, plan, weightsOf(element), work.byDensity.span(), gradient,
+                               work.scratch.span());
+        }
+    }
     for (std::size_t n = 0; n < work.shell().size; ++n) {
         const auto entry = static_cast<std::size_t>(work.shell().entry[n]);
         byPositions[entry] = gradient.x[n];

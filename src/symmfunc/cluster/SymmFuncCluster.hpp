@@ -56,12 +56,17 @@ public:
 
     static constexpr int largestAngular = 6;
 
-    // Makes the derivatives function by function through the way back, which takes its time; whoever needs
-    // only the gradient of one function of the values should call calculateGradient.
+    // The derivatives cost a pass through all functions for each neighbour and axis; calculateGradient and
+    // calculateTangent, which need none of them, cost about as much as the values.
     void calculateAtom(const NeighborArrays& neighbors, std::span<float> symmData,
                        std::span<float> symmDiff) const override;
     void calculateGradient(const NeighborArrays& neighbors, std::span<const float> byValues,
                            std::span<float> byPositions) const override;
+
+    // The other direction of calculateGradient: how the values change, changes [numBasis], when the
+    // neighbours move along directions [3][neighbours], x first, and the central atom rests.
+    void calculateTangent(const NeighborArrays& neighbors, std::span<const float> directions,
+                          std::span<float> changes) const;
 
 private:
     struct Workspace;
@@ -71,7 +76,6 @@ private:
     void checkWeights() const;
     void setPlan(const ClusterSettings& settings);
     void computeDensity(const NeighborArrays& neighbors, Workspace& work) const;
-    void computeShellGradient(Workspace& work, std::span<const float> byValues) const;
     void computeDerivatives(Workspace& work, std::span<float> symmDiff) const;
     [[nodiscard]] std::span<const float> weightsOf(int element) const;
 
