@@ -25,7 +25,7 @@ namespace {
 // A radial and an angular function of each neighbour, whose products are summed up.
 struct Factors {
     std::size_t rowLength;         // length of a row of neighbours
-    float* HWY_RESTRICT radius;    // [numNeighbors][radiusStride]
+    float* HWY_RESTRICT radius;    // [radiusStride / 4][rowLength][4], four radial functions side by side
     float* HWY_RESTRICT harmonics; // [numHarmonics][rowLength]
 
     Factors(ScratchCarver& carver, const ClusterPlan& plan, std::size_t numNeighbors)
@@ -38,34 +38,40 @@ float* TakePolynomials(ScratchCarver& carver, const ClusterPlan& plan) {
     return carver.take((plan.maxAngular + 1) * (plan.maxAngular + 2) / 2 * laneRow);
 }
 
-// Writes a lane to each row.
-template <class V>
-HWY_INLINE void StoreDown(Lanes d, V v, std::size_t stride, float* HWY_RESTRICT to) {
-    HWY_ALIGN float lanes[laneRow];
-    hn::Store(v, d, lanes);
-    for (std::size_t i = 0; i < hn::Lanes(d); ++i) {
-        to[i * stride] = lanes[i];
+// Writes the radial functions value(k) of a vector of neighbours, with zeros behind the last one.
+template <class Value>
+HWY_INLINE void StoreRadius(const ClusterPlan& plan, std::size_t offset, const Factors& to, Value&& value) {
+    const Lanes d;
+    const auto valueOrZero = [&](std::size_t k) { return k < plan.numRadius ? value(k) : hn::Zero(d); };
+    for (std::size_t k = 0; k < plan.radiusStride(); k += 4) {
+        hn::StoreInterleaved4(valueOrZero(k), valueOrZero(k + 1), valueOrZero(k + 2), valueOrZero(k + 3), d,
+                              to.radius + k * to.rowLength + 4 * offset);
     }
 }
 
-// Zeros behind the last radial function.
-void ClearPadding(const ClusterPlan& plan, std::size_t offset, const Factors& to) {
-    const std::size_t stride = plan.radiusStride();
-    for (std::size_t k = plan.numRadius; k < stride; ++k) {
-        StoreDown(Lanes(), hn::Zero(Lanes()), stride, to.radius + offset * stride + k);
+// Radial functions `column` and following of neighbour n.
+HWY_INLINE hn::Vec<Columns> LoadRadius(Columns d, const Factors& from, std::size_t column, std::size_t n) {
+    const float* const quad = from.radius + column / 4 * 4 * from.rowLength + 4 * n;
+#if HWY_TARGET == HWY_SCALAR
+    return hn::LoadU(d, quad + column % 4);
+#else
+    if constexpr (hn::MaxLanes(Columns()) == 8) {
+        const hn::Half<Columns> half;
+        return hn::Combine(d, hn::LoadU(half, quad + 4 * from.rowLength), hn::LoadU(half, quad));
+    } else {
+        return hn::LoadU(d, quad);
     }
+#endif
 }
 
 void FillFactors(const NeighborShell& shell, const ClusterPlan& plan, std::size_t n, std::size_t offset,
-                 float* HWY_RESTRICT polynomials, const Factors& to) {
+                 float* HWY_RESTRICT polynomials, float* HWY_RESTRICT rows, const Factors& to) {
     const Lanes d;
     const NeighborLanes<hn::Vec<Lanes>> lanes(d, shell, n, plan.rcut);
-    const std::size_t stride = plan.radiusStride();
     const auto fc = hn::LoadU(d, shell.fc.data() + n);
-    ForEachChebyshev(lanes.x, fc, hn::Mul(fc, lanes.x), plan.numRadius, [&](std::size_t k, auto value) {
-        StoreDown(d, value, stride, to.radius + offset * stride + k);
-    });
-    ClearPadding(plan, offset, to);
+    ForEachChebyshev(lanes.x, fc, hn::Mul(fc, lanes.x), plan.numRadius,
+                     [&](std::size_t k, auto value) { hn::Store(value, d, rows + k * laneRow); });
+    StoreRadius(plan, offset, to, [&](std::size_t k) { return hn::Load(d, rows + k * laneRow); });
     FillPolynomials(d, plan.harmonics, lanes.u.z, polynomials);
     ForEachOrder(d, plan.maxAngular, lanes.u.x, lanes.u.y, [&](std::size_t m, auto c, auto s, auto, auto) {
         for (std::size_t l = m; l <= plan.maxAngular; ++l) {
@@ -134,16 +140,12 @@ void FillTangentFactors(const NeighborShell& shell, const ClusterPlan& plan, std
     const NeighborLanes<hn::Vec<Lanes>> lanes(d, shell, n, plan.rcut);
     hn::Vec<Lanes> along;
     const auto turn = SplitDirection(d, lanes, directions, n, along);
-    const std::size_t stride = plan.radiusStride();
     FillRadius(d, shell, plan, n, lanes.x, to.radius);
-    for (std::size_t k = 0; k < plan.numRadius; ++k) {
-        const std::size_t place = offset * stride + k;
-        StoreDown(d, hn::Load(d, to.radius + 2 * k * laneRow), stride, to.turned.radius + place);
-        StoreDown(d, hn::Mul(along, hn::Load(d, to.radius + (2 * k + 1) * laneRow)), stride,
-                  to.moved.radius + place);
-    }
-    ClearPadding(plan, offset, to.turned);
-    ClearPadding(plan, offset, to.moved);
+    StoreRadius(plan, offset, to.turned,
+                [&](std::size_t k) { return hn::Load(d, to.radius + 2 * k * laneRow); });
+    StoreRadius(plan, offset, to.moved, [&](std::size_t k) {
+        return hn::Mul(along, hn::Load(d, to.radius + (2 * k + 1) * laneRow));
+    });
     FillTurnedHarmonics(plan, offset, lanes.u, turn, to);
 }
 
@@ -152,14 +154,13 @@ template <std::size_t count>
 void AddHarmonics(const ClusterPlan& plan, const Factors& factors, std::size_t numNeighbors, std::size_t h,
                   std::span<const float> weights, float* HWY_RESTRICT density) {
     const Columns d;
-    const std::size_t radiusStride = plan.radiusStride();
     for (std::size_t column = 0; column < plan.numRadius; column += hn::Lanes(d)) {
         hn::Vec<Columns> sums[count];
         for (std::size_t i = 0; i < count; ++i) {
             sums[i] = hn::Zero(d);
         }
         for (std::size_t n = 0; n < numNeighbors; ++n) {
-            const auto radius = hn::Load(d, factors.radius + n * radiusStride + column);
+            const auto radius = LoadRadius(d, factors, column, n);
             for (std::size_t i = 0; i < count; ++i) {
                 sums[i] = hn::MulAdd(hn::Set(d, factors.harmonics[(h + i) * factors.rowLength + n]), radius,
                                      sums[i]);
@@ -198,10 +199,11 @@ void AddDensity(const NeighborShell& shell, NeighborRange range, const ClusterPl
                 std::span<const float> weights, std::span<float> density, std::span<float> scratch) {
     ScratchCarver carver(scratch);
     float* const polynomials = TakePolynomials(carver, plan);
+    float* const rows = carver.take(plan.numRadius * laneRow);
     const std::size_t numNeighbors = range.end - range.begin;
     const Factors factors(carver, plan, numNeighbors);
     for (std::size_t n = range.begin; n < range.end; n += hn::Lanes(Lanes())) {
-        FillFactors(shell, plan, n, n - range.begin, polynomials, factors);
+        FillFactors(shell, plan, n, n - range.begin, polynomials, rows, factors);
     }
     AddAllHarmonics(plan, factors, numNeighbors, weights, density.data());
 }
