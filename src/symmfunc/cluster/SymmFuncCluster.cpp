@@ -123,13 +123,20 @@ void SymmFuncCluster::setPlan(const ClusterSettings& settings) {
     numBasis = static_cast<int>(plan.numValues());
 }
 
+// The cosines of a discrete transform, each channel divided by its largest.
 std::vector<float> SymmFuncCluster::makeChannelWeights(int elems, int channels) {
-    std::vector<float> result;
-    for (int element = 0; element < elems; ++element) {
-        for (int k = 0; k < channels; ++k) {
-            // The cosines of a discrete transform, the largest of which is that of the first element.
-            const double step = std::numbers::pi * k / elems;
-            result.push_back(static_cast<float>(std::cos(step * (element + 0.5)) / std::cos(0.5 * step)));
+    const auto stride = static_cast<std::size_t>(channels);
+    std::vector<float> result(static_cast<std::size_t>(elems) * stride);
+    for (int k = 0; k < channels; ++k) {
+        std::vector<double> cosines;
+        double largest = 0.0;
+        for (int element = 0; element < elems; ++element) {
+            cosines.push_back(std::cos(std::numbers::pi * k * (element + 0.5) / elems));
+            largest = std::max(largest, std::fabs(cosines.back()));
+        }
+        for (std::size_t element = 0; element < cosines.size(); ++element) {
+            result[element * stride + static_cast<std::size_t>(k)] =
+                static_cast<float>(cosines[element] / largest);
         }
     }
     return result;

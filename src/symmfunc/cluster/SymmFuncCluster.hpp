@@ -49,9 +49,9 @@ public:
     SymmFuncCluster(int elems, bool withTanh, const ClusterSettings& settings,
                     std::span<const float> channelWeights);
 
-    // Weights [numElems][channels] to start from: the first channel is the sum over the elements, the further
-    // ones tell them apart, orthogonal to each other in the elements and at most 1. Two channels of two
-    // elements are sum and difference. At most as many channels as elements are of use.
+    // Weights [elems][channels] to start from, for at most as many channels as elements: the first channel is
+    // the sum over the elements, the further ones tell them apart. Channels are orthogonal to each other, and
+    // the largest weight of each is 1. Two channels of two elements are sum and difference.
     static std::vector<float> makeChannelWeights(int elems, int channels);
 
     static constexpr int largestAngular = 6;

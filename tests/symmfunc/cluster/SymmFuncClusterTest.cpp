@@ -213,23 +213,35 @@ TEST(SymmFuncClusterTest, NeighborsOnTheAxesHaveTheDerivativesOfTheTwin) {
                                                                     6.0f));
 }
 
-TEST(SymmFuncClusterTest, StartingWeightsAreSumAndContrasts) {
-    const auto two = SymmFuncCluster::makeChannelWeights(2, 2);
-    const auto four = SymmFuncCluster::makeChannelWeights(4, 3);
+TEST(SymmFuncClusterTest, StartingWeightsOfTwoElementsAreSumAndDifference) {
+    const auto weights = SymmFuncCluster::makeChannelWeights(2, 2);
 
-    ASSERT_EQ(two.size(), 4U);
-    ASSERT_EQ(four.size(), 12U);
     constexpr std::array expected{1.0f, 1.0f, 1.0f, -1.0f};
+    ASSERT_EQ(weights.size(), 4U);
     for (std::size_t i = 0; i < 4; ++i) {
-        EXPECT_LE(std::fabs(two[i] - expected[i]), 1.0e-6f) << i;
+        EXPECT_LE(std::fabs(weights[i] - expected[i]), 1.0e-6f) << i;
     }
-    for (std::size_t a = 0; a < 3; ++a) {
-        for (std::size_t b = 0; b < a; ++b) {
-            float product = 0.0f;
-            for (std::size_t element = 0; element < 4; ++element) {
-                product += four[3 * element + a] * four[3 * element + b];
+}
+
+TEST(SymmFuncClusterTest, StartingWeightsAreOrthogonalWithALargestOfOne) {
+    for (const int elems : {1, 2, 3, 4, 7}) {
+        const auto weights = SymmFuncCluster::makeChannelWeights(elems, elems);
+        const auto size = static_cast<std::size_t>(elems);
+        ASSERT_EQ(weights.size(), size * size);
+        for (std::size_t a = 0; a < size; ++a) {
+            float largest = 0.0f;
+            std::vector<float> products(a, 0.0f);
+            for (std::size_t e = 0; e < size; ++e) {
+                const float weight = weights[e * size + a];
+                largest = std::max(largest, std::fabs(weight));
+                for (std::size_t b = 0; b < a; ++b) {
+                    products[b] += weight * weights[e * size + b];
+                }
             }
-            EXPECT_LE(std::fabs(product), 1.0e-6f) << a << " " << b;
+            EXPECT_LE(std::fabs(largest - 1.0f), 1.0e-6f) << a;
+            for (std::size_t b = 0; b < a; ++b) {
+                EXPECT_LE(std::fabs(products[b]), 1.0e-6f) << a << " " << b;
+            }
         }
     }
 }
