@@ -86,9 +86,8 @@ public:
     }
 
 private:
-    // Goes through all functions, or only counts them.
+    // Goes through all functions in their order, or only counts them.
     int visitAll(bool withTerms) {
-        const int n = set.sizes.numRadius;
         int b = 0;
         const auto visit = [&](auto&& add) {
             if (withTerms) {
@@ -97,43 +96,51 @@ private:
             ++b;
         };
         for (int k = 0; k < numChannels; ++k) {
-            for (int i = 0; i < n; ++i) {
+            for (int i = 0; i < set.sizes.numRadius; ++i) {
                 visit([&](int place) { addTwoBody(place, k, i); });
             }
         }
+        visitThreeBody(visit);
+        for (int k = 0; k < numChannels && set.sizes.bodyOrder == 4; ++k) {
+            visitFourBody(k, visit);
+        }
+        return b;
+    }
+
+    template <class Visit>
+    void visitThreeBody(Visit&& visit) {
+        const auto visitPairs = [&](int j, int k, int l, int step) {
+            for (int i = 0; i + step < set.sizes.numRadius; ++i) {
+                visit([&](int place) { addThreeBody(place, l, {j, k}, {i, i + step}); });
+            }
+        };
         for (int k = 0; k < numChannels; ++k) {
             for (int l = 1; l <= maxAngular; ++l) {
-                for (int i = 0; i < n; ++i) {
-                    visit([&](int place) { addThreeBody(place, l, {k, k}, {i, i}); });
-                }
-                for (int i = 0; i + 1 < n; ++i) {
-                    visit([&](int place) { addThreeBody(place, l, {k, k}, {i, i + 1}); });
-                }
+                visitPairs(k, k, l, 0);
+                visitPairs(k, k, l, 1);
             }
         }
         for (int k = 0; k < numChannels; ++k) {
             for (int j = 0; j < k; ++j) {
                 for (int l = 1; l <= maxAngular; ++l) {
-                    for (int i = 0; i < n; ++i) {
-                        visit([&](int place) { addThreeBody(place, l, {j, k}, {i, i}); });
+                    visitPairs(j, k, l, 0);
+                }
+            }
+        }
+    }
+
+    template <class Visit>
+    void visitFourBody(int channel, Visit&& visit) {
+        for (int l3 = 1; l3 <= maxAngular; ++l3) {
+            for (int l2 = 1; l2 <= l3; ++l2) {
+                for (int l1 = 1; l1 <= l2; ++l1) {
+                    const bool isInvariant = l3 <= l1 + l2 && (l1 + l2 + l3) % 2 == 0;
+                    for (int i = 0; i < set.sizes.numRadius4 && isInvariant; ++i) {
+                        visit([&](int place) { addFourBody(place, {l1, l2, l3}, channel, i); });
                     }
                 }
             }
         }
-        for (int k = 0; k < numChannels && set.sizes.bodyOrder == 4; ++k) {
-            for (int l3 = 1; l3 <= maxAngular; ++l3) {
-                for (int l2 = 1; l2 <= l3; ++l2) {
-                    for (int l1 = 1; l1 <= l2; ++l1) {
-                        for (int i = 0; i < set.sizes.numRadius4; ++i) {
-                            if (l3 <= l1 + l2 && (l1 + l2 + l3) % 2 == 0) {
-                                visit([&](int place) { addFourBody(place, {l1, l2, l3}, k, i); });
-                            }
-                        }
-                    }
-                }
-            }
-        }
-        return b;
     }
 
     Radial makeRadial(std::size_t j, int channel, int n) const {
