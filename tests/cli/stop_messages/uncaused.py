@@ -143,4 +143,11 @@ UNCAUSED: dict[str, list[str]] = {
         "rows and sums need three numbers for each atom.",
         "this model has no charges.",
     ],
+    "no settings choose the functions of clusters yet": [
+        "angular degree is out of range.",
+        "body order is none of 2, 3 and 4.",
+        "size of four-body radius basis is out of range.",
+        "weights of channels are not finite.",
+        "weights of channels do not fit the elements.",
+    ],
 }
