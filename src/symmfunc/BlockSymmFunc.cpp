@@ -4,7 +4,7 @@
 #include "symmfunc/BasisBlock.hpp"
 #include "symmfunc/NeighborCutoffs.hpp"
 #include "symmfunc/NeighborShellBuilder.hpp"
-#include "symmfunc/ShellGradient.hpp"
+#include "symmfunc/ShellGradientBuffer.hpp"
 
 #include <algorithm>
 #include <limits>
@@ -16,36 +16,13 @@ struct BlockSymmFunc::Workspace {
     NeighborCutoffs cutoffs;
     NeighborShellBuilder shell;
     AlignedBuffer<float> scratch;
-    AlignedBuffer<float> gradient; // [3][neighbours of the shell, padded]
+    ShellGradientBuffer gradient;
 
     std::span<float> reserveScratch(std::size_t size) {
         scratch.reserve(size);
         return scratch.span();
     }
-
-    ShellGradient clearGradient() {
-        const std::size_t length = shell.shell().size + shellPadding;
-        gradient.reserve(3 * length);
-        const std::span<float> all = gradient.span().first(3 * length);
-        std::ranges::fill(all, 0.0f);
-        return {all.first(length), all.subspan(length, length), all.last(length)};
-    }
 };
-
-namespace {
-
-// From the order of a shell to that of the neighbour list.
-void addToEntries(const NeighborShell& shell, const ShellGradient& gradient, std::span<float> byPositions) {
-    const std::size_t length = byPositions.size() / 3;
-    for (std::size_t n = 0; n < shell.size; ++n) {
-        const auto entry = static_cast<std::size_t>(shell.entry[n]);
-        byPositions[entry] += gradient.x[n];
-        byPositions[length + entry] += gradient.y[n];
-        byPositions[2 * length + entry] += gradient.z[n];
-    }
-}
-
-} // namespace
 
 BlockSymmFunc::Workspace& BlockSymmFunc::workspace() {
     thread_local Workspace work;
@@ -225,13 +202,13 @@ void BlockSymmFunc::addRadiusGradients(const NeighborArrays& neighbors, Workspac
                                        std::span<const float> byValues, std::span<float> byPositions) const {
     pickRadius(neighbors, work);
     const auto& shell = work.shell.shell();
-    const ShellGradient gradient = work.clearGradient();
+    const ShellGradient gradient = work.gradient.clear(shell.size + shellPadding);
     forEachRadiusBlock(work, [&](NeighborRange range, int start) {
         const auto columns =
             byValues.subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(numRadius));
         addRadiusGradient(shell, range, columns, gradient);
     });
-    addToEntries(shell, gradient, byPositions);
+    work.gradient.addTo(shell.entry, byPositions);
 }
 
 void BlockSymmFunc::addAngleGradients(const NeighborArrays& neighbors, Workspace& work,
@@ -239,14 +216,14 @@ void BlockSymmFunc::addAngleGradients(const NeighborArrays& neighbors, Workspace
     pickAngle(neighbors, work);
     const auto& shell = work.shell.shell();
     const auto scratch = work.reserveScratch(countGradientScratch(shell.size));
-    const ShellGradient gradient = work.clearGradient();
+    const ShellGradient gradient = work.gradient.clear(shell.size + shellPadding);
     prepareAngleGradient(shell, scratch);
     forEachAngleBlock(work, [&](NeighborRange first, NeighborRange second, int start) {
         const auto columns =
             byValues.subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(angleLength()));
         addAngleGradient(shell, first, second, columns, gradient, scratch);
     });
-    addToEntries(shell, gradient, byPositions);
+    work.gradient.addTo(shell.entry, byPositions);
 }
 
 BasisBlock BlockSymmFunc::makeBlock(std::span<float> values, std::span<float> derivatives, int start,

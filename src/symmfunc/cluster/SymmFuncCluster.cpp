@@ -5,6 +5,7 @@
 #include "structure/NeighborArrays.hpp"
 #include "symmfunc/NeighborCutoffs.hpp"
 #include "symmfunc/NeighborShellBuilder.hpp"
+#include "symmfunc/ShellGradientBuffer.hpp"
 #include "symmfunc/cluster/ClusterKernels.hpp"
 
 #include <algorithm>
@@ -23,7 +24,7 @@ struct SymmFuncCluster::Workspace {
     AlignedBuffer<float> density;   // [numHarmonics][stride]
     AlignedBuffer<float> byDensity; // the same
     AlignedBuffer<float> tangent;   // the same
-    AlignedBuffer<float> vectors;   // [3][neighbours of the shell, padded]: gradient or directions
+    ShellGradientBuffer vectors;    // gradient or directions
     AlignedBuffer<float> scratch;
 
     [[nodiscard]] const NeighborShell& shell() const { return builder.shell(); }
@@ -36,13 +37,7 @@ struct SymmFuncCluster::Workspace {
         scratch.reserve(countClusterScratch(plan, shell().size));
     }
 
-    ShellGradient clearVectors() {
-        const std::size_t length = shell().size + shellPadding;
-        vectors.reserve(3 * length);
-        const std::span<float> all = vectors.span().first(3 * length);
-        std::ranges::fill(all, 0.0f);
-        return {all.first(length), all.subspan(length, length), all.last(length)};
-    }
+    ShellGradient clearVectors() { return vectors.clear(shell().size + shellPadding); }
 
     // From the order of the neighbour list.
     NeighborDirections gatherDirections(std::span<const float> directions) {
@@ -232,12 +227,7 @@ void SymmFuncCluster::calculateGradient(const NeighborArrays& neighbors, std::sp
                                work.scratch.span());
         }
     }
-    for (std::size_t n = 0; n < work.shell().size; ++n) {
-        const auto entry = static_cast<std::size_t>(work.shell().entry[n]);
-        byPositions[entry] = gradient.x[n];
-        byPositions[neighbors.size() + entry] = gradient.y[n];
-        byPositions[2 * neighbors.size() + entry] = gradient.z[n];
-    }
+    work.vectors.addTo(work.shell().entry, byPositions);
 }
 
 } // namespace melta

@@ -2,6 +2,7 @@
 
 #include "base/Reporting.hpp"
 #include "structure/NeighborArrays.hpp"
+#include "symmfunc/ShellGradientBuffer.hpp"
 #include "symmfunc/manybody/ManyBodyKernels.hpp"
 #include "symmfunc/manybody/ManyBodyShell.hpp"
 
@@ -27,7 +28,7 @@ void clear(std::span<float> block) {
 struct SymmFuncManyBody::Workspace {
     ManyBodyShell shell;
     ManyBodyScratch scratch;
-    AlignedBuffer<float> gradient; // [3][neighbours inside the radius]
+    ShellGradientBuffer gradient;
 };
 
 SymmFuncManyBody::Workspace& SymmFuncManyBody::workspace() {
@@ -193,19 +194,10 @@ void SymmFuncManyBody::addAngleGradient(Workspace& work, std::span<const float> 
     work.shell.locateAngle(axis);
     work.scratch.reserve(numNeighbors);
     const ManyBodyNeighbors inside = work.shell.getNeighbors();
-    work.gradient.reserve(3 * inside.size);
-    const std::span<float> sums = work.gradient.span().first(3 * inside.size);
-    clear(sums);
-    const ShellGradient gradient{sums.first(inside.size), sums.subspan(inside.size, inside.size),
-                                 sums.last(inside.size)};
+    const ShellGradient gradient = work.gradient.clear(inside.size);
     addManyBodyGradient(inside, axis, router, byValues.data() + sizeRadiusBasis, triangleSize(), gradient,
                         work.scratch);
-    for (std::size_t place = 0; place < inside.size; ++place) {
-        const auto n = static_cast<std::size_t>(inside.entry[place]);
-        byPositions[n] += gradient.x[place];
-        byPositions[numNeighbors + n] += gradient.y[place];
-        byPositions[2 * numNeighbors + n] += gradient.z[place];
-    }
+    work.gradient.addTo(inside.entry.first(inside.size), byPositions);
 }
 
 } // namespace melta
