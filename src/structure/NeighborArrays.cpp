@@ -10,6 +10,7 @@ namespace melta {
 void NeighborArrays::update(const Geometry& geometry, int iatom) {
     const auto neighbors = geometry.getNeighbors(iatom);
     const float* const center = geometry.positions.data() + 3 * static_cast<std::size_t>(iatom);
+    centralElement = geometry.elements[static_cast<std::size_t>(iatom)];
     reserve(neighbors.size());
     for (std::size_t n = 0; n < neighbors.size(); ++n) {
         const auto position = geometry.computeNeighborPosition(neighbors[n]);
@@ -25,6 +26,7 @@ void NeighborArrays::update(const HostAtoms& host, int iatom, std::span<const st
                             float rcut) {
     const double* const center = host.positions.data() + 3 * static_cast<std::size_t>(iatom);
     const double limit = static_cast<double>(rcut) * static_cast<double>(rcut);
+    centralElement = host.elements[static_cast<std::size_t>(iatom)];
     reserve(list.size());
     std::size_t count = 0;
     for (std::size_t n = 0; n < list.size(); ++n) {

@@ -37,6 +37,9 @@ public:
 
     [[nodiscard]] std::size_t size() const { return numNeighbors; }
 
+    // Element index of the atom in the middle.
+    [[nodiscard]] std::int32_t getCentralElement() const { return centralElement; }
+
     // Distance from the central atom, and neighbour minus central position, Angstrom.
     [[nodiscard]] std::span<const float> r() const { return array(0); }
     [[nodiscard]] std::span<const float> dx() const { return array(1); }
@@ -63,6 +66,7 @@ private:
         return {integers.data() + which * stride, numNeighbors};
     }
 
+    std::int32_t centralElement = 0;
     std::size_t numNeighbors = 0;
     std::size_t stride = 0;               // distance between two arrays
     AlignedBuffer<float> values;          // [numArrays][stride]

@@ -5,6 +5,7 @@
 #include "structure/Geometry.hpp"
 #include "structure/NeighborArrays.hpp"
 
+#include <algorithm>
 #include <numeric>
 
 namespace melta {
@@ -38,18 +39,62 @@ void SymmFunc::checkArguments(const Geometry& geometry, int iatom, std::span<con
     }
 }
 
-void SymmFunc::calculateGradient(const NeighborArrays& neighbors, std::span<const float> byValues,
-                                 std::span<float> byPositions) const {
+std::span<const float> SymmFunc::computeDiffRows(const NeighborArrays& neighbors) const {
     thread_local AlignedBuffer<float> work;
     const auto length = static_cast<std::size_t>(numBasis);
-    const std::size_t numNeighbors = neighbors.size();
-    work.reserve(length + diffSize(numNeighbors));
-    const std::span<float> derivatives = work.span().subspan(length, diffSize(numNeighbors));
+    work.reserve(length + diffSize(neighbors.size()));
+    const std::span<float> derivatives = work.span().subspan(length, diffSize(neighbors.size()));
     calculateAtom(neighbors, work.span().first(length), derivatives);
+    return derivatives.subspan(3 * length);
+}
+
+void SymmFunc::calculateGradient(const NeighborArrays& neighbors, std::span<const float> byValues,
+                                 std::span<float> byPositions) const {
+    const std::size_t numNeighbors = neighbors.size();
+    const std::span<const float> derivatives = computeDiffRows(neighbors);
     for (std::size_t row = 0; row < 3 * numNeighbors; ++row) {
-        const std::span<const float> slopes = derivatives.subspan((row + 3) * length, length);
+        const std::span<const float> slopes = derivatives.subspan(row * byValues.size(), byValues.size());
         byPositions[row % 3 * numNeighbors + row / 3] =
             std::inner_product(slopes.begin(), slopes.end(), byValues.begin(), 0.0f);
+    }
+}
+
+void SymmFunc::calculateTangent(const NeighborArrays& neighbors, std::span<const float> directions,
+                                std::span<float> changes) const {
+    const std::size_t numNeighbors = neighbors.size();
+    const std::span<const float> derivatives = computeDiffRows(neighbors);
+    std::ranges::fill(changes, 0.0f);
+    for (std::size_t row = 0; row < 3 * numNeighbors; ++row) {
+        const std::span<const float> slopes = derivatives.subspan(row * changes.size(), changes.size());
+        const float step = directions[row % 3 * numNeighbors + row / 3];
+        std::ranges::transform(changes, slopes, changes.begin(),
+                               [step](float sum, float slope) { return sum + step * slope; });
+    }
+}
+
+void SymmFunc::calculateGradients(const NeighborArrays& neighbors, std::span<const float> byValues,
+                                  std::span<float> byPositions) const {
+    const auto length = static_cast<std::size_t>(numBasis);
+    const std::size_t numPositions = 3 * neighbors.size();
+    for (std::size_t column = 0; column < byValues.size() / length; ++column) {
+        calculateGradient(neighbors, byValues.subspan(column * length, length),
+                          byPositions.subspan(column * numPositions, numPositions));
+    }
+}
+
+void SymmFunc::calculateTangents(const NeighborArrays& neighbors, std::span<const float> directions,
+                                 std::span<float> changes) const {
+    const auto length = static_cast<std::size_t>(numBasis);
+    const std::size_t numPositions = 3 * neighbors.size();
+    for (std::size_t column = 0; column < changes.size() / length; ++column) {
+        calculateTangent(neighbors, directions.subspan(column * numPositions, numPositions),
+                         changes.subspan(column * length, length));
+    }
+}
+
+void SymmFunc::setElementWeights(std::span<const float> elementWeights) {
+    if (!elementWeights.empty()) {
+        stopWithMessage("weights of channels do not fit the elements.");
     }
 }
 

@@ -53,6 +53,31 @@ public:
     virtual void calculateGradient(const NeighborArrays& neighbors, std::span<const float> byValues,
                                    std::span<float> byPositions) const;
 
+    // The other direction: how the values change, changes [numBasis], when the neighbours move along
+    // directions [3][neighbours], x first, and the central atom rests. A kind that has no way of its own goes
+    // by symmDiff.
+    virtual void calculateTangent(const NeighborArrays& neighbors, std::span<const float> directions,
+                                  std::span<float> changes) const;
+
+    // Both of them for several functions, or several movements, of one neighbourhood: a column for each,
+    // byValues and changes [columns][numBasis], byPositions and directions [columns][3][neighbours].
+    virtual void calculateGradients(const NeighborArrays& neighbors, std::span<const float> byValues,
+                                    std::span<float> byPositions) const;
+    virtual void calculateTangents(const NeighborArrays& neighbors, std::span<const float> directions,
+                                   std::span<float> changes) const;
+
+    // Whether calculateGradients and calculateTangents cost less than products with symmDiff, so that
+    // trainings need not keep it.
+    [[nodiscard]] virtual bool isCheapWithoutDiff() const { return false; }
+
+    // How much a neighbour of an element counts in each channel of a central atom's functions, [central
+    // element][element][channel]; empty for a kind without channels.
+    [[nodiscard]] virtual std::span<const float> getElementWeights() const { return {}; }
+
+    // Replaces them, before the object is shared. Stops with "weights of channels do not fit the elements."
+    // or "weights of channels are not finite.".
+    virtual void setElementWeights(std::span<const float> elementWeights);
+
     [[nodiscard]] int getNumBasis() const { return numBasis; }
 
 protected:
@@ -64,6 +89,10 @@ protected:
     [[nodiscard]] std::size_t diffSize(std::size_t numNeighbors) const {
         return 3 * (numNeighbors + 1) * static_cast<std::size_t>(numBasis);
     }
+
+    // symmDiff of an atom without the rows of the atom itself, in memory of the calling thread: row 3 n + c
+    // [numBasis] belongs to coordinate c of neighbour n.
+    [[nodiscard]] std::span<const float> computeDiffRows(const NeighborArrays& neighbors) const;
 
     int numElems;
     int numBasis = 0; // set by the kind's constructor

@@ -106,22 +106,35 @@ void addTriple(const std::array<int, 3>& degrees, const std::vector<SpherePoint>
     triples.starts.push_back(triples.monomials.size());
 }
 
+// Calls visit with the degrees of each triple.
+template <class Visit>
+void forEachTriple(int maxAngular, Visit&& visit) {
+    for (int l3 = 1; l3 <= maxAngular; ++l3) {
+        for (int l2 = 1; l2 <= l3; ++l2) {
+            for (int l1 = l3 - l2; l1 <= l2; ++l1) {
+                if (l1 >= 1 && (l1 + l2 + l3) % 2 == 0) {
+                    visit(std::array{l1, l2, l3});
+                }
+            }
+        }
+    }
+}
+
 } // namespace
 
 ClusterTriples makeClusterTriples(int maxAngular) {
     ClusterTriples triples;
     triples.starts.push_back(0);
     const std::vector<SpherePoint> points = makeSpherePoints(maxAngular);
-    for (int l3 = 1; l3 <= maxAngular; ++l3) {
-        for (int l2 = 1; l2 <= l3; ++l2) {
-            for (int l1 = l3 - l2; l1 <= l2; ++l1) {
-                if (l1 >= 1 && (l1 + l2 + l3) % 2 == 0) {
-                    addTriple({l1, l2, l3}, points, triples);
-                }
-            }
-        }
-    }
+    forEachTriple(maxAngular,
+                  [&](const std::array<int, 3>& degrees) { addTriple(degrees, points, triples); });
     return triples;
+}
+
+std::size_t countClusterTriples(int maxAngular) {
+    std::size_t count = 0;
+    forEachTriple(maxAngular, [&](const std::array<int, 3>& /*degrees*/) { ++count; });
+    return count;
 }
 
 } // namespace melta

@@ -29,4 +29,6 @@ struct ClusterTriples {
 // coefficients added up; those of a triple are in ascending order of their harmonics.
 ClusterTriples makeClusterTriples(int maxAngular);
 
+std::size_t countClusterTriples(int maxAngular);
+
 } // namespace melta

@@ -17,6 +17,22 @@
 
 namespace melta {
 
+namespace {
+
+void requireFit(bool isFitting) {
+    if (!isFitting) {
+        stopWithMessage("weights of channels do not fit the elements.");
+    }
+}
+
+void requireFinite(std::span<const float> weights) {
+    if (!std::ranges::all_of(weights, [](float weight) { return std::isfinite(weight); })) {
+        stopWithMessage("weights of channels are not finite.");
+    }
+}
+
+} // namespace
+
 // What one thread keeps from call to call, so that only larger neighbourhoods than before allocate.
 struct SymmFuncCluster::Workspace {
     NeighborCutoffs cutoffs;
@@ -65,10 +81,20 @@ SymmFuncCluster::Workspace& SymmFuncCluster::workspace() {
 
 SymmFuncCluster::SymmFuncCluster(int elems, bool withTanh, const ClusterSettings& settings,
                                  std::span<const float> channelWeights)
-    : SymmFunc(elems, withTanh, false), weights(channelWeights.begin(), channelWeights.end()) {
+    : SymmFunc(elems, withTanh, false) {
     checkSettings(settings);
-    checkWeights();
-    setPlan(settings);
+    requireFit(!channelWeights.empty() && channelWeights.size() % static_cast<std::size_t>(numElems) == 0);
+    for (int central = 0; central < numElems; ++central) {
+        weights.insert(weights.end(), channelWeights.begin(), channelWeights.end());
+    }
+    requireFinite(weights);
+    setPlan(settings, channelWeights.size() / static_cast<std::size_t>(numElems));
+}
+
+void SymmFuncCluster::setElementWeights(std::span<const float> elementWeights) {
+    requireFit(elementWeights.size() == weights.size());
+    requireFinite(elementWeights);
+    std::ranges::copy(elementWeights, weights.begin());
 }
 
 void SymmFuncCluster::checkSettings(const ClusterSettings& settings) const {
@@ -89,19 +115,10 @@ void SymmFuncCluster::checkSettings(const ClusterSettings& settings) const {
     }
 }
 
-void SymmFuncCluster::checkWeights() const {
-    if (weights.empty() || weights.size() % static_cast<std::size_t>(numElems) != 0) {
-        stopWithMessage("weights of channels do not fit the elements.");
-    }
-    if (!std::ranges::all_of(weights, [](float weight) { return std::isfinite(weight); })) {
-        stopWithMessage("weights of channels are not finite.");
-    }
-}
-
-void SymmFuncCluster::setPlan(const ClusterSettings& settings) {
+void SymmFuncCluster::setPlan(const ClusterSettings& settings, std::size_t numChannels) {
     const int maxAngular = settings.bodyOrder >= 3 ? settings.maxAngular : 0;
     plan.numRadius = static_cast<std::size_t>(settings.numRadius);
-    plan.numChannels = weights.size() / static_cast<std::size_t>(numElems);
+    plan.numChannels = numChannels;
     plan.maxAngular = static_cast<std::size_t>(maxAngular);
     plan.rcut = settings.rcutRadius;
     plan.harmonics = makeHarmonicTables(maxAngular);
@@ -109,13 +126,24 @@ void SymmFuncCluster::setPlan(const ClusterSettings& settings) {
         plan.numRadius4 = static_cast<std::size_t>(settings.numRadius4);
         plan.triples = makeClusterTriples(maxAngular);
     }
-    // In double precision, because even 64 bits are too few for the largest arguments.
-    const auto channels = static_cast<double>(plan.numChannels);
-    const double columns = channels * static_cast<double>(plan.numRadius + plan.numRadius4);
-    if (columns * (channels + 2.0) * 50.0 > std::numeric_limits<int>::max()) {
+    if (countFunctions(settings, static_cast<int>(numChannels)) > std::numeric_limits<int>::max() / 16.0) {
         stopWithMessage("too many symmetry functions.");
     }
     numBasis = static_cast<int>(plan.numValues());
+}
+
+double SymmFuncCluster::countFunctions(const ClusterSettings& settings, int numChannels) {
+    const double radius = settings.numRadius;
+    const double pairs = 0.5 * numChannels * (numChannels - 1.0);
+    double count = numChannels * radius;
+    if (settings.bodyOrder >= 3) {
+        count += settings.maxAngular * (numChannels * (2.0 * radius - 1.0) + pairs * radius);
+    }
+    if (settings.bodyOrder == 4) {
+        count +=
+            numChannels * static_cast<double>(countClusterTriples(settings.maxAngular)) * settings.numRadius4;
+    }
+    return count;
 }
 
 // The cosines of a discrete transform, each channel divided by its largest.
@@ -137,8 +165,10 @@ std::vector<float> SymmFuncCluster::makeChannelWeights(int elems, int channels) 
     return result;
 }
 
-std::span<const float> SymmFuncCluster::weightsOf(int element) const {
-    return std::span(weights).subspan(static_cast<std::size_t>(element) * plan.numChannels, plan.numChannels);
+std::span<const float> SymmFuncCluster::weightsOf(int central, int element) const {
+    const auto place = static_cast<std::size_t>(central) * static_cast<std::size_t>(numElems) +
+                       static_cast<std::size_t>(element);
+    return std::span(weights).subspan(place * plan.numChannels, plan.numChannels);
 }
 
 void SymmFuncCluster::computeDensity(const NeighborArrays& neighbors, Workspace& work) const {
@@ -150,7 +180,8 @@ void SymmFuncCluster::computeDensity(const NeighborArrays& neighbors, Workspace&
     std::ranges::fill(density, 0.0f);
     for (int element = 0; element < numElems; ++element) {
         const NeighborRange range = work.builder.getRange(static_cast<std::size_t>(element));
-        addClusterDensity(work.shell(), range, plan, weightsOf(element), density, work.scratch.span());
+        addClusterDensity(work.shell(), range, plan, weightsOf(neighbors.getCentralElement(), element),
+                          density, work.scratch.span());
     }
 }
 
@@ -165,12 +196,12 @@ void SymmFuncCluster::calculateAtom(const NeighborArrays& neighbors, std::span<f
     computeDensity(neighbors, work);
     computeClusterValues(plan, work.density.span(), symmData);
     if (!symmDiff.empty()) {
-        computeDerivatives(work, symmDiff);
+        computeDerivatives(neighbors.getCentralElement(), work, symmDiff);
     }
 }
 
 // Each neighbour moves along each axis, which fills a row.
-void SymmFuncCluster::computeDerivatives(Workspace& work, std::span<float> symmDiff) const {
+void SymmFuncCluster::computeDerivatives(int central, Workspace& work, std::span<float> symmDiff) const {
     const auto length = static_cast<std::size_t>(numBasis);
     const ShellGradient steps = work.clearVectors();
     const std::array components{steps.x, steps.y, steps.z};
@@ -181,13 +212,13 @@ void SymmFuncCluster::computeDerivatives(Workspace& work, std::span<float> symmD
             for (std::size_t axis = 0; axis < 3; ++axis) {
                 const std::span<float> tangent = work.clearTangent();
                 components[axis][n] = 1.0f;
-                addClusterTangent(work.shell(), {n, n + 1}, plan, weightsOf(element),
+                addClusterTangent(work.shell(), {n, n + 1}, plan, weightsOf(central, element),
                                   {steps.x, steps.y, steps.z}, tangent, work.scratch.span());
                 components[axis][n] = 0.0f;
                 const std::span<float> row = symmDiff.subspan((3 * entry + 3 + axis) * length, length);
                 computeClusterValueTangent(plan, work.density.span(), tangent, row);
-                const std::span<float> central = symmDiff.subspan(axis * length, length);
-                std::ranges::transform(central, row, central.begin(), std::minus<>());
+                const std::span<float> own = symmDiff.subspan(axis * length, length);
+                std::ranges::transform(own, row, own.begin(), std::minus<>());
             }
         }
     }
@@ -195,36 +226,68 @@ void SymmFuncCluster::computeDerivatives(Workspace& work, std::span<float> symmD
 
 void SymmFuncCluster::calculateTangent(const NeighborArrays& neighbors, std::span<const float> directions,
                                        std::span<float> changes) const {
+    calculateTangents(neighbors, directions, changes);
+}
+
+void SymmFuncCluster::calculateTangents(const NeighborArrays& neighbors, std::span<const float> directions,
+                                        std::span<float> changes) const {
     if (neighbors.size() == 0) {
         std::ranges::fill(changes, 0.0f);
         return;
     }
     Workspace& work = workspace();
     computeDensity(neighbors, work);
+    const auto length = static_cast<std::size_t>(numBasis);
+    const std::size_t numPositions = 3 * neighbors.size();
+    for (std::size_t column = 0; column < changes.size() / length; ++column) {
+        addColumnTangent(neighbors.getCentralElement(),
+                         directions.subspan(column * numPositions, numPositions), work,
+                         changes.subspan(column * length, length));
+    }
+}
+
+void SymmFuncCluster::addColumnTangent(int central, std::span<const float> directions, Workspace& work,
+                                       std::span<float> changes) const {
     const NeighborDirections moves = work.gatherDirections(directions);
     const std::span<float> tangent = work.clearTangent();
     for (int element = 0; element < numElems; ++element) {
         const NeighborRange range = work.builder.getRange(static_cast<std::size_t>(element));
-        addClusterTangent(work.shell(), range, plan, weightsOf(element), moves, tangent, work.scratch.span());
+        addClusterTangent(work.shell(), range, plan, weightsOf(central, element), moves, tangent,
+                          work.scratch.span());
     }
     computeClusterValueTangent(plan, work.density.span(), tangent, changes);
 }
 
 void SymmFuncCluster::calculateGradient(const NeighborArrays& neighbors, std::span<const float> byValues,
                                         std::span<float> byPositions) const {
+    calculateGradients(neighbors, byValues, byPositions);
+}
+
+void SymmFuncCluster::calculateGradients(const NeighborArrays& neighbors, std::span<const float> byValues,
+                                         std::span<float> byPositions) const {
     std::ranges::fill(byPositions, 0.0f);
     if (neighbors.size() == 0) {
         return;
     }
     Workspace& work = workspace();
     computeDensity(neighbors, work);
+    const auto length = static_cast<std::size_t>(numBasis);
+    const std::size_t numPositions = 3 * neighbors.size();
+    for (std::size_t column = 0; column < byValues.size() / length; ++column) {
+        addColumnGradient(neighbors.getCentralElement(), byValues.subspan(column * length, length), work,
+                          byPositions.subspan(column * numPositions, numPositions));
+    }
+}
+
+void SymmFuncCluster::addColumnGradient(int central, std::span<const float> byValues, Workspace& work,
+                                        std::span<float> byPositions) const {
     computeClusterAdjoint(plan, work.density.span(), byValues, work.byDensity.span(), work.scratch.span());
     const ShellGradient gradient = work.clearVectors();
     for (int element = 0; element < numElems; ++element) {
         const NeighborRange range = work.builder.getRange(static_cast<std::size_t>(element));
         if (range.begin < range.end) {
-            addClusterGradient(work.shell(), range, plan, weightsOf(element), work.byDensity.span(), gradient,
-                               work.scratch.span());
+            addClusterGradient(work.shell(), range, plan, weightsOf(central, element), work.byDensity.span(),
+                               gradient, work.scratch.span());
         }
     }
     work.vectors.addTo(work.shell().entry, byPositions);

@@ -19,7 +19,8 @@ struct ClusterSettings {
 
 // Invariants of the density of neighbours, expanded on Chebyshev polynomials and real spherical harmonics.
 // With u the unit vector towards a neighbour at distance r, fc the cutoff function, w_k(e) the weight of its
-// element in channel k, and sums over all neighbours inside rcutRadius:
+// element in channel k, which the element of the central atom has for itself, and sums over all neighbours
+// inside rcutRadius:
 //
 //     g_n(r) = T_n(2 r / rcutRadius - 1) fc(r),                            n = 0 to numRadius - 1
 //     c_knlm = sum of w_k(e) g_n(r) Y_lm(u),                               l = 0 to maxAngular
@@ -40,12 +41,12 @@ struct ClusterSettings {
 // Phys. Rev. B 99, 014104 (2019).
 class SymmFuncCluster final : public SymmFunc {
 public:
-    // `channelWeights` [numElems][numChannels]: w_k(e); their length says how many channels there are. The
-    // other arguments become numElems, tanhCutoff and the sizes. Stops, in this order, with the message of
-    // the base class, "size of radius basis is not positive.", "body order is none of 2, 3 and 4.", "angular
-    // degree is out of range.", "size of four-body radius basis is out of range.", "cutoff for radius is not
-    // positive.", "weights of channels do not fit the elements.", "weights of channels are not finite." and
-    // "too many symmetry functions.".
+    // `channelWeights` [numElems][numChannels]: w_k(e), to begin with the same for each central element;
+    // their length says how many channels there are. The other arguments become numElems, tanhCutoff and the
+    // sizes. Stops, in this order, with the message of the base class, "size of radius basis is not
+    // positive.", "body order is none of 2, 3 and 4.", "angular degree is out of range.", "size of four-body
+    // radius basis is out of range.", "cutoff for radius is not positive.", "weights of channels do not fit
+    // the elements.", "weights of channels are not finite." and "too many symmetry functions.".
     SymmFuncCluster(int elems, bool withTanh, const ClusterSettings& settings,
                     std::span<const float> channelWeights);
 
@@ -56,30 +57,41 @@ public:
 
     static constexpr int largestAngular = 6;
 
+    // How many functions there are, in double precision because the sizes may make any number.
+    static double countFunctions(const ClusterSettings& settings, int numChannels);
+
     // The derivatives cost a pass through all functions for each neighbour and axis; calculateGradient and
     // calculateTangent, which need none of them, cost about as much as the values.
     void calculateAtom(const NeighborArrays& neighbors, std::span<float> symmData,
                        std::span<float> symmDiff) const override;
     void calculateGradient(const NeighborArrays& neighbors, std::span<const float> byValues,
                            std::span<float> byPositions) const override;
-
-    // The other direction of calculateGradient: how the values change, changes [numBasis], when the
-    // neighbours move along directions [3][neighbours], x first, and the central atom rests.
     void calculateTangent(const NeighborArrays& neighbors, std::span<const float> directions,
-                          std::span<float> changes) const;
+                          std::span<float> changes) const override;
+    void calculateGradients(const NeighborArrays& neighbors, std::span<const float> byValues,
+                            std::span<float> byPositions) const override;
+    void calculateTangents(const NeighborArrays& neighbors, std::span<const float> directions,
+                           std::span<float> changes) const override;
+    [[nodiscard]] bool isCheapWithoutDiff() const override { return true; }
+
+    [[nodiscard]] std::span<const float> getElementWeights() const override { return weights; }
+    void setElementWeights(std::span<const float> elementWeights) override;
 
 private:
     struct Workspace;
     static Workspace& workspace(); // of the calling thread
 
     void checkSettings(const ClusterSettings& settings) const;
-    void checkWeights() const;
-    void setPlan(const ClusterSettings& settings);
+    void setPlan(const ClusterSettings& settings, std::size_t numChannels);
     void computeDensity(const NeighborArrays& neighbors, Workspace& work) const;
-    void computeDerivatives(Workspace& work, std::span<float> symmDiff) const;
-    [[nodiscard]] std::span<const float> weightsOf(int element) const;
+    void computeDerivatives(int central, Workspace& work, std::span<float> symmDiff) const;
+    void addColumnGradient(int central, std::span<const float> byValues, Workspace& work,
+                           std::span<float> byPositions) const;
+    void addColumnTangent(int central, std::span<const float> directions, Workspace& work,
+                          std::span<float> changes) const;
+    [[nodiscard]] std::span<const float> weightsOf(int central, int element) const;
 
-    std::vector<float> weights; // [numElems][numChannels]
+    std::vector<float> weights; // [numElems][numElems][numChannels]
     ClusterPlan plan;
 };
 
