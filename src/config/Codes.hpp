@@ -18,6 +18,12 @@ struct LineSearch {
     enum Code : int { moreThuente = 0, armijo = 1, wolfe = 2, strongWolfe = 3 };
 };
 
+// What is measured by one scale among the inputs of a network: all of them, or each by itself. The kinds of
+// symmetry functions choose where the user does not.
+struct SymmScale {
+    enum Code : int { byKind = 0, shared = 1, each = 2 };
+};
+
 // Slope of the linear part of the twisted tanh, tanh(x) + 0.16 x.
 inline constexpr float twistedTanhSlope = 0.16f;
 
@@ -42,6 +48,11 @@ inline constexpr std::array lineSearchNames{
     CodeName{LineSearch::armijo, "armijo", "Armijo"},
     CodeName{LineSearch::wolfe, "wolfe", "Wolfe"},
     CodeName{LineSearch::strongWolfe, "strong-wolfe", "Strong-Wolfe"},
+};
+
+inline constexpr std::array symmScaleNames{
+    CodeName{SymmScale::shared, "shared", "Shared"},
+    CodeName{SymmScale::each, "each", "Each Function"},
 };
 
 // The entry of a code or of a word of the properties file (exact comparison); null when there is none.

@@ -76,7 +76,9 @@ public:
     int numAngle = 30;       // number of angular functions; for Behler without the factor 2 of lambda
     float rcutRadius = 6.0f; // radial cutoff, Angstrom
     float rcutAngle = 6.0f;  // angular cutoff, Angstrom; 0 without angular functions
-    int behlerG4 = 0;        // 1: the angular Behler functions are G4, 0: G3
+    int symmScale = SymmScale::byKind; // a SymmScale
+    int storeDerivatives = 0;          // non-zero: derivatives are kept even where trainings can do without
+    int behlerG4 = 0;                  // 1: the angular Behler functions are G4, 0: G3
 
     // Parameters of the Behler functions.
     std::vector<float> radiusEta;   // eta of G2 [numRadius], 1/Angstrom^2

@@ -93,6 +93,14 @@ BannerBlock makeEpochLines(const Property& property) {
     };
 }
 
+// Only where it is not what all trainings were once.
+BannerBlock makeScaleLines(const Property& property) {
+    if (!scalesEachFunction(property)) {
+        return {};
+    }
+    return {{"  Scale of Inputs     = ", titleText(symmScaleNames, SymmScale::each)}};
+}
+
 BannerBlock makeTargetLines(const Property& property, bool chargeMode) {
     if (chargeMode) {
         return {
@@ -156,6 +164,7 @@ BannerBlock makeOptimiserLines(const Property& property) {
 }
 
 void printTrainingItems(const Property& property, bool chargeMode) {
+    printBlock(makeScaleLines(property));
     printBlock(makeEpochLines(property));
     printBlock(makeTargetLines(property, chargeMode));
     printBlock(makeRateLines(property, chargeMode));

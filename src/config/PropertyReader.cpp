@@ -64,6 +64,9 @@ constexpr KeyRow keyRows[] = {
     {"activ", Check::any, WordTarget{&Property::activEnergy, &Property::activCharge, activationNames},
      "acctiv", "activ"},
     {"lbfgs", Check::notNegative, LbfgsTarget{&Property::lbfgs}, "lbfgs", "lbfgs"},
+    onOff("storeDerivatives", &Property::storeDerivatives),
+    {"symmScale", Check::any, WordTarget{&Property::symmScale, &Property::symmScale, symmScaleNames},
+     "symmScale", "symmScale"},
     {"lineSearch", Check::any, WordTarget{&Property::lineSearch, &Property::lineSearch, lineSearchNames},
      "lineSearch", "lineSearch"},
     {"lineSteps", Check::positive, IntTarget{&Property::lineSteps, &Property::lineSteps}, "lineSteps",
@@ -224,9 +227,9 @@ const KeyRow& findRow(const std::string& key) {
     return *row;
 }
 
-} // namespace
-
-void readPropertyKeys(Property& property, const std::string& fileName, bool chargeMode) {
+// Calls visit with each key and the scanner behind it.
+template <class Visit>
+void forEachKey(const std::string& fileName, Visit&& visit) {
     LineReader reader(fileName);
     if (!reader.isOpen()) {
         stopWithMessage("cannot open file: %s", fileName.c_str());
@@ -240,9 +243,33 @@ void readPropertyKeys(Property& property, const std::string& fileName, bool char
         if (key == "endProperty") {
             return;
         }
+        visit(key, scanner);
+    }
+}
+
+// The kind of symmetry functions that a file chooses, wherever in it; null without or with an unknown one.
+const SymmFuncKind* findChosenKind(const std::string& fileName) {
+    const SymmFuncKind* kind = nullptr;
+    forEachKey(fileName, [&](const std::string& key, FieldScanner& scanner) {
+        std::string word;
+        if (std::holds_alternative<SymmFuncTarget>(findRow(key).target) && scanner.readWord(word)) {
+            kind = findSymmFuncKind(word);
+        }
+    });
+    return kind;
+}
+
+} // namespace
+
+void readPropertyKeys(Property& property, const std::string& fileName, bool chargeMode) {
+    const SymmFuncKind* const kind = findChosenKind(fileName);
+    if (kind != nullptr && kind->getCode() != property.symmFuncKind) {
+        kind->setDefaults(property);
+    }
+    forEachKey(fileName, [&](const std::string& key, FieldScanner& scanner) {
         const KeyRow& row = findRow(key);
         std::visit(ValueReader(property, fileName, chargeMode, row, scanner), row.target);
-    }
+    });
 }
 
 } // namespace melta

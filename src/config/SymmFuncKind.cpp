@@ -16,6 +16,10 @@ const SymmFuncKind* findKind(Predicate isWanted) {
 
 } // namespace
 
+void SymmFuncKind::setDefaults(Property& /*property*/) const {}
+
+void SymmFuncKind::fitToElements(Property& /*property*/, int /*numElems*/) const {}
+
 void SymmFuncKind::checkSettings(const Property& /*property*/, const std::string& /*fileName*/) const {}
 
 void SymmFuncKind::readFunctions(Property& /*property*/, const std::string& /*functionFile*/) const {}
@@ -34,6 +38,11 @@ const SymmFuncKind& symmFuncKindOf(const Property& property) {
         stopWithMessage("unknown symmetry function.");
     }
     return *kind;
+}
+
+bool scalesEachFunction(const Property& property) {
+    return property.symmScale == SymmScale::byKind ? symmFuncKindOf(property).scalesEachByDefault()
+                                                   : property.symmScale == SymmScale::each;
 }
 
 } // namespace melta

@@ -42,6 +42,12 @@ public:
     // chosen.
     [[nodiscard]] virtual std::span<const KeyRow> keys() const = 0;
 
+    // Changes defaults that suit other kinds better, when this one is chosen and before its keys are read.
+    virtual void setDefaults(Property& property) const;
+
+    // Settles what depends on the number of elements, once the data are known.
+    virtual void fitToElements(Property& property, int numElems) const;
+
     // Checks the settings against each other. Stops with "%s: %s", the complaint and `fileName`.
     virtual void checkSettings(const Property& property, const std::string& fileName) const;
 
@@ -76,6 +82,10 @@ public:
     // derivatives are too many to be kept.
     [[nodiscard]] virtual bool isDirectByDefault() const { return false; }
 
+    // Whether each function has a scale of its own among the inputs of a network unless the user says
+    // otherwise.
+    [[nodiscard]] virtual bool scalesEachByDefault() const { return false; }
+
     // Whether a network has inputs of its own for each element, so that they move when the elements change.
     [[nodiscard]] virtual bool dependsOnElements(const Property& property) const {
         return property.elemWeight == 0;
@@ -109,5 +119,8 @@ const SymmFuncKind* findSymmFuncKind(std::string_view word);
 
 // The kind that the settings have chosen. Stops with "unknown symmetry function." when there is none.
 const SymmFuncKind& symmFuncKindOf(const Property& property);
+
+// Whether the settings give each function a scale of its own. Stops with "unknown symmetry function.".
+bool scalesEachFunction(const Property& property);
 
 } // namespace melta

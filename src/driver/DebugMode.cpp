@@ -6,6 +6,7 @@
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
 #include "config/FiniteNumber.hpp"
+#include "config/SymmFuncKind.hpp"
 #include "structure/GeometrySetLoader.hpp"
 #include "training/NNChargeTrainer.hpp"
 #include "training/NNEnergyTrainer.hpp"
@@ -28,9 +29,10 @@ template <class Trainer>
 void runDebug(std::span<const std::string> words, bool chargeMode) {
     const float shift = readShift(words);
     const std::string propertyFile = words.size() >= 3 ? words[2] : fileNames::properties;
-    const Property property = loadConfiguration(propertyFile, chargeMode);
+    Property property = loadConfiguration(propertyFile, chargeMode);
     const auto trainingSet =
         loadGeometrySet(fileNames::train, property, makeBaselineRemoval(baselineFileOf(property)));
+    symmFuncKindOf(property).fitToElements(property, trainingSet->numElems);
     Trainer trainer(&property, trainingSet.get(), nullptr);
     trainer.performDebug(fileNames::network, shift);
 }

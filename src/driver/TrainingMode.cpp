@@ -7,6 +7,7 @@
 #include "baseline/BaselineRemover.hpp"
 #include "config/ConfigurationLoader.hpp"
 #include "config/FileNames.hpp"
+#include "config/SymmFuncKind.hpp"
 #include "structure/GeometrySetLoader.hpp"
 #include "training/NNChargeTrainer.hpp"
 #include "training/NNEnergyTrainer.hpp"
@@ -39,11 +40,12 @@ void runTraining(std::span<const std::string> words, bool chargeMode) {
     // Left by an earlier run. What comes from now on is for this one.
     StopFile(fileNames::stopFile).consume();
     const std::string propertyFile = words.size() >= 2 ? words[1] : fileNames::properties;
-    const Property property = loadConfiguration(propertyFile, chargeMode);
+    Property property = loadConfiguration(propertyFile, chargeMode);
     printOut("  * Read TRAINING data.\n\n");
     flushOut();
     const auto trainingSet =
         loadGeometrySet(fileNames::train, property, makeBaselineRemoval(baselineFileOf(property)));
+    symmFuncKindOf(property).fitToElements(property, trainingSet->numElems);
     const auto testSet = loadTestSet(property, *trainingSet);
     Trainer trainer(&property, trainingSet.get(), testSet.get());
     trainer.performTraining(fileNames::network, fileNames::distribution, fileNames::stopFile);

@@ -178,6 +178,7 @@ bool restoreNN(NNArch& arch, const std::string& fileName, const GeometrySet* geo
     }
     restoreNetworks(arch.getProperty(), *geometrySet, fileName, arch.getSymmStatistics(),
                     arch.getEnergyEnsembles(), arch.getChargeEnsembles());
+    arch.applyElementWeights();
     return true;
 }
 

@@ -6,6 +6,7 @@
 #include "modelio/NetworkCompanion.hpp"
 #include "modelio/NetworkHead.hpp"
 #include "modelio/OpenModel.hpp"
+#include "network/InputScales.hpp"
 #include "structure/GeometrySet.hpp"
 
 #include <algorithm>
@@ -53,12 +54,19 @@ void NNIO::writeNetworkFile(FileReplacement& files, const std::string& fileName,
                             const std::vector<NNEnsemble>& charge) const {
     requireElements(*geometrySet, statistics, energy, charge);
     std::FILE* const head = files.open(fileName);
-    if (!energy.empty()) {
-        writeCompanion(files.open(companionName(fileName, energyKind)), energyKind, *geometrySet, energy);
-    }
-    if (!charge.empty()) {
-        writeCompanion(files.open(companionName(fileName, chargeKind)), chargeKind, *geometrySet, charge);
-    }
+    const auto write = [&](const NetworkKind& kind, const std::vector<NNEnsemble>& ensembles) {
+        if (ensembles.empty()) {
+            return;
+        }
+        std::FILE* const companion = files.open(companionName(fileName, kind));
+        if (statistics.scalesEach()) {
+            writeCompanion(companion, kind, *geometrySet, withSharedScales(statistics, ensembles));
+        } else {
+            writeCompanion(companion, kind, *geometrySet, ensembles);
+        }
+    };
+    write(energyKind, energy);
+    write(chargeKind, charge);
     writeNetworkHead(head, *property, *geometrySet, statistics);
 }
 
@@ -74,6 +82,10 @@ void NNIO::readNetworkFile(const std::string& fileName, SymmStatistics& statisti
             statistics.symmAve[static_cast<std::size_t>(map[i])] = elements[i].symmAve;
             statistics.symmDev[static_cast<std::size_t>(map[i])] = elements[i].symmDev;
         }
+    }
+    if (!statistics.elementWeights.empty()) {
+        takeElementWeights(elements, map, static_cast<std::size_t>(geometrySet->numElems), fileName,
+                           statistics.elementWeights);
     }
     if (!energy.empty()) {
         readCompanion(std::move(files.energy), companionName(fileName, energyKind), energyKind, *property,

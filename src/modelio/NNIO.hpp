@@ -21,6 +21,7 @@ class Property;
 //         rcutReaxFF rateReaxFF                                                  baseline 2
 //         m2 m3 rinner router                                                    many-body
 //         numRadius numAngle rcutRadius rcutAngle                                Chebyshev
+//         numRadius maxAngular bodyOrder numRadius4 channels rcutRadius          cluster functions
 //         numRadius numAngle rcutRadius rcutAngle behlerG4                       Behler, followed by
 //             radiusEta radiusShift                         for each radial function
 //             angleEta angleZeta angleShift                 for each angular function
@@ -28,7 +29,9 @@ class Property;
 //     layersEnergy nodesEnergy activEnergy modelsEnergy
 //         layersCharge nodesCharge activCharge modelsCharge                      withCharge not 0
 //     number of elements
-//     name symmAve symmDev atomic number                    for each element
+//     name symmAve symmDev atomic number                    for each element; with cluster functions, on the
+//                                                           same line, the weights of its neighbours
+//                                                           [number of elements][channels]
 //
 // A companion, for each element of the head and each model: weights and biases of the hidden layers, weights
 // of the output layer, and its bias, to which that of energies adds the element's mean energy, so that the

@@ -15,8 +15,18 @@ namespace {
 // A line "name symmAve symmDev ...". False if it is another one.
 bool parseElement(const std::string& line, HeadElement& element) {
     FieldScanner scanner(line);
-    return scanner.readWord(element.name) && element.name.size() <= HeadElement::maxNameLength &&
-           readFinite(scanner, element.symmAve) && readFinite(scanner, element.symmDev);
+    if (!scanner.readWord(element.name) || element.name.size() > HeadElement::maxNameLength ||
+        !readFinite(scanner, element.symmAve) || !readFinite(scanner, element.symmDev)) {
+        return false;
+    }
+    int atomNumber = 0;
+    float weight = 0.0f;
+    if (scanner.readInt(atomNumber)) {
+        while (readFinite(scanner, weight)) {
+            element.elementWeights.push_back(weight);
+        }
+    }
+    return true;
 }
 
 bool hasElement(const std::vector<HeadElement>& elements, const std::string& name) {
@@ -66,9 +76,13 @@ void writeNetworkHead(std::FILE* stream, const Property& property, const Geometr
     writeHeadSettings(stream, property);
     std::fprintf(stream, "%d\n", geometrySet.numElems);
     for (std::size_t e = 0; e < static_cast<std::size_t>(geometrySet.numElems); ++e) {
-        std::fprintf(stream, "%s %.8e %.8e %d\n", geometrySet.elemNames[e].c_str(),
+        std::fprintf(stream, "%s %.8e %.8e %d", geometrySet.elemNames[e].c_str(),
                      static_cast<double>(statistics.symmAve[e]), static_cast<double>(statistics.symmDev[e]),
                      static_cast<int>(geometrySet.elemAtomNumbers[e]));
+        for (const float weight : statistics.ofElement(statistics.elementWeights, e)) {
+            std::fprintf(stream, " %.8e", static_cast<double>(weight));
+        }
+        std::fputs("\n", stream);
     }
 }
 
@@ -89,6 +103,26 @@ std::vector<HeadElement> readNetworkHead(FilePointer file, const std::string& fi
     std::vector<HeadElement> elements;
     readElements(head, numElems, elements);
     return elements;
+}
+
+void takeElementWeights(const std::vector<HeadElement>& elements, std::span<const int> map,
+                        std::size_t numElems, const std::string& fileName,
+                        std::vector<float>& elementWeights) {
+    const std::size_t numChannels = elementWeights.size() / (numElems * numElems);
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+        if (elements[i].elementWeights.size() != elements.size() * numChannels) {
+            stopWithMessage("incorrect weights of channels: %s", fileName.c_str());
+        }
+        for (std::size_t j = 0; map[i] >= 0 && j < elements.size(); ++j) {
+            if (map[j] >= 0) {
+                const std::size_t place =
+                    static_cast<std::size_t>(map[i]) * numElems + static_cast<std::size_t>(map[j]);
+                std::copy_n(elements[i].elementWeights.begin() + static_cast<std::ptrdiff_t>(j * numChannels),
+                            numChannels,
+                            elementWeights.begin() + static_cast<std::ptrdiff_t>(place * numChannels));
+            }
+        }
+    }
 }
 
 std::vector<int> mapElements(const std::vector<HeadElement>& elements, const GeometrySet& geometrySet) {

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,10 @@ struct HeadElement {
     std::string name;
     float symmAve; // centre of the raw symmetry values
     float symmDev; // their half width, positive
+
+    // Further numbers: [number of elements][channels], how much neighbours count in the functions of this
+    // element; empty for kinds without channels.
+    std::vector<float> elementWeights;
 };
 
 // Writes the head of a model with the elements of `geometrySet`.
@@ -38,6 +43,13 @@ void writeNetworkHead(std::FILE* stream, const Property& property, const Geometr
 std::vector<HeadElement> readNetworkHead(FilePointer file, const std::string& fileName,
                                          const Property& property, const GeometrySet& geometrySet,
                                          bool withEnergy, bool withCharge);
+
+// Takes the weights of the elements of a head, which go to those of the map, into elementWeights
+// [numElems][numElems][channels] of `numElems` elements. Stops with "incorrect weights of channels: %s"
+// unless each element of the head has one for each of its elements and channels.
+void takeElementWeights(const std::vector<HeadElement>& elements, std::span<const int> map,
+                        std::size_t numElems, const std::string& fileName,
+                        std::vector<float>& elementWeights);
 
 // Index in the set for each element of a head, found by name, or -1.
 std::vector<int> mapElements(const std::vector<HeadElement>& elements, const GeometrySet& geometrySet);

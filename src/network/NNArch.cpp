@@ -2,6 +2,8 @@
 
 #include "base/MemoryPurpose.hpp"
 #include "base/Reporting.hpp"
+#include "config/SymmFuncKind.hpp"
+#include "network/InputScales.hpp"
 #include "network/NetworkShape.hpp"
 #include "symmfunc/SymmFuncFactory.hpp"
 
@@ -40,6 +42,8 @@ void NNArch::initLayers(const GeometrySet* geometrySet) {
     statistics.symmAve.assign(static_cast<std::size_t>(numElems), 0.0f);
     // Not prepared yet: normalisation refuses to run, and no restored network is rescaled.
     statistics.symmDev.assign(static_cast<std::size_t>(numElems), -1.0f);
+    const std::span<const float> weights = symmFunc->getElementWeights();
+    statistics.elementWeights.assign(weights.begin(), weights.end());
     if (hasEnergyNetworks()) {
         energyEnsembles = makeEnergyNetworks(*geometrySet);
     }
@@ -144,14 +148,38 @@ void NNArch::normalizeAll() {
     renormalizeSymmFuncs(true);
 }
 
+bool NNArch::storesDerivatives() const {
+    return property->storeDerivatives != 0 || !symmFunc->isCheapWithoutDiff();
+}
+
+void NNArch::takeInputScales() {
+    inputScales.clear();
+    for (std::size_t e = 0; e < static_cast<std::size_t>(numElems); ++e) {
+        for (const double scale : scalesInUse(statistics, e, static_cast<std::size_t>(numBasis)).scale) {
+            inputScales.push_back(static_cast<float>(scale));
+        }
+    }
+}
+
 // Lays the batch out once its symmetry functions are there.
 void NNArch::layOutBatch() {
     const auto cut = isMainArch ? BatchLayout::Cut::geometries : BatchLayout::Cut::atoms;
+    if (!storesDerivatives()) {
+        takeInputScales();
+    }
+    const auto viewOf = [&](const std::vector<NNEnsemble>& ensembles) {
+        BatchView view{ensembles, geometries.getBatch(), geometries.getRowsOfBatch(), {}};
+        if (!storesDerivatives()) {
+            view.symmFunc = symmFunc.get();
+            view.inputScales = inputScales;
+        }
+        return view;
+    };
     if (hasEnergyNetworks()) {
-        energyPass.setBatch({energyEnsembles, geometries.getBatch(), geometries.getRowsOfBatch(), {}}, cut);
+        energyPass.setBatch(viewOf(energyEnsembles), cut);
     }
     if (hasChargeNetworks()) {
-        chargePass.setBatch({chargeEnsembles, geometries.getBatch(), geometries.getRowsOfBatch(), {}}, cut);
+        chargePass.setBatch(viewOf(chargeEnsembles), cut);
     }
 }
 
@@ -171,12 +199,13 @@ void NNArch::calculateSymmFuncs(bool derive, bool all, bool silent) {
     const auto part = all ? BatchGeometries::Part::all : BatchGeometries::Part::batch;
     geometries.requireSet(part);
     makeSymmFunc();
-    geometries.requireRoom(part, numBasis, derive, *property);
+    const bool isStored = derive && storesDerivatives();
+    geometries.requireRoom(part, numBasis, isStored, *property);
     const bool isTold = all && !silent;
     if (isTold) {
         printTitleOfSymmFuncs();
     }
-    geometries.calculate(part, *symmFunc, derive, isTold);
+    geometries.calculate(part, *symmFunc, isStored, isTold);
     if (!all) {
         layOutBatch();
     }
@@ -193,15 +222,28 @@ void NNArch::statisticsSymmFuncs(const GeometrySet* geometrySet) {
     makeSymmFunc();
     printOut("  * Renormalize symmetry functions.\n\n");
     const SymmStatistics old = statistics;
-    statistics = useStored ? statisticsOfRows(geometries.getAll(), geometries.getRowsOfAll(), numElems)
-                           : statisticsOfSet(*symmFunc, *geometrySet);
+    const bool ofEach = scalesEachFunction(*property);
+    statistics = useStored
+                     ? statisticsOfRows(geometries.getAll(), geometries.getRowsOfAll(), numElems, ofEach)
+                     : statisticsOfSet(*symmFunc, *geometrySet, ofEach);
+    statistics.elementWeights = old.elementWeights;
     printSymmStatistics(*geometrySet);
     forEachEnsemble([&](std::size_t e, NNEnsemble& ensemble) {
         if (old.symmDev[e] > 0.0f) {
-            ensemble.getInterLayers().front().rescaleWeight(old.symmAve[e], old.symmDev[e],
-                                                            statistics.symmAve[e], statistics.symmDev[e]);
+            adaptToStatistics(ensemble, e, old);
         }
     });
+}
+
+void NNArch::adaptToStatistics(NNEnsemble& ensemble, std::size_t element, const SymmStatistics& old) const {
+    if (statistics.scalesEach()) {
+        const auto length = static_cast<std::size_t>(numBasis);
+        rescaleInputs(ensemble, sharedScales(old, element, length), scalesInUse(statistics, element, length));
+    } else {
+        ensemble.getInterLayers().front().rescaleWeight(old.symmAve[element], old.symmDev[element],
+                                                        statistics.symmAve[element],
+                                                        statistics.symmDev[element]);
+    }
 }
 
 void NNArch::printSymmStatistics(const GeometrySet& geometrySet) const {
@@ -221,6 +263,11 @@ void NNArch::renormalizeSymmFuncs(bool all) {
     geometries.normalize(all ? BatchGeometries::Part::all : BatchGeometries::Part::batch, statistics);
 }
 
+void NNArch::applyElementWeights() {
+    makeSymmFunc();
+    symmFunc->setElementWeights(statistics.elementWeights);
+}
+
 void NNArch::copySymmStatistics(const NNArch* arch) {
     if (arch == nullptr) {
         stopWithMessage("arch is null.");
@@ -229,6 +276,7 @@ void NNArch::copySymmStatistics(const NNArch* arch) {
         stopWithMessage("incorrect #elements of arch.");
     }
     statistics = arch->statistics;
+    applyElementWeights();
 }
 
 void NNArch::makeSymmDistribution() {

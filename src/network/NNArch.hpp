@@ -126,7 +126,11 @@ public:
     void countSymmDistributions(const GeometrySet* geometrySet);
     void printSymmDistributions(std::FILE* stream, const GeometrySet& geometrySet) const;
 
-    // Ranges by element, [numElems] each; NNIO stores and fills them.
+    // Gives the symmetry functions the weights of elements that stand in the statistics, after NNIO has
+    // filled them.
+    void applyElementWeights();
+
+    // By element; NNIO stores and fills them.
     SymmStatistics& getSymmStatistics() { return statistics; }
     const SymmStatistics& getSymmStatistics() const { return statistics; }
 
@@ -213,6 +217,8 @@ private:
     void makeSymmDistribution();
     std::vector<NNEnsemble> makeEnsembles(const NetworkFields& fields, const std::vector<float>& scales,
                                           const std::vector<float>& shifts) const;
+    [[nodiscard]] bool storesDerivatives() const;
+    void takeInputScales();
     void layOutBatch();
     void requireEnergyBatch() const;
     void requireChargeBatch() const;
@@ -223,6 +229,7 @@ private:
     ForceGradient forceGradientOf(NetworkTarget target) const;
     template <class Work>
     void forEachEnsemble(Work&& work);
+    void adaptToStatistics(NNEnsemble& ensemble, std::size_t element, const SymmStatistics& old) const;
     void printTitleOfSymmFuncs() const;
     void printSymmStatistics(const GeometrySet& geometrySet) const;
 
@@ -236,6 +243,7 @@ private:
     std::unique_ptr<SymmFunc> symmFunc; // made at first need
     int numBasis = 0;                   // length of the symmetry functions, inputs of the networks
     SymmStatistics statistics;
+    std::vector<float> inputScales; // [numElems][numBasis], inputs that a raw value of 1 makes
     std::unique_ptr<SymmFuncDistribution> symmDistribution; // made at first need
 
     std::vector<NNEnsemble> energyEnsembles; // [numElems]

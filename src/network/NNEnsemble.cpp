@@ -68,6 +68,17 @@ bool NNEnsemble::isFinite() const {
     return std::ranges::all_of(getLayers(), [](const NNLayer* layer) { return layer->isFinite(); });
 }
 
+void NNEnsemble::copyParameters(const NNEnsemble& source) {
+    const std::vector<NNLayer*> targets = getLayers();
+    const std::vector<const NNLayer*> sources = source.getLayers();
+    for (std::size_t l = 0; l < targets.size(); ++l) {
+        for (int m = 0; m < getNumModels(); ++m) {
+            std::ranges::copy(sources[l]->weightOf(m), targets[l]->weightOf(m).begin());
+            std::ranges::copy(sources[l]->biasOf(m), targets[l]->biasOf(m).begin());
+        }
+    }
+}
+
 void NNEnsemble::prepareTile(EnsembleTile& tile, std::size_t numSamples, bool forTraining) const {
     const std::size_t size = numSamples * getRowLength();
     tile.numSamples = numSamples;

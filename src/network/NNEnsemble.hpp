@@ -74,6 +74,9 @@ public:
     std::vector<NNLayer*> getLayers();
     std::vector<const NNLayer*> getLayers() const;
 
+    // Takes the weights and biases of an ensemble of the same shape and inputs.
+    void copyParameters(const NNEnsemble& source);
+
     // Makes room for `numSamples` samples. With `forTraining` also for what the weight gradients need, second
     // derivatives included.
     void prepareTile(EnsembleTile& tile, std::size_t numSamples, bool forTraining) const;

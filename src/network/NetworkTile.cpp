@@ -7,6 +7,14 @@
 #include <functional>
 
 namespace melta {
+namespace {
+
+// Rows of derivatives of an atom: three of its own and three for each neighbour.
+std::size_t countRows(const Geometry& geometry, std::size_t atom) {
+    return 3 * (geometry.getNeighbors(static_cast<int>(atom)).size() + 1);
+}
+
+} // namespace
 
 void NetworkTile::bind(const BatchView& view, const BatchTile& nextTile, bool training) {
     batch = view;
@@ -133,12 +141,7 @@ void NetworkTile::collectDerived() {
         const BatchTile::Piece& piece = tile->pieces[p];
         const Geometry& geometry = geometryOf(piece);
         for (std::size_t a = piece.firstAtom; a < piece.firstAtom + piece.numAtoms; ++a) {
-            const std::span<const float> derivs = batch.symm[piece.geometry]->derivsOf(a);
-            const std::size_t numRows = 3 * (geometry.getNeighbors(static_cast<int>(a)).size() + 1);
-            rows.reserve(numRows * lanes);
-            kernels::multiplyByGrads(numRows, numBasis, numForces, derivs.data(),
-                                     inpGrad.data() + columnOf(piece, a) * numForces * numBasis,
-                                     columns.data(), rows.data());
+            multiplyByGrads(piece, a);
             for (Derived& part : derived) {
                 part.quantity->collect(geometry, a, lanes, rows.data(),
                                        part.values.data() + part.first[p] * lanes);
@@ -161,12 +164,51 @@ void NetworkTile::goDoubleBackwardOnForce() {
         const BatchTile::Piece& piece = tile->pieces[p];
         const Geometry& geometry = geometryOf(piece);
         for (std::size_t a = 0; a < piece.numAtoms; ++a) {
-            const std::size_t numRows = 3 * (geometry.getNeighbors(static_cast<int>(a)).size() + 1);
-            gatherRowGrads(p, a, numRows * lanes);
-            kernels::multiplyByRows(
-                numRows, numBasis, numForces, batch.symm[piece.geometry]->derivsOf(a).data(), rows.data(),
-                columns.data(), inpGrad.data() + columnOf(piece, a) * numForces * numBasis);
+            gatherRowGrads(p, a, countRows(geometry, a) * lanes);
+            multiplyByRows(piece, a);
         }
+    }
+}
+
+// Takes the neighbours of an atom, and gives the scales [numBasis] of its inputs.
+std::span<const float> NetworkTile::bindNeighbors(const Geometry& geometry, std::size_t atom) {
+    neighbors.update(geometry, static_cast<int>(atom));
+    return batch.inputScales.subspan(static_cast<std::size_t>(geometry.elements[atom]) * numBasis, numBasis);
+}
+
+// rows = derivatives of the inputs of an atom times dE/dG.
+void NetworkTile::multiplyByGrads(const BatchTile::Piece& piece, std::size_t atom) {
+    const std::size_t numRows = countRows(geometryOf(piece), atom);
+    const float* const grads = inpGrad.data() + columnOf(piece, atom) * numForces * numBasis;
+    rows.reserve(numRows * lanes);
+    if (batch.symmFunc == nullptr) {
+        kernels::multiplyByGrads(numRows, numBasis, numForces,
+                                 batch.symm[piece.geometry]->derivsOf(atom).data(), grads, columns.data(),
+                                 rows.data());
+        return;
+    }
+    const std::span<const float> scales = bindNeighbors(geometryOf(piece), atom);
+    const std::span<float> byValues = columns.span().first(numForces * numBasis);
+    for (std::size_t i = 0; i < byValues.size(); ++i) {
+        byValues[i] = grads[i] * scales[i % numBasis];
+    }
+    products.multiplyByGrads(*batch.symmFunc, neighbors, byValues, rows.data());
+}
+
+// The way back, which replaces dE/dG.
+void NetworkTile::multiplyByRows(const BatchTile::Piece& piece, std::size_t atom) {
+    float* const grads = inpGrad.data() + columnOf(piece, atom) * numForces * numBasis;
+    if (batch.symmFunc == nullptr) {
+        kernels::multiplyByRows(countRows(geometryOf(piece), atom), numBasis, numForces,
+                                batch.symm[piece.geometry]->derivsOf(atom).data(), rows.data(),
+                                columns.data(), grads);
+        return;
+    }
+    const std::span<const float> scales = bindNeighbors(geometryOf(piece), atom);
+    const std::span<float> changes(grads, numForces * numBasis);
+    products.multiplyByRows(*batch.symmFunc, neighbors, rows.data(), changes);
+    for (std::size_t i = 0; i < changes.size(); ++i) {
+        changes[i] *= scales[i % numBasis];
     }
 }
 

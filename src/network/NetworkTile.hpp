@@ -2,6 +2,7 @@
 
 #include "base/AlignedBuffer.hpp"
 #include "network/BatchLayout.hpp"
+#include "network/DerivativeProducts.hpp"
 #include "network/LossTerm.hpp"
 #include "network/NNEnsemble.hpp"
 #include "network/SymmRows.hpp"
@@ -18,6 +19,11 @@ struct BatchView {
     std::span<Geometry* const> geometries; // [numGeoms]
     std::span<const SymmRows* const> symm; // [numGeoms], normalised
     BatchCounts whole;                     // by which losses are divided; of a shared batch more than this
+
+    // Where derivatives are not stored, the functions that give products with them, and the inputs that a
+    // raw value of 1 makes, [numElems][numBasis].
+    const SymmFunc* symmFunc = nullptr;
+    std::span<const float> inputScales = {};
 };
 
 // How errors of derivatives act on the weights.
@@ -83,6 +89,9 @@ private:
     }
     std::span<const float> gatherOutputs(const BatchTile::Piece& piece);
     void addOutputGrads(const BatchTile::Piece& piece, std::span<const float> grads);
+    void multiplyByGrads(const BatchTile::Piece& piece, std::size_t atom);
+    void multiplyByRows(const BatchTile::Piece& piece, std::size_t atom);
+    std::span<const float> bindNeighbors(const Geometry& geometry, std::size_t atom);
     void gatherRowGrads(std::size_t piece, std::size_t atom, std::size_t length);
 
     BatchView batch;
@@ -101,11 +110,13 @@ private:
     AlignedBuffer<float> outGrad;            // [numAtoms][numModels], gradient of their loss
     AlignedBuffer<float> inpGrad;            // [numAtoms][numForces][numBasis], dE/dG, later its coefficients
     AlignedBuffer<float> columns;            // [numBasis][lanes], scratch of one atom
-    AlignedBuffer<float> rows;               // [3 (numNeighbors + 1)][lanes] of one atom
-    AlignedBuffer<float> moreRows;           // the same of a further quantity
-    std::vector<Derived> derived;            // [numQuantities]
-    std::vector<float> atomScratch;          // [numAtoms][numModels] of one geometry
-    std::vector<float> valueScratch;         // [numValues][numModels] of one geometry
+    NeighborArrays neighbors;                // of one atom, where derivatives are not stored
+    DerivativeProducts products;
+    AlignedBuffer<float> rows;       // [3 (numNeighbors + 1)][lanes] of one atom
+    AlignedBuffer<float> moreRows;   // the same of a further quantity
+    std::vector<Derived> derived;    // [numQuantities]
+    std::vector<float> atomScratch;  // [numAtoms][numModels] of one geometry
+    std::vector<float> valueScratch; // [numValues][numModels] of one geometry
 };
 
 } // namespace melta

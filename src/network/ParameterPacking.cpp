@@ -111,14 +111,7 @@ void copyLayers(NNArch& target, const NNArch* source) {
         NNEnsemble& to = targets[e];
         const NNEnsemble& from = sources[e];
         requireSameShape(to, from);
-        const std::vector<NNLayer*> toLayers = to.getLayers();
-        const std::vector<const NNLayer*> fromLayers = from.getLayers();
-        for (std::size_t l = 0; l < toLayers.size(); ++l) {
-            for (int m = 0; m < to.getNumModels(); ++m) {
-                std::ranges::copy(fromLayers[l]->weightOf(m), toLayers[l]->weightOf(m).begin());
-                std::ranges::copy(fromLayers[l]->biasOf(m), toLayers[l]->biasOf(m).begin());
-            }
-        }
+        to.copyParameters(from);
     }
 }
 

@@ -8,7 +8,10 @@
 #include <algorithm>
 #include <atomic>
 #include <bit>
+#include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <numeric>
 #include <omp.h>
 #include <optional>
@@ -32,8 +35,7 @@ struct SymmRange {
         }
     }
 
-    SymmStatistics finish() const {
-        SymmStatistics statistics;
+    void finish(SymmStatistics& statistics) const {
         for (std::size_t e = 0; e < maxValue.size(); ++e) {
             statistics.symmAve.push_back((maxValue[e] + minValue[e]) * 0.5f);
             statistics.symmDev.push_back((maxValue[e] - minValue[e]) * 0.5f);
@@ -41,11 +43,79 @@ struct SymmRange {
                 stopWithMessage("deviation of symmetry functions is too small.");
             }
         }
-        return statistics;
     }
 
     std::vector<float> maxValue;
     std::vector<float> minValue;
+};
+
+// Mean and deviation of each function of one element.
+class FunctionMoments {
+public:
+    void fold(std::span<const float> values) {
+        if (count == 0) {
+            origin.assign(values.begin(), values.end());
+            sums.assign(values.size(), 0.0);
+            squares.assign(values.size(), 0.0);
+        }
+        ++count;
+        for (std::size_t b = 0; b < values.size(); ++b) {
+            // From the first value, because deviations may be small beside the mean.
+            const double value = static_cast<double>(values[b]) - static_cast<double>(origin[b]);
+            sums[b] += value;
+            squares[b] += value * value;
+        }
+    }
+
+    void finish(SymmStatistics& statistics) const {
+        std::vector<double> deviations;
+        for (std::size_t b = 0; b < origin.size(); ++b) {
+            const double mean = sums[b] / count;
+            deviations.push_back(std::sqrt(std::max(squares[b] / count - mean * mean, 0.0)));
+            statistics.functionShift.push_back(static_cast<float>(static_cast<double>(origin[b]) + mean));
+        }
+        const double largest = *std::ranges::max_element(deviations);
+        for (const double deviation : deviations) {
+            const double least = std::max(deviation, smallestShare * largest);
+            statistics.functionScale.push_back(static_cast<float>(spread / std::sqrt(least * largest)));
+        }
+    }
+
+private:
+    static constexpr double spread = 0.4;           // deviation of the inputs that vary most
+    static constexpr double smallestShare = 1.0e-4; // what varies less is rounding
+
+    double count = 0.0;
+    std::vector<float> origin; // [numBasis], like the others
+    std::vector<double> sums;
+    std::vector<double> squares;
+};
+
+// Ranges of all elements, and with `ofEach` the moments of their functions.
+class StatisticsCollector {
+public:
+    StatisticsCollector(int numElems, bool ofEach)
+        : range(numElems), moments(ofEach ? static_cast<std::size_t>(numElems) : 0) {}
+
+    void fold(std::size_t element, std::span<const float> values) {
+        range.fold(element, values);
+        if (!moments.empty()) {
+            moments[element].fold(values);
+        }
+    }
+
+    [[nodiscard]] SymmStatistics finish() const {
+        SymmStatistics statistics;
+        range.finish(statistics);
+        for (const FunctionMoments& ofElement : moments) {
+            ofElement.finish(statistics);
+        }
+        return statistics;
+    }
+
+private:
+    SymmRange range;
+    std::vector<FunctionMoments> moments; // [numElems] or none
 };
 
 SymmRows makeRows(const SymmFunc& symmFunc, const Geometry& geometry, bool derive) {
@@ -66,6 +136,20 @@ void calculateAtom(const SymmFunc& symmFunc, const Geometry& geometry, int atom,
 // While the rows of an atom are still in the cache.
 bool isFinite(const SymmRows& rows, std::size_t atom) {
     return areFinite(rows.valuesOf(atom)) && areFinite(rows.derivsOf(atom));
+}
+
+void renormalizeDerivs(std::span<float> derivs, std::size_t element, const SymmStatistics& statistics) {
+    if (!statistics.scalesEach()) {
+        for (float& value : derivs) {
+            value /= statistics.symmDev[element];
+        }
+        return;
+    }
+    const std::span<const float> scales = statistics.ofElement(statistics.functionScale, element);
+    for (std::size_t row = 0; row < derivs.size(); row += scales.size()) {
+        std::ranges::transform(derivs.subspan(row, scales.size()), scales,
+                               derivs.begin() + static_cast<std::ptrdiff_t>(row), std::multiplies<>());
+    }
 }
 
 // Stops with the first geometry whose entry is not 0.
@@ -161,6 +245,14 @@ void stopAtSymmFuncs(std::size_t geometry) {
 }
 
 void renormalize(std::span<float> values, std::size_t element, const SymmStatistics& statistics) {
+    if (statistics.scalesEach()) {
+        const std::span<const float> shifts = statistics.ofElement(statistics.functionShift, element);
+        const std::span<const float> scales = statistics.ofElement(statistics.functionScale, element);
+        for (std::size_t b = 0; b < values.size(); ++b) {
+            values[b] = (values[b] - shifts[b]) * scales[b];
+        }
+        return;
+    }
     const float ave = statistics.symmAve[element];
     const float dev = statistics.symmDev[element];
     for (float& value : values) {
@@ -189,34 +281,34 @@ std::vector<SymmRows> calculateSymmRows(const SymmFunc& symmFunc, std::span<Geom
 }
 
 SymmStatistics statisticsOfRows(std::span<Geometry* const> geometries, std::span<const SymmRows> rows,
-                                int numElems) {
-    SymmRange range(numElems);
+                                int numElems, bool ofEach) {
+    StatisticsCollector collector(numElems, ofEach);
     for (std::size_t g = 0; g < geometries.size(); ++g) {
         for (std::size_t a = 0; a < rows[g].getNumAtoms(); ++a) {
-            range.fold(static_cast<std::size_t>(geometries[g]->elements[a]), rows[g].valuesOf(a));
+            collector.fold(static_cast<std::size_t>(geometries[g]->elements[a]), rows[g].valuesOf(a));
         }
     }
-    return range.finish();
+    return collector.finish();
 }
 
-SymmStatistics statisticsOfSet(const SymmFunc& symmFunc, const GeometrySet& geometrySet) {
+SymmStatistics statisticsOfSet(const SymmFunc& symmFunc, const GeometrySet& geometrySet, bool ofEach) {
     std::optional<ProgressBar> bar;
     if (geometrySet.numGeoms > 1) {
         bar.emplace(geometrySet.numGeoms);
     }
-    SymmRange range(geometrySet.numElems);
+    StatisticsCollector collector(geometrySet.numElems, ofEach);
     for (int g = 0; g < geometrySet.numGeoms; ++g) {
         const Geometry& geometry = geometrySet.getGeometry(g);
         SymmRows rows = makeRows(symmFunc, geometry, false);
         calculateByAtoms(symmFunc, geometry, static_cast<std::size_t>(g), rows);
         for (std::size_t a = 0; a < rows.getNumAtoms(); ++a) {
-            range.fold(static_cast<std::size_t>(geometry.elements[a]), rows.valuesOf(a));
+            collector.fold(static_cast<std::size_t>(geometry.elements[a]), rows.valuesOf(a));
         }
         if (bar) {
             bar->advance(g);
         }
     }
-    const SymmStatistics statistics = range.finish();
+    SymmStatistics statistics = collector.finish();
     if (bar) {
         bar->finish();
     }
@@ -232,9 +324,7 @@ void renormalizeSymmRows(std::span<Geometry* const> geometries, std::span<SymmRo
             const auto atom = static_cast<std::size_t>(a);
             const auto element = static_cast<std::size_t>(geometry.elements[atom]);
             renormalize(rows[g].valuesOf(atom), element, statistics);
-            for (float& value : rows[g].derivsOf(atom)) {
-                value /= statistics.symmDev[element];
-            }
+            renormalizeDerivs(rows[g].derivsOf(atom), element, statistics);
         }
     }
 }

@@ -13,11 +13,29 @@
 
 namespace melta {
 
-// Centre and half width of the raw values of each element, [numElems] each. A half width that is not positive
-// means that the element is not prepared.
+// What a model says of the symmetry functions of each element.
 struct SymmStatistics {
+    // Centre and half width of the raw values, [numElems] each. A half width that is not positive means that
+    // the element is not prepared.
     std::vector<float> symmAve;
     std::vector<float> symmDev;
+
+    // Where each function has a shift and a scale of its own: inputs are (value - shift) * scale, [numElems]
+    // [numBasis] each. The files of a model know the shared ones alone (InputScales.hpp).
+    std::vector<float> functionShift = {};
+    std::vector<float> functionScale = {};
+
+    // As SymmFunc::getElementWeights.
+    std::vector<float> elementWeights = {};
+
+    [[nodiscard]] bool scalesEach() const { return !functionScale.empty(); }
+
+    // The part of one of these arrays, [numElems][...], that belongs to an element.
+    [[nodiscard]] std::span<const float> ofElement(const std::vector<float>& values,
+                                                   std::size_t element) const {
+        const std::size_t length = values.size() / symmAve.size();
+        return std::span(values).subspan(element * length, length);
+    }
 };
 
 // Stops with "symmDev have not been prepared." if any element is not.
@@ -33,12 +51,15 @@ void printNumBasis(const SymmFunc& symmFunc);
 std::vector<SymmRows> calculateSymmRows(const SymmFunc& symmFunc, std::span<Geometry* const> geometries,
                                         bool derive, bool withBar);
 
-// Range of stored raw values.
+// Range of stored raw values; with `ofEach` also the shift and the scale of each function: its mean, and 0.4
+// by the root of its deviation times the largest deviation of a function, so that functions that vary little
+// count more than with a shared scale and less than those that vary much.
 SymmStatistics statisticsOfRows(std::span<Geometry* const> geometries, std::span<const SymmRows> rows,
-                                int numElems);
+                                int numElems, bool ofEach);
 
-// Range of values that are computed on the way and dropped, with a progress bar for more than one geometry.
-SymmStatistics statisticsOfSet(const SymmFunc& symmFunc, const GeometrySet& geometrySet);
+// The same of values that are computed on the way and dropped, with a progress bar for more than one
+// geometry.
+SymmStatistics statisticsOfSet(const SymmFunc& symmFunc, const GeometrySet& geometrySet, bool ofEach);
 
 // Whether all values are finite.
 [[nodiscard]] bool areFinite(std::span<const float> values);
@@ -46,11 +67,11 @@ SymmStatistics statisticsOfSet(const SymmFunc& symmFunc, const GeometrySet& geom
 // Stops with "NaN at symmetry functions of the %d -th geometry.".
 [[noreturn]] void stopAtSymmFuncs(std::size_t geometry);
 
-// Maps the raw values of an atom of an element to (value - symmAve) / symmDev, in place.
+// Turns the raw values of an atom of an element into inputs, in place: (value - symmAve) / symmDev, or by the
+// shift and the scale of each function.
 void renormalize(std::span<float> values, std::size_t element, const SymmStatistics& statistics);
 
-// Maps raw values to (value - symmAve) / symmDev and divides derivatives by symmDev, in place; once for each
-// row.
+// Turns raw values and derivatives into inputs and their derivatives, in place; once for each row.
 void renormalizeSymmRows(std::span<Geometry* const> geometries, std::span<SymmRows> rows,
                          const SymmStatistics& statistics);
 

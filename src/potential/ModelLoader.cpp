@@ -15,6 +15,8 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <numeric>
+#include <span>
 #include <utility>
 
 namespace melta {
@@ -24,7 +26,7 @@ namespace {
 class ModelBuilder {
 public:
     // The head, and what follows from it alone.
-    void takeHead(StoredHead head) {
+    void takeHead(StoredHead head, const std::string& fileName) {
         model->settings = std::move(head.settings);
         if (model->settings.numAngle <= 0) {
             model->settings.rcutAngle = 0.0f;
@@ -37,6 +39,7 @@ public:
         }
         model->elements.numElems = static_cast<int>(head.elements.size());
         model->symmFunc = symmFuncKindOf(model->settings).create(model->elements.numElems, model->settings);
+        takeWeights(head.elements, fileName);
     }
 
     [[nodiscard]] const Property& getSettings() const { return model->settings; }
@@ -66,6 +69,18 @@ public:
     std::shared_ptr<const ModelData> finish() { return std::move(model); }
 
 private:
+    void takeWeights(const std::vector<HeadElement>& elements, const std::string& fileName) {
+        std::vector<float>& weights = model->statistics.elementWeights;
+        const std::span<const float> present = model->symmFunc->getElementWeights();
+        weights.assign(present.begin(), present.end());
+        if (!weights.empty()) {
+            std::vector<int> map(elements.size());
+            std::iota(map.begin(), map.end(), 0);
+            takeElementWeights(elements, map, elements.size(), fileName, weights);
+            model->symmFunc->setElementWeights(weights);
+        }
+    }
+
     [[nodiscard]] std::vector<NNEnsemble> makeNetworks(const NetworkKind& kind,
                                                        const std::string& fileName) const {
         const Property& settings = model->settings;
@@ -100,7 +115,7 @@ std::shared_ptr<const ModelData> loadModel(const std::string& directory) {
     OpenModel files(headName);
     LineReader lines(std::move(files.head), headName);
     ModelBuilder builder;
-    builder.takeHead(readStoredHead(lines, headName));
+    builder.takeHead(readStoredHead(lines, headName), headName);
     if (baselineKindOf(builder.getSettings()) != nullptr) {
         const std::string baselineName = path + baselineFileOf(builder.getSettings());
         LineReader baseline(require(openForReading(baselineName), baselineName), baselineName);
@@ -127,7 +142,7 @@ std::shared_ptr<const ModelData> loadModel(const std::string& directory) {
 std::shared_ptr<const ModelData> readModel(const std::string& file) {
     LineReader lines(file);
     ModelBuilder builder;
-    builder.takeHead(readStoredHead(lines, file));
+    builder.takeHead(readStoredHead(lines, file), file);
     builder.readBaseline(lines, file, true);
     builder.readEnergyNetworks(lines.stream(), file);
     if (builder.getSettings().withCharge != 0) {

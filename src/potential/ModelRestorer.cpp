@@ -18,6 +18,8 @@ void takeElements(const GeometrySet& set, ModelData& model) {
     model.atomNumbers = set.elemAtomNumbers;
     model.statistics.symmAve.assign(numElems, 0.0f);
     model.statistics.symmDev.assign(numElems, -1.0f);
+    const std::span<const float> weights = model.symmFunc->getElementWeights();
+    model.statistics.elementWeights.assign(weights.begin(), weights.end());
 }
 
 std::vector<NNEnsemble> makeNetworks(const ModelData& model, const NetworkFields& fields) {
@@ -66,6 +68,7 @@ std::unique_ptr<ModelData> restoreModel(const Property& settings, const Geometry
     flushOut();
     restoreNetworks(settings, set, networkFile, model->statistics, model->energyNetworks,
                     model->chargeNetworks);
+    model->symmFunc->setElementWeights(model->statistics.elementWeights);
     for (NNEnsemble& ensemble : model->energyNetworks) {
         model->references.push_back(static_cast<double>(separateReference(ensemble)));
     }

@@ -250,23 +250,35 @@ void TileEvaluator::addForces(const Job& job, std::size_t atom, const NeighborAr
     }
 }
 
-// Forces of each model, and their mean to forces and virials. For so many gradients the derivatives of one
-// atom's descriptors are worth their making: each gradient then takes one product with them, while the way
-// back through all pairs of neighbours would take several times as long for each.
-void TileEvaluator::addModelForces(const Job& job, std::size_t atom, const NeighborArrays& list,
-                                   std::span<const float> byValues) {
+// Fills rows [3 (neighbours + 1)][lanes] with the derivatives of each model's energy of an atom. Where the
+// way back goes through all pairs of neighbours, the derivatives of the atom's descriptors are worth their
+// making for so many columns: each then takes one product with them.
+void TileEvaluator::computeModelRows(const Job& job, const NeighborArrays& list,
+                                     std::span<const float> byValues) {
     const SymmFunc& symmFunc = *job.model.symmFunc;
     const std::size_t numBasis = sizeOf(symmFunc.getNumBasis());
     const std::size_t numColumns = columnsOf(job);
     const std::size_t lanes = kernels::roundUpToLanes(numColumns);
     const std::size_t numRows = 3 * (list.size() + 1);
+    rows.reserve(numRows * lanes);
+    if (symmFunc.isCheapWithoutDiff()) {
+        products.multiplyByGrads(symmFunc, list, byValues, rows.data());
+        return;
+    }
     values.reserve(numBasis);
     work.reserve(numBasis * lanes);
     symmDiff.reserve(numRows * numBasis);
-    rows.reserve(numRows * lanes);
     symmFunc.calculateAtom(list, values.span().first(numBasis), symmDiff.span().first(numRows * numBasis));
     kernels::multiplyByGrads(numRows, numBasis, numColumns, symmDiff.data(), byValues.data(), work.data(),
                              rows.data());
+}
+
+// Forces of each model, and their mean to forces and virials.
+void TileEvaluator::addModelForces(const Job& job, std::size_t atom, const NeighborArrays& list,
+                                   std::span<const float> byValues) {
+    const std::size_t numColumns = columnsOf(job);
+    const std::size_t lanes = kernels::roundUpToLanes(numColumns);
+    computeModelRows(job, list, byValues);
     const std::size_t length = job.result.modelForces.size() / numColumns;
     for (std::size_t n = 0; n < list.size(); ++n) {
         const auto neighbor = sizeOf(list.atoms()[n]);

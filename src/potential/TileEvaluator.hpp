@@ -2,6 +2,7 @@
 
 #include "base/AlignedBuffer.hpp"
 #include "melta/Evaluation.hpp"
+#include "network/DerivativeProducts.hpp"
 #include "potential/AtomSource.hpp"
 #include "potential/ModelData.hpp"
 #include "structure/NeighborArrays.hpp"
@@ -55,6 +56,7 @@ private:
     void spreadForces(const Job& job, std::span<const int> atoms);
     void addForces(const Job& job, std::size_t atom, const NeighborArrays& list,
                    std::span<const float> byValues);
+    void computeModelRows(const Job& job, const NeighborArrays& list, std::span<const float> byValues);
     void addModelForces(const Job& job, std::size_t atom, const NeighborArrays& list,
                         std::span<const float> byValues);
     [[nodiscard]] static std::size_t columnsOf(const Job& job);
@@ -72,8 +74,9 @@ private:
     AlignedBuffer<float> symmDiff;         // of one atom, [3 (neighbours + 1)][numBasis]
     AlignedBuffer<float> values;           // of the same atom, [numBasis]
     AlignedBuffer<float> work;             // [numBasis][lanes]
-    AlignedBuffer<float> rows;             // gradients by the positions: [3][neighbours] or, of each model,
-                                           // [3 (neighbours + 1)][lanes]
+    DerivativeProducts products;
+    AlignedBuffer<float> rows; // gradients by the positions: [3][neighbours] or, of each model,
+                               // [3 (neighbours + 1)][lanes]
 };
 
 } // namespace melta

@@ -2,6 +2,7 @@
 #include "config/SymmFuncKind.hpp"
 #include "symmfunc/behler/BehlerKind.hpp"
 #include "symmfunc/chebyshev/ChebyshevKind.hpp"
+#include "symmfunc/cluster/ClusterKind.hpp"
 #include "symmfunc/manybody/ManyBodyKind.hpp"
 
 namespace melta {
@@ -10,7 +11,8 @@ std::span<const SymmFuncKind* const> symmFuncKinds() {
     static const ManyBodyKind manyBody;
     static const BehlerKind behler;
     static const ChebyshevKind chebyshev;
-    static const SymmFuncKind* const kinds[] = {&manyBody, &behler, &chebyshev};
+    static const ClusterKind cluster;
+    static const SymmFuncKind* const kinds[] = {&manyBody, &behler, &chebyshev, &cluster};
     return kinds;
 }
 

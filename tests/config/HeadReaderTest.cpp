@@ -249,11 +249,11 @@ TEST_F(HeadReaderTest, NotFiniteNumbersAreRefused) {
 }
 
 TEST_F(HeadReaderTest, UnknownSymmetryKindIsAFailedReading) {
-    for (const char* const kind : {"0", "4", "-1", "2147483648"}) {
+    for (const char* const kind : {"0", "5", "-1", "2147483648"}) {
         EXPECT_EQ(stopOfHead(std::string(kind) + " 0 0 0\n12 7 5 4\n0\n3 20 2 4\n"), refusal());
     }
 
-    EXPECT_EQ(peekText("4 0 0 0\n12 7 5 4\n0\n3 20 2 4\n", true), "");
+    EXPECT_EQ(peekText("9 0 0 0\n12 7 5 4\n0\n3 20 2 4\n", true), "");
     EXPECT_EQ(property.symmFuncKind, ChebyshevKind::code);
     EXPECT_EQ(property.numRadius, 50);
 }

@@ -2,8 +2,10 @@
 
 #include "modelio/ModelFiles.hpp"
 #include "symmfunc/behler/BehlerKind.hpp"
+#include "symmfunc/cluster/ClusterKind.hpp"
 #include "symmfunc/manybody/ManyBodyKind.hpp"
 
+#include <array>
 #include <functional>
 
 namespace melta {
@@ -161,6 +163,46 @@ TEST_F(Head, WritesManyBody) {
     EXPECT_EQ(writtenHead(), "1 0 0 0\n"
                              "100 10 5.00000000e-01 6.00000000e+00\n" +
                                  std::string(shapesAndElements));
+}
+
+void setCluster(Property& property) {
+    property.symmFuncKind = ClusterKind::code;
+    property.withCharge = 0;
+    property.kindSettings = {{"maxAngular", 3}, {"bodyOrder", 4}, {"numRadius4", 2}, {"channels", 2}};
+}
+
+TEST_F(Head, WritesClusterFunctionsWithTheWeightsOfTheirChannels) {
+    setCluster(property);
+    statistics.elementWeights = {1.0f, 0.5f, 1.0f, -0.5f, 0.25f, 2.0f, 4.0f, -8.0f};
+
+    EXPECT_EQ(writtenHead(),
+              "4 1 0 0\n"
+              "7 3 4 2 2 6.50000000e+00\n"
+              "0\n"
+              "2 40 5 16\n"
+              "2\n"
+              "Si 1.00000001e-01 2.50000000e+00 14 1.00000000e+00 5.00000000e-01 1.00000000e+00 "
+              "-5.00000000e-01\n"
+              "O -2.50000000e-01 3.33333343e-01 8 2.50000000e-01 2.00000000e+00 4.00000000e+00 "
+              "-8.00000000e+00\n");
+}
+
+// The set of the run knows the elements in another order, lacks one and has a further one.
+TEST_F(Head, WeightsOfChannelsFollowTheirElements) {
+    setCluster(property);
+    const std::vector<HeadElement> stored{
+        {"A", 0.0f, 1.0f, {11, 12, 13}}, {"B", 0.0f, 1.0f, {21, 22, 23}}, {"C", 0.0f, 1.0f, {31, 32, 33}}};
+    std::vector<float> weights(9, -1.0f);
+
+    // C, D, A.
+    takeElementWeights(stored, std::array{2, -1, 0}, 3, "FILE", weights);
+
+    EXPECT_EQ(weights, (std::vector<float>{33, -1, 31, -1, -1, -1, 13, -1, 11}));
+    weights.resize(18);
+    EXPECT_EQ(stopMessageOf([&] {
+                  takeElementWeights(stored, std::array{2, -1, 0}, 3, "FILE", weights);
+              }),
+              "incorrect weights of channels: FILE");
 }
 
 TEST_F(Head, WritesBehlerWithItsFunctions) {
@@ -443,8 +485,8 @@ TEST_F(Head, StopsAtMissingLinesOfBehler) {
 
 TEST_F(Head, StopsForAnUnknownKindOfSymmetryFunctions) {
     std::vector<Fields> lines = soundLines();
-    property.symmFuncKind = 4;
-    lines[0][0] = "4";
+    property.symmFuncKind = 9;
+    lines[0][0] = "9";
 
     EXPECT_EQ(stopOfLines(lines), about("unknown symmetry function"));
 }

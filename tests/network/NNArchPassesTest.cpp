@@ -4,8 +4,10 @@
 #include "network/EnergyTwin.hpp"
 #include "network/LossTerms.hpp"
 #include "network/Numbers.hpp"
+#include "network/ParameterPacking.hpp"
 #include "support/StopCatcher.hpp"
 #include "symmfunc/SymmFuncFactory.hpp"
+#include "symmfunc/cluster/ClusterKind.hpp"
 
 #include <gtest/gtest.h>
 
@@ -49,6 +51,39 @@ TEST(NNArchPasses, GuardsThePasses) {
 
     EXPECT_EQ(stops(charge), std::vector<std::string>(3, "this is not energy-mode."));
     EXPECT_EQ(stops(*energy), std::vector<std::string>(3, "geometries have not been set."));
+}
+
+// Outputs, forces and gradients of a training on cluster functions.
+struct TrainedBatch {
+    explicit TrainedBatch(const ArchFixture& fixture) {
+        const std::unique_ptr<NNArch> arch = fixture.makeTrainingArch();
+        arch->setGeometries(std::span<const int>(std::array{0, 1, 2, 3}));
+        arch->setEnergyModeScheme(3, true);
+        std::vector<LossTerm> terms = test::makeEnergyTerms(fixture.property, energyScale, forceScale);
+        arch->clearWeightGrads();
+        arch->evaluateLoss(NetworkTarget::energy, terms);
+        forces = copyOf(arch->obtainForces(1));
+        gradient.resize(getTotalDataSize(*arch));
+        convertToTotalData(*arch, gradient, true);
+    }
+
+    std::vector<float> forces;
+    std::vector<float> gradient;
+};
+
+TEST(NNArchPasses, ClusterFunctionsTrainWithoutStoredDerivatives) {
+    ArchFixture fixture(2, someSizes);
+    fixture.property.symmFuncKind = ClusterKind::code;
+    for (const int symmScale : {SymmScale::each, SymmScale::shared}) {
+        fixture.property.symmScale = symmScale;
+        fixture.property.storeDerivatives = 1;
+        const TrainedBatch stored(fixture);
+        fixture.property.storeDerivatives = 0;
+        const TrainedBatch computed(fixture);
+
+        EXPECT_LE(worstError(computed.forces, stored.forces), 2.0e-5);
+        EXPECT_LE(worstError(computed.gradient, stored.gradient), 2.0e-5);
+    }
 }
 
 TEST(NNArchPasses, StopsWithoutAScheme) {

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <limits>
 #include <memory>
 #include <string>
@@ -130,7 +131,8 @@ TEST(SymmPreparation, StopsAtValuesThatAreNotFinite) {
             stopMessageOf([&] { calculateSymmRows(fixture.symmFunc, fixture.geometries, false, false); }),
             message);
         std::string ofSet;
-        outputOf([&] { ofSet = stopMessageOf([&] { statisticsOfSet(fixture.symmFunc, fixture.set); }); });
+        outputOf(
+            [&] { ofSet = stopMessageOf([&] { statisticsOfSet(fixture.symmFunc, fixture.set, false); }); });
         EXPECT_EQ(ofSet, message);
     }
 }
@@ -215,9 +217,9 @@ TEST(SymmPreparation, TakesTheRangeOfEachElement) {
     const SymmStatistics want = statisticsTwin(fixture);
     const std::vector<SymmRows> rows = calculateSymmRows(fixture.symmFunc, fixture.geometries, false, false);
 
-    const SymmStatistics ofRows = statisticsOfRows(fixture.geometries, rows, 2);
+    const SymmStatistics ofRows = statisticsOfRows(fixture.geometries, rows, 2, false);
     SymmStatistics ofSet;
-    const std::string text = outputOf([&] { ofSet = statisticsOfSet(fixture.symmFunc, fixture.set); });
+    const std::string text = outputOf([&] { ofSet = statisticsOfSet(fixture.symmFunc, fixture.set, false); });
 
     EXPECT_EQ(ofRows.symmAve, want.symmAve);
     EXPECT_EQ(ofRows.symmDev, want.symmDev);
@@ -229,7 +231,7 @@ TEST(SymmPreparation, TakesTheRangeOfEachElement) {
 TEST(SymmPreparation, TakesTheRangeOfASingleGeometryWithoutABar) {
     const SetFixture fixture(std::array<int, 1>{8});
 
-    EXPECT_EQ(outputOf([&] { statisticsOfSet(fixture.symmFunc, fixture.set); }), "");
+    EXPECT_EQ(outputOf([&] { statisticsOfSet(fixture.symmFunc, fixture.set, false); }), "");
 }
 
 TEST(SymmPreparation, StopsAtTooSmallARange) {
@@ -244,9 +246,9 @@ TEST(SymmPreparation, StopsAtTooSmallARange) {
     const std::vector<SymmRows> rowsOfTwo =
         calculateSymmRows(fixture.symmFunc, fixture.geometries, false, false);
 
-    EXPECT_EQ(stopMessageOf([&] { statisticsOfRows(geometries, rows, 1); }), message);
+    EXPECT_EQ(stopMessageOf([&] { statisticsOfRows(geometries, rows, 1, false); }), message);
     // A third element has no atom.
-    EXPECT_EQ(stopMessageOf([&] { statisticsOfRows(fixture.geometries, rowsOfTwo, 3); }), message);
+    EXPECT_EQ(stopMessageOf([&] { statisticsOfRows(fixture.geometries, rowsOfTwo, 3, false); }), message);
 }
 
 TEST(SymmPreparation, NormalisesValuesAndDerivatives) {
@@ -272,11 +274,78 @@ TEST(SymmPreparation, NormalisesValuesAndDerivatives) {
     }
 }
 
+TEST(SymmPreparation, ScalesEachFunctionByTheRootOfItsDeviation) {
+    const SetFixture fixture(someSizes);
+    const std::vector<SymmRows> rows = calculateSymmRows(fixture.symmFunc, fixture.geometries, false, false);
+    std::array<std::array<std::vector<double>, 4>, 2> values; // [element][function]
+    for (std::size_t g = 0; g < rows.size(); ++g) {
+        for (std::size_t a = 0; a < rows[g].getNumAtoms(); ++a) {
+            for (std::size_t b = 0; b < 4; ++b) {
+                const auto e = static_cast<std::size_t>(fixture.geometries[g]->elements[a]);
+                values[e][b].push_back(static_cast<double>(rows[g].valuesOf(a)[b]));
+            }
+        }
+    }
+
+    const SymmStatistics ofRows = statisticsOfRows(fixture.geometries, rows, 2, true);
+    SymmStatistics ofSet;
+    outputOf([&] { ofSet = statisticsOfSet(fixture.symmFunc, fixture.set, true); });
+
+    for (std::size_t e = 0; e < 2; ++e) {
+        std::array<double, 4> mean{};
+        std::array<double, 4> deviation{};
+        for (std::size_t b = 0; b < 4; ++b) {
+            const auto count = static_cast<double>(values[e][b].size());
+            for (const double value : values[e][b]) {
+                mean[b] += value / count;
+            }
+            for (const double value : values[e][b]) {
+                deviation[b] += (value - mean[b]) * (value - mean[b]) / count;
+            }
+            deviation[b] = std::sqrt(deviation[b]);
+        }
+        const double largest = *std::ranges::max_element(deviation);
+        for (std::size_t b = 0; b < 4; ++b) {
+            EXPECT_NEAR(static_cast<double>(ofRows.functionShift[4 * e + b]), mean[b], 1.0e-5);
+            EXPECT_NEAR(static_cast<double>(ofRows.functionScale[4 * e + b]) *
+                            std::sqrt(deviation[b] * largest) / 0.4,
+                        1.0, 1.0e-5);
+        }
+    }
+    EXPECT_EQ(ofRows.symmAve, statisticsTwin(fixture).symmAve);
+    EXPECT_EQ(ofSet.functionShift, ofRows.functionShift);
+    EXPECT_EQ(ofSet.functionScale, ofRows.functionScale);
+}
+
+TEST(SymmPreparation, NormalisesByTheScaleOfEachFunction) {
+    const SetFixture fixture(someSizes);
+    const std::vector<SymmRows> raw = calculateSymmRows(fixture.symmFunc, fixture.geometries, true, false);
+    std::vector<SymmRows> rows = calculateSymmRows(fixture.symmFunc, fixture.geometries, true, false);
+    const SymmStatistics statistics = statisticsOfRows(fixture.geometries, rows, 2, true);
+
+    renormalizeSymmRows(fixture.geometries, rows, statistics);
+
+    for (std::size_t g = 0; g < rows.size(); ++g) {
+        for (std::size_t a = 0; a < rows[g].getNumAtoms(); ++a) {
+            const auto first = 4 * static_cast<std::size_t>(fixture.geometries[g]->elements[a]);
+            for (std::size_t b = 0; b < 4; ++b) {
+                EXPECT_EQ(rows[g].valuesOf(a)[b],
+                          (raw[g].valuesOf(a)[b] - statistics.functionShift[first + b]) *
+                              statistics.functionScale[first + b]);
+            }
+            for (std::size_t i = 0; i < raw[g].derivsOf(a).size(); ++i) {
+                EXPECT_EQ(rows[g].derivsOf(a)[i],
+                          raw[g].derivsOf(a)[i] * statistics.functionScale[first + i % 4]);
+            }
+        }
+    }
+}
+
 TEST(SymmPreparation, NormalisesIntoPlusMinusOne) {
     const SetFixture fixture(someSizes);
     std::vector<SymmRows> rows = calculateSymmRows(fixture.symmFunc, fixture.geometries, false, false);
 
-    renormalizeSymmRows(fixture.geometries, rows, statisticsOfRows(fixture.geometries, rows, 2));
+    renormalizeSymmRows(fixture.geometries, rows, statisticsOfRows(fixture.geometries, rows, 2, false));
 
     float largest = 0.0f;
     for (const SymmRows& row : rows) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/RandomSource.hpp"
+#include "config/SymmFuncKind.hpp"
 #include "melta/PeriodicView.hpp"
 #include "melta/Potential.hpp"
 #include "modelio/ForceFieldExport.hpp"
@@ -28,6 +29,7 @@ protected:
     void makeModel() {
         sharedRandom().seed(77);
         set = makeSet(property, makeDataText({.numGeoms = 4, .labels = {"Si", "O", "Si", "O"}, .seed = 40}));
+        symmFuncKindOf(property).fitToElements(property, set->numElems);
         const int mode = property.withCharge != 0 ? NNArch::energyAndCharge : NNArch::onlyEnergy;
         arch = std::make_unique<NNArch>(mode, set->numElems, &property, false, false);
         outputOf([this] { arch->initLayers(set.get()); });

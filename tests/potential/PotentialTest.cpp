@@ -3,6 +3,7 @@
 #include "potential/PotentialFixture.hpp"
 #include "symmfunc/behler/BehlerKind.hpp"
 #include "symmfunc/chebyshev/ChebyshevKind.hpp"
+#include "symmfunc/cluster/ClusterKind.hpp"
 #include "symmfunc/manybody/ManyBodyKind.hpp"
 
 #include <algorithm>
@@ -170,7 +171,8 @@ INSTANTIATE_TEST_SUITE_P(Kinds, PotentialOfKinds,
                                          Kind{"chebyshevResolved", ChebyshevKind::code, 0, 0},
                                          Kind{"behler", BehlerKind::code, 1, 0},
                                          Kind{"behlerResolved", BehlerKind::code, 0, 1},
-                                         Kind{"manyBody", ManyBodyKind::code, 0, 1}),
+                                         Kind{"manyBody", ManyBodyKind::code, 0, 1},
+                                         Kind{"cluster", ClusterKind::code, 0, 1}),
                          [](const auto& instance) { return std::string(instance.param.name); });
 
 class PotentialTest : public PotentialFixture {};

@@ -103,7 +103,7 @@ TEST(SymmFuncFactoryTest, BehlerFunctionsWithoutAngleNeedNoAngularParameters) {
 
 TEST(SymmFuncFactoryTest, UnknownKindsGiveNothing) {
     Property property;
-    for (const int kind : {0, 4, -1, 99}) {
+    for (const int kind : {0, 5, -1, 99}) {
         property.symmFuncKind = kind;
 
         EXPECT_EQ(SymmFuncFactory().createSymmFunc(1, property), nullptr) << kind;

@@ -3,6 +3,7 @@
 #include "support/StopCatcher.hpp"
 #include "symmfunc/behler/BehlerKind.hpp"
 #include "symmfunc/chebyshev/ChebyshevKind.hpp"
+#include "symmfunc/cluster/ClusterKind.hpp"
 #include "symmfunc/manybody/ManyBodyKind.hpp"
 
 #include <gtest/gtest.h>
@@ -17,9 +18,11 @@ TEST(SymmFuncKindsTest, CodesKeepTheNumbersOfTheNetworkFile) {
     EXPECT_EQ(findSymmFuncKind("many-body")->getCode(), 1);
     EXPECT_EQ(findSymmFuncKind("behler")->getCode(), 2);
     EXPECT_EQ(findSymmFuncKind("chebyshev")->getCode(), 3);
+    EXPECT_EQ(findSymmFuncKind("cluster")->getCode(), 4);
     EXPECT_EQ(ManyBodyKind::code, 1);
     EXPECT_EQ(BehlerKind::code, 2);
     EXPECT_EQ(ChebyshevKind::code, 3);
+    EXPECT_EQ(ClusterKind::code, 4);
 }
 
 TEST(SymmFuncKindsTest, KindsAreFoundByCode) {
@@ -54,7 +57,7 @@ TEST(SymmFuncKindsTest, KindsThatShareAKeyMeanTheSameSetting) {
             EXPECT_EQ(first.target.index(), row.target.index()) << row.key;
         }
     }
-    EXPECT_EQ(rows.size(), 10U);
+    EXPECT_EQ(rows.size(), 14U);
 }
 
 TEST(SymmFuncKindsTest, SettingsOfAnUnknownKindStop) {

@@ -18,6 +18,7 @@ RESTART["melta.prop"] += "restart 1\n"
 
 MANY_BODY = "1 0 1 0\n3 2 0 3.5\n0\n2 4 5 2\n2\nSi 0 1 14\nO 0 1 8\n"
 BEHLER = "2 0 1 0\n2 2 3.5 3.0 0\n2 1\n2 2.5\n0.5 1 0\n0.1 4 0\n0\n2 4 5 2\n2\nSi 0 1 14\nO 0 1 8\n"
+CLUSTER = "4 0 1 0\n2 1 2 1 2 3.5\n0\n2 4 5 2\n2\nSi 0 1 14 1 1 1 -1\nO 0 1 8 1 1 1 -1\n"
 
 
 def head(number: int, text: str, message: str) -> Row:
@@ -171,6 +172,18 @@ BEHLER_ROWS = [
     head(2, "1 2 3.5 3.0 0", "incorrect #G2-functions of Behler: melta.data"),
     head(2, "2 1 3.5 3.0 0", "incorrect #G3/G4-functions of Behler: melta.data"),
 ]
+CLUSTER_ROWS = [
+    row(put(HEAD, "4 0 1 0\n"), "cannot read cluster functions."),
+    head(2, "2 1 2 1 x 3.5", "cannot read cluster functions: melta.data"),
+    head(2, "3 1 2 1 2 3.5", "incorrect #radial functions of clusters: melta.data"),
+    head(2, "2 2 2 1 2 3.5", "incorrect largest degree of clusters: melta.data"),
+    head(2, "2 1 3 1 2 3.5", "incorrect body order of clusters: melta.data"),
+    head(2, "2 1 2 2 2 3.5", "incorrect #four-body radial functions of clusters: melta.data"),
+    head(2, "2 1 2 1 1 3.5", "incorrect #channels of clusters: melta.data"),
+    head(6, "Si 0 1 14", "incorrect weights of channels: melta.data"),
+    head(6, "Si 0 1 14 1 1 1", "incorrect weights of channels: melta.data"),
+    head(7, "O 0 1 8 1 1 1 nan", "incorrect weights of channels: melta.data"),
+]
 
 
 def restart_of(text: str, num_weights: int, extra: str) -> Files:
@@ -184,6 +197,10 @@ BEHLER_FILES = {
     **restart_of(BEHLER, 4 * (4 * 17 + 4 * 5 + 5), "symmFunc behler\n"),
     **take("bad_input/files", "melta.behler"),
 }
+# Four inputs: two radial functions of two channels.
+CLUSTER_FILES = restart_of(
+    CLUSTER, 4 * (4 * 5 + 4 * 5 + 5), "symmFunc cluster\nnumRadius 2\nmaxAngular 1\nbodyOrder 2\nnumRadius4 1\nchannels 2\n"
+)
 
 EXPORT = take("shared/silica", HEAD, ENERGY)
 # So many elements that the networks of the file would be huge, although those of the data are small.
@@ -206,6 +223,7 @@ GROUPS = [
     Group("heads.preset", ["--train"], {**RESTART, PROP: SHORT_PROP}, PRESET_ROWS),
     Group("heads.many_body", ["--train"], MANY_BODY_FILES, MANY_BODY_ROWS),
     Group("heads.behler", ["--train"], BEHLER_FILES, BEHLER_ROWS),
+    Group("heads.cluster", ["--train"], CLUSTER_FILES, CLUSTER_ROWS),
     Group("heads.charge", ["--test"], CHARGED, CHARGE_ROWS),
     Group("heads.charge_restart", ["--train-charge"], CHARGED_TRAINING, CHARGE_RESTART_ROWS),
     Group("heads.export", ["--export"], EXPORT, EXPORT_ROWS),

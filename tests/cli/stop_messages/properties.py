@@ -11,11 +11,12 @@ TRAINING = {**take("bad_input/files", PROP), **take("shared/silica", "melta.trai
 
 SWITCHES = (
     "restart insituTest regularElem elemWeight tanhCutoff sqrtLoss renormLoss withCharge withHDNNP withClassical"
-    " withLJlike withReaxFF approxForce"
+    " withLJlike withReaxFF approxForce storeDerivatives"
 ).split()
 INTEGERS = (
     "directSF m2 m3 numRadius numAngle models layers nodes lbfgs lineSteps batchs epochs epochsStore minutesStore"
-    " epochsOnlyE epochsApproxF superEpochs geomsEpoch classicalTry gpuThreads gpuAtomBlock"
+    " epochsOnlyE epochsApproxF superEpochs geomsEpoch classicalTry gpuThreads gpuAtomBlock maxAngular bodyOrder"
+    " numRadius4 channels"
 ).split()
 REALS = (
     "maxForce minEDev maxEDev minQDev maxQDev rinner router rcutRadius rcutAngle rcutReaxFF rateReaxFF rmseEnergy"
@@ -25,8 +26,9 @@ REALS = (
 POSITIVE = (
     "minEDev maxEDev minQDev maxQDev m2 router numRadius rcutRadius models layers nodes epochs rcutReaxFF rateReaxFF"
     " rmseEnergy rmseForce rmseCharge coefCharge learnRate learnRateFinal classicalTry gpuThreads gpuAtomBlock"
+    " maxAngular bodyOrder numRadius4"
 ).split()
-NOT_NEGATIVE = "m3 rinner numAngle rcutAngle lbfgs coefEnergy coefForce".split()
+NOT_NEGATIVE = "m3 rinner numAngle rcutAngle lbfgs coefEnergy coefForce channels".split()
 
 
 def key(text: str, message: str) -> Row:
@@ -36,7 +38,7 @@ def key(text: str, message: str) -> Row:
 def unreadable_values() -> list[Row]:
     rows = [key(f"{name} no", f"incorrect '{name}'") for name in (*SWITCHES, *INTEGERS, *REALS)]
     rows += [key(name, f"incorrect '{name}'") for name in ("restart", "numRadius", "maxForce")]
-    rows += [key(name, f"incorrect '{name}'") for name in ("symmFunc", "lineSearch")]
+    rows += [key(name, f"incorrect '{name}'") for name in ("symmFunc", "lineSearch", "symmScale")]
     rows += [key(f"{name} nan", f"incorrect '{name}'") for name in REALS]
     # What stops at this key is older than its name.
     rows.append(key("activ", "incorrect 'acctiv'"))
@@ -53,6 +55,10 @@ def values_out_of_range() -> list[Row]:
         key("learnRateDecay 1.1", "learnRateDecay is out of range: melta.prop"),
         key("adamBeta1 1", "adamBeta1 is out of range: melta.prop"),
         key("adamBeta2 0", "adamBeta2 is out of range: melta.prop"),
+        key("symmFunc cluster\nbodyOrder 5", "bodyOrder is none of 2, 3 and 4: melta.prop"),
+        key("symmFunc cluster\nmaxAngular 7", "maxAngular is larger than 6: melta.prop"),
+        key("symmFunc cluster\nnumRadius 3\nnumRadius4 4", "numRadius4 > numRadius: melta.prop"),
+        key("symmScale both", "incorrect symmScale (both): melta.prop"),
         key("symmFunc chebychev", "incorrect symmFunc (chebychev): melta.prop"),
         key("activ relu", "incorrect activ (relu): melta.prop"),
         key("activ Not Used", "incorrect activ (Not): melta.prop"),

@@ -132,6 +132,7 @@ UNCAUSED: dict[str, list[str]] = {
         "too much geometries: %s",
     ],
     "only hosts of the library read an exported force field and hand views over": [
+        "incorrect cluster functions: %s",
         "NaN at symmetry functions of the %d -th atom.",
         "cannot read #pairs of elements: %s",
         "cannot read ReaxFF potential: %s",
@@ -143,7 +144,7 @@ UNCAUSED: dict[str, list[str]] = {
         "rows and sums need three numbers for each atom.",
         "this model has no charges.",
     ],
-    "no settings choose the functions of clusters yet": [
+    "settings of cluster functions and weights of their channels are checked as they are read": [
         "angular degree is out of range.",
         "body order is none of 2, 3 and 4.",
         "size of four-body radius basis is out of range.",
