@@ -1,8 +1,9 @@
-// The trained potential as a host evaluates it: a silicon-like cell with 34 neighbours an atom, Chebyshev
-// functions and 2 x 40 nodes, on one thread, lists excluded. Beside it, in the same run, the passes that keep
-// all derivatives.
+// The trained potential as a host evaluates it: a silicon-like cell with 34 neighbours an atom, Chebyshev or
+// cluster functions and 2 x 40 nodes, on one thread, lists excluded. Beside it, in the same run, the passes
+// that keep all derivatives.
 
 #include "base/RandomSource.hpp"
+#include "config/SymmFuncKind.hpp"
 #include "melta/PeriodicView.hpp"
 #include "melta/Potential.hpp"
 #include "modelio/ModelStore.hpp"
@@ -10,6 +11,7 @@
 #include "support/DiamondCell.hpp"
 #include "support/PairedTiming.hpp"
 #include "support/TemporaryDirectory.hpp"
+#include "symmfunc/cluster/ClusterKind.hpp"
 
 #include <benchmark/benchmark.h>
 #include <cblas.h>
@@ -24,13 +26,23 @@ using namespace melta;
 
 constexpr float cutoff = 5.45f; // Angstrom
 
-Property makeSettings(int models, int numRadius, int numAngle) {
+Property makeChebyshevSettings(int numRadius, int numAngle) {
     Property property;
     property.numRadius = numRadius;
     property.numAngle = numAngle;
     property.rcutRadius = cutoff;
     property.rcutAngle = cutoff;
-    property.modelsEnergy = models;
+    return property;
+}
+
+Property makeClusterSettings() {
+    Property property;
+    property.symmFuncKind = ClusterKind::code;
+    property.storeDerivatives = 1; // by the passes beside
+    const SymmFuncKind& kind = symmFuncKindOf(property);
+    kind.setDefaults(property);
+    kind.fitToElements(property, 1);
+    property.rcutRadius = cutoff;
     return property;
 }
 
@@ -85,11 +97,11 @@ private:
     Evaluation result;
 };
 
-void evaluate(benchmark::State& state, int numRadius, int numAngle) {
+void evaluate(benchmark::State& state, Property property) {
     openblas_set_num_threads(1);
     omp_set_num_threads(1);
-    Cell cell(makeSettings(static_cast<int>(state.range(0)), numRadius, numAngle),
-              static_cast<int>(state.range(1)));
+    property.modelsEnergy = static_cast<int>(state.range(0));
+    Cell cell(property, static_cast<int>(state.range(1)));
     const Wishes wishes =
         Wish::energy | Wish::forces | (state.range(2) != 0 ? Wishes(Wish::modelForces) : Wishes());
     for (auto _ : state) {
@@ -104,7 +116,7 @@ void evaluate(benchmark::State& state, int numRadius, int numAngle) {
 
 // Arguments: models, cubes along each side of the cell, 1 for the forces of each model.
 void evaluation(benchmark::State& state) {
-    evaluate(state, 20, 20);
+    evaluate(state, makeChebyshevSettings(20, 20));
 }
 BENCHMARK(evaluation)
     ->ArgNames({"models", "cubes", "each"})
@@ -117,11 +129,23 @@ BENCHMARK(evaluation)
 
 // The same for the functions of a model whose settings nobody has touched.
 void defaultModel(benchmark::State& state) {
-    evaluate(state, 50, 30);
+    evaluate(state, makeChebyshevSettings(50, 30));
 }
 BENCHMARK(defaultModel)
     ->ArgNames({"models", "cubes", "each"})
     ->Args({16, 4, 0})
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+// 104 functions.
+void clusterModel(benchmark::State& state) {
+    evaluate(state, makeClusterSettings());
+}
+BENCHMARK(clusterModel)
+    ->ArgNames({"models", "cubes", "each"})
+    ->Args({1, 4, 0})
+    ->Args({16, 4, 0})
+    ->Args({16, 4, 1})
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 
