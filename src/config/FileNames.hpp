@@ -8,6 +8,7 @@ inline constexpr const char* behler = "melta.behler";              // Behler fun
 inline constexpr const char* network = "melta.data";               // trained networks
 inline constexpr const char* train = "melta.train";                // training data
 inline constexpr const char* test = "melta.test";                  // testing data
+inline constexpr const char* validation = "melta.valid";           // validation data
 inline constexpr const char* classical = "melta.class";            // Lennard-Jones-like potential
 inline constexpr const char* reaxFF = "ffield.reax";               // ReaxFF potential
 inline constexpr const char* distribution = "melta.gdist";         // distributions of the symmetry functions

@@ -13,6 +13,7 @@
 #include <array>
 #include <cstdio>
 #include <numeric>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -24,11 +25,23 @@ bool isShare(float rate) {
     return rate > 0.0f && rate < 1.0f;
 }
 
-void askRate(float& rate) {
+// What is no number leaves its share as it is.
+void askRates(SplitRates& rates) {
     printOut("\nrate to split training data into testing data:\n");
     if (const auto answer = readAnswer()) {
-        FieldScanner(*answer).readFloat(rate);
+        FieldScanner scanner(*answer);
+        scanner.readFloat(rates.test);
+        scanner.readFloat(rates.valid);
     }
+}
+
+// The first share that is none, or that leaves nothing.
+std::optional<float> findIncorrect(const SplitRates& rates) {
+    if (!isShare(rates.test)) {
+        return rates.test;
+    }
+    const bool isValid = rates.valid == 0.0f || (isShare(rates.valid) && isShare(rates.test + rates.valid));
+    return isValid ? std::nullopt : std::optional(rates.valid);
 }
 
 std::vector<int> drawOrder(int numRecords) {
@@ -81,44 +94,71 @@ void keepRest(FileReplacement& files, const std::string& fileName, std::string_v
     out.write(rest);
 }
 
+// Which records go where, by their numbers in the old file.
+struct Parts {
+    std::span<const int> train;
+    std::span<const int> test;
+    std::span<const int> valid;
+};
+
+Parts divide(std::span<const int> order, const SplitRates& rates, const std::string& fileTrain) {
+    const auto countOf = [&](float rate) {
+        return static_cast<std::size_t>(static_cast<float>(order.size()) * rate);
+    };
+    const std::size_t numTest = countOf(rates.test);
+    const std::size_t numValid = countOf(rates.valid);
+    const bool isValidationEmpty = rates.valid > 0.0f && numValid < 1;
+    if (numTest < 1 || isValidationEmpty || order.size() < numTest + numValid + 1) {
+        stopWithMessage("too less #geometries: %s", fileTrain.c_str());
+    }
+    return {order.subspan(numTest + numValid), order.first(numTest), order.subspan(numTest, numValid)};
+}
+
+void printShare(float rate, const char* part) {
+    printOut("\n  * Split %.3f of old training data -> new %s data.\n", static_cast<double>(rate), part);
+}
+
+void printCount(std::span<const int> records, const char* part) {
+    printOut("\n  * Number of geometries in new %s data: %d.\n", part, static_cast<int>(records.size()));
+}
+
 // The file that is opened first gets its name last.
-void replaceFiles(const std::string& fileTrain, const std::string& fileTest, float rate,
-                  const RecordText& data, std::span<const int> idx, std::size_t numTest) {
+void replaceFiles(const SplitFiles& names, const SplitRates& rates, const RecordText& data,
+                  const Parts& parts) {
     FileReplacement files;
-    printOut("\n  * Split %.3f of old training data -> new training data.\n",
-             static_cast<double>(1.0f - rate));
-    writeRecords(files.open(fileTrain), data, idx.subspan(numTest));
-    printOut("\n  * Number of geometries in new training data: %d.\n",
-             static_cast<int>(idx.size() - numTest));
-    printOut("\n  * Split %.3f of old training data -> new testing data.\n", static_cast<double>(rate));
-    writeRecords(files.open(fileTest), data, idx.first(numTest));
+    printShare(1.0f - rates.test - rates.valid, "training");
+    writeRecords(files.open(names.train), data, parts.train);
+    printCount(parts.train, "training");
+    if (!parts.valid.empty()) {
+        printShare(rates.valid, "validation");
+        writeRecords(files.open(names.valid), data, parts.valid);
+        printCount(parts.valid, "validation");
+    }
+    printShare(rates.test, "testing");
+    writeRecords(files.open(names.test), data, parts.test);
     const std::string_view rest = data.getRest();
     if (!rest.empty()) {
-        keepRest(files, fileTrain + ".rest", rest);
+        keepRest(files, names.train + ".rest", rest);
     }
     files.commit();
-    printOut("\n  * Number of geometries in new testing data: %d.\n", static_cast<int>(numTest));
+    printCount(parts.test, "testing");
 }
 
 } // namespace
 
-void splitTrainingData(const std::string& fileTrain, const std::string& fileTest, float rate) {
-    if (!isShare(rate)) {
-        askRate(rate);
+void splitTrainingData(const SplitFiles& names, SplitRates rates) {
+    if (!isShare(rates.test)) {
+        askRates(rates);
     }
-    if (!isShare(rate)) {
-        printOut("\n  * Incorrect rate of splitting: %.3f\n\n", static_cast<double>(rate));
+    if (const std::optional<float> incorrect = findIncorrect(rates)) {
+        printOut("\n  * Incorrect rate of splitting: %.3f\n\n", static_cast<double>(*incorrect));
         return;
     }
     printOut("\n  * Read old training data.\n");
-    const RecordText data(fileTrain);
+    const RecordText data(names.train);
     printOut("\n  * Number of geometries in old training data: %d.\n", data.numRecords());
-    const std::vector<int> idx = drawOrder(data.numRecords());
-    const int numTest = static_cast<int>(static_cast<float>(data.numRecords()) * rate);
-    if (numTest < 1 || data.numRecords() - numTest < 1) {
-        stopWithMessage("too less #geometries: %s", fileTrain.c_str());
-    }
-    replaceFiles(fileTrain, fileTest, rate, data, idx, static_cast<std::size_t>(numTest));
+    const std::vector<int> order = drawOrder(data.numRecords());
+    replaceFiles(names, rates, data, divide(order, rates, names.train));
     printOut("\n");
 }
 

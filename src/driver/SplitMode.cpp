@@ -12,11 +12,14 @@ namespace melta {
 void runSplit(std::span<const std::string> words) {
     const DirectoryLock lock;
     requireSingleProcess(words[0]);
-    float rate = -1.0f;
-    if (words.size() >= 2 && !FieldScanner(words[1]).readFloat(rate)) {
+    SplitRates rates;
+    if (words.size() >= 2 && !FieldScanner(words[1]).readFloat(rates.test)) {
         stopWithMessage("cannot read the rate to split training data into testing data.");
     }
-    splitTrainingData(fileNames::train, fileNames::test, rate);
+    if (words.size() >= 3 && !FieldScanner(words[2]).readFloat(rates.valid)) {
+        stopWithMessage("cannot read the rate to split training data into validation data.");
+    }
+    splitTrainingData({fileNames::train, fileNames::test, fileNames::validation}, rates);
 }
 
 } // namespace melta

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <map>
 #include <sys/inotify.h>
 #include <tuple>
@@ -75,8 +76,8 @@ protected:
         return records;
     }
 
-    std::string split(float rate) const {
-        return outputOf([&] { splitTrainingData(fileTrain, fileTest, rate); });
+    std::string split(float rate, float validRate = 0.0f) const {
+        return outputOf([&] { splitTrainingData(names, {rate, validRate}); });
     }
 
     [[nodiscard]] std::map<std::string, std::string> contents() const {
@@ -89,10 +90,10 @@ protected:
     }
 
     // The message of a stop that must leave all files as they were.
-    [[nodiscard]] std::string stopOfSplit(float rate) const {
+    [[nodiscard]] std::string stopOfSplit(float rate, float validRate = 0.0f) const {
         const auto before = contents();
         std::string message;
-        outputOf([&] { message = stopMessageOf([&] { splitTrainingData(fileTrain, fileTest, rate); }); });
+        outputOf([&] { message = stopMessageOf([&] { splitTrainingData(names, {rate, validRate}); }); });
         EXPECT_EQ(contents(), before);
         return message;
     }
@@ -100,6 +101,8 @@ protected:
     test::TemporaryDirectory directory;
     std::string fileTrain = directory.file("melta.train");
     std::string fileTest = directory.file("melta.test");
+    std::string fileValid = directory.file("melta.valid");
+    SplitFiles names{fileTrain, fileTest, fileValid};
     std::string fileRest = fileTrain + ".rest";
 };
 
@@ -189,6 +192,52 @@ TEST_F(DataSplitter, StopsWhereAFileWouldBeEmpty) {
     }
     writeTextFile(fileTrain, joined(makeRecords(1, "\n")));
     EXPECT_EQ(stopOfSplit(std::nextafter(1.0f, 0.0f)), "too less #geometries: " + fileTrain);
+}
+
+TEST_F(DataSplitter, TakesOutValidationData) {
+    const std::vector<std::string> records = makeRecords(20, "\n");
+    writeTextFile(fileTrain, joined(records));
+    sharedRandom().seed(7);
+    split(0.25f);
+    const std::vector<std::string> tests = recordsOf(fileTest);
+    const std::vector<std::string> others = recordsOf(fileTrain);
+    writeTextFile(fileTrain, joined(records));
+    sharedRandom().seed(7);
+
+    EXPECT_EQ(split(0.25f, 0.1f), "\n  * Read old training data.\n"
+                                  "\n  * Number of geometries in old training data: 20.\n"
+                                  "\n  * Split 0.650 of old training data -> new training data.\n"
+                                  "\n  * Number of geometries in new training data: 13.\n"
+                                  "\n  * Split 0.100 of old training data -> new validation data.\n"
+                                  "\n  * Number of geometries in new validation data: 2.\n"
+                                  "\n  * Split 0.250 of old training data -> new testing data.\n"
+                                  "\n  * Number of geometries in new testing data: 5.\n"
+                                  "\n");
+
+    EXPECT_EQ(recordsOf(fileTest), tests);
+    EXPECT_EQ(recordsOf(fileValid), std::vector<std::string>(others.begin(), others.begin() + 2));
+    EXPECT_EQ(recordsOf(fileTrain), std::vector<std::string>(others.begin() + 2, others.end()));
+}
+
+TEST_F(DataSplitter, LeavesOldValidationDataWithoutAShare) {
+    writeTextFile(fileTrain, joined(makeRecords(6, "\n")));
+    writeTextFile(fileValid, "old validation\n");
+
+    split(0.5f);
+
+    EXPECT_EQ(readTextFile(fileValid), "old validation\n");
+}
+
+TEST_F(DataSplitter, RefusesSharesThatLeaveNothing) {
+    writeTextFile(fileTrain, joined(makeRecords(9, "\n")));
+    const auto before = contents();
+
+    for (const float share : {-0.1f, 0.5f, 0.7f, 1.0f, std::numeric_limits<float>::quiet_NaN()}) {
+        EXPECT_EQ(split(0.5f, share),
+                  formatText("\n  * Incorrect rate of splitting: %.3f\n\n", static_cast<double>(share)));
+    }
+    EXPECT_EQ(stopOfSplit(0.3f, 0.1f), "too less #geometries: " + fileTrain);
+    EXPECT_EQ(contents(), before);
 }
 
 TEST_F(DataSplitter, ReplacesAnOldTestFile) {
@@ -348,7 +397,7 @@ TEST_F(DataSplitter, LosesNothingWhereverItIsKilled) {
         fs::remove(fileTest);
         const bool isKilled = killAtSystemCall(n, [this] {
             ASSERT_NE(std::freopen("/dev/null", "w", stdout), nullptr);
-            splitTrainingData(fileTrain, fileTest, 0.5f);
+            splitTrainingData(names, {0.5f});
         });
 
         const std::vector<std::string> left = recordsOf(fileTrain);
