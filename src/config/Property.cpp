@@ -48,6 +48,10 @@ void Property::readProperty(const std::string& fileName, const std::string& behl
     printBanner(false, chargeMode);
 }
 
+bool hasInsituTest(const Property& property) {
+    return property.insituTest != 0 || property.insituValid != 0;
+}
+
 float findLargestCutoff(const Property& property) {
     return symmFuncKindOf(property).findLargestCutoff(property);
 }

@@ -56,6 +56,7 @@ public:
     // Data of the run.
     int restart = 0;        // non-zero: training starts from the network file
     int insituTest = 0;     // non-zero: training also reads the test data
+    int insituValid = 0;    // non-zero: training reads the validation data in place of the test data
     int directSF = -1;      // mini-batches recompute (1) or keep (0) symmetry functions; -1: automatic
     int regularElem = 1;    // non-zero: element labels are reduced to symbols
     float maxForce = 10.0f; // geometries with a larger force are left out, eV/Angstrom; 0 or less: none is
@@ -152,6 +153,9 @@ public:
     int gpuThreads = 256;
     int gpuAtomBlock = 512;
 };
+
+// Whether a training also tests its networks, on test data or on validation data.
+bool hasInsituTest(const Property& property);
 
 // Largest cutoff of the symmetry functions that the settings choose, Angstrom; 0 without functions. Stops
 // with "unknown symmetry function.".

@@ -50,6 +50,7 @@ const char* complaintOf(Check check) {
 constexpr KeyRow keyRows[] = {
     onOff("restart", &Property::restart),
     onOff("insituTest", &Property::insituTest),
+    onOff("insituValid", &Property::insituValid),
     integer("directSF", &Property::directSF),
     onOff("regularElem", &Property::regularElem),
     real("maxForce", &Property::maxForce),

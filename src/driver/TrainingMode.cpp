@@ -18,17 +18,29 @@
 namespace melta {
 namespace {
 
+// The data of the in-situ test.
+struct TestData {
+    const char* fileName;
+    const char* title;
+};
+
+TestData testDataOf(const Property& property) {
+    return property.insituValid != 0 ? TestData{fileNames::validation, "VALIDATION"}
+                                     : TestData{fileNames::test, "TESTING"};
+}
+
 // The set of the in-situ test; null when there is none.
 std::unique_ptr<GeometrySet> loadTestSet(const Property& property, const GeometrySet& trainingSet) {
-    if (property.insituTest == 0) {
+    if (!hasInsituTest(property)) {
         return nullptr;
     }
-    if (!std::ifstream(fileNames::test).is_open()) {
-        printOut("  * CANNOT read TESTING data.\n\n");
+    const TestData data = testDataOf(property);
+    if (!std::ifstream(data.fileName).is_open()) {
+        printOut("  * CANNOT read %s data.\n\n", data.title);
         return nullptr;
     }
-    printOut("  * Read TESTING data.\n\n");
-    return loadGeometrySet(fileNames::test, property, makeBaselineRemoval(baselineFileOf(property)),
+    printOut("  * Read %s data.\n\n", data.title);
+    return loadGeometrySet(data.fileName, property, makeBaselineRemoval(baselineFileOf(property)),
                            &trainingSet);
 }
 

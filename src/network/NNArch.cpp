@@ -69,7 +69,7 @@ void NNArch::makeSymmFunc() {
     symmFunc = SymmFuncFactory().requireSymmFunc(numElems, *property);
     numBasis = symmFunc->getNumBasis();
     // With an in-situ test there are two arrangements, and one line is enough.
-    if (property->insituTest == 0 || isMainArch) {
+    if (!hasInsituTest(*property) || isMainArch) {
         printNumBasis(*symmFunc);
     }
 }
@@ -186,13 +186,12 @@ void NNArch::layOutBatch() {
 // Symmetry functions.
 
 void NNArch::printTitleOfSymmFuncs() const {
-    if (property->insituTest == 0) {
+    if (!hasInsituTest(*property)) {
         printOut("  * Calculate symmetry functions.\n\n");
-    } else if (isMainArch) {
-        printOut("  * Calculate symmetry functions of TRAINING data.\n\n");
-    } else {
-        printOut("  * Calculate symmetry functions of TESTING data.\n\n");
+        return;
     }
+    const char* const others = property->insituValid != 0 ? "VALIDATION" : "TESTING";
+    printOut("  * Calculate symmetry functions of %s data.\n\n", isMainArch ? "TRAINING" : others);
 }
 
 void NNArch::calculateSymmFuncs(bool derive, bool all, bool silent) {

@@ -341,7 +341,8 @@ void NNTrainer::printProgress(int epoch) const {
              static_cast<double>(lossValue()), state.wallTimer.getTime().c_str(),
              state.epochTimer.getTime().c_str());
     if (state.testArch) {
-        printOut("  @       %s  (for test data)\n", columns(testErrors).c_str());
+        printOut("  @       %s  (for %s data)\n", columns(testErrors).c_str(),
+                 getProperty().insituValid != 0 ? "validation" : "test");
     }
     flushOut();
 }

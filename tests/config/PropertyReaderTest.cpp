@@ -43,12 +43,19 @@ const IntKey intKeys[] = {
 };
 
 const IntKey switchKeys[] = {
-    {"restart", &Property::restart},          {"insituTest", &Property::insituTest},
-    {"regularElem", &Property::regularElem},  {"elemWeight", &Property::elemWeight},
-    {"tanhCutoff", &Property::tanhCutoff},    {"sqrtLoss", &Property::sqrtLoss},
-    {"renormLoss", &Property::renormLoss},    {"withCharge", &Property::withCharge},
-    {"withHDNNP", &Property::withHDNNP},      {"withReaxFF", &Property::withReaxFF},
-    {"approxForce", &Property::approxForce},  {"withClassical", &Property::withClassical},
+    {"restart", &Property::restart},
+    {"insituTest", &Property::insituTest},
+    {"regularElem", &Property::regularElem},
+    {"elemWeight", &Property::elemWeight},
+    {"tanhCutoff", &Property::tanhCutoff},
+    {"sqrtLoss", &Property::sqrtLoss},
+    {"renormLoss", &Property::renormLoss},
+    {"withCharge", &Property::withCharge},
+    {"withHDNNP", &Property::withHDNNP},
+    {"withReaxFF", &Property::withReaxFF},
+    {"insituValid", &Property::insituValid},
+    {"approxForce", &Property::approxForce},
+    {"withClassical", &Property::withClassical},
     {"withLJlike", &Property::withClassical},
 };
 

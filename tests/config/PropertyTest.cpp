@@ -14,6 +14,7 @@ class PropertyTest : public PropertyFiles {};
 TEST_F(PropertyTest, DefaultsOfDataAndSymmetryFunctions) {
     EXPECT_EQ(property.restart, 0);
     EXPECT_EQ(property.insituTest, 0);
+    EXPECT_EQ(property.insituValid, 0);
     EXPECT_EQ(property.directSF, -1);
     EXPECT_EQ(property.regularElem, 1);
     EXPECT_EQ(property.maxForce, 10.0f);

@@ -10,8 +10,8 @@ BEHLER = "melta.behler"
 TRAINING = {**take("bad_input/files", PROP), **take("shared/silica", "melta.train", "melta.test")}
 
 SWITCHES = (
-    "restart insituTest regularElem elemWeight tanhCutoff sqrtLoss renormLoss withCharge withHDNNP withClassical"
-    " withLJlike withReaxFF approxForce storeDerivatives"
+    "restart insituTest insituValid regularElem elemWeight tanhCutoff sqrtLoss renormLoss withCharge withHDNNP"
+    " withClassical withLJlike withReaxFF approxForce storeDerivatives"
 ).split()
 INTEGERS = (
     "directSF m2 m3 numRadius numAngle models layers nodes lbfgs lineSteps batchs epochs epochsStore minutesStore"

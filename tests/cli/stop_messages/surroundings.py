@@ -141,6 +141,7 @@ SPLIT_ROWS = [
     row((REST, folder("melta.train.rest")), cannot("open", "melta.train.rest")),
     row(NO_RIGHTS, cannot("open", "melta.train")),
     *(say("cannot read the rate to split training data into testing data.", "--split", word) for word in ("half", ".")),
+    say("cannot read the rate to split training data into validation data.", "--split", "0.5", "half"),
 ]
 
 FIT_ROWS = [

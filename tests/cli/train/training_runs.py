@@ -132,6 +132,19 @@ class WholeTrainings(TrainingRun):
         self.assert_files("melta.train", "melta.prop", "melta.data", "melta.data_e", "melta.gdist")
         self.assert_network_files()
 
+    def test_validation_data(self) -> None:
+        expected = read(HERE / "templates" / "lbfgs_with_in_situ_test.txt")
+        for name, other in (("TESTING data", "VALIDATION data"), ("(for test data)", "(for validation data)")):
+            self.assertIn(name, expected)
+            expected = expected.replace(name, other)
+        self.take("melta.test")
+        (self.directory / "melta.test").rename(self.directory / "melta.valid")
+        self.set_properties("lbfgs 8\ninsituValid 1\n")
+
+        difference = describe_difference(expected, self.train())
+
+        self.assertEqual(difference, "", f"\n{difference}\n")
+
     def test_without_testing_data(self) -> None:
         self.set_properties("lbfgs 8\nepochs 1\ninsituTest 1\n")
 
