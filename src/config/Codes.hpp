@@ -24,6 +24,11 @@ struct SymmScale {
     enum Code : int { byKind = 0, shared = 1, each = 2 };
 };
 
+// How Adam's learning rate falls: by a factor after each epoch, or along half a cosine.
+struct LearnRateSchedule {
+    enum Code : int { decay = 0, cosine = 1 };
+};
+
 // Slope of the linear part of the twisted tanh, tanh(x) + 0.16 x.
 inline constexpr float twistedTanhSlope = 0.16f;
 
@@ -53,6 +58,11 @@ inline constexpr std::array lineSearchNames{
 inline constexpr std::array symmScaleNames{
     CodeName{SymmScale::shared, "shared", "Shared"},
     CodeName{SymmScale::each, "each", "Each Function"},
+};
+
+inline constexpr std::array learnRateScheduleNames{
+    CodeName{LearnRateSchedule::decay, "decay", "Decay"},
+    CodeName{LearnRateSchedule::cosine, "cosine", "Cosine"},
 };
 
 // The entry of a code or of a word of the properties file (exact comparison); null when there is none.

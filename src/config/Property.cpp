@@ -26,6 +26,11 @@ void checkCombinations(const Property& property, const std::string& fileName, bo
     requireConsistent(!chargeMode || property.withCharge != 0,
                       "you have to let withCharge be 1, for charge training", fileName);
     requireOneBaseline(property, fileName);
+    requireConsistent(property.coefEnergyFinal <= 0.0f || property.hasEnergyCoef != 0,
+                      "coefEnergyFinal needs a coefEnergy above zero", fileName);
+    const bool hasCosine = property.lbfgs < 1 && property.learnRateSchedule == LearnRateSchedule::cosine;
+    requireConsistent(!hasCosine || property.learnRateFinal < property.learnRate,
+                      "learnRateSchedule cosine needs a learnRateFinal below learnRate", fileName);
 }
 
 } // namespace
@@ -46,6 +51,10 @@ void Property::readProperty(const std::string& fileName, const std::string& behl
         rcutAngle = 0.0f;
     }
     printBanner(false, chargeMode);
+}
+
+bool hasMovingWeights(const Property& property) {
+    return property.lbfgs < 1 && property.coefEnergyFinal > 0.0f;
 }
 
 bool hasInsituTest(const Property& property) {

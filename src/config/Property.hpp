@@ -145,6 +145,10 @@ public:
     float adamBeta1 = 0.9f;         // first moment
     float adamBeta2 = 0.999f;       // second moment
 
+    // Course of a training by Adam.
+    int learnRateSchedule = LearnRateSchedule::decay; // a LearnRateSchedule
+    float coefEnergyFinal = 0.0f;                     // coefEnergy of the last epoch; 0: it stays
+
     // Fit of the Lennard-Jones-like potential.
     int classicalTry = 64;         // number of tries
     float classicalLower = -50.0f; // lower limit, negative
@@ -156,6 +160,9 @@ public:
 
 // Whether a training also tests its networks, on test data or on validation data.
 bool hasInsituTest(const Property& property);
+
+// Whether weights of the loss of energies move in the course of the training, which only Adam does.
+bool hasMovingWeights(const Property& property);
 
 // Largest cutoff of the symmetry functions that the settings choose, Angstrom; 0 without functions. Stops
 // with "unknown symmetry function.".

@@ -133,13 +133,22 @@ RateUnits findRateUnits(const Property& property) {
     return {" eV^-2", " (Angstrom/eV)^2", " e^-2"};
 }
 
+// A weight, with its end where it moves.
+std::string movingText(const Property& property, float first, float last, const char* unit) {
+    if (property.lbfgs >= 1 || last <= 0.0f) {
+        return longText(first, unit);
+    }
+    return longText(first, " -> ") + longText(last, unit);
+}
+
 BannerBlock makeRateLines(const Property& property, bool chargeMode) {
     const RateUnits units = findRateUnits(property);
     if (chargeMode) {
         return {{"  Charge Mixing Rate  = ", longText(property.coefCharge, units.charge)}};
     }
     return {
-        {"  Energy Mixing Rate  = ", longText(property.coefEnergy, units.energy)},
+        {"  Energy Mixing Rate  = ",
+         movingText(property, property.coefEnergy, property.coefEnergyFinal, units.energy)},
         {"  Force Mixing Rate   = ", longText(property.coefForce, units.force)},
     };
 }
@@ -152,7 +161,10 @@ BannerBlock makeOptimiserLines(const Property& property) {
             {"  Adam's Beta2        = ", longText(property.adamBeta2)},
             {"  Learning Rate       = ",
              exponentText(property.learnRate, " -> ") + exponentText(property.learnRateFinal)},
-            {"  Decay Coef. of LR   = ", longText(property.learnRateDecay)},
+            property.learnRateSchedule == LearnRateSchedule::decay
+                ? BannerLine{"  Decay Coef. of LR   = ", longText(property.learnRateDecay)}
+                : BannerLine{"  Schedule of LR      = ",
+                             titleText(learnRateScheduleNames, property.learnRateSchedule)},
         };
     }
     return {

@@ -86,6 +86,30 @@ void ModelStore::requireWritable(const NNArch& arch) const {
     for (const std::string& name : fileNamesOf(arch, headFile)) {
         FileReplacement::requireWritable(name);
     }
+    if (!course.empty()) {
+        FileReplacement::requireWritable(courseFileOf(arch));
+    }
+}
+
+std::string ModelStore::courseFileOf(const NNArch& arch) const {
+    return companionName(headFile, arch.hasEnergyNetworks() ? energyKind : chargeKind) + ".course";
+}
+
+std::string ModelStore::readCourse(const NNArch& arch) const {
+    std::string text;
+    if (const FilePointer file = openForReading(courseFileOf(arch))) {
+        readRest(file.get(), text);
+    }
+    return text;
+}
+
+void ModelStore::writeCourse(const NNArch& arch, FileReplacement& files) const {
+    const std::string name = courseFileOf(arch);
+    if (!course.empty()) {
+        TextCopier(files.open(name)).write(course);
+    } else if (openForReading(name)) {
+        files.remove(name);
+    }
 }
 
 void ModelStore::rememberBeginning(const NNArch& arch) {
@@ -140,6 +164,7 @@ void ModelStore::writeFiles(const NNArch& arch, FileReplacement& files) const {
             arch.printSymmDistributions(files.open(distrFile), *set);
         }
     }
+    writeCourse(arch, files);
     if (!beginSuffix.empty()) {
         for (const auto& [name, text] : beginning) {
             TextCopier(files.open(name + beginSuffix)).write(text);

@@ -18,7 +18,8 @@ class Property;
 
 // The files of the model that a training makes, from its first store to its last: the head and the networks
 // that are trained, in each store; and with the first one what goes by the new head, the networks of the
-// other kind and the histograms of the symmetry functions. Each store replaces all its files as one; the
+// other kind and the histograms of the symmetry functions; and beside them, where there is one, a note of
+// how far the training has come ("melta.data_e.course"). Each store replaces all its files as one; the
 // model that stood there before stays whole until the new one is.
 //
 // Nothing that is not finite is stored: that stops with "the training diverged: %s", and the files stay.
@@ -29,6 +30,16 @@ public:
 
     // Lets the histograms of the arrangement go to this file with the first store.
     void addDistributions(std::string fileName) { distrFile = std::move(fileName); }
+
+    // What the following stores write into the note of a training of this kind, a line of text; where it is
+    // empty, as in the beginning, they take away what stands there, because it belongs to older networks.
+    void setCourse(std::string text) { course = std::move(text); }
+
+    // The note beside the stored networks of this kind; empty where there is none.
+    [[nodiscard]] std::string readCourse(const NNArch& arch) const;
+
+    // Name of the file of the note.
+    [[nodiscard]] std::string courseFileOf(const NNArch& arch) const;
 
     // Finds out what becomes of the networks of the other kind, once the ranges of `arch` are known.
     void carryOthers(const NNArch& arch);
@@ -53,12 +64,14 @@ public:
 
 private:
     void store(const NNArch& arch);
+    void writeCourse(const NNArch& arch, FileReplacement& files) const;
     void writeFiles(const NNArch& arch, FileReplacement& files) const;
     void printWhatElse();
 
     std::string headFile;
     const GeometrySet* set;
     std::string distrFile; // empty: no histograms
+    std::string course;    // the note of the course; empty: none
     CarriedNetworks others;
     bool hasStored = false; // what only the first store writes is there
 

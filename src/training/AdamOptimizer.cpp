@@ -3,7 +3,6 @@
 #include "base/RandomSource.hpp"
 #include "base/Reporting.hpp"
 
-#include <algorithm>
 #include <numeric>
 
 namespace melta {
@@ -16,24 +15,24 @@ void AdamOptimizer::optimize(bool isFullBatch, bool isDirect, int sizeOfBatch) {
         stopWithMessage("incorrect number of geometries.");
     }
     const Property& property = *state->property;
-    const float minScale = property.learnRateFinal / property.learnRate;
     index.resize(static_cast<std::size_t>(state->numGeomsSuper));
     std::iota(index.begin(), index.end(), 0);
     state->trainState = TrainState::notConverged;
-    scale = 1.0f;
+    state->course.beginSuperEpoch(property, state->superEpoch, state->numSuperEpochs);
     hasBatch = false;
     const bool isPartial = !direct && !state->geomsOfSuper.empty();
     if (isPartial) {
         prepareInCore();
     }
     for (int epoch = 1; epoch <= property.epochs; ++epoch) {
+        state->course.beginEpoch(epoch);
+        task->weighLoss(state->course.getPosition());
         const bool isStopped = runBatches(epoch == property.epochs);
         finishEpoch(epoch, isStopped);
         // A convergence or a stop in the very last epoch counts as the end of the epochs.
         if (epoch == property.epochs) {
             state->trainState = TrainState::allEpochsDone;
         }
-        scale = std::max(minScale, scale * property.learnRateDecay);
         if (isStopped) {
             break;
         }
@@ -127,11 +126,12 @@ bool AdamOptimizer::stepOnBatch() {
         state->trainState = TrainState::converged;
         return true;
     }
-    state->arch->updateLayers(scale);
+    state->arch->updateLayers(state->course.getRateScale());
     return state->pollStopFile();
 }
 
 void AdamOptimizer::finishEpoch(int epoch, bool isStopped) const {
+    state->course.finishEpoch();
     state->copyLayersToTest();
     task->evaluateTest();
     state->epochTimer.stop();

@@ -31,7 +31,6 @@ private:
     bool fullBatch = true;
     bool direct = false;
     int batchSize = 0;
-    float scale = 1.0f;     // learning rate of the present epoch in units of learnRate
     bool hasBatch = false;  // the batch of a full-batch run stays from epoch to epoch
     std::vector<int> index; // shuffled numbers of the geometries
 };

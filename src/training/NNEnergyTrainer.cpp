@@ -56,7 +56,7 @@ std::vector<LossTerm> NNEnergyTrainer::makeLossTerms() const {
         }
     };
     add(property.withHDNNP != 0 ? totalEnergy() : atomicEnergy(), property.hasEnergyCoef != 0,
-        property.coefEnergy, property.rmseEnergy);
+        weightNow(property.coefEnergy, property.coefEnergyFinal), property.rmseEnergy);
     add(atomicForce(), property.hasForceCoef != 0, property.coefForce, property.rmseForce);
     return made;
 }

@@ -52,6 +52,7 @@ void NNTrainer::performTraining(const std::string& nnFile, const std::string& di
     state.trainState = TrainState::notConverged;
     state.hasEpoch = false;
     state.geomsOfSuper.clear();
+    state.course = {};
     state.wallTimer.start();
     state.epochTimer.start();
     state.store = std::make_unique<ModelStore>(nnFile, &getGeometrySet());
@@ -112,6 +113,9 @@ void NNTrainer::prepareArchs(const TrainingPlan& plan, const std::string& nnFile
     const bool useAdam = getProperty().lbfgs < 1;
     state.arch = std::make_unique<NNArch>(archModeOfTrainer(), getGeometrySet().numElems, &getProperty(),
                                           true, useAdam);
+    if (hasCourse(getProperty(), state.arch->hasEnergyNetworks())) {
+        state.store->setCourse(textOf(state.course.getStanding()));
+    }
     state.store->requireWritable(*state.arch);
     if (state.testSet != nullptr) {
         state.testArch = std::make_unique<NNArch>(archModeOfTrainer(), state.testSet->numElems,
@@ -129,8 +133,19 @@ void NNTrainer::prepareArchs(const TrainingPlan& plan, const std::string& nnFile
     }
     // L-BFGS takes no step that makes the loss larger.
     if (restoreIfAsked(nnFile) && useAdam) {
+        restoreCourse();
         state.store->rememberBeginning(*state.arch);
         state.beginning.start();
+    }
+}
+
+void NNTrainer::restoreCourse() {
+    if (!hasCourse(getProperty(), state.arch->hasEnergyNetworks())) {
+        return;
+    }
+    const std::string text = state.store->readCourse(*state.arch);
+    if (!text.empty()) {
+        state.course.goOnFrom(readStanding(text, state.store->courseFileOf(*state.arch)));
     }
 }
 
@@ -173,7 +188,9 @@ void NNTrainer::prepareTestData() {
 }
 
 void NNTrainer::runSuperEpochs(const TrainingPlan& plan) {
+    state.numSuperEpochs = plan.numSuperEpochs;
     for (int s = 0; s < plan.numSuperEpochs; ++s) {
+        state.superEpoch = s;
         if (plan.numSuperEpochs > 1) {
             printOut("  * Start the Super Epoch of [ %d / %d ].\n\n", s + 1, plan.numSuperEpochs);
         }
@@ -273,6 +290,7 @@ void NNTrainer::prepareLoss() {
     if (getProperty().renormLoss != 0) {
         printOut("  * Renormalize the loss function.\n\n");
     }
+    weightPosition = state.course.getStart();
     terms = makeLossTerms();
     trainErrors.assign(terms.size(), 0.0f);
     testErrors.assign(terms.size(), 0.0f);
@@ -318,6 +336,13 @@ bool NNTrainer::meetsTargets(std::span<const float> errors) const {
         }
     }
     return true;
+}
+
+void NNTrainer::weighLoss(double place) {
+    if (hasMovingWeights(getProperty()) && place != weightPosition) {
+        weightPosition = place;
+        terms = makeLossTerms();
+    }
 }
 
 float NNTrainer::lossValue() const {

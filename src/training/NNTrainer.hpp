@@ -39,9 +39,14 @@ protected:
     virtual void optimize(bool fullBatch, bool direct, int batchSize);
 
     // The terms of the loss, in the order in which their errors are shown; also terms without scales, whose
-    // errors are shown only. Called once for each super epoch or check; the arrangement has its networks by
-    // then.
+    // errors are shown only. Called for each super epoch or check, and where weights have moved; the
+    // arrangement has its networks by then.
     [[nodiscard]] virtual std::vector<LossTerm> makeLossTerms() const = 0;
+
+    // Weight of a term between its first and its final value, at the present position.
+    [[nodiscard]] float weightNow(float first, float last) const {
+        return hasMovingWeights(getProperty()) ? weightAt(weightPosition, first, last) : first;
+    }
 
     // The check itself, with the arrangement ready for batches.
     virtual void debugGradients(float shift);
@@ -51,6 +56,7 @@ protected:
 
     bool evaluateTraining() override;
     bool evaluateTest() override;
+    void weighLoss(double place) override;
     [[nodiscard]] float lossValue() const override;
     void printProgress(int epoch) const override;
     bool updateScheme(int epoch) override;
@@ -71,12 +77,14 @@ private:
     void prepareTestData();
     bool restoreIfAsked(const std::string& nnFile);
     void prepareLoss();
+    void restoreCourse();
     void runSuperEpochs(const TrainingPlan& plan);
     void chooseGeometries();
     void printResult() const;
     void storeResult();
 
     std::vector<LossTerm> terms;    // of the loss
+    double weightPosition = 0.0;    // of their weights, see LearningCourse
     std::vector<float> trainErrors; // [numTerms], root mean squares, in the units of the quantities
     std::vector<float> testErrors;  // [numTerms]
 

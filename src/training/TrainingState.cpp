@@ -37,19 +37,30 @@ void TrainingState::storeMeanwhile(TrainingTask& task) {
     }
     printOut("\n");
     keepBeginningIfSpoiled(task);
+    noteCourse();
     store->tryStoreNN(*arch);
     lastStore = std::chrono::steady_clock::now();
 }
 
 void TrainingState::storeNetwork(TrainingTask& task) {
     keepBeginningIfSpoiled(task);
+    noteCourse();
     store->storeNN(*arch);
 }
 
+void TrainingState::noteCourse() const {
+    if (hasCourse(*property, arch->hasEnergyNetworks())) {
+        store->setCourse(textOf(course.getStanding()));
+    }
+}
+
+// Both losses are taken with the weights of the beginning.
 void TrainingState::keepBeginningIfSpoiled(TrainingTask& task) {
+    task.weighLoss(course.getStart());
     if (beginning.isSpoiled(*arch, task)) {
         store->keepBeginning();
     }
+    task.weighLoss(course.getPosition());
 }
 
 void TrainingState::copyLayersToTest() const {

@@ -7,6 +7,7 @@
 #include "network/NNArch.hpp"
 #include "structure/GeometrySet.hpp"
 #include "training/BeginningWatch.hpp"
+#include "training/LearningCourse.hpp"
 
 #include <chrono>
 #include <memory>
@@ -33,6 +34,8 @@ struct TrainingState {
     MyTimer epochTimer;               // current epoch
     TrainState trainState = TrainState::notConverged;
 
+    int superEpoch = 0;                  // the present one, from 0
+    int numSuperEpochs = 1;              //
     int numGeomsSuper = 0;               // geometries of a super epoch
     std::vector<Geometry*> geomsOfSuper; // those of the present super epoch; empty when all data are used
 
@@ -40,6 +43,7 @@ struct TrainingState {
     std::string stopFileName;
     bool hasEpoch = false;    // any epoch of the run was made
     BeginningWatch beginning; // of a run that goes on with stored networks
+    LearningCourse course;    // of learning rate and weights, by Adam
     std::chrono::steady_clock::time_point lastStore = std::chrono::steady_clock::now(); // or the start
 
     // Whether another console or a signal asked to stop; takes the stop file away and notes it.
@@ -61,6 +65,7 @@ struct TrainingState {
 private:
     [[nodiscard]] bool isStoreDue() const;
     void keepBeginningIfSpoiled(TrainingTask& task);
+    void noteCourse() const;
 };
 
 // What is being fitted: the operations that an optimiser needs from a kind of training.
@@ -81,6 +86,9 @@ public:
 
     // Errors of the in-situ test. True when the targets are met on it; false without a test.
     virtual bool evaluateTest() = 0;
+
+    // Gives the terms of the loss the weights of this position (LearningCourse), for the next evaluation.
+    virtual void weighLoss(double /*position*/) {}
 
     // Loss of the last evaluateTraining, summed over the models.
     [[nodiscard]] virtual float lossValue() const = 0;

@@ -318,6 +318,26 @@ TEST_F(PropertyBannerTest, SizesOfEpochs) {
                 "    #Geoms a SuperEpoch = Auto\n");
 }
 
+TEST_F(PropertyBannerTest, WhatMovesIsShownWithItsEnd) {
+    property.lbfgs = 0;
+    property.coefEnergyFinal = 30.0f;
+    property.learnRate = 0.007f;
+    property.learnRateFinal = 1.0e-5f;
+    property.learnRateSchedule = LearnRateSchedule::cosine;
+
+    expectLines("    Energy Mixing Rate  = 1.0000000 -> 30.0000000 eV^-2\n"
+                "    Force Mixing Rate   = 1.0000000 (Angstrom/eV)^2\n");
+    expectLines("    Learning Rate       = 7.000e-03 -> 1.000e-05\n"
+                "    Schedule of LR      = Cosine\n"
+                "\n");
+}
+
+TEST_F(PropertyBannerTest, WeightsStayWithLbfgs) {
+    property.coefEnergyFinal = 30.0f;
+
+    expectLines(energyRates);
+}
+
 TEST_F(PropertyBannerTest, AlgorithmOfAtomicEnergies) {
     property.withHDNNP = 0;
 

@@ -83,9 +83,10 @@ const FloatKey floatKeys[] = {
     {"adamBeta1", &Property::adamBeta1},
     {"adamBeta2", &Property::adamBeta2},
     {"classicalLower", &Property::classicalLower},
+    {"coefEnergyFinal", &Property::coefEnergyFinal},
 };
 
-const char* const wordKeys[] = {"symmFunc", "activ", "lineSearch"};
+const char* const wordKeys[] = {"symmFunc", "activ", "lineSearch", "learnRateSchedule"};
 
 // The name of a key in the message about a value that cannot be read.
 std::string unreadable(const std::string& key) {
@@ -257,6 +258,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"rmseForce -1", "rmseForce is not positive"},
         Refusal{"rmseCharge 0", "rmseCharge is not positive"},
         Refusal{"coefEnergy -1", "coefEnergy is negative"},
+        Refusal{"coefEnergyFinal 0", "coefEnergyFinal is not positive"},
         Refusal{"coefForce -1e-20", "coefForce is negative"},
         Refusal{"coefCharge 0", "coefCharge is not positive"},
         Refusal{"coefCharge -1", "coefCharge is not positive"},
@@ -275,7 +277,9 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"gpuAtomBlock -1", "gpuAtomBlock is not positive"}));
 
 INSTANTIATE_TEST_SUITE_P(Words, PropertyRefusalTest,
-                         testing::Values(Refusal{"symmFunc spline", "incorrect symmFunc (spline)"},
+                         testing::Values(Refusal{"learnRateSchedule Cosine",
+                                                 "incorrect learnRateSchedule (Cosine)"},
+                                         Refusal{"symmFunc spline", "incorrect symmFunc (spline)"},
                                          Refusal{"symmFunc Behler", "incorrect symmFunc (Behler)"},
                                          Refusal{"symmFunc 3", "incorrect symmFunc (3)"},
                                          Refusal{"activ relu", "incorrect activ (relu)"},

@@ -83,6 +83,8 @@ TEST_F(PropertyTest, DefaultsOfTraining) {
     EXPECT_EQ(property.coefEnergy, 1.0f);
     EXPECT_EQ(property.coefForce, 1.0f);
     EXPECT_EQ(property.coefCharge, 1.0f);
+    EXPECT_EQ(property.coefEnergyFinal, 0.0f);
+    EXPECT_EQ(property.learnRateSchedule, LearnRateSchedule::decay);
     EXPECT_EQ(property.learnRate, 1.0e-4f);
     EXPECT_EQ(property.learnRateFinal, 1.0e-4f);
     EXPECT_EQ(property.learnRateDecay, 0.9999f);
@@ -173,6 +175,23 @@ TEST_F(PropertyTest, CombinationsAtTheLimitAreAccepted) {
 }
 
 // Each line of the file breaks one more rule; the rule that is checked first is reported.
+TEST_F(PropertyTest, AWeightOfZeroDoesNotMove) {
+    EXPECT_EQ(stopOfText("coefEnergy 0\ncoefEnergyFinal 3\n"),
+              about("coefEnergyFinal needs a coefEnergy above zero"));
+}
+
+TEST_F(PropertyTest, ACosineNeedsAnEndBelowItsStart) {
+    const std::string complaint = about("learnRateSchedule cosine needs a learnRateFinal below learnRate");
+    EXPECT_EQ(stopOfText("lbfgs 0\nlearnRateSchedule cosine\n"), complaint);
+    EXPECT_EQ(stopOfText("learnRate 0.001\nlearnRateFinal 0.002\n"), complaint);
+    property = Property();
+    readText("learnRateSchedule cosine\n");
+    EXPECT_EQ(property.learnRateSchedule, LearnRateSchedule::cosine);
+    property = Property();
+    readText("lbfgs 0\nlearnRateSchedule cosine\nlearnRate 0.001\n");
+    EXPECT_EQ(property.learnRateFinal, 1.0e-4f);
+}
+
 TEST_F(PropertyTest, CombinationsAreCheckedInOrder) {
     const std::string baselines = "withClassical 1\nwithReaxFF 1\n";
     const std::string coefs = "coefEnergy 0\ncoefForce 0\n";

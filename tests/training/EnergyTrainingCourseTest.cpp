@@ -183,6 +183,92 @@ TEST_F(EnergyTrainer, TheStoredModelIsThatOfTheLastLine) {
     }
 }
 
+// Adam whose epochs differ by the weight of the energies alone: from 2 to 32.
+class MovingWeight : public EnergyTrainer {
+protected:
+    MovingWeight() {
+        useOneModel();
+        property.coefEnergy = 2.0f;
+        property.epochs = 2;
+        set = makeSet(property, makeDataText({.numGeoms = 3}));
+        train(*set);
+        freezeAtStoredModel();
+        property.coefEnergyFinal = 32.0f;
+        property.epochs = 5;
+    }
+
+    void expectWeights(const std::string& text, const std::vector<double>& weights) const {
+        const std::vector<Progress> list = readProgress(text);
+        ASSERT_EQ(list.size(), weights.size()) << text;
+        for (std::size_t e = 0; e < list.size(); ++e) {
+            const double loss = weights[e] * list[e].energy * list[e].energy +
+                                static_cast<double>(property.coefForce) * list[e].force * list[e].force;
+            EXPECT_CLOSE(list[e].loss, loss, 3.0 * printed);
+        }
+    }
+
+    [[nodiscard]] std::string course() const { return test::readTextFile(network + "_e.course"); }
+
+    std::unique_ptr<GeometrySet> set;
+};
+
+TEST_F(MovingWeight, GoesGeometricallyToItsFinalValue) {
+    expectWeights(train(*set), {2, 4, 8, 16, 32});
+
+    EXPECT_TRUE(course().starts_with("1.000000000 ")) << course();
+}
+
+TEST_F(MovingWeight, GoesOverAllSuperEpochs) {
+    property.superEpochs = 2;
+    property.epochs = 2;
+    property.coefEnergyFinal = 54.0f;
+
+    expectWeights(train(*set), {2, 6, 18, 54});
+}
+
+TEST_F(MovingWeight, GoesOnWhereItWas) {
+    test::writeTextFile(network + "_e.course", "0.25 1\n");
+    property.epochs = 4;
+    expectWeights(train(*set), {4, 8, 16, 32});
+
+    expectWeights(train(*set), {32, 32, 32, 32});
+}
+
+TEST_F(MovingWeight, IsForgottenByATrainingWithout) {
+    train(*set);
+    const double position = std::stod(course());
+    EXPECT_EQ(position, 1.0);
+    property.coefEnergyFinal = 0.0f;
+    property.epochs = 2;
+
+    expectWeights(train(*set), {2, 2});
+
+    EXPECT_FALSE(std::filesystem::exists(network + "_e.course"));
+}
+
+TEST_F(MovingWeight, NeedsAPlaceForItsCourse) {
+    std::filesystem::create_directory(network + "_e.course");
+
+    EXPECT_EQ(test::stopMessageOf([&] { train(*set); }), "cannot open file: " + network + "_e.course");
+}
+
+TEST_F(MovingWeight, BeginsAnewWithoutRestart) {
+    train(*set);
+    property.restart = 0;
+
+    expectWeights(train(*set), {2, 4, 8, 16, 32});
+}
+
+// The loss grows with the weight, although the networks stay as they are.
+TEST_F(MovingWeight, SpoilsNoNetworks) {
+    property.coefEnergyFinal = 2.0e4f;
+
+    const std::string text = train(*set);
+
+    EXPECT_GE(readProgress(text).back().loss, 2.0 * readProgress(text).front().loss);
+    EXPECT_EQ(text.find("WARNING"), std::string::npos) << text;
+}
+
 TEST_F(EnergyTrainer, ASuperEpochSeesItsShareOnly) {
     useOneModel();
     const auto set = makeSet(property, makeDataText({.numGeoms = 3}));

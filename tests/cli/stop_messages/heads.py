@@ -143,9 +143,14 @@ RESTART_ROWS = [
 
 # ReaxFF adds a line to the head; and a loss can be finite although its gradient is not.
 WITH_REAXFF = (add(PROP, "withReaxFF 1"), put(REAX, FIELD))
+MOVING = add(PROP, "lbfgs 0\ncoefEnergyFinal 2")
+COURSE = "melta.data_e.course"
 OTHER_RESTART_ROWS = [
     row((*WITH_REAXFF, line(HEAD, 1, "3 0 1 2"), keep(HEAD, 1)), "cannot read rcut of ReaxFF."),
     row(add(PROP, "coefForce 1e38"), "the training diverged: gradient of the loss"),
+    row((MOVING, put(COURSE, "half way\n")), "cannot read the course of the training: melta.data_e.course"),
+    row((MOVING, put(COURSE, "1.5 1\n")), "cannot read the course of the training: melta.data_e.course"),
+    row((MOVING, put(COURSE, "0.5 0\n")), "cannot read the course of the training: melta.data_e.course"),
 ]
 
 # A training without a restart takes over what melta.prop does not say.

@@ -68,7 +68,7 @@ CARRIERS = (
 
 # Keys of melta.prop and of melta.metro, in whose rows the messages are not written out.
 SIMPLE_KEY = re.compile(r'\b(integer|onOff|shape|real|coefficient|named)\("(\w+)"([^)]*)\)')
-FULL_KEY = re.compile(r'\{"(\w+)", Check::(\w+), (\w+)Target\{.*?\},\s*"(\w+)",\s*"(\w+)"\}', re.DOTALL)
+FULL_KEY = re.compile(r'\{"(\w+)", Check::(\w+),\s+(\w+)Target\{.*?\},\s*"(\w+)",\s*"(\w+)"\}', re.DOTALL)
 WALK_KEY = re.compile(r'\{"(\w+)", &MetropolisInput::\w+, Check::(\w+)\}')
 COMPLAINTS = {
     "positive": "is not positive",

@@ -21,12 +21,12 @@ INTEGERS = (
 REALS = (
     "maxForce minEDev maxEDev minQDev maxQDev rinner router rcutRadius rcutAngle rcutReaxFF rateReaxFF rmseEnergy"
     " rmseForce rmseCharge coefEnergy coefForce coefCharge learnRate learnRateFinal learnRateDecay adamBeta1 adamBeta2"
-    " classicalLower"
+    " classicalLower coefEnergyFinal"
 ).split()
 POSITIVE = (
     "minEDev maxEDev minQDev maxQDev m2 router numRadius rcutRadius models layers nodes epochs rcutReaxFF rateReaxFF"
     " rmseEnergy rmseForce rmseCharge coefCharge learnRate learnRateFinal classicalTry gpuThreads gpuAtomBlock"
-    " maxAngular bodyOrder numRadius4"
+    " maxAngular bodyOrder numRadius4 coefEnergyFinal"
 ).split()
 NOT_NEGATIVE = "m3 rinner numAngle rcutAngle lbfgs coefEnergy coefForce channels".split()
 
@@ -38,7 +38,9 @@ def key(text: str, message: str) -> Row:
 def unreadable_values() -> list[Row]:
     rows = [key(f"{name} no", f"incorrect '{name}'") for name in (*SWITCHES, *INTEGERS, *REALS)]
     rows += [key(name, f"incorrect '{name}'") for name in ("restart", "numRadius", "maxForce")]
-    rows += [key(name, f"incorrect '{name}'") for name in ("symmFunc", "lineSearch", "symmScale")]
+    rows += [
+        key(name, f"incorrect '{name}'") for name in ("symmFunc", "lineSearch", "symmScale", "learnRateSchedule")
+    ]
     rows += [key(f"{name} nan", f"incorrect '{name}'") for name in REALS]
     # What stops at this key is older than its name.
     rows.append(key("activ", "incorrect 'acctiv'"))
@@ -62,6 +64,7 @@ def values_out_of_range() -> list[Row]:
         key("symmFunc chebychev", "incorrect symmFunc (chebychev): melta.prop"),
         key("activ relu", "incorrect activ (relu): melta.prop"),
         key("activ Not Used", "incorrect activ (Not): melta.prop"),
+        key("learnRateSchedule linear", "incorrect learnRateSchedule (linear): melta.prop"),
         key("lineSearch newton", "incorrect lineSearch (newton): melta.prop"),
         key("nodes: 4", "unknown key word: nodes:"),
     ]
@@ -75,6 +78,11 @@ COMBINATIONS = [
     key("coefEnergy 0\ncoefForce 0", "both of coefEnergy and coefForce are zero: melta.prop"),
     key("coefEnergy 1e-20\ncoefForce 1e-20", "both of coefEnergy and coefForce are zero: melta.prop"),
     key("withClassical 1\nwithReaxFF 1", "you cannot use withClassical & withReaxFF at the same time: melta.prop"),
+    key("coefEnergy 0\ncoefEnergyFinal 2", "coefEnergyFinal needs a coefEnergy above zero: melta.prop"),
+    key(
+        "lbfgs 0\nlearnRateSchedule cosine",
+        "learnRateSchedule cosine needs a learnRateFinal below learnRate: melta.prop",
+    ),
     key("rcutAngle 0", "cutoff for angle is not positive."),
 ]
 

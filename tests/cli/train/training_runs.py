@@ -48,6 +48,15 @@ rmseForce     1e-30
 maxForce      0
 """
 
+# A loss and a learning rate that move in the course of the training.
+MOVING = """\
+lbfgs             0
+coefEnergyFinal   30
+learnRateSchedule cosine
+learnRate         0.01
+learnRateFinal    0.0001
+"""
+
 # More epochs than any test waits for.
 ENDLESS = """\
 lbfgs         0
@@ -131,6 +140,18 @@ class WholeTrainings(TrainingRun):
         self.assert_form("mini_batches_of_adam.txt", output)
         self.assert_files("melta.train", "melta.prop", "melta.data", "melta.data_e", "melta.gdist")
         self.assert_network_files()
+
+    def test_moving_loss(self) -> None:
+        self.set_properties(MOVING)
+
+        output = self.train()
+
+        self.assertIn("    Energy Mixing Rate  = 1.0000000 -> 30.0000000 eV^-2\n", output)
+        self.assertIn("    Learning Rate       = 1.000e-02 -> 1.000e-04\n    Schedule of LR      = Cosine\n\n", output)
+        model = ("melta.data", "melta.data_e", "melta.data_e.course", "melta.gdist")
+        self.assert_files("melta.train", "melta.prop", *model)
+        self.assert_network_files()
+        self.assertEqual(read(self.directory / "melta.data_e.course"), "1.000000000 9.999999776e-03\n")
 
     def test_validation_data(self) -> None:
         expected = read(HERE / "templates" / "lbfgs_with_in_situ_test.txt")
