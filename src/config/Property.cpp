@@ -26,6 +26,8 @@ void checkCombinations(const Property& property, const std::string& fileName, bo
     requireConsistent(!chargeMode || property.withCharge != 0,
                       "you have to let withCharge be 1, for charge training", fileName);
     requireOneBaseline(property, fileName);
+    requireConsistent(property.keepBest == 0 || hasInsituTest(property),
+                      "keepBest needs insituTest or insituValid", fileName);
     requireConsistent(property.coefEnergyFinal <= 0.0f || property.hasEnergyCoef != 0,
                       "coefEnergyFinal needs a coefEnergy above zero", fileName);
     const bool hasCosine = property.lbfgs < 1 && property.learnRateSchedule == LearnRateSchedule::cosine;

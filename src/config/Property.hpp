@@ -149,6 +149,9 @@ public:
     int learnRateSchedule = LearnRateSchedule::decay; // a LearnRateSchedule
     float coefEnergyFinal = 0.0f;                     // coefEnergy of the last epoch; 0: it stays
 
+    // Networks to be stored.
+    int keepBest = 0; // non-zero: those with the least errors of the in-situ test, not the last ones
+
     // Fit of the Lennard-Jones-like potential.
     int classicalTry = 64;         // number of tries
     float classicalLower = -50.0f; // lower limit, negative

@@ -175,12 +175,21 @@ BannerBlock makeOptimiserLines(const Property& property) {
     };
 }
 
+BannerBlock makeKeepLines(const Property& property) {
+    if (property.keepBest == 0) {
+        return {};
+    }
+    return {{"  Networks to Keep    = ",
+             property.insituValid != 0 ? "Best of validation data" : "Best of testing data"}};
+}
+
 void printTrainingItems(const Property& property, bool chargeMode) {
     printBlock(makeScaleLines(property));
     printBlock(makeEpochLines(property));
     printBlock(makeTargetLines(property, chargeMode));
     printBlock(makeRateLines(property, chargeMode));
-    printClosedBlock(makeOptimiserLines(property));
+    printBlock(makeOptimiserLines(property));
+    printClosedBlock(makeKeepLines(property));
     printClosedBlock({{energyDecompositionCitation, ""}});
 }
 

@@ -51,6 +51,7 @@ constexpr KeyRow keyRows[] = {
     onOff("restart", &Property::restart),
     onOff("insituTest", &Property::insituTest),
     onOff("insituValid", &Property::insituValid),
+    onOff("keepBest", &Property::keepBest),
     integer("directSF", &Property::directSF),
     onOff("regularElem", &Property::regularElem),
     real("maxForce", &Property::maxForce),

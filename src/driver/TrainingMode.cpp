@@ -29,6 +29,14 @@ TestData testDataOf(const Property& property) {
                                      : TestData{fileNames::test, "TESTING"};
 }
 
+// Nothing tells which networks are the best without these data, so that a long training would be in vain.
+void requireTestData(const Property& property) {
+    const char* const fileName = testDataOf(property).fileName;
+    if (property.keepBest != 0 && !std::ifstream(fileName).is_open()) {
+        stopWithMessage("cannot open file: %s", fileName);
+    }
+}
+
 // The set of the in-situ test; null when there is none.
 std::unique_ptr<GeometrySet> loadTestSet(const Property& property, const GeometrySet& trainingSet) {
     if (!hasInsituTest(property)) {
@@ -53,6 +61,7 @@ void runTraining(std::span<const std::string> words, bool chargeMode) {
     StopFile(fileNames::stopFile).consume();
     const std::string propertyFile = words.size() >= 2 ? words[1] : fileNames::properties;
     Property property = loadConfiguration(propertyFile, chargeMode);
+    requireTestData(property);
     printOut("  * Read TRAINING data.\n\n");
     flushOut();
     const auto trainingSet =

@@ -32,6 +32,7 @@ public:
     const DerivativeQuantity* getDerivativeQuantity() const { return derivativeQuantity; }
 
     bool isInLoss() const { return !scale.empty(); }
+    std::span<const float> getScale() const { return scale; } // [numElems], see above
     bool takesRoot() const { return hasRoot; }
 
     // Where the batch gives values of the quantity: those of derivatives only where they are in the loss,

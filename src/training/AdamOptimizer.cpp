@@ -3,6 +3,7 @@
 #include "base/RandomSource.hpp"
 #include "base/Reporting.hpp"
 
+#include <cmath>
 #include <numeric>
 
 namespace melta {
@@ -120,8 +121,12 @@ void AdamOptimizer::takeFirst(const std::vector<int>& batch) const {
 // True when the targets are met or the user asks to stop.
 bool AdamOptimizer::stepOnBatch() {
     const bool meetsTargets = task->evaluateTraining();
-    requireFiniteLoss(task->lossValue());
-    state->beginning.noteLoss(task->lossValue());
+    const float loss = task->lossValue();
+    if (!std::isfinite(loss) && !state->best.isEmpty()) {
+        state->storeMeanwhile(*task);
+    }
+    requireFiniteLoss(loss);
+    state->beginning.noteLoss(loss);
     if (meetsTargets) {
         state->trainState = TrainState::converged;
         return true;
@@ -132,8 +137,7 @@ bool AdamOptimizer::stepOnBatch() {
 
 void AdamOptimizer::finishEpoch(int epoch, bool isStopped) const {
     state->course.finishEpoch();
-    state->copyLayersToTest();
-    task->evaluateTest();
+    state->testNetworks(epoch, *task);
     state->epochTimer.stop();
     state->wallTimer.suspend();
     task->printProgress(epoch);

@@ -144,8 +144,7 @@ bool LbfgsOptimizer::progress(std::span<const float> x, float loss) {
     }
     std::ranges::copy(x, accepted.begin());
     const int epoch = ++epochCount;
-    state->copyLayersToTest();
-    task->evaluateTest();
+    state->testNetworks(epoch, *task);
     state->epochTimer.stop();
     state->wallTimer.suspend();
     task->printProgress(epoch);

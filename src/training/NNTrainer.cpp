@@ -8,6 +8,7 @@
 #include "training/GradientCheck.hpp"
 #include "training/LbfgsOptimizer.hpp"
 
+#include <cmath>
 #include <numeric>
 
 namespace melta {
@@ -53,6 +54,7 @@ void NNTrainer::performTraining(const std::string& nnFile, const std::string& di
     state.hasEpoch = false;
     state.geomsOfSuper.clear();
     state.course = {};
+    state.best = {};
     state.wallTimer.start();
     state.epochTimer.start();
     state.store = std::make_unique<ModelStore>(nnFile, &getGeometrySet());
@@ -131,8 +133,9 @@ void NNTrainer::prepareArchs(const TrainingPlan& plan, const std::string& nnFile
     if (state.testArch) {
         state.testArch->initLayers(state.testSet);
     }
+    state.isRestored = restoreIfAsked(nnFile);
     // L-BFGS takes no step that makes the loss larger.
-    if (restoreIfAsked(nnFile) && useAdam) {
+    if (state.isRestored && useAdam) {
         restoreCourse();
         state.store->rememberBeginning(*state.arch);
         state.beginning.start();
@@ -248,6 +251,9 @@ void NNTrainer::storeResult() {
 
 void NNTrainer::optimize(bool fullBatch, bool direct, int batchSize) {
     prepareLoss();
+    if (getProperty().keepBest != 0 && state.isRestored && !state.hasEpoch) {
+        state.testNetworks(0, *this);
+    }
     if (getProperty().lbfgs < 1) {
         AdamOptimizer(&state, this).optimize(fullBatch, direct, batchSize);
     } else {
@@ -289,6 +295,10 @@ void NNTrainer::debugGradients(float shift) {
 void NNTrainer::prepareLoss() {
     if (getProperty().renormLoss != 0) {
         printOut("  * Renormalize the loss function.\n\n");
+    }
+    if (getProperty().keepBest != 0) {
+        weightPosition = 1.0;
+        endTerms = makeLossTerms();
     }
     weightPosition = state.course.getStart();
     terms = makeLossTerms();
@@ -336,6 +346,22 @@ bool NNTrainer::meetsTargets(std::span<const float> errors) const {
         }
     }
     return true;
+}
+
+// What the loss of the mean of the models would be on the in-situ test. Where scales differ by element, their
+// mean stands for all.
+float NNTrainer::testMeasure() const {
+    float measure = 0.0f;
+    for (std::size_t t = 0; t < endTerms.size(); ++t) {
+        const std::span<const float> scale = endTerms[t].getScale();
+        if (!scale.empty()) {
+            const float mean =
+                std::accumulate(scale.begin(), scale.end(), 0.0f) / static_cast<float>(scale.size());
+            const float loss = mean * testErrors[t] * testErrors[t];
+            measure += endTerms[t].takesRoot() ? std::sqrt(loss) : loss;
+        }
+    }
+    return measure;
 }
 
 void NNTrainer::weighLoss(double place) {

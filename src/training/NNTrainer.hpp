@@ -56,6 +56,7 @@ protected:
 
     bool evaluateTraining() override;
     bool evaluateTest() override;
+    [[nodiscard]] float testMeasure() const override;
     void weighLoss(double place) override;
     [[nodiscard]] float lossValue() const override;
     void printProgress(int epoch) const override;
@@ -85,6 +86,7 @@ private:
 
     std::vector<LossTerm> terms;    // of the loss
     double weightPosition = 0.0;    // of their weights, see LearningCourse
+    std::vector<LossTerm> endTerms; // those of the end of the course, by which keepBest measures
     std::vector<float> trainErrors; // [numTerms], root mean squares, in the units of the quantities
     std::vector<float> testErrors;  // [numTerms]
 

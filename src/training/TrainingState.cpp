@@ -36,22 +36,43 @@ void TrainingState::storeMeanwhile(TrainingTask& task) {
         return;
     }
     printOut("\n");
-    keepBeginningIfSpoiled(task);
-    noteCourse();
-    store->tryStoreNN(*arch);
+    storeBest(task, [this] { store->tryStoreNN(*arch); });
     lastStore = std::chrono::steady_clock::now();
 }
 
 void TrainingState::storeNetwork(TrainingTask& task) {
-    keepBeginningIfSpoiled(task);
-    noteCourse();
-    store->storeNN(*arch);
+    storeBest(task, [this] { store->storeNN(*arch); });
 }
 
-void TrainingState::noteCourse() const {
+// With the best networks in the arrangement, if any are kept.
+template <class Store>
+void TrainingState::storeBest(TrainingTask& task, const Store& storeNetworks) {
+    const bool hasBest = !best.isEmpty();
+    if (hasBest) {
+        printBest();
+        best.exchangeWith(*arch);
+    }
+    keepBeginningIfSpoiled(task);
     if (hasCourse(*property, arch->hasEnergyNetworks())) {
         store->setCourse(textOf(course.getStanding()));
     }
+    storeNetworks();
+    if (hasBest) {
+        best.exchangeWith(*arch);
+    }
+}
+
+void TrainingState::printBest() const {
+    const auto [super, epoch] = best.getMoment();
+    std::string moment = "the beginning";
+    if (epoch > 0) {
+        moment = formatText("epoch %d", epoch);
+        if (numSuperEpochs > 1) {
+            moment += formatText(" of super epoch %d", super + 1);
+        }
+    }
+    printOut("  * Keep the networks of %s, the best on the %s data: %.3e.\n\n", moment.c_str(),
+             property->insituValid != 0 ? "validation" : "testing", static_cast<double>(best.getMeasure()));
 }
 
 // Both losses are taken with the weights of the beginning.
@@ -63,9 +84,15 @@ void TrainingState::keepBeginningIfSpoiled(TrainingTask& task) {
     task.weighLoss(course.getPosition());
 }
 
-void TrainingState::copyLayersToTest() const {
-    if (testArch) {
-        copyLayers(*testArch, arch.get());
+void TrainingState::testNetworks(int epoch, TrainingTask& task) {
+    if (!testArch) {
+        task.evaluateTest();
+        return;
+    }
+    copyLayers(*testArch, arch.get());
+    task.evaluateTest();
+    if (property->keepBest != 0) {
+        best.offer(*arch, task.testMeasure(), {superEpoch, epoch});
     }
 }
 

@@ -7,6 +7,7 @@
 #include "network/NNArch.hpp"
 #include "structure/GeometrySet.hpp"
 #include "training/BeginningWatch.hpp"
+#include "training/BestNetworks.hpp"
 #include "training/LearningCourse.hpp"
 
 #include <chrono>
@@ -42,8 +43,10 @@ struct TrainingState {
     std::unique_ptr<ModelStore> store; // the files of the model
     std::string stopFileName;
     bool hasEpoch = false;    // any epoch of the run was made
-    BeginningWatch beginning; // of a run that goes on with stored networks
+    bool isRestored = false;  // the run goes on with stored networks
+    BeginningWatch beginning; // of such a run
     LearningCourse course;    // of learning rate and weights, by Adam
+    BestNetworks best;        // with keepBest
     std::chrono::steady_clock::time_point lastStore = std::chrono::steady_clock::now(); // or the start
 
     // Whether another console or a signal asked to stop; takes the stop file away and notes it.
@@ -59,13 +62,16 @@ struct TrainingState {
     // Stores the network at the end. Stops as ModelStore::storeNN.
     void storeNetwork(TrainingTask& task);
 
-    // Gives the in-situ test the present weights.
-    void copyLayersToTest() const;
+    // The in-situ test of the present networks after an epoch, or with 0 of those of the beginning; with
+    // keepBest it notes them if they are the best.
+    void testNetworks(int epoch, TrainingTask& task);
 
 private:
     [[nodiscard]] bool isStoreDue() const;
     void keepBeginningIfSpoiled(TrainingTask& task);
-    void noteCourse() const;
+    void printBest() const;
+    template <class Store>
+    void storeBest(TrainingTask& task, const Store& storeNetworks);
 };
 
 // What is being fitted: the operations that an optimiser needs from a kind of training.
@@ -86,6 +92,9 @@ public:
 
     // Errors of the in-situ test. True when the targets are met on it; false without a test.
     virtual bool evaluateTest() = 0;
+
+    // The measure of the networks on the in-situ test at its last evaluation: the less, the better.
+    [[nodiscard]] virtual float testMeasure() const { return 0.0f; }
 
     // Gives the terms of the loss the weights of this position (LearningCourse), for the next evaluation.
     virtual void weighLoss(double /*position*/) {}

@@ -338,6 +338,18 @@ TEST_F(PropertyBannerTest, WeightsStayWithLbfgs) {
     expectLines(energyRates);
 }
 
+TEST_F(PropertyBannerTest, DataByWhichNetworksAreKept) {
+    property.insituTest = 1;
+    property.keepBest = 1;
+    expectLines("    Line Search #Steps  = 32\n"
+                "    Networks to Keep    = Best of testing data\n"
+                "\n");
+
+    property.insituValid = 1;
+    expectLines("    Networks to Keep    = Best of validation data\n"
+                "\n");
+}
+
 TEST_F(PropertyBannerTest, AlgorithmOfAtomicEnergies) {
     property.withHDNNP = 0;
 

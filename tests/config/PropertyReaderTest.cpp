@@ -57,6 +57,7 @@ const IntKey switchKeys[] = {
     {"approxForce", &Property::approxForce},
     {"withClassical", &Property::withClassical},
     {"withLJlike", &Property::withClassical},
+    {"keepBest", &Property::keepBest},
 };
 
 const FloatKey floatKeys[] = {

@@ -84,6 +84,7 @@ TEST_F(PropertyTest, DefaultsOfTraining) {
     EXPECT_EQ(property.coefForce, 1.0f);
     EXPECT_EQ(property.coefCharge, 1.0f);
     EXPECT_EQ(property.coefEnergyFinal, 0.0f);
+    EXPECT_EQ(property.keepBest, 0);
     EXPECT_EQ(property.learnRateSchedule, LearnRateSchedule::decay);
     EXPECT_EQ(property.learnRate, 1.0e-4f);
     EXPECT_EQ(property.learnRateFinal, 1.0e-4f);
@@ -175,6 +176,13 @@ TEST_F(PropertyTest, CombinationsAtTheLimitAreAccepted) {
 }
 
 // Each line of the file breaks one more rule; the rule that is checked first is reported.
+TEST_F(PropertyTest, KeepingTheBestNeedsATest) {
+    EXPECT_EQ(stopOfText("keepBest 1\n"), about("keepBest needs insituTest or insituValid"));
+    readText("keepBest 1\ninsituTest 1\n");
+    readText("keepBest 1\ninsituTest 0\ninsituValid 1\n");
+    EXPECT_EQ(property.keepBest, 1);
+}
+
 TEST_F(PropertyTest, AWeightOfZeroDoesNotMove) {
     EXPECT_EQ(stopOfText("coefEnergy 0\ncoefEnergyFinal 3\n"),
               about("coefEnergyFinal needs a coefEnergy above zero"));

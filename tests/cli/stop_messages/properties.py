@@ -10,8 +10,8 @@ BEHLER = "melta.behler"
 TRAINING = {**take("bad_input/files", PROP), **take("shared/silica", "melta.train", "melta.test")}
 
 SWITCHES = (
-    "restart insituTest insituValid regularElem elemWeight tanhCutoff sqrtLoss renormLoss withCharge withHDNNP"
-    " withClassical withLJlike withReaxFF approxForce storeDerivatives"
+    "restart insituTest insituValid keepBest regularElem elemWeight tanhCutoff sqrtLoss renormLoss withCharge"
+    " withHDNNP withClassical withLJlike withReaxFF approxForce storeDerivatives"
 ).split()
 INTEGERS = (
     "directSF m2 m3 numRadius numAngle models layers nodes lbfgs lineSteps batchs epochs epochsStore minutesStore"
@@ -78,11 +78,14 @@ COMBINATIONS = [
     key("coefEnergy 0\ncoefForce 0", "both of coefEnergy and coefForce are zero: melta.prop"),
     key("coefEnergy 1e-20\ncoefForce 1e-20", "both of coefEnergy and coefForce are zero: melta.prop"),
     key("withClassical 1\nwithReaxFF 1", "you cannot use withClassical & withReaxFF at the same time: melta.prop"),
+    key("insituTest 0\nkeepBest 1", "keepBest needs insituTest or insituValid: melta.prop"),
     key("coefEnergy 0\ncoefEnergyFinal 2", "coefEnergyFinal needs a coefEnergy above zero: melta.prop"),
     key(
         "lbfgs 0\nlearnRateSchedule cosine",
         "learnRateSchedule cosine needs a learnRateFinal below learnRate: melta.prop",
     ),
+    row((add(PROP, "insituTest 1\nkeepBest 1"), drop("melta.test")), "cannot open file: melta.test"),
+    key("insituValid 1\nkeepBest 1", "cannot open file: melta.valid"),
     key("rcutAngle 0", "cutoff for angle is not positive."),
 ]
 

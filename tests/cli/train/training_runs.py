@@ -10,6 +10,7 @@ from __future__ import annotations
 import argparse
 import os
 import random
+import re
 import signal
 import subprocess
 import sys
@@ -141,15 +142,17 @@ class WholeTrainings(TrainingRun):
         self.assert_files("melta.train", "melta.prop", "melta.data", "melta.data_e", "melta.gdist")
         self.assert_network_files()
 
-    def test_moving_loss(self) -> None:
-        self.set_properties(MOVING)
+    def test_best_networks_of_a_moving_loss(self) -> None:
+        self.take("melta.test")
+        (self.directory / "melta.test").rename(self.directory / "melta.valid")
+        self.set_properties("insituValid 1\nkeepBest 1\n" + MOVING)
 
         output = self.train()
 
-        self.assertIn("    Energy Mixing Rate  = 1.0000000 -> 30.0000000 eV^-2\n", output)
-        self.assertIn("    Learning Rate       = 1.000e-02 -> 1.000e-04\n    Schedule of LR      = Cosine\n\n", output)
+        best = re.compile(r"(networks of epoch )[123](, the best)")
+        self.assert_form("best_networks_of_a_moving_loss.txt", best.sub(r"\1N\2", output))
         model = ("melta.data", "melta.data_e", "melta.data_e.course", "melta.gdist")
-        self.assert_files("melta.train", "melta.prop", *model)
+        self.assert_files("melta.train", "melta.valid", "melta.prop", *model)
         self.assert_network_files()
         self.assertEqual(read(self.directory / "melta.data_e.course"), "1.000000000 9.999999776e-03\n")
 
@@ -256,6 +259,22 @@ class ChargeTrainings(TrainingRun):
         self.assertEqual(rows[0], ["Charge(DFT)", "Charge(NNP)"])
         squares = [(float(row[0]) - float(row[1])) ** 2 for row in rows[1:]]
         self.assertAlmostEqual((sum(squares) / len(squares)) ** 0.5, error, delta=1e-4 * error)
+
+    def test_best_networks_of_charges(self) -> None:
+        self.set_properties("insituTest 1\nkeepBest 1\n" + MOVING + CHARGE_PROPERTIES)
+        self.train()
+        self.train_charges()
+        self.set_properties("insituTest 1\nkeepBest 1\nrestart 1\n" + MOVING + CHARGE_PROPERTIES)
+
+        output = self.train_charges()
+
+        rates = [float(line.split(":")[1].split()[0]) for line in output.split("\n") if line.startswith("  @")]
+        self.assertEqual(len(rates), 3, output)
+        kept = float(output.split("the best on the testing data: ")[1].split(".\n")[0])
+        self.assertLessEqual(kept, min(2.0 * rate**2 for rate in rates) * 1.003)
+        for kind in ("e", "q"):
+            course = read(self.directory / f"melta.data_{kind}.course")
+            self.assertEqual(course, "1.000000000 9.999999776e-03\n")
 
     def test_needs_withCharge(self) -> None:
         self.set_properties("lbfgs 8\n")
