@@ -47,23 +47,30 @@ BinGrid::BinGrid(std::span<const float, 9> lattice, std::span<const float, 9> in
         (lattice[i] > 0.0f ? upper : lower)[i % 3] += lattice[i];
     }
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        divide(axis, rcut);
+        const float count = (upper[axis] - lower[axis]) / rcut;
+        if (!(count >= 1.0f)) {
+            stopWithMessage("%c-dimension of binning table is not positive.", "xyz"[axis]);
+        }
+        divide(axis, count);
     }
     setImages(counts, numAtoms);
 }
 
-void BinGrid::divide(std::size_t axis, float rcut) {
-    const float extent = upper[axis] - lower[axis];
-    const float count = extent / rcut;
-    if (!(count >= 1.0f)) {
-        stopWithMessage("%c-dimension of binning table is not positive.", "xyz"[axis]);
+BinGrid::BinGrid(const std::array<float, 3>& lowest, const std::array<float, 3>& highest, float rcut)
+    : lower(lowest), upper(highest) {
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        divide(axis, std::max(1.0f, (upper[axis] - lower[axis]) / rcut));
     }
+}
+
+// Cuts the box along an axis into the whole number of bins below `count`, which is at least 1.
+void BinGrid::divide(std::size_t axis, float count) {
     if (!(count <= static_cast<float>(maxSearchBins / total))) {
         stopWithMessage("too many bins for detecting neighbors.");
     }
     numBins[axis] = static_cast<int>(count);
     total *= static_cast<std::size_t>(numBins[axis]);
-    width[axis] = extent / static_cast<float>(numBins[axis]);
+    width[axis] = (upper[axis] - lower[axis]) / static_cast<float>(numBins[axis]);
 }
 
 // Takes the numbers of images, unless all images of all atoms together are too many.

@@ -25,6 +25,10 @@ public:
     BinGrid(std::span<const float, 9> lattice, std::span<const float, 9> invLattice, std::size_t numAtoms,
             float rcut);
 
+    // For atoms without images: the box from `lowest` to `highest` (Angstrom), where they all are. Stops with
+    // "too many bins for detecting neighbors.".
+    BinGrid(const std::array<float, 3>& lowest, const std::array<float, 3>& highest, float rcut);
+
     // Whether a position, Angstrom, lies in the box.
     [[nodiscard]] bool contains(const std::array<float, 3>& p) const {
         return lower[0] <= p[0] && p[0] <= upper[0] && lower[1] <= p[1] && p[1] <= upper[1] &&
@@ -79,7 +83,7 @@ public:
     }
 
 private:
-    void divide(std::size_t axis, float rcut);
+    void divide(std::size_t axis, float count);
     void setImages(const std::array<float, 3>& counts, std::size_t numAtoms);
 
     [[nodiscard]] std::size_t indexOf(int bx, int by, int bz) const {

@@ -104,6 +104,9 @@ public:
         return neighbors.empty() ? std::span<const Neighbor>() : neighbors[static_cast<std::size_t>(iatom)];
     }
 
+    // All lists; valid until the lists are made anew.
+    [[nodiscard]] const NeighborStore& allNeighbors() const { return neighbors; }
+
     // Length of the list of one atom.
     [[nodiscard]] int numNeighbors(int iatom) const { return static_cast<int>(getNeighbors(iatom).size()); }
 

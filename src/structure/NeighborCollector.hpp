@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace melta {
@@ -19,9 +20,13 @@ inline constexpr float smallestSquare = 0.010000001f;
 template <class Table>
 class NeighborCollector {
 public:
-    // Both are borrowed. `rcut` in Angstrom.
-    NeighborCollector(const BinGrid& searchGrid, const Table& searchTable, float rcut)
-        : grid(&searchGrid), table(&searchTable), squareOfCutoff(rcut * rcut) {}
+    // Both are borrowed. `rcut` in Angstrom. `scratch`: memory of an earlier collector.
+    NeighborCollector(const BinGrid& searchGrid, const Table& searchTable, float rcut,
+                      std::vector<Neighbor> scratch = {})
+        : grid(&searchGrid), table(&searchTable), squareOfCutoff(rcut * rcut), chosen(std::move(scratch)) {}
+
+    // Gives the scratch away; the last call.
+    [[nodiscard]] std::vector<Neighbor> takeScratch() { return std::move(chosen); }
 
     // Appends the list of an atom at `p`, Angstrom, to `records` and returns its length.
     std::size_t append(const std::array<float, 3>& p, std::vector<Neighbor>& records) {

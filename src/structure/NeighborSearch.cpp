@@ -2,7 +2,7 @@
 
 #include "base/ParallelGuard.hpp"
 #include "base/Reporting.hpp"
-#include "structure/BinGrid.hpp"
+#include "structure/BinTable.hpp"
 #include "structure/NeighborCollector.hpp"
 
 #include <algorithm>
@@ -13,47 +13,6 @@
 
 namespace melta {
 namespace {
-
-// The images in the box, bin by bin.
-struct BinTable {
-    std::vector<Image> images;
-    std::vector<std::uint32_t> offsets; // [totalBins + 1], first image of each bin
-
-    [[nodiscard]] std::span<const Image> bin(std::size_t index) const {
-        return std::span<const Image>(images).subspan(offsets[index], offsets[index + 1] - offsets[index]);
-    }
-};
-
-std::array<float, 3> positionOf(std::span<const float> positions, std::size_t atom) {
-    return {positions[3 * atom], positions[3 * atom + 1], positions[3 * atom + 2]};
-}
-
-// Calls visit(bin, image) for all images of all atoms in the box.
-template <class Visit>
-void forEachImage(const BinGrid& grid, std::span<const float> positions, const Visit& visit) {
-    for (std::size_t i = 0; 3 * i < positions.size(); ++i) {
-        grid.forEachImage(static_cast<std::int32_t>(i), positionOf(positions, i), visit);
-    }
-}
-
-// Counts first and places then, so that the table is one array and each bin keeps the order of the visits.
-BinTable fillTable(const BinGrid& grid, std::span<const float> positions) {
-    static_assert(maxSearchImages <= UINT32_MAX);
-    BinTable table;
-    // While images are counted and placed, entry b + 1 holds the next free place of bin b; at the end, its
-    // end.
-    table.offsets.assign(grid.totalBins() + 2, 0);
-    forEachImage(grid, positions, [&](std::size_t bin, const Image& /*image*/) { ++table.offsets[bin + 2]; });
-    for (std::size_t b = 2; b < table.offsets.size(); ++b) {
-        table.offsets[b] += table.offsets[b - 1];
-    }
-    table.images.resize(table.offsets.back());
-    forEachImage(grid, positions, [&](std::size_t bin, const Image& image) {
-        table.images[table.offsets[bin + 1]++] = image;
-    });
-    table.offsets.pop_back();
-    return table;
-}
 
 // Each thread takes one run of consecutive atoms, so that its lists lie behind each other already.
 NeighborLists findNeighbors(const BinGrid& grid, const BinTable& table, std::span<const float> positions,
@@ -117,7 +76,8 @@ bool haveCloseAtoms(std::span<const float, 9> lattice, std::span<const float, 9>
     const std::size_t numAtoms = positions.size() / 3;
     const float width = std::clamp(widthForOneAtom(lattice, numAtoms), distance, rcut);
     const BinGrid grid(lattice, invLattice, numAtoms, width);
-    const BinTable table = fillTable(grid, positions);
+    BinTable table;
+    table.fill(grid, positions);
     bool areClose = false;
     for (std::size_t i = 0; i < numAtoms && !areClose; ++i) {
         const std::array<float, 3> p = positionOf(positions, i);
@@ -134,7 +94,9 @@ bool haveCloseAtoms(std::span<const float, 9> lattice, std::span<const float, 9>
 NeighborLists searchNeighbors(std::span<const float, 9> lattice, std::span<const float, 9> invLattice,
                               std::span<const float> positions, float rcut) {
     const BinGrid grid(lattice, invLattice, positions.size() / 3, rcut);
-    return findNeighbors(grid, fillTable(grid, positions), positions, rcut);
+    BinTable table;
+    table.fill(grid, positions);
+    return findNeighbors(grid, table, positions, rcut);
 }
 
 } // namespace melta

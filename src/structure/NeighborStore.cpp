@@ -17,6 +17,17 @@ void NeighborStore::assign(NeighborLists lists) {
     }
 }
 
+void NeighborStore::startOver() {
+    records.clear();
+    stretches.clear();
+}
+
+void NeighborStore::append(std::span<const Neighbor> list) {
+    const auto size = static_cast<std::uint32_t>(list.size());
+    stretches.push_back({records.size(), size, size});
+    records.insert(records.end(), list.begin(), list.end());
+}
+
 void NeighborStore::clear() {
     std::vector<Neighbor>().swap(records);
     std::vector<Stretch>().swap(stretches);

@@ -19,6 +19,11 @@ public:
     // Takes lists that lie behind each other.
     void assign(NeighborLists lists);
 
+    // Forgets all lists but keeps the memory, for lists that are then appended atom by atom. `list` must not
+    // lie in the store.
+    void startOver();
+    void append(std::span<const Neighbor> list);
+
     // Gives the memory back.
     void clear();
 

@@ -1,5 +1,6 @@
 // Evaluations one after the other take no new memory: counted by the operators of this program.
 
+#include "baseline/reax/ReaxFieldText.hpp"
 #include "potential/PotentialFixture.hpp"
 
 #include <gtest/gtest.h>
@@ -94,6 +95,15 @@ TEST_F(SteadyStateTest, ClassicalBaselineTakesNoMemory) {
     writeTextFile(file("melta.class"),
                   "2\nO 0.0\nSi 0.0\n"
                   "O O 30.0 -2.0 1.0 -4.0\nO Si 20.0 3.0 -1.0 -2.0\nSi Si 90.0 1.0 -1.0 0.5\n");
+
+    EXPECT_EQ(countAllocations(Wish::energy | Wish::forces | Wish::virial), 0U);
+}
+
+TEST_F(SteadyStateTest, ReaxFFBaselineTakesNoMemory) {
+    property.withReaxFF = 1;
+    property.rcutReaxFF = 5.0f;
+    makeModel();
+    writeTextFile(file("ffield.reax"), makeReaxField().makeText());
 
     EXPECT_EQ(countAllocations(Wish::energy | Wish::forces | Wish::virial), 0U);
 }

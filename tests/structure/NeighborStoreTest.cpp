@@ -50,6 +50,23 @@ TEST(NeighborStore, IsEmptyUntilListsAreAssigned) {
     EXPECT_EQ(store.capacity(), 0U);
 }
 
+TEST(NeighborStore, AppendedListsTakeKeptMemory) {
+    const List lists[] = {makeList(3, 10), {}, makeList(2, 20)};
+    NeighborStore store;
+    store.assign(makeLists(lists));
+    const std::size_t capacity = store.capacity();
+
+    store.startOver();
+    EXPECT_TRUE(store.empty());
+    for (const std::size_t i : {2U, 1U}) {
+        store.append(lists[i]);
+    }
+
+    EXPECT_EQ(listOf(store, 0), lists[2]);
+    EXPECT_EQ(listOf(store, 1), lists[1]);
+    EXPECT_EQ(store.capacity(), capacity);
+}
+
 TEST(NeighborStore, ReplacedListsLeaveTheOthersAlone) {
     std::vector<List> lists{makeList(4, 10), makeList(2, 20), makeList(5, 30)};
     NeighborStore store;

@@ -2,14 +2,13 @@
 
 #include "baseline/reax/ReaxEvaluation.hpp"
 #include "baseline/reax/ReaxParam.hpp"
+#include "structure/ClusterSearch.hpp"
+#include "structure/NeighborStore.hpp"
 
-#include <memory>
 #include <span>
 #include <vector>
 
 namespace melta {
-
-class Geometry;
 
 // The reduced ReaxFF potential of a cluster of atoms without periodic boundaries, in which some atoms stand
 // for images or for atoms that are somebody else's: only the energies of the others count.
@@ -37,12 +36,11 @@ public:
     [[nodiscard]] std::span<const double> virials() const { return evaluation.virials(); }
 
 private:
-    void placeInBox();
-
     ReaxEvaluation evaluation;
-    std::unique_ptr<Geometry> box; // gives the lists; null before the first evaluation
-    std::vector<int> present;      // indices of the atoms that are there
-    std::vector<int> presentTypes; // of these
+    ClusterSearch search;
+    NeighborStore lists;           // of the atoms that are there
+    std::vector<int> present;      // their indices
+    std::vector<int> presentTypes; // and what is theirs
     std::vector<double> presentWeights;
     std::vector<double> places; // [present][3], Angstrom
 };

@@ -1,7 +1,6 @@
 #include "baseline/reax/ReaxEvaluation.hpp"
 
 #include "baseline/reax/ReaxParam.hpp"
-#include "structure/Geometry.hpp"
 
 #include <algorithm>
 
@@ -14,24 +13,18 @@ double ReaxEvaluation::listCutoff() const {
     return std::max(param->rcut, param->rcutVdw);
 }
 
-void ReaxEvaluation::clear() {
-    atomEnergies.clear();
-    atomForces.clear();
-    atomVirials.clear();
-}
-
-void ReaxEvaluation::run(const Geometry& geometry, std::span<const int> types,
-                         std::span<const double> positions, bool withForces,
+void ReaxEvaluation::run(const NeighborStore& lists, std::span<const float, 9> lattice,
+                         std::span<const int> types, std::span<const double> positions, bool withForces,
                          std::span<const double> givenWeights, bool withVirials) {
     ones.assign(givenWeights.empty() ? types.size() : 0, 1.0);
     const std::span<const double> weights = givenWeights.empty() ? ones : givenWeights;
     atomEnergies.assign(types.size(), 0.0);
     atomForces.assign(withForces ? positions.size() : 0, 0.0);
     atomVirials.assign(withVirials ? 6 * types.size() : 0, 0.0);
-    shells.start(geometry, types, param->numElems, positions);
+    shells.start(lists, lattice, types, param->numElems, positions);
     orders.start(types);
     vdw.prepare();
-    for (int iatom = 0; iatom < geometry.numAtoms; ++iatom) {
+    for (int iatom = 0; iatom < static_cast<int>(types.size()); ++iatom) {
         const ReaxShell& shell = shells.create(iatom, listCutoff());
         orders.addShell(shell);
         // The taper grows again beyond its upper radius: bonds that reach farther need a shell of their own.

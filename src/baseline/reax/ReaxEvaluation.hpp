@@ -10,7 +10,6 @@
 
 namespace melta {
 
-class Geometry;
 class ReaxParam;
 
 // One evaluation of the reduced ReaxFF potential, in double precision: the place that sums its terms.
@@ -24,15 +23,13 @@ public:
     // Cutoff that the neighbour lists of an evaluation need, Angstrom.
     [[nodiscard]] double listCutoff() const;
 
-    // `geometry` gives the cell and the lists of neighbours, `types` [numAtoms] the types of its atoms and
-    // `positions` [numAtoms][3] (Angstrom) where they are: its own positions widened, or others for which its
-    // lists hold. `weights` [numAtoms]: how much the energy of each atom counts in the energy that forces are
-    // derived from; empty: all are 1. With `withVirials`, which needs forces, also their virials.
-    void run(const Geometry& geometry, std::span<const int> types, std::span<const double> positions,
-             bool withForces, std::span<const double> weights = {}, bool withVirials = false);
-
-    // Forgets the results.
-    void clear();
+    // `lists` and `lattice` as ReaxShellBuilder takes them, `types` [numAtoms] the types of the atoms and
+    // `positions` [numAtoms][3] (Angstrom) where they are. `weights` [numAtoms]: how much the energy of each
+    // atom counts in the energy that forces are derived from; empty: all are 1. With `withVirials`, which
+    // needs forces, also their virials.
+    void run(const NeighborStore& lists, std::span<const float, 9> lattice, std::span<const int> types,
+             std::span<const double> positions, bool withForces, std::span<const double> weights = {},
+             bool withVirials = false);
 
     // Results of the last run. Energies [numAtoms], kcal/mol.
     [[nodiscard]] std::span<const double> energies() const { return atomEnergies; }

@@ -72,7 +72,7 @@ bool ReaxPot::evaluate(const Geometry& geometry, bool withForces) {
     }
     createWorkGeometry(geometry);
     positions.assign(workGeometry->positions.begin(), workGeometry->positions.end());
-    evaluation.run(*workGeometry, types, positions, withForces);
+    evaluation.run(workGeometry->allNeighbors(), workGeometry->lattice, types, positions, withForces);
     workGeometry->deleteNeighbors();
     return true;
 }

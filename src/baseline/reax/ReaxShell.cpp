@@ -23,12 +23,13 @@ std::size_t padded(std::size_t size) {
 
 } // namespace
 
-void ReaxShellBuilder::start(const Geometry& lists, std::span<const int> typesOfAtoms, int numTypes,
+void ReaxShellBuilder::start(const NeighborStore& listsOfAtoms, std::span<const float, 9> cell,
+                             std::span<const int> typesOfAtoms, int numTypes,
                              std::span<const double> places) {
-    geometry = &lists;
+    lists = &listsOfAtoms;
     types = typesOfAtoms;
     positions = places;
-    std::copy(lists.lattice.begin(), lists.lattice.end(), lattice.begin());
+    std::ranges::copy(cell, lattice.begin());
     cursors.resize(static_cast<std::size_t>(numTypes));
     presentTypes.assign(types.begin(), types.end());
     std::sort(presentTypes.begin(), presentTypes.end());
@@ -45,7 +46,7 @@ const ReaxShell& ReaxShellBuilder::create(int iatom, double rcut) {
 }
 
 void ReaxShellBuilder::selectPairs(int iatom) {
-    const std::span<const Neighbor> list = geometry->getNeighbors(iatom);
+    const std::span<const Neighbor> list = (*lists)[static_cast<std::size_t>(iatom)];
     if (pairs.size() < list.size()) {
         pairs.resize(list.size());
     }

@@ -2,7 +2,7 @@
 
 #include "base/AlignedBuffer.hpp"
 #include "baseline/reax/ReaxVdwKernel.hpp"
-#include "structure/Geometry.hpp"
+#include "structure/NeighborStore.hpp"
 
 #include <array>
 #include <cstddef>
@@ -37,10 +37,11 @@ struct ReaxShell {
 // Makes the shells of a configuration, one after the other, in the same memory.
 class ReaxShellBuilder {
 public:
-    // Takes the lists and the cell of a geometry, and the positions [numAtoms][3] in double precision,
-    // Angstrom. `types` [numAtoms]. All must live while shells are made.
-    void start(const Geometry& lists, std::span<const int> types, int numTypes,
-               std::span<const double> positions);
+    // `lists` of all atoms; `lattice` [3][3], Angstrom, of the cell that the images in them count by;
+    // `types` [numAtoms]; `positions` [numAtoms][3], Angstrom. All but the lattice must live while shells are
+    // made.
+    void start(const NeighborStore& lists, std::span<const float, 9> lattice, std::span<const int> types,
+               int numTypes, std::span<const double> positions);
 
     // The neighbours of an atom nearer than `rcut` (Angstrom). Valid until the next call.
     const ReaxShell& create(int iatom, double rcut);
@@ -51,7 +52,7 @@ private:
     void closeRuns();
     void reserve(std::size_t size);
 
-    const Geometry* geometry = nullptr;
+    const NeighborStore* lists = nullptr;
     std::span<const int> types;
     std::span<const double> positions;
     std::array<double, 9> lattice{};

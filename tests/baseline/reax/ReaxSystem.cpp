@@ -66,12 +66,12 @@ ReaxSystem::ReaxSystem(const ReaxParam& forceField, std::span<const ReaxSite> si
 }
 
 double ReaxSystem::obtainEnergy(std::span<const double> places) {
-    evaluation.run(*geometry, types, places, false);
+    evaluation.run(geometry->allNeighbors(), geometry->lattice, types, places, false);
     return std::accumulate(evaluation.energies().begin(), evaluation.energies().end(), 0.0);
 }
 
 std::vector<double> ReaxSystem::obtainForces(std::span<const double> places) {
-    evaluation.run(*geometry, types, places, true);
+    evaluation.run(geometry->allNeighbors(), geometry->lattice, types, places, true);
     return {evaluation.forces().begin(), evaluation.forces().end()};
 }
 
