@@ -38,7 +38,8 @@ public:
     };
 
     // Reads a trained model from its directory: "melta.data", "melta.data_e", "melta.data_q" and
-    // "melta.class" or "ffield.reax" where the head asks for them, and "melta.gdist" where it is present.
+    // "melta.class", "ffield.reax" or "melta.zbl" where the head asks for them, and "melta.gdist" where it is
+    // present.
     static Potential load(const std::string& directory);
 
     // Reads an exported force field, a file such as "ffield.melta".

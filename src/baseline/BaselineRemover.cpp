@@ -4,14 +4,35 @@
 #include "config/BaselineKind.hpp"
 #include "structure/GeometrySet.hpp"
 
+#include <algorithm>
+
 namespace melta {
+
+namespace {
+
+// The kind that a set is marked for; null without.
+const BaselineKind* markedKindOf(const GeometrySet& set) {
+    const auto kinds = baselineKinds();
+    const auto found =
+        std::ranges::find_if(kinds, [&](const BaselineKind* kind) { return kind->isMarked(set); });
+    return found == kinds.end() ? nullptr : *found;
+}
+
+} // namespace
 
 BaselineRemoval makeBaselineRemoval(const std::string& baselineFile) {
     return [baselineFile](const GeometrySet& set, const Property& property, std::span<const int> order) {
-        for (const BaselineKind* const kind : baselineKinds()) {
-            if (kind->isMarked(set)) {
-                return kind->removeFrom(set, property, order, baselineFile);
-            }
+        if (const BaselineKind* const kind = markedKindOf(set)) {
+            kind->removeFrom(set, property, order, baselineFile);
+        }
+    };
+}
+
+BaselineRemoval makeTrainingRemoval(const std::string& baselineFile) {
+    return [baselineFile](const GeometrySet& set, const Property& property, std::span<const int> order) {
+        if (const BaselineKind* const kind = markedKindOf(set)) {
+            kind->completeParameters(set, property, baselineFile);
+            kind->removeFrom(set, property, order, baselineFile);
         }
     };
 }

@@ -12,10 +12,14 @@ namespace melta {
 class GeometrySet;
 class Property;
 
-// What takes a potential out of a set that is marked for it (`withClassical`, `withReaxFF`), says so, and
+// What takes a potential out of a set that is marked for it (BaselineKind::mark), says so, and
 // does nothing to other sets. `baselineFile`: the parameters of the potential. The removal stops as the
 // reading of the file and the potential do.
 BaselineRemoval makeBaselineRemoval(const std::string& baselineFile);
+
+// The same for the set that networks are trained on: completes the file from its data before
+// (BaselineKind::completeParameters).
+BaselineRemoval makeTrainingRemoval(const std::string& baselineFile);
 
 // The potential that the settings have switched on, for a set's elements; null without one. Both arguments
 // are borrowed. Stops as the reading of the file does.

@@ -65,6 +65,12 @@ public:
     // Copies what an exported force field needs of that file.
     virtual void exportParameters(std::FILE* parameters, TextCopier& out) const = 0;
 
+    // Before a training: makes what the file of parameters lacks for the elements of a set, whose neighbour
+    // lists are there, from its data, and tells it on the console. Most kinds make nothing. Stops as the
+    // reading and the writing of the file do.
+    virtual void completeParameters(const GeometrySet& /*set*/, const Property& /*property*/,
+                                    const std::string& /*parameterFile*/) const {}
+
     // Potentials.
 
     // The potential with the parameters of a file, for the elements of a set; tells on the console what it

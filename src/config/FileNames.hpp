@@ -11,6 +11,7 @@ inline constexpr const char* test = "melta.test";                  // testing da
 inline constexpr const char* validation = "melta.valid";           // validation data
 inline constexpr const char* classical = "melta.class";            // Lennard-Jones-like potential
 inline constexpr const char* reaxFF = "ffield.reax";               // ReaxFF potential
+inline constexpr const char* zbl = "melta.zbl";                    // radii of the ZBL repulsion
 inline constexpr const char* distribution = "melta.gdist";         // distributions of the symmetry functions
 inline constexpr const char* stopFile = "melta.EXIT";              // request to end a training
 inline constexpr const char* metropolis = "melta.metro";           // input of the Metropolis walk

@@ -31,7 +31,7 @@ void runDebug(std::span<const std::string> words, bool chargeMode) {
     const std::string propertyFile = words.size() >= 3 ? words[2] : fileNames::properties;
     Property property = loadConfiguration(propertyFile, chargeMode);
     const auto trainingSet =
-        loadGeometrySet(fileNames::train, property, makeBaselineRemoval(baselineFileOf(property)));
+        loadGeometrySet(fileNames::train, property, makeTrainingRemoval(baselineFileOf(property)));
     symmFuncKindOf(property).fitToElements(property, trainingSet->numElems);
     Trainer trainer(&property, trainingSet.get(), nullptr);
     trainer.performDebug(fileNames::network, shift);

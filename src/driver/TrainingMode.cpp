@@ -65,7 +65,7 @@ void runTraining(std::span<const std::string> words, bool chargeMode) {
     printOut("  * Read TRAINING data.\n\n");
     flushOut();
     const auto trainingSet =
-        loadGeometrySet(fileNames::train, property, makeBaselineRemoval(baselineFileOf(property)));
+        loadGeometrySet(fileNames::train, property, makeTrainingRemoval(baselineFileOf(property)));
     symmFuncKindOf(property).fitToElements(property, trainingSet->numElems);
     const auto testSet = loadTestSet(property, *trainingSet);
     Trainer trainer(&property, trainingSet.get(), testSet.get());

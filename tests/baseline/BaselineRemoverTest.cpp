@@ -4,6 +4,7 @@
 #include "baseline/classical/ClassicalTwin.hpp"
 #include "baseline/reax/ReaxFieldText.hpp"
 #include "baseline/reax/ReaxPot.hpp"
+#include "baseline/zbl/ZblPot.hpp"
 #include "config/Property.hpp"
 #include "structure/ThreadCount.hpp"
 #include "support/StopCatcher.hpp"
@@ -54,9 +55,15 @@ protected:
     }
 
     std::string apply(const GeometrySet& set, const std::string& file) {
+        return apply(makeBaselineRemoval(file), set);
+    }
+    std::string applyToTrainingSet(const GeometrySet& set, const std::string& file) {
+        return apply(makeTrainingRemoval(file), set);
+    }
+    std::string apply(const BaselineRemoval& removal, const GeometrySet& set) {
         std::vector<int> order(numGeoms);
         std::iota(order.rbegin(), order.rend(), 0);
-        return outputOf([&] { makeBaselineRemoval(file)(set, property, order); });
+        return outputOf([&] { removal(set, property, order); });
     }
 
     static void expectSame(const GeometrySet& found, const GeometrySet& expected) {
@@ -70,6 +77,7 @@ protected:
     test::TemporaryDirectory directory;
     std::string name = directory.file("melta.class");
     std::string fieldName = directory.file("ffield.reax");
+    std::string radiiName = directory.file("melta.zbl");
     Property property;
 };
 
@@ -110,6 +118,56 @@ TEST_F(BaselineRemoverTest, TakesReaxFFOut) {
     }
 }
 
+TEST_F(BaselineRemoverTest, TakesTheRepulsionOut) {
+    const std::vector<ZblRadii> radii{{"C", "C", 1.0, 3.0}};
+    writeZblFile(radiiName, radii);
+    const auto expected = makeSet();
+    ZblPot pot(ZblTable(std::vector<std::string>{"C"}, radii, static_cast<double>(rc), radiiName));
+    removeFrom(*expected, pot);
+    for (const int count : {1, 4}) {
+        const ThreadCount threads(count);
+        const auto set = makeSet();
+        set->elemNames = {"C"};
+        set->withBaseline = true;
+
+        const std::string text = apply(*set, radiiName);
+
+        EXPECT_EQ(text, "  * Remove energies and forces of the ZBL repulsion.\n\n");
+        expectSame(*set, *expected);
+        EXPECT_NE(set->geometries[3]->energyTotal, makeSet()->geometries[3]->energyTotal);
+    }
+}
+
+// The repulsion ends where the data begin.
+TEST_F(BaselineRemoverTest, TrainingSetsMakeTheRadiiOfTheRepulsion) {
+    const auto set = makeSet();
+    set->elemNames = {"C"};
+    set->elemAtomNumbers = {6};
+    set->withBaseline = true;
+
+    const std::string text = applyToTrainingSet(*set, radiiName);
+
+    const std::string file = test::readTextFile(radiiName);
+    EXPECT_EQ(file.find("1\nC C 1."), 0U) << file;
+    EXPECT_EQ(text.find("  * Find the radii of the ZBL repulsion: inner, outer / Angstrom\n"
+                        "        C      - C      :  1."),
+              0U)
+        << text;
+    expectSame(*set, *makeSet());
+
+    EXPECT_EQ(applyToTrainingSet(*set, radiiName),
+              "  * Remove energies and forces of the ZBL repulsion.\n\n");
+    EXPECT_EQ(test::readTextFile(radiiName), file);
+}
+
+TEST_F(BaselineRemoverTest, TrainingSetsOfOtherPotentialsMakeNothing) {
+    const auto set = makeSet();
+    set->withClassical = true;
+
+    EXPECT_EQ(applyToTrainingSet(*set, name), apply(*set, name));
+    EXPECT_EQ(applyToTrainingSet(*makeSet(), "nowhere"), "");
+}
+
 TEST_F(BaselineRemoverTest, LeavesOtherSetsAlone) {
     const auto set = makeSet();
 
@@ -125,6 +183,9 @@ TEST_F(BaselineRemoverTest, NeedsTheFileOfThePotential) {
     set->withClassical = false;
     set->withReaxFF = true;
     EXPECT_NE(stopMessageOf([&] { apply(*set, "nowhere"); }), "(no stop)");
+    set->withReaxFF = false;
+    set->withBaseline = true;
+    EXPECT_EQ(stopMessageOf([&] { apply(*set, "nowhere"); }), "cannot open file: nowhere");
 }
 
 TEST_F(BaselineRemoverTest, MakesThePotentialOfTheSettings) {
@@ -140,6 +201,12 @@ TEST_F(BaselineRemoverTest, MakesThePotentialOfTheSettings) {
     property.withReaxFF = 1;
     pot = makeBaseline(set.get(), &property, fieldName);
     EXPECT_NE(dynamic_cast<ReaxPot*>(pot.get()), nullptr);
+
+    property.withReaxFF = 0;
+    property.kindSettings["withZBL"] = 1.0;
+    writeTextFile(radiiName, "0\n");
+    pot = makeBaseline(set.get(), &property, radiiName);
+    EXPECT_NE(dynamic_cast<ZblPot*>(pot.get()), nullptr);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "baseline/classical/ClassicalPot.hpp"
 #include "baseline/reax/ReaxFieldText.hpp"
 #include "baseline/reax/ReaxPot.hpp"
+#include "baseline/zbl/ZblPot.hpp"
 #include "potential/PotentialFixture.hpp"
 
 #include <cmath>
@@ -98,6 +99,28 @@ TEST_F(ModelLoaderTest, ReaxFFBaselineIsIncluded) {
                 file("ffield.reax"));
 
     expectWithBaseline(pot, "ffield.reax");
+}
+
+TEST_F(ModelLoaderTest, RepulsionIsIncluded) {
+    property.kindSettings["withZBL"] = 1.0;
+    makeModel();
+    const std::vector<ZblRadii> radii{
+        {"O", "O", 1.0, 2.9}, {"O", "Si", 0.5, 2.8}, {"Si", "Si", 1.5, 3.0}, {"Fe", "O", 1.0, 2.0}};
+    writeZblFile(file("melta.zbl"), radii);
+    ZblPot pot(ZblTable(set->elemNames, radii, 3.5, "melta.zbl"));
+
+    expectWithBaseline(pot, "melta.zbl");
+}
+
+TEST_F(ModelLoaderTest, RepulsionNeedsAllPairsOfTheElements) {
+    property.kindSettings["withZBL"] = 1.0;
+    makeModel();
+    EXPECT_EQ(refusalOfLoading(), "cannot open file: " + file("melta.zbl"));
+    writeTextFile(file("melta.zbl"), "2\nO O 1.0 2.9\nSi Si 1.5 3.0\n");
+
+    EXPECT_EQ(refusalOfLoading(), "there are no radii of ZBL for Si and O: " + file("melta.zbl"));
+    exportModel(file("melta.zbl"));
+    EXPECT_EQ(refusalOfReading(), "there are no radii of ZBL for Si and O: " + file("ffield.melta"));
 }
 
 TEST_F(ModelLoaderTest, InfluenceReachesOverBonds) {

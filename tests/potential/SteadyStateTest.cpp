@@ -99,6 +99,14 @@ TEST_F(SteadyStateTest, ClassicalBaselineTakesNoMemory) {
     EXPECT_EQ(countAllocations(Wish::energy | Wish::forces | Wish::virial), 0U);
 }
 
+TEST_F(SteadyStateTest, RepulsionTakesNoMemory) {
+    property.kindSettings["withZBL"] = 1.0;
+    makeModel();
+    writeTextFile(file("melta.zbl"), "3\nO O 1.0 2.9\nO Si 0.5 2.8\nSi Si 1.5 3.0\n");
+
+    EXPECT_EQ(countAllocations(Wish::energy | Wish::forces | Wish::virial), 0U);
+}
+
 TEST_F(SteadyStateTest, ReaxFFBaselineTakesNoMemory) {
     property.withReaxFF = 1;
     property.rcutReaxFF = 5.0f;

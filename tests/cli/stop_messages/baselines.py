@@ -1,9 +1,9 @@
-"""Mistakes in melta.class and ffield.reax."""
+"""Mistakes in melta.class, ffield.reax and melta.zbl."""
 
 from __future__ import annotations
 
 from reax_field import BONDS, FIELD, GENERAL, OFF_DIAGONALS, REAX, TYPES
-from rows import Group, Row, add, drop, keep, line, put, row, take
+from rows import Folder, Group, Row, add, drop, keep, line, put, row, take
 
 CLASS = "melta.class"
 
@@ -82,8 +82,44 @@ FIT_ROWS = [
     row(put("melta.prop", "classicalTry none\n"), "incorrect 'classicalTry'"),
 ]
 
+ZBL = "melta.zbl"
+REPULSION = {**MODEL, **take("shared/silica", ZBL), "melta.data": take("shared/silica", "zbl.data")["zbl.data"]}
+
+
+def zbl(number: int, text: str, message: str) -> Row:
+    return row(line(ZBL, number, text), message)
+
+
+ZBL_ROWS = [
+    row(drop(ZBL), "cannot open file: melta.zbl"),
+    row(put(ZBL, ""), "cannot read #pairs of ZBL: melta.zbl"),
+    zbl(1, "-1", "cannot read #pairs of ZBL: melta.zbl"),
+    row(keep(ZBL, 2), "cannot read a pair of ZBL: melta.zbl"),
+    zbl(2, "Si Si 1.5", "cannot read a pair of ZBL: melta.zbl"),
+    zbl(3, "O Si 1.5 nan", "incorrect radii of ZBL for O and Si: melta.zbl"),
+    zbl(3, "O Si 1.5 1.5", "incorrect radii of ZBL for O and Si: melta.zbl"),
+    zbl(3, "O Fe 1.5 2.0", "there are no radii of ZBL for O and Si: melta.zbl"),
+    zbl(3, "O Si 1.5 3.6", "radii of ZBL for O and Si exceed the cutoff of symmetry functions: melta.zbl"),
+]
+
+REPELLING = {**take("bad_input/files", "melta.prop"), **take("shared/silica", "melta.train", ZBL)}
+RADII_ROWS = [
+    row((put(ZBL, "1\n"), add("melta.prop", "withZBL 1")), "cannot read a pair of ZBL: melta.zbl"),
+    row((put(ZBL, Folder()), add("melta.prop", "withZBL 1")), "cannot open file: melta.zbl"),
+    row(
+        (drop(ZBL), add("melta.prop", "withZBL 1\nrinnerZBL 2\nrouterZBL 1")),
+        "incorrect radii of ZBL for Si and Si: melta.zbl",
+    ),
+    row(
+        (drop(ZBL), add("melta.prop", "withZBL 1\nrouterZBL 9")),
+        "radii of ZBL for Si and Si exceed the cutoff of symmetry functions: melta.zbl",
+    ),
+]
+
 GROUPS = [
     Group("baselines.classical", ["--test"], CLASSICAL, CLASSICAL_ROWS),
     Group("baselines.reaxff", ["--test"], REAXFF, REAXFF_ROWS),
     Group("baselines.fit", ["--classical"], FIT, FIT_ROWS),
+    Group("baselines.zbl", ["--test"], REPULSION, ZBL_ROWS),
+    Group("baselines.zbl_radii", ["--train"], REPELLING, RADII_ROWS),
 ]

@@ -128,6 +128,7 @@ RESTART_ROWS = [
     head(1, "3 1 1 0", "incorrect elemWeight: melta.data"),
     row((line(HEAD, 1, "3 0 1 1"), add(PROP, "withClassical 0")), "incorrect withClassical: melta.data"),
     row((line(HEAD, 1, "3 0 1 2"), add(PROP, "withReaxFF 0")), "incorrect withReaxFF: melta.data"),
+    row((line(HEAD, 1, "3 0 1 92"), add(PROP, "withZBL 0")), "incorrect withZBL: melta.data"),
     head(2, "4 2 3.5 3.0", "incorrect #C2-functions of Chebyshev: melta.data"),
     head(2, "3 3 3.5 3.0", "incorrect #C3-functions of Chebyshev: melta.data"),
     head(3, "no", "error in reading type of neural network: melta.data"),

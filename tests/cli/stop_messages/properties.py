@@ -11,7 +11,7 @@ TRAINING = {**take("bad_input/files", PROP), **take("shared/silica", "melta.trai
 
 SWITCHES = (
     "restart insituTest insituValid keepBest regularElem elemWeight tanhCutoff sqrtLoss renormLoss withCharge"
-    " withHDNNP withClassical withLJlike withReaxFF approxForce storeDerivatives"
+    " withHDNNP withClassical withLJlike withReaxFF withZBL approxForce storeDerivatives"
 ).split()
 INTEGERS = (
     "directSF m2 m3 numRadius numAngle models layers nodes lbfgs lineSteps batchs epochs epochsStore minutesStore"
@@ -21,14 +21,14 @@ INTEGERS = (
 REALS = (
     "maxForce minEDev maxEDev minQDev maxQDev rinner router rcutRadius rcutAngle rcutReaxFF rateReaxFF rmseEnergy"
     " rmseForce rmseCharge coefEnergy coefForce coefCharge learnRate learnRateFinal learnRateDecay adamBeta1 adamBeta2"
-    " classicalLower coefEnergyFinal"
+    " classicalLower coefEnergyFinal rinnerZBL routerZBL"
 ).split()
 POSITIVE = (
     "minEDev maxEDev minQDev maxQDev m2 router numRadius rcutRadius models layers nodes epochs rcutReaxFF rateReaxFF"
     " rmseEnergy rmseForce rmseCharge coefCharge learnRate learnRateFinal classicalTry gpuThreads gpuAtomBlock"
     " maxAngular bodyOrder numRadius4 coefEnergyFinal"
 ).split()
-NOT_NEGATIVE = "m3 rinner numAngle rcutAngle lbfgs coefEnergy coefForce channels".split()
+NOT_NEGATIVE = "m3 rinner numAngle rcutAngle lbfgs coefEnergy coefForce channels rinnerZBL routerZBL".split()
 
 
 def key(text: str, message: str) -> Row:
@@ -86,6 +86,7 @@ COMBINATIONS = [
     ),
     row((add(PROP, "insituTest 1\nkeepBest 1"), drop("melta.test")), "cannot open file: melta.test"),
     key("insituValid 1\nkeepBest 1", "cannot open file: melta.valid"),
+    key("withReaxFF 1\nwithZBL 1", "you cannot use withReaxFF & withZBL at the same time: melta.prop"),
     key("rcutAngle 0", "cutoff for angle is not positive."),
 ]
 

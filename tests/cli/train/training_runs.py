@@ -193,6 +193,41 @@ class WholeTrainings(TrainingRun):
         self.assert_form("restart.txt", output)
         self.assert_network_files()
 
+    def test_repulsion_belongs_to_the_model(self) -> None:
+        self.take("melta.test")
+        repelling = "lbfgs 8\ninsituTest 1\nwithZBL 1\n"
+        self.set_properties(repelling)
+
+        output = self.train()
+
+        self.assertIn("    ReaxFF Potential    = No\n    ZBL Repulsion       = Yes\n", output)
+        self.assertIn("  * Find the radii of the ZBL repulsion: inner, outer / Angstrom\n", output)
+        radii = read(self.directory / "melta.zbl")
+        self.assertEqual([line.split()[:2] for line in radii.splitlines()[1:]], [["Si", "Si"], ["Si", "O"], ["O", "O"]])
+        self.assertTrue(read(self.directory / "melta.data").startswith("3 0 1 92\n"))
+        # The test adds again what both sets have been freed of.
+        last_line = [line for line in output.split("\n") if line.startswith("  @")][-1]
+        tested, status = self.run_command("--test")
+        self.assertEqual(status, 0, tested)
+        force = float(tested.split("RMSE(Force) :")[1].split()[0])
+        self.assertAlmostEqual(float(last_line.split("RMSE(F):")[1].split()[0]), force, delta=1.1e-3 * force)
+        # A restart stays with the radii, whatever the keys would make of the data.
+        self.set_properties(repelling + "restart 1\nrouterZBL 2.5\n")
+        self.assertNotIn("Find the radii", self.train())
+        self.assertEqual(read(self.directory / "melta.zbl"), radii)
+        exported, status = self.run_command("--export")
+        self.assertEqual(status, 0, exported)
+        force_field = read(self.directory / "ffield.melta")
+        self.assertTrue(force_field.startswith(read(self.directory / "melta.data") + radii))
+
+    def test_without_the_switch_there_is_no_repulsion(self) -> None:
+        self.set_properties("lbfgs 8\nepochs 1\nrouterZBL 2\n")
+
+        output = self.train()
+
+        self.assertNotIn("ZBL", output)
+        self.assert_files("melta.train", "melta.prop", "melta.data", "melta.data_e", "melta.gdist")
+
     def test_the_network_can_be_tested(self) -> None:
         self.take("melta.test")
         self.set_properties("lbfgs 8\ninsituTest 1\n")
