@@ -155,6 +155,14 @@ void Geometry::createNeighbors(float rcut) {
     neighbors.assign(searchNeighbors(lattice, invLattice, positions, rcut));
 }
 
+double Geometry::computeVolume() const {
+    std::array<double, 9> cell{};
+    std::ranges::copy(lattice, cell.begin());
+    return std::abs(cell[0] * (cell[4] * cell[8] - cell[5] * cell[7]) +
+                    cell[1] * (cell[5] * cell[6] - cell[3] * cell[8]) +
+                    cell[2] * (cell[3] * cell[7] - cell[4] * cell[6]));
+}
+
 bool Geometry::hasUsableLattice() const {
     return invert(lattice).fault == nullptr;
 }

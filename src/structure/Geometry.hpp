@@ -7,6 +7,7 @@
 #include <cassert>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -38,6 +39,10 @@ public:
     std::vector<double> energies;          // [numAtoms], reference atomic energy, eV
     std::vector<float> charges;            // [numAtoms], reference atomic charge, e
 
+    // Reference stress times volume, xx, yy, zz, yz, xz, xy, eV, positive under tension: the derivative of
+    // the energy by the strain. Null where the source gave none.
+    std::optional<std::array<float, 6>> stressVolume;
+
     // `lattice` [3][3], Angstrom. All atoms start at zero; setAtom fills them.
     // Stops with "lattice is null." without nine numbers, "number of atoms is not positive." if `numAtoms` is
     // below 1.
@@ -62,6 +67,9 @@ public:
     // exceeds single precision, "cannot calculate short-coulomb, because cutoff is not positive." and as
     // createNeighbors.
     void haveSetAtoms(float rcut, bool withShortCoulomb);
+
+    // Volume of the cell, cubic Angstrom.
+    [[nodiscard]] double computeVolume() const;
 
     // Whether haveSetAtoms can invert the cell.
     [[nodiscard]] bool hasUsableLattice() const;

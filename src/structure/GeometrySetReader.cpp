@@ -5,6 +5,8 @@
 #include "structure/GeometrySet.hpp"
 #include "structure/io/StructureFaults.hpp"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <utility>
 
@@ -94,7 +96,21 @@ void GeometrySetReader::accept() {
                           atom.charge);
     }
     geometry->energyTotal = structure.energyTotal;
+    takeStress(*geometry);
     geometries.push_back(std::move(geometry));
+}
+
+void GeometrySetReader::takeStress(Geometry& geometry) const {
+    if (!structure.stress) {
+        return;
+    }
+    const double volume = geometry.computeVolume();
+    std::array<float, 6>& target = geometry.stressVolume.emplace();
+    std::ranges::transform(*structure.stress, target.begin(),
+                           [volume](double stress) { return static_cast<float>(stress * volume); });
+    if (!std::ranges::all_of(target, [](float value) { return std::isfinite(value); })) {
+        stopAtStress(currentGeometry(), fileName);
+    }
 }
 
 void GeometrySetReader::refuse() {

@@ -37,6 +37,7 @@ private:
     [[nodiscard]] bool isRefused() const;
     void checkNumbers() const;
     void accept();
+    void takeStress(Geometry& geometry) const;
     void refuse();
     [[nodiscard]] int currentGeometry() const { return static_cast<int>(geometries.size()); }
 

@@ -18,6 +18,13 @@ inline constexpr double rydbergOfTotal = 13.605691930242388;
 // Force of 1 Ry/Bohr, eV/Angstrom.
 inline constexpr float rydbergPerBohr = 25.711033f;
 
+// Stress of 1 Ry/Bohr^3, eV/Angstrom^3.
+inline constexpr double rydbergPerCubicBohr =
+    rydbergOfTotal / (static_cast<double>(bohr) * static_cast<double>(bohr) * static_cast<double>(bohr));
+
+// Stress of 1 eV/Angstrom^3, GPa: 1e21 times the elementary charge in C.
+inline constexpr double gigapascal = 160.2176634;
+
 // Coulomb constant, eV Angstrom / e^2.
 inline constexpr float coulomb = 14.399644f;
 

@@ -75,6 +75,23 @@ TEST_F(GeometryReading, ConvertsUnits) {
     EXPECT_EQ(static_cast<double>(static_cast<float>(units::rydbergOfAtoms)), units::rydbergOfAtoms);
 }
 
+TEST_F(GeometryReading, KeepsStressTimesVolume) {
+    const std::string atom = atomLine("H", plainFields());
+    const std::string skewCell = "10 0 0\n3 -8 0\n1 2 5\n"; // 400 cubic Bohr
+    read("1 0 -1 1e-3 2e-3 -3e-3 0 0 4e-3\n" + skewCell + atom + "1 0 -1\n" + skewCell + atom);
+
+    ASSERT_TRUE(set.getGeometry(0).stressVolume);
+    const std::array<double, 6> expected{0.4, 0.8, -1.2, 0, 0, 1.6}; // Ry
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_NEAR(static_cast<double>((*set.getGeometry(0).stressVolume)[i]),
+                    expected[i] * units::rydbergOfTotal, 1.0e-5)
+            << i;
+    }
+    EXPECT_FALSE(set.getGeometry(1).stressVolume);
+    EXPECT_EQ(stopOf("1 0 -1 1e37 0 0 0 0 0\n" + skewCell + atom),
+              "NaN at the stress of the 0 -th geometry: FILE");
+}
+
 TEST_F(GeometryReading, TakesTheShareOfTheChargesOut) {
     read("1 1 -2.5\n" + cubicCell() + atomLine("H", plainFields()), true);
 

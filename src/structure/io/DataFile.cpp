@@ -1,6 +1,5 @@
 #include "structure/io/DataFile.hpp"
 
-#include "base/FieldScanner.hpp"
 #include "base/ReplacementJournal.hpp"
 #include "base/Reporting.hpp"
 #include "structure/Units.hpp"
@@ -60,6 +59,7 @@ bool DataFileReader::next(Structure& structure, int igeom, const LabelNumbering&
     }
     structure.lattice = readLattice(igeom);
     structure.hasAtomEnergy = head.hasAtomEnergy;
+    structure.stress = head.stress;
     // Collected one by one: the head's number of them is only a claim.
     structure.atoms.clear();
     largestForce = 0.0f;
@@ -94,7 +94,26 @@ bool DataFileReader::readHead(int igeom) {
     if (!std::isfinite(head.total)) {
         stopAtTotal(igeom, fileName);
     }
+    if (head.hasTotal) {
+        readStress(fields, igeom);
+    }
     return true;
+}
+
+// Anything else than six numbers behind the total is a remark, which this line may always have had.
+void DataFileReader::readStress(FieldScanner& fields, int igeom) {
+    std::array<double, 6> stress{};
+    if (!std::ranges::all_of(stress, [&](double& component) { return fields.readDouble(component); })) {
+        return;
+    }
+    if (!std::ranges::all_of(stress, [](double component) { return std::isfinite(component); })) {
+        stopAtStress(igeom, fileName);
+    }
+    if (!withCharge) {
+        std::ranges::transform(stress, stress.begin(),
+                               [](double component) { return component * units::rydbergPerCubicBohr; });
+        head.stress = stress;
+    }
 }
 
 std::array<float, 9> DataFileReader::readLattice(int igeom) {

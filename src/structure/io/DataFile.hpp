@@ -3,6 +3,7 @@
 //     n flag total             number of atoms; not 0 if the atomic energies mean something; total energy,
 //     Ry.
 //                              Or n alone: the atomic energies mean something and add up to the total
+//       xx yy zz yz xz xy      behind the total, may be missing: stress, Ry/Bohr^3, positive under tension
 //     x y z                    three lines: the cell vectors, Bohr
 //     label x y z              a line for each atom: element; position, Bohr;
 //       energy fx fy fz        energy, Ry; force, Ry/Bohr;
@@ -10,11 +11,13 @@
 //       energy fx fy fz        of energy and force the share that the charges carry
 #pragma once
 
+#include "base/FieldScanner.hpp"
 #include "base/LineReader.hpp"
 #include "structure/io/StructureSource.hpp"
 
 #include <array>
 #include <cstdio>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -24,13 +27,14 @@ namespace melta {
 // should begin. "%s" is the file; structures and atoms count from 0.
 class DataFileReader final : public StructureSource {
 public:
-    // `withCharge`: the share carried by the charges is taken out of energies and forces. Finishes a
-    // replacement of the file that was cut short. Stops with "cannot open file: %s".
+    // `withCharge`: the share carried by the charges is taken out of energies and forces; structures then
+    // have no stress, whose share the file does not tell. Finishes a replacement of the file that was cut
+    // short. Stops with "cannot open file: %s".
     DataFileReader(const std::string& fileName, bool withCharge);
 
-    // Stops as requireNumAtoms, stopAtTotal and stopAtNumbersOfAtom, with "too less lines: %s", "cannot read
-    // lattice of the %d -th geometry: %s", "NaN at the lattice of the %d -th geometry: %s" (also for an
-    // infinity), "cannot read the %d -th atom of the %d -th geometry: %s".
+    // Stops as requireNumAtoms, stopAtTotal, stopAtStress and stopAtNumbersOfAtom, with "too less lines: %s",
+    // "cannot read lattice of the %d -th geometry: %s", "NaN at the lattice of the %d -th geometry: %s" (also
+    // for an infinity), "cannot read the %d -th atom of the %d -th geometry: %s".
     [[nodiscard]] bool next(Structure& structure, int igeom, const LabelNumbering& numberOf) override;
 
     [[nodiscard]] bool hasRest() override;
@@ -42,6 +46,7 @@ private:
         bool hasAtomEnergy = true;
         bool hasTotal = false;
         double total = 0.0;
+        std::optional<std::array<double, 6>> stress;
     };
     struct AtomLine {
         std::string label;
@@ -54,6 +59,7 @@ private:
     };
 
     bool readHead(int igeom);
+    void readStress(FieldScanner& fields, int igeom);
     [[nodiscard]] std::array<float, 9> readLattice(int igeom);
     void readAtom(int iatom, int igeom);
     void addAtom(Structure& structure, int kind);

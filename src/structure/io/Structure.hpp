@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <vector>
 
 namespace melta {
@@ -20,7 +21,9 @@ struct Structure {
     std::array<float, 9> lattice{}; // [3][3], one cell vector in each row, Angstrom
     bool hasAtomEnergy = false;     // the atomic energies mean something
     double energyTotal = 0.0;       // eV
-    float largestForce = 0.0f;      // longest of the full forces, eV/Angstrom; also when a share is taken out
+    // xx, yy, zz, yz, xz, xy, eV/Angstrom^3, positive under tension; null where the file has none.
+    std::optional<std::array<double, 6>> stress;
+    float largestForce = 0.0f; // longest of the full forces, eV/Angstrom; also when a share is taken out
     std::vector<StructureAtom> atoms;
 };
 

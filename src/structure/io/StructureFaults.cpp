@@ -20,6 +20,10 @@ void stopAtTotal(int igeom, const std::string& fileName) {
     stopWithMessage("NaN at the total energy of the %d -th geometry: %s", igeom, fileName.c_str());
 }
 
+void stopAtStress(int igeom, const std::string& fileName) {
+    stopWithMessage("NaN at the stress of the %d -th geometry: %s", igeom, fileName.c_str());
+}
+
 void stopAtNumbersOfAtom(int iatom, int igeom, const std::string& fileName) {
     stopWithMessage("NaN at the %d -th atom of the %d -th geometry: %s", iatom, igeom, fileName.c_str());
 }

@@ -9,9 +9,10 @@ namespace melta {
 // positive: %s", "too large #atoms of the %d -th geometry: %s" (beyond 32 bits).
 [[nodiscard]] int requireNumAtoms(long long numAtoms, int igeom, const std::string& fileName);
 
-// For numbers that are NaN or infinite. Stop with "NaN at the total energy of the %d -th geometry: %s" and
-// "NaN at the %d -th atom of the %d -th geometry: %s".
+// For numbers that are NaN or infinite. Stop with "NaN at the total energy of the %d -th geometry: %s",
+// "NaN at the stress of the %d -th geometry: %s" and "NaN at the %d -th atom of the %d -th geometry: %s".
 [[noreturn]] void stopAtTotal(int igeom, const std::string& fileName);
+[[noreturn]] void stopAtStress(int igeom, const std::string& fileName);
 [[noreturn]] void stopAtNumbersOfAtom(int iatom, int igeom, const std::string& fileName);
 
 } // namespace melta

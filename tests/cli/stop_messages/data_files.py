@@ -18,6 +18,7 @@ def data_rows(file: str) -> list[Row]:
         row(line(file, 1, "0 1 -1.4"), f"#atoms of the 0 -th geometry is not positive: {file}"),
         row(line(file, 1, "3000000000 1 -1.4"), f"too large #atoms of the 0 -th geometry: {file}"),
         row(line(file, 1, "2 1 nan"), f"NaN at the total energy of the 0 -th geometry: {file}"),
+        row(line(file, 1, "2 1 -1.4 0 0 0 0 0 inf"), f"NaN at the stress of the 0 -th geometry: {file}"),
         row(line(file, 2, "9.2 0"), f"cannot read lattice of the 0 -th geometry: {file}"),
         row(line(file, 3, "0.4 inf 0"), f"NaN at the lattice of the 0 -th geometry: {file}"),
         row(line(file, 5, "Si 0.1 0.2"), f"cannot read the 0 -th atom of the 0 -th geometry: {file}"),

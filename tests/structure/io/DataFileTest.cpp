@@ -64,6 +64,51 @@ TEST_F(DataFileTest, GivesWhatTheFileHasInOurUnits) {
     EXPECT_EQ(atom.charge, 0.25f);
 }
 
+TEST_F(DataFileTest, ReadsTheStressBehindTheTotal) {
+    DataFileReader reader = open(blockOf("0 -2.5 1 2 3 4e-1 5 -6.0 7", {"H"}));
+
+    ASSERT_TRUE(readNext(reader));
+
+    ASSERT_TRUE(structure.stress);
+    const std::array<double, 6> expected{1, 2, 3, 0.4, 5, -6};
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_DOUBLE_EQ((*structure.stress)[i], expected[i] * units::rydbergPerCubicBohr) << i;
+    }
+    EXPECT_NEAR(units::rydbergPerCubicBohr * units::gigapascal, 14710.5, 0.1); // 1 Ry/Bohr^3
+    EXPECT_EQ(structure.energyTotal, -2.5 * units::rydbergOfTotal);
+}
+
+// As before there was a stress: what else stands there is no number of ours.
+TEST_F(DataFileTest, TakesNothingButSixNumbersForAStress) {
+    DataFileReader reader =
+        open(blockOf("0 -1 1 2 3 4 5 6", {"H"}) + blockOf("0 -1", {"H"}) + blockOf("0 -1 1 2 3 4 5", {"H"}) +
+             blockOf("0 -1 # 2 3 4 5 6 7", {"H"}) + blockOf("", {"H"}) + blockOf("0 x 1 2 3 4 5 6", {"H"}));
+
+    ASSERT_TRUE(readNext(reader));
+    EXPECT_TRUE(structure.stress);
+    for (int igeom = 1; igeom < 6; ++igeom) {
+        ASSERT_TRUE(readNext(reader, igeom)) << igeom;
+        EXPECT_FALSE(structure.stress) << igeom;
+    }
+}
+
+TEST_F(DataFileTest, HasNoStressWithoutTheShareOfTheCharges) {
+    DataFileReader reader = open(blockOf("0 -1 1 2 3 4 5 6", {"H"}), true);
+
+    ASSERT_TRUE(readNext(reader));
+
+    EXPECT_FALSE(structure.stress);
+}
+
+TEST_F(DataFileTest, RefusesAStressThatIsNotFinite) {
+    for (const char* const text : {"nan", "-inf", "1e999"}) {
+        DataFileReader reader = open(blockOf(std::string("0 -1 1 2 3 4 5 ") + text, {"H"}));
+
+        EXPECT_EQ(stopMessageOf([&] { (void)readNext(reader, 3); }),
+                  "NaN at the stress of the 3 -th geometry: " + name);
+    }
+}
+
 TEST_F(DataFileTest, MeasuresTheFullForce) {
     DataFileReader reader = open("1 0 -1\n" + cubicCell() + "H 0 0 0 0 0.3 0 -0.4 0 0 0.3 0 -0.4\n", true);
 
