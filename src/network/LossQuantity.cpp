@@ -3,6 +3,7 @@
 #include "network/ForceKernels.hpp"
 
 #include <algorithm>
+#include <array>
 
 namespace melta {
 namespace {
@@ -124,6 +125,76 @@ private:
     }
 };
 
+// With d the way from an atom to a neighbour and g the derivative of the atom's energy by the place of the
+// neighbour, each pair gives (d_a g_b + d_b g_a) / 2 to the component ab. The way to the atom itself is zero.
+class CellStress final : public DerivativeQuantity {
+public:
+    QuantityNames getNames() const override { return {"S", "Stress", "eV/atom"}; }
+
+    std::size_t numValues(const Geometry& geometry) const override {
+        return geometry.stressVolume ? axes.size() : 0;
+    }
+
+    float referenceOf(const Geometry& geometry, std::size_t value) const override {
+        return (*geometry.stressVolume)[value];
+    }
+
+    // Like a total it has no element.
+    std::size_t elementOf(const Geometry& /*geometry*/, std::size_t /*value*/) const override { return 0; }
+
+    float divisorOfError(const Geometry& geometry) const override {
+        return static_cast<float>(geometry.numAtoms);
+    }
+
+    std::size_t divisorOf(const BatchCounts& counts) const override { return axes.size() * counts.stresses; }
+
+    void collect(const Geometry& geometry, std::size_t atom, std::size_t lanes, const float* rows,
+                 float* values) const override {
+        forEachProduct(geometry, atom, [=](float distance, std::size_t value, std::size_t row) {
+            for (std::size_t m = 0; m < lanes; ++m) {
+                values[value * lanes + m] += distance * rows[row * lanes + m];
+            }
+        });
+    }
+
+    void spread(const Geometry& geometry, std::size_t atom, std::size_t lanes, const float* valueGrads,
+                float* rowGrads) const override {
+        const std::size_t numNeighbors = geometry.getNeighbors(static_cast<int>(atom)).size();
+        std::fill_n(rowGrads, 3 * (numNeighbors + 1) * lanes, 0.0f);
+        forEachProduct(geometry, atom, [=](float distance, std::size_t value, std::size_t row) {
+            for (std::size_t m = 0; m < lanes; ++m) {
+                rowGrads[row * lanes + m] += distance * valueGrads[value * lanes + m];
+            }
+        });
+    }
+
+private:
+    static constexpr std::array<std::array<std::size_t, 2>, 6> axes{
+        {{0, 0}, {1, 1}, {2, 2}, {1, 2}, {0, 2}, {0, 1}}};
+
+    // Calls work(factor, value, row) for each product of a factor and a row that a value has, where there is
+    // any.
+    template <class Work>
+    void forEachProduct(const Geometry& geometry, std::size_t atom, const Work& work) const {
+        if (!geometry.stressVolume) {
+            return;
+        }
+        const float* const place = geometry.positions.data() + 3 * atom;
+        std::size_t row = 0;
+        for (const Neighbor& neighbor : geometry.getNeighbors(static_cast<int>(atom))) {
+            std::array<float, 3> half = geometry.computeNeighborPosition(neighbor);
+            for (std::size_t c = 0; c < half.size(); ++c) {
+                half[c] = 0.5f * (half[c] - place[c]);
+            }
+            row += 3;
+            for (std::size_t v = 0; v < axes.size(); ++v) {
+                work(half[axes[v][0]], v, row + axes[v][1]);
+                work(half[axes[v][1]], v, row + axes[v][0]);
+            }
+        }
+    }
+};
+
 } // namespace
 
 const OutputQuantity& totalEnergy() {
@@ -143,6 +214,11 @@ const OutputQuantity& atomicCharge() {
 
 const DerivativeQuantity& atomicForce() {
     static const AtomicForce quantity;
+    return quantity;
+}
+
+const DerivativeQuantity& cellStress() {
+    static const CellStress quantity;
     return quantity;
 }
 

@@ -18,6 +18,7 @@ enum class NetworkTarget { energy, charge };
 struct BatchCounts {
     std::size_t geometries = 0;
     std::size_t atoms = 0;
+    std::size_t stresses = 0; // geometries with a reference stress
 };
 
 // How a quantity is called.
@@ -101,5 +102,9 @@ const OutputQuantity& atomicCharge();
 
 // Force components [numAtoms][3], eV/Angstrom.
 const DerivativeQuantity& atomicForce();
+
+// Stress times volume, xx, yy, zz, yz, xz, xy, eV, of geometries that have a reference for it, else nothing:
+// the derivative of the energy by the strain. Its errors are eV for each atom.
+const DerivativeQuantity& cellStress();
 
 } // namespace melta

@@ -23,7 +23,9 @@ void NetworkPass::setBatch(const BatchView& view, BatchLayout::Cut cut) {
     layout =
         BatchLayout(static_cast<int>(batch.ensembles.size()), batch.geometries, omp_get_max_threads(), cut);
     if (batch.whole.geometries == 0) {
-        batch.whole = {batch.geometries.size(), layout.getNumAtoms()};
+        const auto hasStress = [](const Geometry* geometry) { return geometry->stressVolume.has_value(); };
+        batch.whole = {batch.geometries.size(), layout.getNumAtoms(),
+                       static_cast<std::size_t>(std::ranges::count_if(batch.geometries, hasStress))};
     }
     outputs.assign(layout.getNumAtoms(), 0.0f);
     means.assign(1, makeMeans(atomicForce()));

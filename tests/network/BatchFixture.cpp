@@ -119,7 +119,9 @@ void BatchFixture::add(Geometry geometry) {
 }
 
 BatchView BatchFixture::view() const {
-    return {ensembles, pointers, symm, {pointers.size(), numAtoms()}};
+    const auto hasStress = [](const Geometry* geometry) { return geometry->stressVolume.has_value(); };
+    const auto stresses = static_cast<std::size_t>(std::ranges::count_if(pointers, hasStress));
+    return {ensembles, pointers, symm, {pointers.size(), numAtoms(), stresses}};
 }
 
 std::size_t BatchFixture::numAtoms() const {

@@ -263,9 +263,13 @@ TEST(LossTerm, TakesFurtherQuantities) {
 
         expectSlopes(fixture, {{virial, {1.0f}, isRoot}});
         expectSlopes(fixture, {{dipole, {1.0f}, isRoot}});
+        fixture.geometryOf(0).stressVolume = {0.1f, -0.2f, 0.3f, -0.4f, 0.5f, -0.6f};
+        fixture.geometryOf(2).stressVolume = {0.5f, 0, 0, 0.1f, 0, 0};
+        expectSlopes(fixture, {{cellStress(), {1.0f}, isRoot}});
         expectSlopes(fixture, {{totalEnergy(), {1.0f}, isRoot},
                                {atomicForce(), {1.0f, 1.0f}, isRoot},
                                {dipole, {0.1f}, isRoot},
+                               {cellStress(), {0.3f}, isRoot},
                                {virial, {0.1f}, isRoot}});
     }
 }
