@@ -1,14 +1,29 @@
 #include "baseline/BaselineRemover.hpp"
 
+#include "base/ParallelGuard.hpp"
 #include "base/Reporting.hpp"
+#include "baseline/BaselineStress.hpp"
 #include "config/BaselineKind.hpp"
 #include "structure/GeometrySet.hpp"
 
 #include <algorithm>
 
 namespace melta {
-
 namespace {
+
+void removeStress(const BaselineKind& kind, const GeometrySet& set, const Property& property,
+                  std::span<const int> order, const std::string& baselineFile) {
+    if (!set.hasStress()) {
+        return;
+    }
+    const BaselineStress baseline(kind, set, property, baselineFile);
+    ParallelGuard guard;
+#pragma omp parallel for schedule(static)
+    for (const int index : order) {
+        guard.run([&] { baseline.removeFromGeometry(set.getGeometry(index)); });
+    }
+    guard.rethrow();
+}
 
 // The kind that a set is marked for; null without.
 const BaselineKind* markedKindOf(const GeometrySet& set) {
@@ -18,12 +33,18 @@ const BaselineKind* markedKindOf(const GeometrySet& set) {
     return found == kinds.end() ? nullptr : *found;
 }
 
+void removeAll(const BaselineKind& kind, const GeometrySet& set, const Property& property,
+               std::span<const int> order, const std::string& baselineFile) {
+    kind.removeFrom(set, property, order, baselineFile);
+    removeStress(kind, set, property, order, baselineFile);
+}
+
 } // namespace
 
 BaselineRemoval makeBaselineRemoval(const std::string& baselineFile) {
     return [baselineFile](const GeometrySet& set, const Property& property, std::span<const int> order) {
         if (const BaselineKind* const kind = markedKindOf(set)) {
-            kind->removeFrom(set, property, order, baselineFile);
+            removeAll(*kind, set, property, order, baselineFile);
         }
     };
 }
@@ -32,7 +53,7 @@ BaselineRemoval makeTrainingRemoval(const std::string& baselineFile) {
     return [baselineFile](const GeometrySet& set, const Property& property, std::span<const int> order) {
         if (const BaselineKind* const kind = markedKindOf(set)) {
             kind->completeParameters(set, property, baselineFile);
-            kind->removeFrom(set, property, order, baselineFile);
+            removeAll(*kind, set, property, order, baselineFile);
         }
     };
 }

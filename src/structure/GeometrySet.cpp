@@ -165,6 +165,11 @@ void GeometrySet::printElements(int mode) const {
     }
 }
 
+bool GeometrySet::hasStress() const {
+    return std::ranges::any_of(geometries,
+                               [](const auto& geometry) { return geometry->stressVolume.has_value(); });
+}
+
 Geometry& GeometrySet::getGeometry(int index) const {
     if (index < 0 || index >= static_cast<int>(geometries.size())) {
         stopWithMessage("index of geometry is out of range.");

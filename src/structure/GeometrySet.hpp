@@ -97,6 +97,9 @@ public:
     // Prints a summary: mode 0 nothing, 1 with ranges of the data and the warnings, 2 short.
     void printGeometrySet(int mode) const;
 
+    // Whether any geometry has a reference stress.
+    [[nodiscard]] bool hasStress() const;
+
     // Stops with "index of geometry is out of range.".
     [[nodiscard]] Geometry& getGeometry(int index) const;
 

@@ -12,7 +12,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cmath>
 #include <numeric>
+#include <span>
 
 namespace melta {
 namespace {
@@ -72,6 +75,32 @@ protected:
             EXPECT_EQ(found.geometries[g]->energies, expected.geometries[g]->energies) << g;
             EXPECT_EQ(found.geometries[g]->forces, expected.geometries[g]->forces) << g;
         }
+    }
+
+    // Derivative of the energy by a component of the strain, by differences.
+    static double slopeOfStrain(BaselinePotential& pot, const Geometry& geometry, std::size_t component) {
+        constexpr std::array<std::array<std::size_t, 2>, 6> axes{
+            {{0, 0}, {1, 1}, {2, 2}, {1, 2}, {0, 2}, {0, 1}}};
+        constexpr float step = 2.0e-3f;
+        const auto [a, b] = axes[component];
+        const auto energyAt = [&](float size) {
+            const auto strain = [&, x = a, y = b](std::span<float> rows) {
+                for (std::size_t i = 0; i < rows.size(); i += 3) {
+                    const float kept = rows[i + x];
+                    rows[i + x] += 0.5f * size * rows[i + y];
+                    rows[i + y] += 0.5f * size * kept;
+                }
+            };
+            Geometry strained(geometry.lattice, geometry.numAtoms, false);
+            strained.elements = geometry.elements;
+            strained.atomNumbers = geometry.atomNumbers;
+            strained.positions = geometry.positions;
+            strain(strained.lattice);
+            strain(strained.positions);
+            strained.haveSetAtoms(rc, false);
+            return static_cast<double>(pot.obtainEnergy(&strained));
+        };
+        return (energyAt(step) - energyAt(-step)) / (2.0 * static_cast<double>(step));
     }
 
     test::TemporaryDirectory directory;
@@ -166,6 +195,39 @@ TEST_F(BaselineRemoverTest, TrainingSetsOfOtherPotentialsMakeNothing) {
 
     EXPECT_EQ(applyToTrainingSet(*set, name), apply(*set, name));
     EXPECT_EQ(applyToTrainingSet(*makeSet(), "nowhere"), "");
+}
+
+// The stress that goes is the derivative of the energy that goes.
+TEST_F(BaselineRemoverTest, TakesTheStressOut) {
+    struct Case {
+        bool GeometrySet::*mark;
+        int Property::*key;
+        const std::string& file;
+        const char* label;
+    };
+    for (const Case& given : {Case{&GeometrySet::withClassical, &Property::withClassical, name, "Aa"},
+                              Case{&GeometrySet::withReaxFF, &Property::withReaxFF, fieldName, "C"}}) {
+        const auto set = makeSet();
+        set->elemNames = {given.label};
+        set.get()->*given.mark = true;
+        property.*given.key = 1;
+        std::unique_ptr<BaselinePotential> pot;
+        (void)outputOf([&] { pot = makeBaseline(set.get(), &property, given.file); });
+        property.*given.key = 0;
+        set->getGeometry(2).stressVolume = {1, 2, 3, 4, 5, 6};
+
+        apply(*set, given.file);
+
+        ASSERT_TRUE(set->getGeometry(2).stressVolume);
+        EXPECT_FALSE(set->getGeometry(1).stressVolume);
+        const std::array<float, 6> left = *set->getGeometry(2).stressVolume;
+        for (std::size_t v = 0; v < left.size(); ++v) {
+            const double share = static_cast<double>(v + 1) - static_cast<double>(left[v]);
+            const double expected = slopeOfStrain(*pot, set->getGeometry(2), v);
+            EXPECT_NEAR(share, expected, 1.0e-3 + 2.0e-3 * std::abs(expected)) << v;
+            EXPECT_GT(std::abs(expected), 0.02) << v;
+        }
+    }
 }
 
 TEST_F(BaselineRemoverTest, LeavesOtherSetsAlone) {
