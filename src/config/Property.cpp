@@ -25,6 +25,10 @@ void checkCombinations(const Property& property, const std::string& fileName, bo
                       "both of coefEnergy and coefForce are zero", fileName);
     requireConsistent(!chargeMode || property.withCharge != 0,
                       "you have to let withCharge be 1, for charge training", fileName);
+    requireConsistent(property.hasStressCoef == 0 || property.withCharge == 0,
+                      "coefStress does not support withCharge", fileName);
+    requireConsistent(property.hasStressCoef == 0 || property.renormLoss == 0,
+                      "coefStress does not support renormLoss", fileName);
     requireOneBaseline(property, fileName);
     requireConsistent(property.keepBest == 0 || hasInsituTest(property),
                       "keepBest needs insituTest or insituValid", fileName);

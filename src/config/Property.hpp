@@ -130,13 +130,18 @@ public:
     int hasEnergyCoef = 1;    // 1: coefEnergy is effective, 0: it is zero
     int hasForceCoef = 1;     // the same for coefForce
     int hasChargeCoef = 1;    // the same for coefCharge
+    int hasStressCoef = 0;    // the same for coefStress
     int approxForce = 0;      // non-zero: forces approximated in training
     float rmseEnergy = 0.01f; // convergence target, eV
     float rmseForce = 0.1f;   // convergence target, eV/Angstrom
     float rmseCharge = 0.01f; // convergence target, e
     float coefEnergy = 1.0f;  // weight of the energy term
     float coefForce = 1.0f;   // weight of the force term
+    float coefStress = 0.0f;  // weight of the stress term
     float coefCharge = 1.0f;  // weight of the charge term
+
+    // Whether the loss has terms of derivatives.
+    [[nodiscard]] bool hasDerivativeCoef() const { return hasForceCoef != 0 || hasStressCoef != 0; }
 
     // Adam.
     float learnRate = 1.0e-4f;      // first learning rate

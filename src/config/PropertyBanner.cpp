@@ -146,11 +146,15 @@ BannerBlock makeRateLines(const Property& property, bool chargeMode) {
     if (chargeMode) {
         return {{"  Charge Mixing Rate  = ", longText(property.coefCharge, units.charge)}};
     }
-    return {
+    BannerBlock lines = {
         {"  Energy Mixing Rate  = ",
          movingText(property, property.coefEnergy, property.coefEnergyFinal, units.energy)},
         {"  Force Mixing Rate   = ", longText(property.coefForce, units.force)},
     };
+    if (property.hasStressCoef != 0) {
+        lines.push_back({"  Stress Mixing Rate  = ", longText(property.coefStress, units.energy)});
+    }
+    return lines;
 }
 
 BannerBlock makeOptimiserLines(const Property& property) {

@@ -92,6 +92,7 @@ constexpr KeyRow keyRows[] = {
     coefficient("coefEnergy", &Property::coefEnergy, &Property::hasEnergyCoef, Check::notNegative),
     real("coefEnergyFinal", &Property::coefEnergyFinal, Check::positive),
     coefficient("coefForce", &Property::coefForce, &Property::hasForceCoef, Check::notNegative),
+    coefficient("coefStress", &Property::coefStress, &Property::hasStressCoef, Check::notNegative),
     coefficient("coefCharge", &Property::coefCharge, &Property::hasChargeCoef, Check::positive),
     real("learnRate", &Property::learnRate, Check::positive),
     real("learnRateFinal", &Property::learnRateFinal, Check::positive),

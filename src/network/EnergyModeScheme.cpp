@@ -39,7 +39,7 @@ void EnergyModeScheme::update(const Property& property, int epoch) {
 }
 
 int EnergyModeScheme::nextValue(const Property& property, int epoch) const {
-    const bool hasForce = property.hasForceCoef != 0;
+    const bool hasForce = property.hasDerivativeCoef();
     const bool isApproximate = property.approxForce != 0;
     if (value == exactForce || (value == approximateForce && isApproximate) ||
         (value == onlyEnergy && !hasForce)) {

@@ -4,6 +4,21 @@
 #include <cmath>
 
 namespace melta {
+namespace {
+
+template <class Choice>
+std::vector<const DerivativeQuantity*> derivativesOf(std::span<const LossTerm> terms,
+                                                     const Choice& isChosen) {
+    std::vector<const DerivativeQuantity*> quantities;
+    for (const LossTerm& term : terms) {
+        if (isChosen(term) && term.getDerivativeQuantity() != nullptr) {
+            quantities.push_back(term.getDerivativeQuantity());
+        }
+    }
+    return quantities;
+}
+
+} // namespace
 
 void LossTerm::differentiate(const Geometry& geometry, const BatchCounts& whole, std::size_t stride,
                              std::span<const float> factor, float* values, std::span<double> sums) const {
@@ -38,13 +53,11 @@ std::vector<float> LossTerm::setLoss(std::span<const double> sums) {
 }
 
 std::vector<const DerivativeQuantity*> derivativesIn(std::span<const LossTerm> terms) {
-    std::vector<const DerivativeQuantity*> quantities;
-    for (const LossTerm& term : terms) {
-        if (term.isInLoss() && term.getDerivativeQuantity() != nullptr) {
-            quantities.push_back(term.getDerivativeQuantity());
-        }
-    }
-    return quantities;
+    return derivativesOf(terms, [](const LossTerm& term) { return term.isInLoss(); });
+}
+
+std::vector<const DerivativeQuantity*> derivativesToTest(std::span<const LossTerm> terms) {
+    return derivativesOf(terms, [](const LossTerm& term) { return term.isInLoss() || term.isWatched; });
 }
 
 float QuantityError::rootMeanSquare() const {

@@ -56,6 +56,9 @@ public:
     // any error will do.
     std::optional<float> targetError;
 
+    // Errors on testing data are of interest also without scales.
+    bool isWatched = false;
+
 private:
     const OutputQuantity* outputQuantity = nullptr;
     const DerivativeQuantity* derivativeQuantity = nullptr;
@@ -64,8 +67,10 @@ private:
     std::vector<float> loss; // [numModels]
 };
 
-// The quantities of derivatives that are in a loss, in the order of their terms.
+// The quantities of derivatives that are in a loss, in the order of their terms; the second with those that
+// are watched.
 std::vector<const DerivativeQuantity*> derivativesIn(std::span<const LossTerm> terms);
+std::vector<const DerivativeQuantity*> derivativesToTest(std::span<const LossTerm> terms);
 
 // Squared errors of a quantity, collected over batches.
 struct QuantityError {

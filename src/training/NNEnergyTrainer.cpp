@@ -3,9 +3,15 @@
 #include "base/Reporting.hpp"
 #include "training/LossScales.hpp"
 
+#include <limits>
 #include <utility>
 
 namespace melta {
+namespace {
+
+constexpr float anyError = std::numeric_limits<float>::infinity();
+
+} // namespace
 
 void NNEnergyTrainer::performTraining(const std::string& nnFile, const std::string& distrFile,
                                       const std::string& stopFile) {
@@ -22,7 +28,7 @@ void NNEnergyTrainer::performDebug(const std::string& nnFile, float shift) {
 void NNEnergyTrainer::debugGradients(float shift) {
     const Property& property = getProperty();
     int scheme = EnergyModeScheme::onlyEnergy;
-    if (property.hasForceCoef != 0) {
+    if (property.hasDerivativeCoef()) {
         scheme =
             property.approxForce != 0 ? EnergyModeScheme::approximateForce : EnergyModeScheme::exactForce;
     }
@@ -39,6 +45,9 @@ void NNEnergyTrainer::requireUsableData() const {
     }
     if (withHDNNP && getProperty().renormLoss != 0) {
         stopWithMessage("HDNNP does not support \"renormLoss 1\".");
+    }
+    if (getProperty().hasStressCoef != 0 && !getGeometrySet().hasStress()) {
+        stopWithMessage("this training data has no stress, please set \"coefStress 0\".");
     }
 }
 
@@ -58,6 +67,12 @@ std::vector<LossTerm> NNEnergyTrainer::makeLossTerms() const {
     add(property.withHDNNP != 0 ? totalEnergy() : atomicEnergy(), property.hasEnergyCoef != 0,
         weightNow(property.coefEnergy, property.coefEnergyFinal), property.rmseEnergy);
     add(atomicForce(), property.hasForceCoef != 0, property.coefForce, property.rmseForce);
+    const bool isStressTested =
+        property.hasDerivativeCoef() && state.testSet != nullptr && state.testSet->hasStress();
+    if (property.hasStressCoef != 0 || isStressTested) {
+        add(cellStress(), property.hasStressCoef != 0, property.coefStress, anyError);
+        made.back().isWatched = isStressTested;
+    }
     return made;
 }
 
@@ -78,7 +93,7 @@ bool NNEnergyTrainer::advanceScheme() {
     const bool isApproximate = property.approxForce != 0;
     const bool isAtEnd = scheme == EnergyModeScheme::exactForce ||
                          (scheme == EnergyModeScheme::approximateForce && isApproximate) ||
-                         (scheme == EnergyModeScheme::onlyEnergy && property.hasForceCoef == 0);
+                         (scheme == EnergyModeScheme::onlyEnergy && !property.hasDerivativeCoef());
     if (isAtEnd) {
         return NNTrainer::advanceScheme();
     }

@@ -12,8 +12,9 @@ public:
     using NNTrainer::NNTrainer;
 
     // Stops with "this training data does not support MELTA, please set "withHDNNP 1"." when atomic energies
-    // are the target and a geometry has none, and with "HDNNP does not support "renormLoss 1"." when total
-    // energies are.
+    // are the target and a geometry has none, with "HDNNP does not support "renormLoss 1"." when total
+    // energies are, and with "this training data has no stress, please set "coefStress 0"." when stress is in
+    // the loss and no geometry has any.
     void performTraining(const std::string& nnFile, const std::string& distrFile,
                          const std::string& stopFile) override;
 
@@ -25,7 +26,7 @@ private:
     void debugGradients(float shift) override;
     [[nodiscard]] int archModeOfTrainer() const override { return NNArch::onlyEnergy; }
     [[nodiscard]] Derivatives neededDerivatives() const override {
-        return getProperty().hasForceCoef != 0 ? Derivatives::yes : Derivatives::no;
+        return getProperty().hasDerivativeCoef() ? Derivatives::yes : Derivatives::no;
     }
     bool updateScheme(int epoch) override;
     bool advanceScheme() override;

@@ -313,7 +313,7 @@ NetworkTarget NNTrainer::targetOfTrainer() const {
 bool NNTrainer::evaluateTraining() {
     state.arch->clearWeightGrads();
     state.arch->evaluateLoss(targetOfTrainer(), terms);
-    trainErrors = errorsOf(*state.arch);
+    trainErrors = errorsOf(*state.arch, false);
     return meetsTargets(trainErrors);
 }
 
@@ -321,27 +321,29 @@ bool NNTrainer::evaluateTest() {
     if (!state.testArch) {
         return false;
     }
-    state.testArch->evaluate(targetOfTrainer(), derivativesIn(terms));
-    testErrors = errorsOf(*state.testArch);
+    state.testArch->evaluate(targetOfTrainer(), derivativesToTest(terms));
+    testErrors = errorsOf(*state.testArch, true);
     return meetsTargets(testErrors);
 }
 
-// What is not measured has no errors.
-std::vector<float> NNTrainer::errorsOf(const NNArch& arch) const {
-    std::vector<float> errors;
+// What is not measured counts as without errors.
+NNTrainer::Errors NNTrainer::errorsOf(const NNArch& arch, bool isTest) const {
+    Errors errors;
     for (const LossTerm& term : terms) {
         QuantityError error{&term.getQuantity()};
-        if (term.isMeasured()) {
+        if (term.isMeasured() || (isTest && term.isWatched)) {
             arch.squareErrors({&error, 1});
+            errors.push_back(error.count > 0 ? std::optional(error.rootMeanSquare()) : std::nullopt);
+        } else {
+            errors.push_back(term.isWatched ? std::nullopt : std::optional(0.0f));
         }
-        errors.push_back(term.isMeasured() ? error.rootMeanSquare() : 0.0f);
     }
     return errors;
 }
 
-bool NNTrainer::meetsTargets(std::span<const float> errors) const {
+bool NNTrainer::meetsTargets(const Errors& errors) const {
     for (std::size_t t = 0; t < terms.size(); ++t) {
-        if (terms[t].targetError && !(errors[t] <= *terms[t].targetError)) {
+        if (terms[t].targetError && errors[t] && !(*errors[t] <= *terms[t].targetError)) {
             return false;
         }
     }
@@ -357,7 +359,8 @@ float NNTrainer::testMeasure() const {
         if (!scale.empty()) {
             const float mean =
                 std::accumulate(scale.begin(), scale.end(), 0.0f) / static_cast<float>(scale.size());
-            const float loss = mean * testErrors[t] * testErrors[t];
+            const float error = testErrors[t].value_or(0.0f);
+            const float loss = mean * error * error;
             measure += endTerms[t].takesRoot() ? std::sqrt(loss) : loss;
         }
     }
@@ -380,11 +383,13 @@ float NNTrainer::lossValue() const {
 }
 
 void NNTrainer::printProgress(int epoch) const {
-    const auto columns = [&](std::span<const float> errors) {
+    const auto columns = [&](const Errors& errors) {
         std::string text;
         for (std::size_t t = 0; t < terms.size(); ++t) {
-            text += formatText("  RMSE(%s):%10.3e", terms[t].getQuantity().getNames().symbol,
-                               static_cast<double>(errors[t]));
+            if (errors[t]) {
+                text += formatText("  RMSE(%s):%10.3e", terms[t].getQuantity().getNames().symbol,
+                                   static_cast<double>(*errors[t]));
+            }
         }
         return text;
     };

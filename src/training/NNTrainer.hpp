@@ -4,6 +4,7 @@
 #include "training/TrainingPlan.hpp"
 #include "training/TrainingState.hpp"
 
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -69,8 +70,12 @@ protected:
 
 private:
     [[nodiscard]] NetworkTarget targetOfTrainer() const;
-    [[nodiscard]] std::vector<float> errorsOf(const NNArch& arch) const;
-    [[nodiscard]] bool meetsTargets(std::span<const float> errors) const;
+    // Root mean squares of the terms, in the units of the quantities; none where the batch has no values of a
+    // quantity or, on training data, where it is watched only.
+    using Errors = std::vector<std::optional<float>>; // [numTerms]
+
+    [[nodiscard]] Errors errorsOf(const NNArch& arch, bool isTest) const;
+    [[nodiscard]] bool meetsTargets(const Errors& errors) const;
     void requireShape(const std::string& nnFile) const;
     bool prepare(const TrainingPlan& plan, const std::string& nnFile);
     void prepareArchs(const TrainingPlan& plan, const std::string& nnFile);
@@ -87,8 +92,8 @@ private:
     std::vector<LossTerm> terms;    // of the loss
     double weightPosition = 0.0;    // of their weights, see LearningCourse
     std::vector<LossTerm> endTerms; // those of the end of the course, by which keepBest measures
-    std::vector<float> trainErrors; // [numTerms], root mean squares, in the units of the quantities
-    std::vector<float> testErrors;  // [numTerms]
+    Errors trainErrors;
+    Errors testErrors;
 
     std::vector<int> permutation; // random order of all geometries, from which super epochs take their share
     int position = 0;             // how much of it has been taken

@@ -381,6 +381,16 @@ TEST_F(PropertyBannerTest, UnitsOfMixingRatesFollowTheLoss) {
     }
 }
 
+TEST_F(PropertyBannerTest, TheRateOfStressStandsWhereItIsInUse) {
+    property.coefForce = 0.1f;
+    property.coefStress = 2.5f;
+    property.hasStressCoef = 1;
+    expectLines("    Force Mixing Rate   = 0.1000000 (Angstrom/eV)^2\n"
+                "    Stress Mixing Rate  = 2.5000000 eV^-2\n    Optimizer");
+    property.hasStressCoef = 0;
+    expectLines("    Force Mixing Rate   = 0.1000000 (Angstrom/eV)^2\n    Optimizer");
+}
+
 TEST_F(PropertyBannerTest, LineSearches) {
     const char* const texts[] = {"More-Thuente", "Armijo", "Wolfe", "Strong-Wolfe"};
     property.lbfgs = 1;

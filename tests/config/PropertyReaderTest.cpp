@@ -77,6 +77,7 @@ const FloatKey floatKeys[] = {
     {"rmseCharge", &Property::rmseCharge},
     {"coefEnergy", &Property::coefEnergy},
     {"coefForce", &Property::coefForce},
+    {"coefStress", &Property::coefStress},
     {"coefCharge", &Property::coefCharge},
     {"learnRate", &Property::learnRate},
     {"learnRateFinal", &Property::learnRateFinal},
@@ -261,6 +262,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"coefEnergy -1", "coefEnergy is negative"},
         Refusal{"coefEnergyFinal 0", "coefEnergyFinal is not positive"},
         Refusal{"coefForce -1e-20", "coefForce is negative"},
+        Refusal{"coefStress -1e-20", "coefStress is negative"},
         Refusal{"coefCharge 0", "coefCharge is not positive"},
         Refusal{"coefCharge -1", "coefCharge is not positive"},
         Refusal{"learnRate 0", "learnRate is not positive"},
@@ -373,6 +375,21 @@ TEST_F(PropertyReaderTest, LaterCoefficientBringsTheFlagBack) {
 
     EXPECT_EQ(property.coefForce, 1.1e-16f);
     EXPECT_EQ(property.hasForceCoef, 1);
+}
+
+TEST_F(PropertyReaderTest, StressIsInTheLossOnlyWhereAsked) {
+    EXPECT_EQ(property.hasStressCoef, 0);
+    EXPECT_EQ(property.coefStress, 0.0f);
+
+    readText("coefStress 0.5\n");
+
+    EXPECT_EQ(property.hasStressCoef, 1);
+    EXPECT_TRUE(property.hasDerivativeCoef());
+    readText("coefStress 0\n");
+    EXPECT_EQ(property.hasStressCoef, 0);
+    EXPECT_TRUE(property.hasDerivativeCoef());
+    readText("coefForce 0\n");
+    EXPECT_FALSE(property.hasDerivativeCoef());
 }
 
 TEST_F(PropertyReaderTest, ForcedLbfgsIgnoresTheChoiceOfAdam) {

@@ -165,6 +165,10 @@ TEST_F(PropertyTest, CombinationsAreRefused) {
     property = Property();
     EXPECT_EQ(stopOfText("withClassical 1\nwithReaxFF 1\n"),
               about("you cannot use withClassical & withReaxFF at the same time"));
+    property = Property();
+    EXPECT_EQ(stopOfText("coefStress 1\nwithCharge 1\n"), about("coefStress does not support withCharge"));
+    property = Property();
+    EXPECT_EQ(stopOfText("coefStress 1\nrenormLoss 1\n"), about("coefStress does not support renormLoss"));
 }
 
 TEST_F(PropertyTest, CombinationsAtTheLimitAreAccepted) {

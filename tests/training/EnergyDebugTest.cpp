@@ -100,6 +100,24 @@ TEST_F(EnergyDebug, AgreesForEachTermOfTheLoss) {
     }
 }
 
+TEST_F(EnergyDebug, AgreesWithStressInTheLoss) {
+    test::DataShape shape = mixed;
+    shape.stressEvery = 2;
+    const auto set = makeSet(property, makeDataText(shape));
+    for (const int sqrtLoss : {0, 1}) {
+        for (const bool withOthers : {true, false}) {
+            SCOPED_TRACE(testing::Message() << "sqrtLoss " << sqrtLoss << ", withOthers " << withOthers);
+            property = test::makeSmallProperty();
+            property.sqrtLoss = sqrtLoss;
+            switchTerms(withOthers, withOthers);
+            property.hasStressCoef = 1;
+            property.coefStress = 2.0f;
+
+            expectAgreement(check(*set));
+        }
+    }
+}
+
 TEST_F(EnergyDebug, AgreesForARenormalisedLoss) {
     property.withHDNNP = 0;
     const auto set = makeSet(property, makeDataText(mixed));

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <sstream>
 
 namespace melta {
 namespace {
@@ -42,6 +43,78 @@ TEST_F(EnergyTrainer, TotalTargetsNeedNoAtomicEnergies) {
     const auto set = makeSet(property, makeDataText({.hasAtomEnergy = false}));
 
     EXPECT_EQ(readProgress(train(*set)).size(), 3U);
+}
+
+TEST_F(EnergyTrainer, StressInTheLossNeedsData) {
+    property.hasStressCoef = 1;
+    property.coefStress = 1.0f;
+    const auto set = makeSet(property, makeDataText({}));
+
+    EXPECT_EQ(stopOfTraining(*set), "this training data has no stress, please set \"coefStress 0\".");
+}
+
+// --- stress
+// ----------------------------------------------------------------------------------------------------------
+
+// The numbers of the columns for stress of all lines of an epoch; -1 for a line without.
+std::vector<double> stressErrorsOf(const std::string& output) {
+    std::vector<double> errors;
+    std::istringstream stream(output);
+    for (std::string line; std::getline(stream, line);) {
+        if (line.starts_with("  #.") || line.starts_with("  @")) {
+            const std::size_t at = line.find("  RMSE(S):");
+            errors.push_back(at == std::string::npos ? -1.0 : std::stod(line.substr(at + 10)));
+        }
+    }
+    return errors;
+}
+
+TEST_F(EnergyTrainer, FitsStress) {
+    property.hasStressCoef = 1;
+    property.coefStress = 10.0f;
+    property.epochs = 200;
+    switchTerms(true, false); // the random forces do not belong to the stress
+    const auto set = makeSet(property, makeDataText({.numGeoms = 4}));
+    for (const int g : {0, 2}) {
+        set->getGeometry(g).stressVolume = {3.0f, 3.0f, 0, 0, 0, 0}; // the atoms lie in the plane of x and y
+    }
+
+    const std::vector<double> errors = stressErrorsOf(train(*set));
+
+    ASSERT_GE(errors.size(), 20U);
+    EXPECT_GT(errors.front(), 0.1);
+    EXPECT_LT(errors.back(), 0.3 * errors.front());
+}
+
+TEST_F(EnergyTrainer, ShowsTheErrorsOfStressWhereTheTestHasIt) {
+    property.epochs = 1;
+    const auto set = makeSet(property, makeDataText({.stressEvery = 1}));
+    const auto testSet = makeSet(property, makeDataText({.seed = 5, .stressEvery = 3}), set.get());
+    const auto plainSet = makeSet(property, makeDataText({.seed = 5}), set.get());
+
+    const std::vector<double> errors = stressErrorsOf(train(*set, testSet.get()));
+
+    ASSERT_EQ(errors.size(), 2U);
+    EXPECT_EQ(errors[0], -1.0);
+    EXPECT_GT(errors[1], 0.0);
+    EXPECT_EQ(stressErrorsOf(train(*set, plainSet.get())), (std::vector<double>{-1.0, -1.0}));
+    EXPECT_EQ(stressErrorsOf(train(*set)), std::vector<double>{-1.0});
+    property.hasStressCoef = 1;
+    property.coefStress = 1.0f;
+    const std::vector<double> ofPlainTest = stressErrorsOf(train(*set, plainSet.get()));
+    ASSERT_EQ(ofPlainTest.size(), 2U);
+    EXPECT_GT(ofPlainTest[0], 0.0);
+    EXPECT_EQ(ofPlainTest[1], -1.0);
+}
+
+// Without derivatives no stress is known.
+TEST_F(EnergyTrainer, LeavesStressOutWithoutForces) {
+    property.epochs = 1;
+    switchTerms(true, false);
+    const auto set = makeSet(property, makeDataText({.stressEvery = 1}));
+    const auto testSet = makeSet(property, makeDataText({.seed = 5, .stressEvery = 1}), set.get());
+
+    EXPECT_EQ(stressErrorsOf(train(*set, testSet.get())), (std::vector<double>{-1.0, -1.0}));
 }
 
 // --- errors and losses

@@ -1,5 +1,6 @@
 #include "training/SmallData.hpp"
 
+#include "base/Reporting.hpp"
 #include "network/Numbers.hpp"
 #include "network/ParameterPacking.hpp"
 #include "structure/DataFileText.hpp"
@@ -26,6 +27,15 @@ std::string cubeOf(float edge) {
 std::vector<float> gridPoint(std::size_t index, std::size_t side) {
     return {static_cast<float>(index % side), static_cast<float>(index / side % side),
             static_cast<float>(index / side / side)};
+}
+
+// Six random components of a stress, Ry/Bohr^3.
+std::string stressText(unsigned seed) {
+    std::string text;
+    for (const float number : randomFloats(6, seed)) {
+        text += formatText(" %.5e", 1.0e-4 * static_cast<double>(number));
+    }
+    return text;
 }
 
 // Fields of an atom line behind the label: position, atomic energy, force; no charges.
@@ -78,8 +88,12 @@ std::string makeDataText(const DataShape& shape) {
     for (int g = 0; g < shape.numGeoms; ++g) {
         const float energy = -0.5f * static_cast<float>(numAtoms) + 0.1f * rest[0];
         rest = rest.subspan(1);
-        text += std::to_string(numAtoms) + (shape.hasAtomEnergy ? " 1 " : " 0 ") + textOf(energy) + "\n" +
-                cubeOf(2.0f * spacing);
+        text += std::to_string(numAtoms) + (shape.hasAtomEnergy ? " 1 " : " 0 ") + textOf(energy);
+        if (shape.stressEvery > 0 && g % shape.stressEvery == 0) {
+            text += stressText(shape.seed + 100U + static_cast<unsigned>(g));
+        }
+        text += "\n";
+        text += cubeOf(2.0f * spacing);
         for (std::size_t a = 0; a < numAtoms; ++a) {
             std::vector<float> position = gridPoint(a, 2);
             std::vector<float> force;

@@ -18,6 +18,7 @@ struct DataShape {
     std::vector<std::string> labels{"Si", "Si", "Si"}; // atoms of each geometry
     unsigned seed = 1;
     bool hasAtomEnergy = true;
+    int stressEvery = 0; // every how manyth geometry has a stress; 0: none
 };
 
 // Chebyshev functions of a short range, two models of two layers of four nodes, L-BFGS, no limit of the

@@ -20,15 +20,15 @@ INTEGERS = (
 ).split()
 REALS = (
     "maxForce minEDev maxEDev minQDev maxQDev rinner router rcutRadius rcutAngle rcutReaxFF rateReaxFF rmseEnergy"
-    " rmseForce rmseCharge coefEnergy coefForce coefCharge learnRate learnRateFinal learnRateDecay adamBeta1 adamBeta2"
-    " classicalLower coefEnergyFinal rinnerZBL routerZBL"
+    " rmseForce rmseCharge coefEnergy coefForce coefStress coefCharge learnRate learnRateFinal learnRateDecay adamBeta1"
+    " adamBeta2 classicalLower coefEnergyFinal rinnerZBL routerZBL"
 ).split()
 POSITIVE = (
     "minEDev maxEDev minQDev maxQDev m2 router numRadius rcutRadius models layers nodes epochs rcutReaxFF rateReaxFF"
     " rmseEnergy rmseForce rmseCharge coefCharge learnRate learnRateFinal classicalTry gpuThreads gpuAtomBlock"
     " maxAngular bodyOrder numRadius4 coefEnergyFinal"
 ).split()
-NOT_NEGATIVE = "m3 rinner numAngle rcutAngle lbfgs coefEnergy coefForce channels rinnerZBL routerZBL".split()
+NOT_NEGATIVE = "m3 rinner numAngle rcutAngle lbfgs coefEnergy coefForce coefStress channels rinnerZBL routerZBL".split()
 
 
 def key(text: str, message: str) -> Row:
@@ -88,6 +88,9 @@ COMBINATIONS = [
     key("insituValid 1\nkeepBest 1", "cannot open file: melta.valid"),
     key("withReaxFF 1\nwithZBL 1", "you cannot use withReaxFF & withZBL at the same time: melta.prop"),
     key("rcutAngle 0", "cutoff for angle is not positive."),
+    key("coefStress 1\nwithCharge 1", "coefStress does not support withCharge: melta.prop"),
+    key("coefStress 1\nrenormLoss 1", "coefStress does not support renormLoss: melta.prop"),
+    key("coefStress 1", 'this training data has no stress, please set "coefStress 0".'),
 ]
 
 TOO_LARGE = [
