@@ -67,6 +67,10 @@ struct Evaluation {
     // the histograms (any empty bin) or, without them, outside the range of the training data.
     std::vector<std::uint8_t> novelty;
     int numNovel = 0; // sum of novelty
+
+    // With novelty: how far the farthest value of a descriptor lies beyond the range of the training data, in
+    // half widths of that range; 0 where all lie inside.
+    double excess = 0.0;
 };
 
 } // namespace melta

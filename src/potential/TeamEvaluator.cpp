@@ -54,6 +54,8 @@ void TeamEvaluator::collect(const AtomSource& source, std::span<const int> atoms
     const std::size_t numAtoms = source.getNumAtoms();
     result.energy = 0.0;
     result.numNovel = 0;
+    result.excess = 0.0;
+    result.virial = {};
     result.energies.resize(numAtoms);
     result.charges.resize(wishes.has(Wish::charges) ? numAtoms : 0);
     result.novelty.resize(wishes.has(Wish::novelty) ? numAtoms : 0);
@@ -72,6 +74,8 @@ void TeamEvaluator::collect(const AtomSource& source, std::span<const int> atoms
             }
         }
         result.numNovel += part.numNovel;
+        result.excess = std::max(result.excess, part.excess);
+        std::ranges::transform(result.virial, part.virial, result.virial.begin(), std::plus<>());
         std::ranges::transform(result.forces, part.forces, result.forces.begin(), std::plus<>());
     }
 }

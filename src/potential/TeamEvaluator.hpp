@@ -21,8 +21,8 @@ public:
     explicit TeamEvaluator(const ModelData& trained) : model(trained) {}
 
     // Energies and, where `wishes` ask for them, charges and novelty of `atoms`, whose places in the arrays
-    // [numAtoms of the source] are set; those of other atoms stay. Sums and forces are those of `atoms`
-    // alone. No other wishes are known here. Stops with "symmDev have not been prepared.", as
+    // [numAtoms of the source] are set; those of other atoms stay. Sums, forces and virial are those of
+    // `atoms` alone. No other wishes are known here. Stops with "symmDev have not been prepared.", as
     // AtomSource::stopAtDescriptors, there also for derivatives that are not finite where they spoil forces,
     // and with "cannot allocate memory: %s".
     void evaluate(const AtomSource& source, std::span<const int> atoms, Wishes wishes, Evaluation& result);

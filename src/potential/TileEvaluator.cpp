@@ -50,6 +50,7 @@ void prepareResult(const ModelData& model, std::size_t numAtoms, Wishes wishes, 
     result.energy = 0.0;
     result.virial = {};
     result.numNovel = 0;
+    result.excess = 0.0;
     result.energies.assign(numAtoms, 0.0);
     resetIf(wishes.has(Wish::forces) || withModelForces, result.forces, 3 * numAtoms);
     resetIf(wishes.has(Wish::atomVirials), result.atomVirials, 6 * numAtoms);
@@ -156,6 +157,9 @@ void TileEvaluator::noteNovelty(const Job& job, int atom, std::size_t element,
             : !std::ranges::all_of(input, [](float value) { return std::fabs(value) <= 1.0f; });
     job.result.novelty[sizeOf(atom)] = isNovel ? 1 : 0;
     job.result.numNovel += isNovel ? 1 : 0;
+    for (const float value : input) {
+        job.result.excess = std::max(job.result.excess, static_cast<double>(std::fabs(value)) - 1.0);
+    }
 }
 
 void TileEvaluator::runNetworks(const std::vector<NNEnsemble>& ensembles, std::vector<EnsembleTile>& tiles,

@@ -20,7 +20,20 @@ const Prediction& GeometryPredictor::predict(const Geometry& geometry, Wishes wi
     round(evaluation.energies, prediction.energies);
     round(evaluation.forces, prediction.forces);
     round(evaluation.charges, prediction.charges);
+    takeStress(wishes);
+    prediction.numNovel = evaluation.numNovel;
+    prediction.excess = evaluation.excess;
     return prediction;
+}
+
+// The virial has the opposite sign, and its last components are xy, xz, yz.
+void GeometryPredictor::takeStress(Wishes wishes) {
+    prediction.stress.clear();
+    if (wishes.has(Wish::virial)) {
+        for (const std::size_t place : {0U, 1U, 2U, 5U, 4U, 3U}) {
+            prediction.stress.push_back(-static_cast<float>(evaluation.virial[place]));
+        }
+    }
 }
 
 } // namespace melta

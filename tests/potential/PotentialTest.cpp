@@ -166,6 +166,38 @@ TEST_P(PotentialOfKinds, ExportedForceFieldIsTheSamePotential) {
     EXPECT_EQ(loaded.cutoff(), read.cutoff());
 }
 
+// The quantity that trainings fit is minus the virial, which is the derivative by strain.
+TEST_P(PotentialOfKinds, TrainingsFitTheVirial) {
+    const Potential potential = Potential::load(directory.path());
+    Potential::Workspace workspace;
+    Evaluation result;
+    Geometry& geometry = *set->geometries.front();
+    potential.evaluate(viewOf(geometry, potential).view(), Wish::virial, result, workspace);
+    Geometry* const batch[] = {&geometry};
+    const DerivativeQuantity* const stress[] = {&cellStress()};
+    const auto errorFrom = [&](const std::array<float, 6>& reference) {
+        geometry.stressVolume = reference;
+        outputOf([&] { arch->prepareBatch(batch, Derivatives::yes); });
+        arch->evaluate(NetworkTarget::energy, stress);
+        QuantityError error{&cellStress()};
+        arch->squareErrors({&error, 1});
+        arch->clearGeometries();
+        return error.rootMeanSquare();
+    };
+    std::array<float, 6> expected{};
+    double squares = 0.0;
+    for (std::size_t v = 0; v < 6; ++v) {
+        // yz, xz, xy here; xy, xz, yz there
+        expected[v] = -static_cast<float>(result.virial[v > 2 ? 8 - v : v]);
+        squares += result.virial[v] * result.virial[v] / 6.0;
+    }
+
+    const double size = std::sqrt(squares) / geometry.numAtoms;
+    EXPECT_NEAR(static_cast<double>(errorFrom({})), size, 1.0e-4 * size);
+    EXPECT_LE(static_cast<double>(errorFrom(expected)), 1.0e-4 * size);
+    EXPECT_GT(size, 1.0e-3);
+}
+
 INSTANTIATE_TEST_SUITE_P(Kinds, PotentialOfKinds,
                          testing::Values(Kind{"chebyshev", ChebyshevKind::code, 1, 1},
                                          Kind{"chebyshevResolved", ChebyshevKind::code, 0, 0},

@@ -4,7 +4,10 @@
 #include "potential/ModelRestorer.hpp"
 #include "training/TrainingRun.hpp"
 
+#include <array>
 #include <cmath>
+#include <numeric>
+#include <span>
 
 namespace melta {
 namespace {
@@ -59,6 +62,51 @@ TEST_F(GeometryPredictorTest, GivesWhatTheArrangementGives) {
     }
 }
 
+// Energies are single-precision numbers, so the step is long.
+TEST_F(GeometryPredictorTest, GivesTheStress) {
+    GeometryPredictor predictor(*model);
+    Geometry& geometry = set->getGeometry(0);
+    const std::vector<float> stress = predictor.predict(geometry, Wish::energy | Wish::virial).stress;
+    constexpr std::array<std::array<std::size_t, 2>, 6> axes{
+        {{0, 0}, {1, 1}, {2, 2}, {1, 2}, {0, 2}, {0, 1}}};
+    ASSERT_EQ(stress.size(), axes.size());
+    const auto energyAt = [&](std::array<std::size_t, 2> axis, float strain) {
+        const auto lattice = geometry.lattice;
+        const auto positions = geometry.positions;
+        const auto stretch = [&](std::span<float> rows) {
+            for (std::size_t i = 0; i < rows.size(); i += 3) {
+                rows[i + axis[0]] += strain * rows[i + axis[1]];
+            }
+        };
+        stretch(geometry.lattice);
+        stretch(geometry.positions);
+        const Prediction& prediction = predictor.predict(geometry, Wish::energy);
+        geometry.lattice = lattice;
+        geometry.positions = positions;
+        return std::accumulate(prediction.energies.begin(), prediction.energies.end(), 0.0);
+    };
+    constexpr float step = 4.0e-3f;
+    for (std::size_t v = 0; v < axes.size(); ++v) {
+        const double expected =
+            (energyAt(axes[v], step) - energyAt(axes[v], -step)) / (2.0 * static_cast<double>(step));
+        EXPECT_NEAR(static_cast<double>(stress[v]), expected, 1.0e-3 + 1.0e-2 * std::abs(expected)) << v;
+    }
+    EXPECT_GT(std::abs(stress[0]), 0.02f);
+}
+
+TEST_F(GeometryPredictorTest, TellsWhatLiesOutsideOfTheData) {
+    GeometryPredictor predictor(*model);
+    Geometry& geometry = set->getGeometry(0);
+    const Prediction inside = predictor.predict(geometry, Wish::energy | Wish::novelty);
+    geometry.positions[0] += 1.0f;
+
+    const Prediction outside = predictor.predict(geometry, Wish::energy | Wish::novelty);
+
+    EXPECT_LE(inside.excess, 1.0e-5);
+    EXPECT_GT(outside.numNovel, 0);
+    EXPECT_GT(outside.excess, 0.05);
+}
+
 TEST_F(GeometryPredictorTest, LeavesOutWhatNobodyAskedFor) {
     GeometryPredictor predictor(*model);
     const Geometry& geometry = set->getGeometry(0);
@@ -69,6 +117,7 @@ TEST_F(GeometryPredictorTest, LeavesOutWhatNobodyAskedFor) {
     EXPECT_EQ(prediction.energies.size(), 4U);
     EXPECT_TRUE(prediction.forces.empty());
     EXPECT_TRUE(prediction.charges.empty());
+    EXPECT_TRUE(prediction.stress.empty());
 }
 
 TEST_F(GeometryPredictorTest, RefusesAnElementThatTheModelDoesNotHave) {
