@@ -6,6 +6,8 @@
 #include "potential/ModelRestorer.hpp"
 #include "testing/LackingElements.hpp"
 
+#include <array>
+#include <numeric>
 #include <span>
 
 namespace melta {
@@ -20,6 +22,29 @@ float sumOf(std::span<const float> energies) {
         sum += values[i];
     }
     return sum;
+}
+
+struct Strain {
+    const char* name;
+    std::size_t a; // axes
+    std::size_t b;
+};
+constexpr std::array<Strain, 6> strains{
+    {{"XX", 0, 0}, {"YY", 1, 1}, {"ZZ", 2, 2}, {"YZ", 1, 2}, {"XZ", 0, 2}, {"XY", 0, 1}}};
+
+// Strains cell vectors or positions, half of it in each direction.
+void strainRows(std::span<float> rows, const Strain& strain, float size) {
+    for (std::size_t i = 0; i < rows.size(); i += 3) {
+        const float a = rows[i + strain.a];
+        rows[i + strain.a] += 0.5f * size * rows[i + strain.b];
+        rows[i + strain.b] += 0.5f * size * a;
+    }
+}
+
+// eV, in double precision: for a derivative the last digits count.
+double energyOf(GeometryPredictor& networks, const Geometry& geometry) {
+    const std::vector<float>& energies = networks.predict(geometry, Wish::energy).energies;
+    return std::accumulate(energies.begin(), energies.end(), 0.0);
 }
 
 } // namespace
@@ -49,6 +74,9 @@ void NNForceTester::performTesting(const std::string& networkFile, float positio
     tellLackingElements(*model, *geometrySet);
     GeometryPredictor networks(*model);
     testGeometry(networks, geometry, positionShift);
+    if (geometry.stressVolume) {
+        testStress(networks, geometry, positionShift);
+    }
     timer.stop();
     printOut("\n  * Wall time: %s.\n\n", timer.getFullTime().c_str());
 }
@@ -68,6 +96,29 @@ void NNForceTester::testGeometry(GeometryPredictor& networks, Geometry& geometry
             printAtom(geometry, i / 3, start.forces, forcesNum);
         }
     }
+}
+
+// For each atom, as the errors of stress are told elsewhere.
+void NNForceTester::testStress(GeometryPredictor& networks, Geometry& geometry, float size) {
+    const std::vector<float> analytic = networks.predict(geometry, Wish::energy | Wish::virial).stress;
+    const double energy0 = energyOf(networks, geometry);
+    const auto numAtoms = static_cast<float>(geometry.numAtoms);
+    const std::array<float, 9> lattice = geometry.lattice;
+    const std::vector<float> positions = geometry.positions;
+    printOut("\n                        S(DFT)        S(NNP)        S(Num)        Error\n");
+    for (std::size_t i = 0; i < strains.size(); ++i) {
+        strainRows(geometry.lattice, strains[i], size);
+        strainRows(geometry.positions, strains[i], size);
+        const double energy = energyOf(networks, geometry);
+        geometry.lattice = lattice;
+        geometry.positions = positions;
+        const auto numerical = static_cast<float>((energy - energy0) / static_cast<double>(size));
+        printOut(
+            "                 (%s)  %s\n", strains[i].name,
+            forceColumns((*geometry.stressVolume)[i] / numAtoms, analytic[i] / numAtoms, numerical / numAtoms)
+                .c_str());
+    }
+    flushOut();
 }
 
 void NNForceTester::printAtom(const Geometry& geometry, std::size_t atom, const std::vector<float>& forcesNNP,

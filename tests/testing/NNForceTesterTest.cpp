@@ -61,6 +61,27 @@ std::vector<Row> readTable(const std::string& output, const std::vector<std::str
     return rows;
 }
 
+// The rows of the table of the stress.
+std::vector<Row> readStressTable(const std::string& output) {
+    std::istringstream stream(output.substr(
+        output.find("\n                        S(DFT)        S(NNP)        S(Num)        Error\n")));
+    std::string line;
+    std::getline(stream, line);
+    std::getline(stream, line);
+    std::vector<Row> rows;
+    for (const char* const name : {"XX", "YY", "ZZ", "YZ", "XZ", "XY"}) {
+        std::getline(stream, line);
+        EXPECT_TRUE(line.starts_with("                 (" + std::string(name) + ")  ")) << line;
+        Row row;
+        EXPECT_EQ(std::sscanf(line.c_str() + 23, "%12lf  %12lf  %12lf  %12lf (%lf%%)", &row.reference,
+                              &row.analytic, &row.numerical, &row.error, &row.percent),
+                  5)
+            << line;
+        rows.push_back(row);
+    }
+    return rows;
+}
+
 class ForceTester : public test::EnergyTraining {
 protected:
     ForceTester() { storeModel(); }
@@ -234,6 +255,33 @@ TEST_F(ForceTester, NumericalForcesAgreeWithElementWeights) {
     storeModel();
 
     expectAgreement(*makeSet(property, makeDataText(mixed)), labels);
+}
+
+TEST_F(ForceTester, NumericalStressAgrees) {
+    test::DataShape shape = mixed;
+    shape.stressEvery = 1;
+    const auto set = makeSet(property, makeDataText(shape));
+    const Geometry& geometry = set->getGeometry(0);
+    const std::vector<float> positions = geometry.positions;
+    const auto lattice = geometry.lattice;
+    constexpr float strain = 4.0e-3f;
+
+    const std::vector<Row> forward = readStressTable(run(*set, strain));
+    const std::vector<Row> backward = readStressTable(run(*set, -strain));
+
+    ASSERT_EQ(forward.size(), 6U);
+    ASSERT_EQ(backward.size(), 6U);
+    double largest = 0.0;
+    for (std::size_t i = 0; i < forward.size(); ++i) {
+        const double numerical = 0.5 * (forward[i].numerical + backward[i].numerical);
+        EXPECT_NEAR(forward[i].reference, static_cast<double>((*geometry.stressVolume)[i] / 4.0f), 1.0e-5)
+            << i;
+        EXPECT_NEAR(forward[i].analytic, numerical, 1.0e-4 + 1.0e-2 * std::abs(numerical)) << i;
+        largest = std::max(largest, std::abs(numerical));
+    }
+    EXPECT_GT(largest, 0.01);
+    EXPECT_EQ(geometry.positions, positions);
+    EXPECT_EQ(geometry.lattice, lattice);
 }
 
 // The difference is taken to one side, so that the curvature of the energy shows with the sign of the shift.
