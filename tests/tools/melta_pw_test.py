@@ -209,6 +209,9 @@ RECORD = """
 FORCES = '<forces rank="2" dims="3 2" order="F">\n 1.0e-2 -2.0e-2 3.0e-2\n -1.0e-2 2.0e-2 -3.0e-2\n</forces>'
 
 
+STRESS = '<stress rank="2" dims="3 3" order="F">\n 1.0e-3 4.0e-3 5.0e-3\n 4.0e-3 2.0e-3 6.0e-3\n 5.0e-3 6.0e-3 -3.0e-3\n</stress>'
+
+
 def record(converged: str = "true", x: str = "1.0e-1", energy: str = "-1.125e1", forces: str = FORCES) -> str:
     convergence = f"<scf_conv><convergence_achieved>{converged}</convergence_achieved></scf_conv>"
     return RECORD.format(convergence=convergence, x=x, energy=energy, forces=forces)
@@ -268,6 +271,19 @@ class ResultTest(unittest.TestCase):
         block = melta_pw.format_block(self.read(xml_text(record())))
 
         self.assertEqual([len(line.split()) for line in block.splitlines()], [3, 3, 3, 3, 13, 13])
+
+    def test_stress(self) -> None:
+        block = melta_pw.format_block(self.read(xml_text(record(forces=FORCES + STRESS))))
+
+        fields = fields_of(block)
+        self.assertEqual(fields[0], [2, 0, -22.5, -0.002, -0.004, 0.006, -0.012, -0.01, -0.008])
+        self.assertEqual(fields[1:], fields_of(EXPECTED_BLOCK)[1:])
+
+    def test_wrong_number_of_stress_components(self) -> None:
+        stress = STRESS.replace(" -3.0e-3", "")
+        self.assert_refused(
+            xml_text(record(forces=FORCES + stress)), "incomplete: .*: expected 9 values in stress, found 8"
+        )
 
     def test_digits(self) -> None:
         block = melta_pw.format_block(self.read(xml_text(record(energy="-1.23456789012345e2"))))
@@ -546,7 +562,7 @@ REAL_INPUT = textwrap.dedent(
     """\
     &CONTROL
       calculation = '{calculation}', prefix = 'real', outdir = './tmpdir', disk_io = 'minimal'
-      pseudo_dir = '{pseudo_dir}', tprnfor = {tprnfor}, TMELTA = .True., nstep = 3
+      pseudo_dir = '{pseudo_dir}', tprnfor = {tprnfor}, tstress = {tstress}, TMELTA = .True., nstep = 3
     /
     &SYSTEM
       ibrav = 2, celldm(1) = 10.2, nat = 2, ntyp = 1, ecutwfc = 12.0, nosym = .true.
@@ -579,7 +595,13 @@ def pseudo_directory() -> Optional[Path]:
 @unittest.skipIf(pseudo_directory() is None, "pw.x of Quantum ESPRESSO with Si.pz-vbc.UPF is not installed")
 class RealPwTest(RunDirectoryTest):
     def run_pw(self, *launcher: str, options: Sequence[str] = (), **changes: str) -> "subprocess.CompletedProcess[str]":
-        values = {"calculation": "scf", "tprnfor": ".true.", "max_steps": "100", **changes}
+        values = {
+            "calculation": "scf",
+            "tprnfor": ".true.",
+            "tstress": ".false.",
+            "max_steps": "100",
+            **changes,
+        }
         self.write("PW.inp", REAL_INPUT.format(pseudo_dir=pseudo_directory(), **values))
         return subprocess.run(
             [*launcher, sys.executable, str(TOOL), *options, "-in", "PW.inp"],
@@ -614,6 +636,18 @@ class RealPwTest(RunDirectoryTest):
         self.assertEqual(block[1:4], [[-5.1, 0.0, 5.1], [0.0, 5.1, 5.1], [-5.1, 5.1, 0.0]])
         self.assertEqual(block[4][:4] + block[5][:4], ["Si", 0.1, 0.05, 0.0, "Si", 2.55, 2.55, 2.55])
         self.assertEqual(self.files(), {"PW.inp", "real.melta", "tmpdir"})
+
+    def test_stress_has_the_opposite_sign(self) -> None:
+        done = self.run_pw(tstress=".true.")
+
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        block = self.assert_block_agrees(done.stdout)
+        self.assertEqual(len(block[0]), 9)
+        behind = done.stdout[done.stdout.index("(Ry/bohr**3)") :].splitlines()[1:4]
+        rows = [[float(word) for word in line.split()[:3]] for line in behind]
+        for value, (a, b) in zip(block[0][3:], ((0, 0), (1, 1), (2, 2), (1, 2), (0, 2), (0, 1))):
+            self.assertLessEqual(abs(value + rows[a][b]), 1.0e-8)
+        self.assertGreater(max(abs(value) for value in block[0][3:]), 1.0e-4)
 
     def test_molecular_dynamics_gives_the_last_computed_geometry(self) -> None:
         done = self.run_pw(calculation="md")
