@@ -21,6 +21,8 @@ inline constexpr const char* testTotalEnergy = "melta.etot";       // results of
 inline constexpr const char* testAtomicEnergy = "melta.eatom";
 inline constexpr const char* testForce = "melta.force";
 inline constexpr const char* testCharge = "melta.charge";
+inline constexpr const char* testStress = "melta.stress";
+inline constexpr const char* testWorst = "melta.worst";
 
 // Geometries of the Metropolis walk, "dft_geom/geom.1" and so on, which the DFT jobs take up.
 inline constexpr const char* geometryDirectory = "dft_geom";

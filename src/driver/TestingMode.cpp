@@ -25,7 +25,7 @@ void runAccuracyTest(std::span<const std::string> words) {
     tester.setWithBias(words[0] == "--test-with-bias");
     tester.performTesting(fileNames::network, baselineFileOf(property),
                           {fileNames::testTotalEnergy, fileNames::testAtomicEnergy, fileNames::testForce,
-                           fileNames::testCharge});
+                           fileNames::testCharge, fileNames::testStress, fileNames::testWorst});
 }
 
 } // namespace melta

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <iterator>
 #include <numeric>
 #include <regex>
 #include <sstream>
@@ -77,7 +78,7 @@ protected:
     }
 
     [[nodiscard]] TestFiles files() const {
-        return {file("etot"), file("eatom"), file("force"), file("charge")};
+        return {file("etot"), file("eatom"), file("force"), file("charge"), file("stress"), file("worst")};
     }
 
     std::string runTest(const GeometrySet& set, bool withBias = false) const {
@@ -361,6 +362,134 @@ TEST_F(Tester, MakesNoTableOfChargesWithoutTheirNetworks) {
 
     EXPECT_FALSE(std::filesystem::exists(file("charge")));
     EXPECT_EQ(output.find("Charge"), std::string::npos);
+}
+
+// What the output says behind a label.
+double numberBehind(const std::string& output, const std::string& label) {
+    const std::size_t place = output.find(label);
+    EXPECT_NE(place, std::string::npos) << output;
+    return place == std::string::npos ? -1.0 : std::stod(output.substr(place + label.size()));
+}
+
+TEST_F(Tester, TestsTheStressThatTheDataHave) {
+    test::DataShape shape = mixed;
+    shape.stressEvery = 2;
+    const auto set = makeTestSet(makeDataText(shape));
+
+    const std::string output = runTest(*set);
+
+    const std::vector<Pair> stress = readTable(file("stress"), "Stress");
+    ASSERT_EQ(stress.size(), 12U);
+    const Geometry& first = set->getGeometry(0);
+    const double unit = first.computeVolume() / units::gigapascal; // eV for 1 GPa
+    for (std::size_t i = 0; i < 6; ++i) {
+        EXPECT_NEAR(stress[i].reference * unit, static_cast<double>((*first.stressVolume)[i]), 1.0e-4);
+    }
+    // All cells are of one size.
+    const double expected = rootMeanSquare(stress) * unit / first.numAtoms;
+    EXPECT_NEAR(numberBehind(output, "    RMSE(Stress): "), expected, 3.0e-5 * expected);
+    EXPECT_NE(output.find(" eV/atom\n\n"), std::string::npos);
+}
+
+TEST_F(Tester, MakesNoTableOfStressWithoutData) {
+    const auto set = makeTestSet(makeDataText(mixed));
+
+    const std::string output = runTest(*set);
+
+    EXPECT_FALSE(std::filesystem::exists(file("stress")));
+    EXPECT_EQ(output.find("Stress"), std::string::npos);
+}
+
+TEST_F(Tester, ShowsTheStressOfTheBaselineInItsTableAndNotInItsErrors) {
+    property.withClassical = 1;
+    train(*makeSet(property, makeDataText({.labels = {"Si", "O", "Si"}, .seed = 40})));
+    const std::string classFile = file("melta.class");
+    test::writeTextFile(classFile, "2\nSi 5\nO 6\nSi Si 30 0 0 -40\nSi O 20 10 0 -30\nO O 10 0 20 -20\n");
+    test::DataShape shape = mixed;
+    shape.stressEvery = 1;
+    const auto set = makeTestSet(makeDataText(shape));
+    const auto fresh = makeTestSet(makeDataText(shape));
+    NNTester tester(&property, set.get());
+
+    (void)outputOf([&] { tester.performTesting(network, classFile, files()); });
+
+    const std::vector<Pair> stress = readTable(file("stress"), "Stress");
+    ASSERT_EQ(stress.size(), 24U);
+    double largest = 0.0;
+    for (std::size_t i = 0; i < 6; ++i) {
+        const Geometry& geometry = set->getGeometry(1);
+        const double unit = geometry.computeVolume() / units::gigapascal;
+        const auto whole = static_cast<double>((*fresh->getGeometry(1).stressVolume)[i]);
+        EXPECT_NEAR(stress[6 + i].reference * unit, whole, 1.0e-4);
+        largest = std::max(largest, std::abs(whole - static_cast<double>((*geometry.stressVolume)[i])));
+    }
+    EXPECT_GT(largest, 0.1);
+}
+
+// Lines of the table of geometries behind its head.
+std::vector<std::string> readWorst(const std::string& name) {
+    std::istringstream stream(readTextFile(name));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    EXPECT_FALSE(lines.empty());
+    lines.erase(lines.begin());
+    return lines;
+}
+
+TEST_F(Tester, NamesTheWorstGeometriesFirst) {
+    const auto set =
+        makeTestSet(makeDataText(mixed) + makeDataText({.numGeoms = 1, .labels = {"Si", "Si"}, .seed = 43}));
+    for (float& force : set->getGeometry(2).forces) {
+        force += 50.0f;
+    }
+    set->getGeometry(4).energyTotal += 200.0;
+
+    runTest(*set);
+
+    const std::vector<std::string> lines = readWorst(file("worst"));
+    ASSERT_EQ(lines.size(), 5U);
+    const Tables tables = readTables();
+    double largestForce = 0.0;
+    std::vector<Pair> forces(tables.force.begin() + 24, tables.force.begin() + 36);
+    for (std::size_t i = 0; i < forces.size(); i += 3) {
+        const std::vector<Pair> atom(forces.begin() + static_cast<std::ptrdiff_t>(i),
+                                     forces.begin() + static_cast<std::ptrdiff_t>(i) + 3);
+        largestForce = std::max(largestForce, rootMeanSquare(atom) * std::sqrt(3.0));
+    }
+    const auto lineOf = [&](int number) {
+        const auto found = std::ranges::find_if(
+            lines, [&](const std::string& line) { return line.starts_with(std::to_string(number) + " "); });
+        EXPECT_LT(found - lines.begin(), 2) << number;
+        return found == lines.end() ? std::string() : *found;
+    };
+    double energy = 0.0;
+    double force = 0.0;
+    double largest = 0.0;
+    ASSERT_EQ(std::sscanf(lineOf(3).c_str(), "3 4 O2Si2 %lf %lf %lf", &energy, &force, &largest), 3)
+        << lines[0];
+    EXPECT_NEAR(energy, 1000.0 * (tables.etot[2].predicted - tables.etot[2].reference),
+                1.0e-4 * std::abs(energy));
+    EXPECT_NEAR(force, rootMeanSquare(forces), 2.0e-5 * force);
+    EXPECT_NEAR(largest, largestForce, 2.0e-5 * largest);
+    ASSERT_EQ(std::sscanf(lineOf(5).c_str(), "5 2 Si2 %lf", &energy), 1) << lines[1];
+    EXPECT_NEAR(energy, -1.0e5, 1.0e4);
+}
+
+TEST_F(Tester, TellsTheStressOfEachGeometryWhereItIsKnown) {
+    test::DataShape shape = mixed;
+    shape.stressEvery = 3;
+    const auto set = makeTestSet(makeDataText(shape));
+
+    runTest(*set);
+
+    for (const std::string& line : readWorst(file("worst"))) {
+        std::istringstream fields(line);
+        const std::vector<std::string> words{std::istream_iterator<std::string>(fields), {}};
+        ASSERT_EQ(words.size(), 9U) << line;
+        EXPECT_EQ(words[6] == "-", words[0] == "2" || words[0] == "3") << line;
+    }
 }
 
 TEST_F(Tester, LosesOldTables) {

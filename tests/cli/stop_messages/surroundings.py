@@ -98,7 +98,7 @@ RESTART_ROWS = [row(HALF_STORED, HALF_STORED_MESSAGE)]
 TEST_ROWS = [
     *(row(edit("melta.data"), "cannot peek file: melta.data") for edit in (folder, shut)),
     *unreadable("melta.data_e", "melta.test"),
-    *unwritable("melta.etot", "melta.eatom", "melta.force"),
+    *unwritable("melta.etot", "melta.eatom", "melta.force", "melta.worst"),
     row(NO_RIGHTS, cannot("open", "melta.etot")),
     row(HALF_STORED, HALF_STORED_MESSAGE),
     row((*NEARLY_STORED, NO_RIGHTS), HALF_STORED_MESSAGE),
