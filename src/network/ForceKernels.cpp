@@ -239,6 +239,60 @@ void GatherForces(std::size_t center, std::size_t numNeighbors, const std::int32
     }
 }
 
+void AddStress(std::size_t numNeighbors, const float* HWY_RESTRICT ways, std::size_t lanes,
+               const float* HWY_RESTRICT rows, float* HWY_RESTRICT stress) {
+    forEachGroup(lanes, [&](auto d, std::size_t first) {
+        auto xx = hn::Zero(d), yy = xx, zz = xx, yz = xx, xz = xx, xy = xx;
+        for (std::size_t n = 0; n < numNeighbors; ++n) {
+            const float* const row = rows + 3 * n * lanes + first;
+            const auto gx = hn::LoadU(d, row);
+            const auto gy = hn::LoadU(d, row + lanes);
+            const auto gz = hn::LoadU(d, row + 2 * lanes);
+            const auto dx = hn::Set(d, ways[3 * n]);
+            const auto dy = hn::Set(d, ways[3 * n + 1]);
+            const auto dz = hn::Set(d, ways[3 * n + 2]);
+            xx = hn::MulAdd(dx, gx, xx);
+            yy = hn::MulAdd(dy, gy, yy);
+            zz = hn::MulAdd(dz, gz, zz);
+            yz = hn::MulAdd(dy, gz, hn::MulAdd(dz, gy, yz));
+            xz = hn::MulAdd(dx, gz, hn::MulAdd(dz, gx, xz));
+            xy = hn::MulAdd(dx, gy, hn::MulAdd(dy, gx, xy));
+        }
+        const auto half = hn::Set(d, 0.5f);
+        const auto add = [&](std::size_t component, auto value) {
+            float* const target = stress + component * lanes + first;
+            hn::StoreU(hn::Add(hn::LoadU(d, target), value), d, target);
+        };
+        add(0, xx);
+        add(1, yy);
+        add(2, zz);
+        add(3, hn::Mul(half, yz));
+        add(4, hn::Mul(half, xz));
+        add(5, hn::Mul(half, xy));
+    });
+}
+
+void SpreadStress(std::size_t numNeighbors, const float* HWY_RESTRICT ways, std::size_t lanes,
+                  const float* HWY_RESTRICT grads, float* HWY_RESTRICT rows) {
+    forEachGroup(lanes, [&](auto d, std::size_t first) {
+        const auto half = hn::Set(d, 0.5f);
+        const auto load = [&](std::size_t component) {
+            return hn::LoadU(d, grads + component * lanes + first);
+        };
+        const auto xx = load(0), yy = load(1), zz = load(2);
+        const auto yz = hn::Mul(half, load(3)), xz = hn::Mul(half, load(4)), xy = hn::Mul(half, load(5));
+        for (std::size_t n = 0; n < numNeighbors; ++n) {
+            float* const row = rows + 3 * n * lanes + first;
+            const auto dx = hn::Set(d, ways[3 * n]);
+            const auto dy = hn::Set(d, ways[3 * n + 1]);
+            const auto dz = hn::Set(d, ways[3 * n + 2]);
+            hn::StoreU(hn::MulAdd(dx, xx, hn::MulAdd(dy, xy, hn::Mul(dz, xz))), d, row);
+            hn::StoreU(hn::MulAdd(dx, xy, hn::MulAdd(dy, yy, hn::Mul(dz, yz))), d, row + lanes);
+            hn::StoreU(hn::MulAdd(dx, xz, hn::MulAdd(dy, yz, hn::Mul(dz, zz))), d, row + 2 * lanes);
+        }
+    });
+}
+
 } // namespace melta::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -251,6 +305,8 @@ HWY_EXPORT(MultiplyNarrowRows);
 HWY_EXPORT(MultiplyNarrowColumns);
 HWY_EXPORT(ScatterForces);
 HWY_EXPORT(GatherForces);
+HWY_EXPORT(AddStress);
+HWY_EXPORT(SpreadStress);
 
 namespace {
 
@@ -308,6 +364,16 @@ void scatterForces(std::size_t center, std::size_t numNeighbors, const std::int3
 void gatherForces(std::size_t center, std::size_t numNeighbors, const std::int32_t* atoms,
                   std::size_t atomStride, std::size_t lanes, const float* grads, float* rows) {
     HWY_DYNAMIC_DISPATCH(GatherForces)(center, numNeighbors, atoms, atomStride, lanes, grads, rows);
+}
+
+void addStress(std::size_t numNeighbors, const float* ways, std::size_t lanes, const float* rows,
+               float* stress) {
+    HWY_DYNAMIC_DISPATCH(AddStress)(numNeighbors, ways, lanes, rows, stress);
+}
+
+void spreadStress(std::size_t numNeighbors, const float* ways, std::size_t lanes, const float* grads,
+                  float* rows) {
+    HWY_DYNAMIC_DISPATCH(SpreadStress)(numNeighbors, ways, lanes, grads, rows);
 }
 
 } // namespace melta::kernels

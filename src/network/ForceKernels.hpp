@@ -36,4 +36,13 @@ void scatterForces(std::size_t center, std::size_t numNeighbors, const std::int3
 void gatherForces(std::size_t center, std::size_t numNeighbors, const std::int32_t* atoms,
                   std::size_t atomStride, std::size_t lanes, const float* grads, float* rows);
 
+// stress [6][lanes] (xx, yy, zz, yz, xz, xy) += the symmetric part of ways^T * rows, with ways
+// [numNeighbors][3] from the atom to its neighbours and rows [numNeighbors][3][lanes] of these alone.
+void addStress(std::size_t numNeighbors, const float* ways, std::size_t lanes, const float* rows,
+               float* stress);
+
+// The way back: rows from the gradient with respect to the stress, `grads` [6][lanes].
+void spreadStress(std::size_t numNeighbors, const float* ways, std::size_t lanes, const float* grads,
+                  float* rows);
+
 } // namespace melta::kernels

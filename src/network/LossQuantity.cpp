@@ -132,7 +132,7 @@ public:
     QuantityNames getNames() const override { return {"S", "Stress", "eV/atom"}; }
 
     std::size_t numValues(const Geometry& geometry) const override {
-        return geometry.stressVolume ? axes.size() : 0;
+        return geometry.stressVolume ? geometry.stressVolume->size() : 0;
     }
 
     float referenceOf(const Geometry& geometry, std::size_t value) const override {
@@ -146,51 +146,44 @@ public:
         return static_cast<float>(geometry.numAtoms);
     }
 
-    std::size_t divisorOf(const BatchCounts& counts) const override { return axes.size() * counts.stresses; }
+    std::size_t divisorOf(const BatchCounts& counts) const override { return 6 * counts.stresses; }
 
     void collect(const Geometry& geometry, std::size_t atom, std::size_t lanes, const float* rows,
                  float* values) const override {
-        forEachProduct(geometry, atom, [=](float distance, std::size_t value, std::size_t row) {
-            for (std::size_t m = 0; m < lanes; ++m) {
-                values[value * lanes + m] += distance * rows[row * lanes + m];
-            }
+        forEachPart(geometry, atom, [=](std::size_t first, std::size_t count, const float* ways) {
+            kernels::addStress(count, ways, lanes, rows + 3 * (first + 1) * lanes, values);
         });
     }
 
     void spread(const Geometry& geometry, std::size_t atom, std::size_t lanes, const float* valueGrads,
                 float* rowGrads) const override {
         const std::size_t numNeighbors = geometry.getNeighbors(static_cast<int>(atom)).size();
-        std::fill_n(rowGrads, 3 * (numNeighbors + 1) * lanes, 0.0f);
-        forEachProduct(geometry, atom, [=](float distance, std::size_t value, std::size_t row) {
-            for (std::size_t m = 0; m < lanes; ++m) {
-                rowGrads[row * lanes + m] += distance * valueGrads[value * lanes + m];
-            }
+        std::fill_n(rowGrads, 3 * (geometry.stressVolume ? 1 : numNeighbors + 1) * lanes, 0.0f);
+        forEachPart(geometry, atom, [=](std::size_t first, std::size_t count, const float* ways) {
+            kernels::spreadStress(count, ways, lanes, valueGrads, rowGrads + 3 * (first + 1) * lanes);
         });
     }
 
 private:
-    static constexpr std::array<std::array<std::size_t, 2>, 6> axes{
-        {{0, 0}, {1, 1}, {2, 2}, {1, 2}, {0, 2}, {0, 1}}};
-
-    // Calls work(factor, value, row) for each product of a factor and a row that a value has, where there is
-    // any.
+    // Calls work(first, count, ways) for some neighbours after the other, where the geometry has a stress.
     template <class Work>
-    void forEachProduct(const Geometry& geometry, std::size_t atom, const Work& work) const {
+    static void forEachPart(const Geometry& geometry, std::size_t atom, const Work& work) {
         if (!geometry.stressVolume) {
             return;
         }
+        constexpr std::size_t most = 64;
+        std::array<float, 3 * most> ways;
         const float* const place = geometry.positions.data() + 3 * atom;
-        std::size_t row = 0;
-        for (const Neighbor& neighbor : geometry.getNeighbors(static_cast<int>(atom))) {
-            std::array<float, 3> half = geometry.computeNeighborPosition(neighbor);
-            for (std::size_t c = 0; c < half.size(); ++c) {
-                half[c] = 0.5f * (half[c] - place[c]);
+        const std::span<const Neighbor> neighbors = geometry.getNeighbors(static_cast<int>(atom));
+        for (std::size_t first = 0; first < neighbors.size(); first += most) {
+            const std::size_t count = std::min(most, neighbors.size() - first);
+            for (std::size_t n = 0; n < count; ++n) {
+                const std::array<float, 3> image = geometry.computeNeighborPosition(neighbors[first + n]);
+                for (std::size_t c = 0; c < 3; ++c) {
+                    ways[3 * n + c] = image[c] - place[c];
+                }
             }
-            row += 3;
-            for (std::size_t v = 0; v < axes.size(); ++v) {
-                work(half[axes[v][0]], v, row + axes[v][1]);
-                work(half[axes[v][1]], v, row + axes[v][0]);
-            }
+            work(first, count, ways.data());
         }
     }
 };

@@ -165,5 +165,56 @@ TEST(ForceKernels, GatherForces) {
     });
 }
 
+constexpr std::array<std::array<std::size_t, 2>, 6> axes{{{0, 0}, {1, 1}, {2, 2}, {1, 2}, {0, 2}, {0, 1}}};
+constexpr std::size_t numWays = 5;
+
+TEST(ForceKernels, AddStress) {
+    onEachTarget([] {
+        for (const std::size_t lanes : someLanes) {
+            const std::vector<float> ways = randomFloats(3 * numWays, 9);
+            const std::vector<float> rows = randomFloats(3 * numWays * lanes, 10);
+            std::vector<float> stress = randomFloats(6 * lanes, 11);
+            std::vector<double> want = toDouble(stress);
+            for (std::size_t n = 0; n < numWays; ++n) {
+                for (std::size_t k = 0; k < want.size(); ++k) {
+                    const auto product = [&](std::size_t a, std::size_t b) {
+                        return 0.5 * static_cast<double>(ways[3 * n + a]) *
+                               static_cast<double>(rows[(3 * n + b) * lanes + k % lanes]);
+                    };
+                    const auto [a, b] = axes[k / lanes];
+                    want[k] += product(a, b) + product(b, a);
+                }
+            }
+
+            kernels::addStress(numWays, ways.data(), lanes, rows.data(), stress.data());
+
+            EXPECT_LE(worstError(stress, want), 1.0e-6) << lanes;
+        }
+    });
+}
+
+TEST(ForceKernels, SpreadStress) {
+    onEachTarget([] {
+        for (const std::size_t lanes : someLanes) {
+            const std::vector<float> ways = randomFloats(3 * numWays, 12);
+            const std::vector<float> grads = randomFloats(6 * lanes, 13);
+            std::vector<float> rows(3 * numWays * lanes, 99.0f);
+            std::vector<double> want(rows.size(), 0.0);
+            for (std::size_t n = 0; n < numWays; ++n) {
+                for (std::size_t k = 0; k < grads.size(); ++k) {
+                    const auto [a, b] = axes[k / lanes];
+                    const double half = 0.5 * static_cast<double>(grads[k]);
+                    want[(3 * n + b) * lanes + k % lanes] += half * static_cast<double>(ways[3 * n + a]);
+                    want[(3 * n + a) * lanes + k % lanes] += half * static_cast<double>(ways[3 * n + b]);
+                }
+            }
+
+            kernels::spreadStress(numWays, ways.data(), lanes, grads.data(), rows.data());
+
+            EXPECT_LE(worstError(rows, want), 1.0e-6) << lanes;
+        }
+    });
+}
+
 } // namespace
 } // namespace melta

@@ -58,8 +58,9 @@ std::array<double, 6> stressByHand(const Geometry& geometry, int atom, std::size
 
 TEST(CellStress, IsTheSymmetricSumOfWayTimesRow) {
     constexpr std::size_t lanes = 8;
-    Geometry geometry = test::makeGeometry(5, 2, 3, 4.1f);
+    Geometry geometry = test::makeGeometry(5, 2, 3, 14.0f);
     geometry.stressVolume.emplace();
+    ASSERT_GT(geometry.numNeighbors(0), 64); // more than fit into one part
     for (int atom = 0; atom < geometry.numAtoms; ++atom) {
         const std::vector<float> rows = makeNumbers(numRowsOf(geometry, atom) * lanes, 7);
         std::vector<float> values(6 * lanes, 0.5f);
@@ -69,7 +70,7 @@ TEST(CellStress, IsTheSymmetricSumOfWayTimesRow) {
         for (const std::size_t lane : {std::size_t{0}, lanes - 1}) {
             const std::array<double, 6> expected = stressByHand(geometry, atom, lanes, lane, rows);
             for (std::size_t v = 0; v < expected.size(); ++v) {
-                EXPECT_NEAR(static_cast<double>(values[v * lanes + lane]), 0.5 + expected[v], 2.0e-4)
+                EXPECT_NEAR(static_cast<double>(values[v * lanes + lane]), 0.5 + expected[v], 1.0e-3)
                     << atom << " " << v;
             }
         }
@@ -79,7 +80,7 @@ TEST(CellStress, IsTheSymmetricSumOfWayTimesRow) {
 // grads . collect(rows) = spread(grads) . rows for all rows and gradients.
 TEST(CellStress, SpreadsByTheTransposeOfCollect) {
     constexpr std::size_t lanes = 4;
-    Geometry geometry = test::makeGeometry(4, 2, 11, 6.5f);
+    Geometry geometry = test::makeGeometry(4, 2, 11, 14.0f);
     geometry.stressVolume.emplace();
     for (std::size_t atom = 0; atom < 4; ++atom) {
         const std::size_t length = numRowsOf(geometry, static_cast<int>(atom)) * lanes;
@@ -99,7 +100,7 @@ TEST(CellStress, SpreadsByTheTransposeOfCollect) {
         for (std::size_t i = 0; i < length; ++i) {
             right += static_cast<double>(rows[i]) * static_cast<double>(rowGrads[i]);
         }
-        EXPECT_NEAR(left, right, 1.0e-3) << atom;
+        EXPECT_NEAR(left, right, 5.0e-3) << atom;
         EXPECT_GT(std::abs(left), 1.0) << atom;
     }
 }
