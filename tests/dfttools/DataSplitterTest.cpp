@@ -36,7 +36,8 @@ std::vector<std::string> makeRecords(int count, const std::string& lineEnd) {
     std::vector<std::string> records;
     for (int i = 0; i < count; ++i) {
         const int numAtoms = 1 + i % 5;
-        std::string record = formatText("%d 0 -%d", numAtoms, i) + lineEnd;
+        std::string record =
+            formatText("%d 0 -%d", numAtoms, i) + (i % 2 == 0 ? " 1 2 3 4 5 6" : "") + lineEnd;
         for (int line = 0; line < numAtoms + 3; ++line) {
             record += formatText("\tline %d of %d", line, i) + lineEnd;
         }
