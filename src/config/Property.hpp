@@ -144,6 +144,7 @@ public:
     [[nodiscard]] bool hasDerivativeCoef() const { return hasForceCoef != 0 || hasStressCoef != 0; }
 
     // Adam.
+    int coefFromData = 0;           // non-zero: the weights of the energy term follow from the data
     float learnRate = 1.0e-4f;      // first learning rate
     float learnRateFinal = 1.0e-4f; // last learning rate
     float learnRateDecay = 0.9999f; // decay factor

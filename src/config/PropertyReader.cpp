@@ -67,6 +67,7 @@ constexpr KeyRow keyRows[] = {
      "acctiv", "activ"},
     {"lbfgs", Check::notNegative, LbfgsTarget{&Property::lbfgs}, "lbfgs", "lbfgs"},
     onOff("storeDerivatives", &Property::storeDerivatives),
+    onOff("coefFromData", &Property::coefFromData),
     {"symmScale", Check::any, WordTarget{&Property::symmScale, &Property::symmScale, symmScaleNames},
      "symmScale", "symmScale"},
     {"lineSearch", Check::any, WordTarget{&Property::lineSearch, &Property::lineSearch, lineSearchNames},

@@ -38,7 +38,12 @@ std::string lineText(const Property& property, const TemplateLine& line) {
     if (const auto* const field = std::get_if<int Property::*>(&line.field)) {
         return wordLine(line.key, std::to_string(property.**field));
     }
-    return realLine(line.key, property.*std::get<float Property::*>(line.field), 3);
+    const float value = property.*std::get<float Property::*>(line.field);
+    constexpr float smallest = 0.0005f; // that three decimals show
+    if (value > 0.0f && value < smallest) {
+        return wordLine(line.key, formatText("%.1e", static_cast<double>(value)));
+    }
+    return realLine(line.key, value, 3);
 }
 
 } // namespace
@@ -57,6 +62,11 @@ std::string symmFuncText(const Property& property) {
     const SymmFuncKind* const kind = findSymmFuncKind(property.symmFuncKind);
     return kind != nullptr ? wordLine("symmFunc", kind->getWord()) + kind->templateText(property)
                            : wordLine("symmFunc", "???");
+}
+
+std::string trainingText(const Property& property) {
+    const SymmFuncKind* const kind = findSymmFuncKind(property.symmFuncKind);
+    return kind != nullptr ? kind->trainingText(property) : "";
 }
 
 std::string baselineText(const Property& property) {
@@ -94,7 +104,8 @@ int decimalsOfLimit(float limit) {
 std::string templateText(const Property& property, bool chargeMode) {
     return linesText(property, runLines) + baselineText(property) + "\n" + symmFuncText(property) + "\n" +
            networkText(property, chargeMode ? chargeNetwork : energyNetwork) +
-           linesText(property, optimiserLines) + "\n" + linesText(property, targetLines) +
+           linesText(property, optimiserLines) + trainingText(property) + "\n" +
+           linesText(property, targetLines) +
            realLine("maxForce", property.maxForce, decimalsOfLimit(property.maxForce));
 }
 

@@ -22,6 +22,12 @@ void SymmFuncKind::fitToElements(Property& /*property*/, int /*numElems*/) const
 
 void SymmFuncKind::checkSettings(const Property& /*property*/, const std::string& /*fileName*/) const {}
 
+void SymmFuncKind::proposeTraining(Property& /*property*/) const {}
+
+std::string SymmFuncKind::trainingText(const Property& /*property*/) const {
+    return {};
+}
+
 void SymmFuncKind::readFunctions(Property& /*property*/, const std::string& /*functionFile*/) const {}
 
 const SymmFuncKind* findSymmFuncKind(int code) {

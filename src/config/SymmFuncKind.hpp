@@ -57,6 +57,13 @@ public:
     // The lines of this kind behind the key "symmFunc" in a template.
     [[nodiscard]] virtual std::string templateText(const Property& property) const = 0;
 
+    // Changes settings of a training to those with which this kind gives good results on any data; a template
+    // for this kind proposes them.
+    virtual void proposeTraining(Property& property) const;
+
+    // The lines that such a template adds to those that all templates have.
+    [[nodiscard]] virtual std::string trainingText(const Property& property) const;
+
     // Its block of the banner, with the method that it cites. `heading`: the first line up to the title.
     [[nodiscard]] virtual BannerBlock bannerBlock(const Property& property,
                                                   const std::string& heading) const = 0;

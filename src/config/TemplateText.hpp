@@ -15,7 +15,8 @@ struct TemplateLine {
     std::variant<int Property::*, float Property::*> field;
 };
 
-// The lines with the present settings; real numbers have three decimals.
+// The lines with the present settings; real numbers have three decimals, or an exponent where these would
+// show nothing.
 std::string linesText(const Property& property, std::span<const TemplateLine> lines);
 
 } // namespace melta

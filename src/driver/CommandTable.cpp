@@ -4,6 +4,7 @@
 #include "base/StopFile.hpp"
 #include "config/FileNames.hpp"
 #include "config/Property.hpp"
+#include "config/SymmFuncKind.hpp"
 #include "config/Version.hpp"
 #include "driver/BehlerMode.hpp"
 #include "driver/ClassicalMode.hpp"
@@ -27,10 +28,19 @@ void runStop(std::span<const std::string> /*words*/) {
     printOut("\n  * Training neural network will be stopped.\n\n");
 }
 
-void runTemplate(std::span<const std::string> /*words*/) {
+// A further word names the kind of symmetry functions that the file is for.
+void runTemplate(std::span<const std::string> words) {
     constexpr bool chargeMode = false;
     constexpr bool overwrite = true;
-    const Property property;
+    Property property;
+    if (words.size() >= 2) {
+        const SymmFuncKind* const kind = findSymmFuncKind(words[1]);
+        if (kind == nullptr) {
+            stopWithMessage("unknown symmetry function: %s", words[1].c_str());
+        }
+        property.symmFuncKind = kind->getCode();
+        kind->proposeTraining(property);
+    }
     property.writeTemplate(fileNames::properties, chargeMode, overwrite);
     printOut("\n  * Generate the file: %s.\n\n", fileNames::properties);
 }

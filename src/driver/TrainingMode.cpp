@@ -9,6 +9,7 @@
 #include "config/FileNames.hpp"
 #include "config/SymmFuncKind.hpp"
 #include "structure/GeometrySetLoader.hpp"
+#include "training/DataWeights.hpp"
 #include "training/NNChargeTrainer.hpp"
 #include "training/NNEnergyTrainer.hpp"
 
@@ -67,6 +68,9 @@ void runTraining(std::span<const std::string> words, bool chargeMode) {
     const auto trainingSet =
         loadGeometrySet(fileNames::train, property, makeTrainingRemoval(baselineFileOf(property)));
     symmFuncKindOf(property).fitToElements(property, trainingSet->numElems);
+    if (!chargeMode) {
+        takeDataWeights(property, *trainingSet);
+    }
     const auto testSet = loadTestSet(property, *trainingSet);
     Trainer trainer(&property, trainingSet.get(), testSet.get());
     trainer.performTraining(fileNames::network, fileNames::distribution, fileNames::stopFile);

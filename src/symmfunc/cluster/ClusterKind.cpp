@@ -136,6 +136,35 @@ std::string ClusterKind::templateText(const Property& property) const {
            linesText(property, lastLines);
 }
 
+// Chosen on validation data of silicon, lithium, water, indium phosphide and carbon chains.
+void ClusterKind::proposeTraining(Property& property) const {
+    setDefaults(property);
+    property.modelsEnergy = property.modelsCharge = 4;
+    property.lbfgs = 0;
+    property.batchs = 4;
+    property.epochs = 200;
+    property.superEpochs = 1;
+    property.geomsEpoch = 0;
+    property.epochsOnlyE = 0;
+    property.epochsApproxF = 0;
+    property.coefFromData = 1;
+    property.learnRate = 0.007f;
+    property.learnRateFinal = 1.0e-5f;
+    property.learnRateSchedule = LearnRateSchedule::cosine;
+    // A batch of crystals without forces meets larger targets early.
+    property.rmseEnergy = property.rmseForce = property.rmseCharge = 1.0e-5f;
+}
+
+std::string ClusterKind::trainingText(const Property& property) const {
+    constexpr std::array lines{TemplateLine{"batchs", &Property::batchs},
+                               TemplateLine{"epochsOnlyE", &Property::epochsOnlyE},
+                               TemplateLine{"epochsApproxF", &Property::epochsApproxF},
+                               TemplateLine{"coefFromData", &Property::coefFromData},
+                               TemplateLine{"learnRate", &Property::learnRate},
+                               TemplateLine{"learnRateFinal", &Property::learnRateFinal}};
+    return linesText(property, lines) + "learnRateSchedule cosine\n";
+}
+
 BannerBlock ClusterKind::bannerBlock(const Property& property, const std::string& heading) const {
     const ClusterSettings sizes = sizesOf(property);
     const int numChannels = valueOf(property, channels);

@@ -16,6 +16,8 @@ public:
     void checkSettings(const Property& property, const std::string& fileName) const override;
     void fitToElements(Property& property, int numElems) const override;
     [[nodiscard]] std::string templateText(const Property& property) const override;
+    void proposeTraining(Property& property) const override;
+    [[nodiscard]] std::string trainingText(const Property& property) const override;
     [[nodiscard]] BannerBlock bannerBlock(const Property& property,
                                           const std::string& heading) const override;
     bool readHead(HeadReader& head) const override;

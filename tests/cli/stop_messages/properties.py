@@ -11,7 +11,7 @@ TRAINING = {**take("bad_input/files", PROP), **take("shared/silica", "melta.trai
 
 SWITCHES = (
     "restart insituTest insituValid keepBest regularElem elemWeight tanhCutoff sqrtLoss renormLoss withCharge"
-    " withHDNNP withClassical withLJlike withReaxFF withZBL approxForce storeDerivatives"
+    " withHDNNP withClassical withLJlike withReaxFF withZBL approxForce storeDerivatives coefFromData"
 ).split()
 INTEGERS = (
     "directSF m2 m3 numRadius numAngle models layers nodes lbfgs lineSteps batchs epochs epochsStore minutesStore"

@@ -1,0 +1,67 @@
+#include "training/DataWeights.hpp"
+
+#include "base/Reporting.hpp"
+#include "config/Property.hpp"
+#include "structure/GeometrySet.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+namespace melta {
+namespace {
+
+constexpr double usualFirst = 0.5;
+constexpr double rise = 40.0;
+constexpr double shareOfForces = 2.0;
+constexpr double scaleOfOutputs = 0.5; // Angstrom
+
+} // namespace
+
+DataSpread measureSpread(const GeometrySet& set) {
+    double forces = 0.0;
+    double numForces = 0.0;
+    double sum = 0.0;
+    double squares = 0.0;
+    for (const auto& geometry : set.geometries) {
+        for (const float force : geometry->forces) {
+            forces += static_cast<double>(force) * static_cast<double>(force);
+        }
+        numForces += static_cast<double>(geometry->forces.size());
+        const double energy = geometry->energyTotal / geometry->numAtoms;
+        sum += energy;
+        squares += energy * energy;
+    }
+    const auto count = static_cast<double>(set.geometries.size());
+    const double mean = sum / count;
+    return {std::sqrt(forces / numForces), std::sqrt(std::max(squares / count - mean * mean, 0.0))};
+}
+
+DataWeights findWeights(const DataSpread& spread) {
+    double first = usualFirst;
+    if (spread.energies > 0.0) {
+        const double ratio = spread.forces / spread.energies;
+        first = std::min(first, shareOfForces * ratio * ratio);
+    }
+    return {static_cast<float>(first), static_cast<float>(rise * first), scaleOfOutputs * spread.forces};
+}
+
+void takeDataWeights(Property& property, GeometrySet& set) {
+    if (property.coefFromData == 0) {
+        return;
+    }
+    const DataSpread spread = measureSpread(set);
+    if (!(spread.forces > 0.0)) {
+        return;
+    }
+    const DataWeights weights = findWeights(spread);
+    property.hasEnergyCoef = 1;
+    property.coefEnergy = weights.first;
+    property.coefEnergyFinal = weights.final;
+    std::ranges::fill(set.energyDev, weights.outputScale);
+    printOut("  * Energy Mixing Rate from the data: %.3e -> %.3e 1/Angstrom^2\n",
+             static_cast<double>(weights.first), static_cast<double>(weights.final));
+    printOut("    (forces of %.3e eV/Angstrom, energies within %.3e eV/atom)\n\n", spread.forces,
+             spread.energies);
+}
+
+} // namespace melta

@@ -1,0 +1,34 @@
+// The weights of the energy term that suit a set of data, so that trainings on data of any kind begin with
+// the same settings.
+#pragma once
+
+namespace melta {
+
+class GeometrySet;
+class Property;
+
+// What is learnt, as a whole.
+struct DataSpread {
+    double forces;   // root mean square of a force component, eV/Angstrom
+    double energies; // deviation of the total energy of an atom from the mean over the geometries, eV
+};
+DataSpread measureSpread(const GeometrySet& set);
+
+struct DataWeights {
+    float first;        // coefEnergy, 1/Angstrom^2 in units of coefForce
+    float final;        // coefEnergyFinal
+    double outputScale; // of the networks at the start, eV
+};
+
+// Trainings do best where energies count little at first and much at the end. With forces of about 1
+// eV/Angstrom the weight goes from 0.5 to 20; where energies spread so widely that this would let them rule
+// from the start, such as those of cells under large strain beside forces that are small, from
+// 2 (forces / energies)^2. The networks begin with outputs of the order of the forces over half an Angstrom,
+// because a step of Adam changes them in that proportion.
+DataWeights findWeights(const DataSpread& spread);
+
+// With coefFromData, gives a training of energies and forces the weights of its data, and tells it on the
+// console. Data without forces leave everything as it is.
+void takeDataWeights(Property& property, GeometrySet& set);
+
+} // namespace melta
