@@ -98,4 +98,10 @@ void SymmFunc::setElementWeights(std::span<const float> elementWeights) {
     }
 }
 
+void SymmFunc::addElementWeightGradients(const NeighborArrays& /*neighbors*/,
+                                         std::span<const float> /*byValues*/,
+                                         std::span<const float> /*bySlopes*/,
+                                         std::span<const float> /*directions*/,
+                                         std::span<float> /*gradients*/) const {}
+
 } // namespace melta

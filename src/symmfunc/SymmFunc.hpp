@@ -74,9 +74,17 @@ public:
     // element][element][channel]; empty for a kind without channels.
     [[nodiscard]] virtual std::span<const float> getElementWeights() const { return {}; }
 
-    // Replaces them, before the object is shared. Stops with "weights of channels do not fit the elements."
-    // or "weights of channels are not finite.".
+    // Replaces them, while no thread uses the object. Stops with "weights of channels do not fit the
+    // elements." or "weights of channels are not finite.".
     virtual void setElementWeights(std::span<const float> elementWeights);
+
+    // For sums over columns of byValues . symmData and of bySlopes . changes, the latter by
+    // calculateTangents along directions: adds their derivatives by the weights of the central element to
+    // gradients [element][channel]. byValues, bySlopes [columns][numBasis]; without bySlopes there are no
+    // directions either. Does nothing for a kind without channels.
+    virtual void addElementWeightGradients(const NeighborArrays& neighbors, std::span<const float> byValues,
+                                           std::span<const float> bySlopes, std::span<const float> directions,
+                                           std::span<float> gradients) const;
 
     [[nodiscard]] int getNumBasis() const { return numBasis; }
 

@@ -7,6 +7,7 @@
 #include "symmfunc/NeighborShellBuilder.hpp"
 #include "symmfunc/ShellGradientBuffer.hpp"
 #include "symmfunc/cluster/ClusterKernels.hpp"
+#include "symmfunc/cluster/ClusterWeightGradient.hpp"
 
 #include <algorithm>
 #include <array>
@@ -42,6 +43,8 @@ struct SymmFuncCluster::Workspace {
     AlignedBuffer<float> tangent;   // the same
     ShellGradientBuffer vectors;    // gradient or directions
     AlignedBuffer<float> scratch;
+    std::vector<float> byValues; // [numBasis]
+    ClusterWeightGradient byWeights;
 
     [[nodiscard]] const NeighborShell& shell() const { return builder.shell(); }
 
@@ -130,6 +133,8 @@ void SymmFuncCluster::setPlan(const ClusterSettings& settings, std::size_t numCh
         stopWithMessage("too many symmetry functions.");
     }
     numBasis = static_cast<int>(plan.numValues());
+    planOfOne = plan;
+    planOfOne.numChannels = 1;
 }
 
 double SymmFuncCluster::countFunctions(const ClusterSettings& settings, int numChannels) {
@@ -165,17 +170,24 @@ std::vector<float> SymmFuncCluster::makeChannelWeights(int elems, int channels) 
     return result;
 }
 
-std::span<const float> SymmFuncCluster::weightsOf(int central, int element) const {
-    const auto place = static_cast<std::size_t>(central) * static_cast<std::size_t>(numElems) +
-                       static_cast<std::size_t>(element);
-    return std::span(weights).subspan(place * plan.numChannels, plan.numChannels);
+std::span<const float> SymmFuncCluster::weightsOf(int central) const {
+    const std::size_t length = weights.size() / static_cast<std::size_t>(numElems);
+    return std::span(weights).subspan(static_cast<std::size_t>(central) * length, length);
 }
 
-void SymmFuncCluster::computeDensity(const NeighborArrays& neighbors, Workspace& work) const {
+std::span<const float> SymmFuncCluster::weightsOf(int central, int element) const {
+    return weightsOf(central).subspan(static_cast<std::size_t>(element) * plan.numChannels, plan.numChannels);
+}
+
+void SymmFuncCluster::takeNeighbors(const NeighborArrays& neighbors, Workspace& work) const {
     work.cutoffs.update(neighbors, tanhCutoff, plan.rcut, -1.0f);
     work.builder.pickByElement(neighbors, work.cutoffs.fcRadius(), work.cutoffs.dfcRadius(), plan.rcut,
                                numElems);
     work.reserve(plan);
+}
+
+void SymmFuncCluster::computeDensity(const NeighborArrays& neighbors, Workspace& work) const {
+    takeNeighbors(neighbors, work);
     const std::span<float> density = work.density.span();
     std::ranges::fill(density, 0.0f);
     for (int element = 0; element < numElems; ++element) {
@@ -291,6 +303,33 @@ void SymmFuncCluster::addColumnGradient(int central, std::span<const float> byVa
         }
     }
     work.vectors.addTo(work.shell().entry, byPositions);
+}
+
+// What is to be multiplied with the values is the same for all columns, which are added up first.
+void SymmFuncCluster::addElementWeightGradients(const NeighborArrays& neighbors,
+                                                std::span<const float> byValues,
+                                                std::span<const float> bySlopes,
+                                                std::span<const float> directions,
+                                                std::span<float> gradients) const {
+    if (neighbors.size() == 0) {
+        return;
+    }
+    Workspace& work = workspace();
+    takeNeighbors(neighbors, work);
+    const auto length = static_cast<std::size_t>(numBasis);
+    work.byValues.assign(length, 0.0f);
+    for (std::size_t i = 0; i < byValues.size(); ++i) {
+        work.byValues[i % length] += byValues[i];
+    }
+    const std::span<const float> ofCentral = weightsOf(neighbors.getCentralElement());
+    work.byWeights.start(planOfOne, plan, work.builder, ofCentral, work.scratch.span());
+    work.byWeights.addValues(work.byValues);
+    const std::size_t numPositions = 3 * neighbors.size();
+    for (std::size_t column = 0; column < bySlopes.size() / length; ++column) {
+        const auto moves = work.gatherDirections(directions.subspan(column * numPositions, numPositions));
+        work.byWeights.addSlopes(bySlopes.subspan(column * length, length), moves);
+    }
+    work.byWeights.addTo(gradients);
 }
 
 } // namespace melta

@@ -76,6 +76,9 @@ public:
 
     [[nodiscard]] std::span<const float> getElementWeights() const override { return weights; }
     void setElementWeights(std::span<const float> elementWeights) override;
+    void addElementWeightGradients(const NeighborArrays& neighbors, std::span<const float> byValues,
+                                   std::span<const float> bySlopes, std::span<const float> directions,
+                                   std::span<float> gradients) const override;
 
 private:
     struct Workspace;
@@ -83,16 +86,19 @@ private:
 
     void checkSettings(const ClusterSettings& settings) const;
     void setPlan(const ClusterSettings& settings, std::size_t numChannels);
+    void takeNeighbors(const NeighborArrays& neighbors, Workspace& work) const;
     void computeDensity(const NeighborArrays& neighbors, Workspace& work) const;
     void computeDerivatives(int central, Workspace& work, std::span<float> symmDiff) const;
     void addColumnGradient(int central, std::span<const float> byValues, Workspace& work,
                            std::span<float> byPositions) const;
     void addColumnTangent(int central, std::span<const float> directions, Workspace& work,
                           std::span<float> changes) const;
+    [[nodiscard]] std::span<const float> weightsOf(int central) const;
     [[nodiscard]] std::span<const float> weightsOf(int central, int element) const;
 
     std::vector<float> weights; // [numElems][numElems][numChannels]
     ClusterPlan plan;
+    ClusterPlan planOfOne; // the same for one channel
 };
 
 } // namespace melta
