@@ -26,6 +26,25 @@ bool haveSameSymmFuncs(const Property& a, const Property& b) {
     return a.symmFuncKind == b.symmFuncKind && kind.isSame(a, b);
 }
 
+// Whether elements count as much in the functions of a head as in those of `arch`.
+bool haveSameWeights(const StoredHead& head, const NNArch& arch, const GeometrySet& set,
+                     const std::string& headName) {
+    const std::vector<float>& present = arch.getSymmStatistics().elementWeights;
+    if (present.empty()) {
+        return true;
+    }
+    const auto numElems = static_cast<std::size_t>(set.numElems);
+    const std::size_t numChannels = present.size() / (numElems * numElems);
+    if (std::ranges::any_of(head.elements, [&](const HeadElement& element) {
+            return element.elementWeights.size() != head.elements.size() * numChannels;
+        })) {
+        return false;
+    }
+    std::vector<float> stored = present;
+    takeElementWeights(head.elements, mapElements(head.elements, set), numElems, headName, stored);
+    return stored == present;
+}
+
 // Energy networks know what the baseline and the charges leave.
 bool haveSameRest(const Property& a, const Property& b) {
     const BaselineKind* const baseline = baselineKindOf(a);
@@ -112,7 +131,7 @@ CarriedNetworks::CarriedNetworks(const NNArch& arch, const std::string& headName
         return;
     }
     const std::optional<StoredHead> head = peekNetworkHead(headName);
-    if (!isMeaningful(head, arch, *kind, fileName)) {
+    if (!isMeaningful(head, arch, *kind, fileName) || !haveSameWeights(*head, arch, *set, headName)) {
         otherName = keptNameOf(fileName);
     } else if (!hasElementsOf(*head, *set, arch.getSymmStatistics())) {
         carry(arch, *head);

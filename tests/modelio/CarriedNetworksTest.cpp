@@ -6,6 +6,7 @@
 #include "modelio/ModelFiles.hpp"
 #include "network/NNArch.hpp"
 #include "structure/DataFileText.hpp"
+#include "symmfunc/cluster/ClusterKind.hpp"
 
 #include <filesystem>
 #include <memory>
@@ -139,6 +140,24 @@ TEST_F(Carried, EnergiesSurviveChargesOfAnotherElementOrder) {
         EXPECT_EQ(output, stored + stored);
         expectSame(evaluate(true, true).energies, before.energies, energyScale);
     }
+}
+
+TEST_F(Carried, NetworksOfOtherWeightsOfElementsAreSetAside) {
+    property.symmFuncKind = ClusterKind::code;
+    property.kindSettings = {{"channels", 2}, {"maxAngular", 2}, {"numRadius4", 1}};
+    property.numRadius = 3;
+    const auto set = makeSet(blockFrom("Si"));
+    train(*set, NNArch::onlyEnergy);
+    const std::string same = train(*set, NNArch::onlyCharge);
+    std::string head = readTextFile(headName);
+    head.replace(head.rfind("-1.00000000e+00"), 15, "-7.50000000e-01");
+    writeTextFile(headName, head);
+
+    const std::string other = train(*set, NNArch::onlyCharge);
+
+    EXPECT_EQ(same, stored + stored);
+    EXPECT_NE(other.find("the energy networks do not fit this model any more"), std::string::npos) << other;
+    EXPECT_TRUE(fs::exists(kept(headName + "_e")));
 }
 
 TEST_F(Carried, ChargesSurviveEnergiesOfAnotherElementOrder) {
