@@ -20,6 +20,10 @@ void SymmFuncKind::setDefaults(Property& /*property*/) const {}
 
 void SymmFuncKind::fitToElements(Property& /*property*/, int /*numElems*/) const {}
 
+bool SymmFuncKind::trainsElementWeights(const Property& /*property*/, int /*numElems*/) const {
+    return false;
+}
+
 void SymmFuncKind::checkSettings(const Property& /*property*/, const std::string& /*fileName*/) const {}
 
 void SymmFuncKind::proposeTraining(Property& /*property*/) const {}

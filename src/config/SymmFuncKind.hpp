@@ -93,6 +93,10 @@ public:
     // otherwise.
     [[nodiscard]] virtual bool scalesEachByDefault() const { return false; }
 
+    // Whether a training of energies by Adam changes how much elements count in the functions
+    // (SymmFunc::getElementWeights) together with the networks.
+    [[nodiscard]] virtual bool trainsElementWeights(const Property& property, int numElems) const;
+
     // Whether a network has inputs of its own for each element, so that they move when the elements change.
     [[nodiscard]] virtual bool dependsOnElements(const Property& property) const {
         return property.elemWeight == 0;

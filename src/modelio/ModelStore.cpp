@@ -48,6 +48,7 @@ void requireFinite(const NNArch& arch, const GeometrySet& set) {
     requireFinite(areNetworksFinite(arch.getEnergyEnsembles()) &&
                       areNetworksFinite(arch.getChargeEnsembles()),
                   "weights");
+    requireFinite(areFinite(arch.getSymmStatistics().elementWeights), "weights of channels");
     requireFinite(areFinite(arch.getSymmStatistics().symmAve) && areFinite(arch.getSymmStatistics().symmDev),
                   "ranges of symmetry functions");
     requireFinite(areFinite(set.energyAve), "mean energies of the elements");
@@ -160,9 +161,10 @@ void ModelStore::writeFiles(const NNArch& arch, FileReplacement& files) const {
                           arch.getChargeEnsembles());
     if (!hasStored) {
         others.write(files);
-        if (!distrFile.empty()) {
-            arch.printSymmDistributions(files.open(distrFile), *set);
-        }
+    }
+    // Values that change with the training have new histograms each time.
+    if (!distrFile.empty() && (!hasStored || arch.trainsElementWeights())) {
+        arch.printSymmDistributions(files.open(distrFile), *set);
     }
     writeCourse(arch, files);
     if (!beginSuffix.empty()) {

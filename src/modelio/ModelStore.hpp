@@ -18,8 +18,9 @@ class Property;
 
 // The files of the model that a training makes, from its first store to its last: the head and the networks
 // that are trained, in each store; and with the first one what goes by the new head, the networks of the
-// other kind and the histograms of the symmetry functions; and beside them, where there is one, a note of
-// how far the training has come ("melta.data_e.course"). Each store replaces all its files as one; the
+// other kind and the histograms of the symmetry functions, which follow in each store where the training
+// changes these; and beside them, where there is one, a note of how far the training has come
+// ("melta.data_e.course"). Each store replaces all its files as one; the
 // model that stood there before stays whole until the new one is.
 //
 // Nothing that is not finite is stored: that stops with "the training diverged: %s", and the files stay.
@@ -28,7 +29,7 @@ public:
     // `fileName`: the head. `geometrySet` is borrowed. Stops with "geometrySet is null.".
     ModelStore(std::string fileName, const GeometrySet* geometrySet);
 
-    // Lets the histograms of the arrangement go to this file with the first store.
+    // Lets the histograms of the arrangement go to this file with the first store, or with each.
     void addDistributions(std::string fileName) { distrFile = std::move(fileName); }
 
     // What the following stores write into the note of a training of this kind, a line of text; where it is

@@ -36,11 +36,10 @@ void DerivativeProducts::multiplyByGrads(const SymmFunc& symmFunc, const Neighbo
     }
 }
 
-void DerivativeProducts::multiplyByRows(const SymmFunc& symmFunc, const NeighborArrays& neighbors,
-                                        const float* rows, std::span<float> grads) {
-    const std::size_t numColumns = countColumns(symmFunc, grads);
+// How the neighbours move against the atom.
+std::span<const float> DerivativeProducts::gatherDirections(const float* rows, std::size_t numColumns,
+                                                            std::size_t numNeighbors) {
     const std::size_t lanes = kernels::roundUpToLanes(numColumns);
-    const std::size_t numNeighbors = neighbors.size();
     vectors.reserve(3 * numNeighbors * numColumns);
     for (std::size_t m = 0; m < numColumns; ++m) {
         for (std::size_t c = 0; c < 3; ++c) {
@@ -51,7 +50,21 @@ void DerivativeProducts::multiplyByRows(const SymmFunc& symmFunc, const Neighbor
             }
         }
     }
-    symmFunc.calculateTangents(neighbors, vectors.span().first(3 * numNeighbors * numColumns), grads);
+    return vectors.span().first(3 * numNeighbors * numColumns);
+}
+
+void DerivativeProducts::multiplyByRows(const SymmFunc& symmFunc, const NeighborArrays& neighbors,
+                                        const float* rows, std::span<float> grads) {
+    const std::size_t numColumns = countColumns(symmFunc, grads);
+    symmFunc.calculateTangents(neighbors, gatherDirections(rows, numColumns, neighbors.size()), grads);
+}
+
+void DerivativeProducts::addElementWeightGrads(const SymmFunc& symmFunc, const NeighborArrays& neighbors,
+                                               const float* rows, std::span<const float> byValues,
+                                               std::span<const float> bySlopes, std::span<float> gradients) {
+    const std::size_t numColumns = countColumns(symmFunc, bySlopes);
+    symmFunc.addElementWeightGradients(neighbors, byValues, bySlopes,
+                                       gatherDirections(rows, numColumns, neighbors.size()), gradients);
 }
 
 } // namespace melta

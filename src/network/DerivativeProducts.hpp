@@ -23,7 +23,17 @@ public:
     void multiplyByRows(const SymmFunc& symmFunc, const NeighborArrays& neighbors, const float* rows,
                         std::span<float> grads);
 
+    // Adds to gradients [element][channel] the derivatives by the element weights of the central element:
+    // as SymmFunc::addElementWeightGradients, with byValues, bySlopes [numColumns][numBasis] by the raw
+    // values, and the directions that `rows` mean to multiplyByRows; without bySlopes `rows` is not read.
+    void addElementWeightGrads(const SymmFunc& symmFunc, const NeighborArrays& neighbors, const float* rows,
+                               std::span<const float> byValues, std::span<const float> bySlopes,
+                               std::span<float> gradients);
+
 private:
+    std::span<const float> gatherDirections(const float* rows, std::size_t numColumns,
+                                            std::size_t numNeighbors);
+
     AlignedBuffer<float> vectors; // [numColumns][3][neighbours]
 };
 

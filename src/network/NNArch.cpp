@@ -44,6 +44,9 @@ void NNArch::initLayers(const GeometrySet* geometrySet) {
     statistics.symmDev.assign(static_cast<std::size_t>(numElems), -1.0f);
     const std::span<const float> weights = symmFunc->getElementWeights();
     statistics.elementWeights.assign(weights.begin(), weights.end());
+    if (isMainArch && useAdam && trainsElementWeights()) {
+        elementWeightSteps.start(weights.size());
+    }
     if (hasEnergyNetworks()) {
         energyEnsembles = makeEnergyNetworks(*geometrySet);
     }
@@ -149,7 +152,13 @@ void NNArch::normalizeAll() {
 }
 
 bool NNArch::storesDerivatives() const {
-    return property->storeDerivatives != 0 || !symmFunc->isCheapWithoutDiff();
+    return !trainsElementWeights() && (property->storeDerivatives != 0 || !symmFunc->isCheapWithoutDiff());
+}
+
+bool NNArch::trainsElementWeights() const {
+    return archMode == onlyEnergy && property->withCharge == 0 && property->lbfgs < 1 &&
+           !statistics.elementWeights.empty() &&
+           symmFuncKindOf(*property).trainsElementWeights(*property, numElems);
 }
 
 void NNArch::takeInputScales() {
@@ -172,6 +181,9 @@ void NNArch::layOutBatch() {
         if (!storesDerivatives()) {
             view.symmFunc = symmFunc.get();
             view.inputScales = inputScales;
+        }
+        if (trainsElementWeights()) {
+            view.changing = &statistics;
         }
         return view;
     };
@@ -226,12 +238,40 @@ void NNArch::statisticsSymmFuncs(const GeometrySet* geometrySet) {
                      ? statisticsOfRows(geometries.getAll(), geometries.getRowsOfAll(), numElems, ofEach)
                      : statisticsOfSet(*symmFunc, *geometrySet, ofEach);
     statistics.elementWeights = old.elementWeights;
+    if (trainsElementWeights()) {
+        keepScales();
+    }
     printSymmStatistics(*geometrySet);
     forEachEnsemble([&](std::size_t e, NNEnsemble& ensemble) {
         if (old.symmDev[e] > 0.0f) {
             adaptToStatistics(ensemble, e, old);
         }
     });
+}
+
+// What makes inputs of raw values stays that of the start, whatever becomes of their ranges.
+void NNArch::keepScales() {
+    if (statistics.scalesEach()) {
+        return;
+    }
+    for (std::size_t e = 0; e < static_cast<std::size_t>(numElems); ++e) {
+        const auto length = static_cast<std::size_t>(numBasis);
+        statistics.functionShift.insert(statistics.functionShift.end(), length, statistics.symmAve[e]);
+        statistics.functionScale.insert(statistics.functionScale.end(), length, 1.0f / statistics.symmDev[e]);
+    }
+}
+
+void NNArch::renewSymmRanges(const GeometrySet& geometrySet) {
+    if (!trainsElementWeights()) {
+        return;
+    }
+    constexpr bool isSilent = true;
+    const SymmStatistics present = statisticsOfSet(*symmFunc, geometrySet, false, isSilent);
+    statistics.symmAve = present.symmAve;
+    statistics.symmDev = present.symmDev;
+    symmDistribution.reset();
+    makeSymmDistribution();
+    symmDistribution->calcDistribution(&geometrySet, {}, {}, isSilent);
 }
 
 void NNArch::adaptToStatistics(NNEnsemble& ensemble, std::size_t element, const SymmStatistics& old) const {
@@ -265,6 +305,13 @@ void NNArch::renormalizeSymmFuncs(bool all) {
 void NNArch::applyElementWeights() {
     makeSymmFunc();
     symmFunc->setElementWeights(statistics.elementWeights);
+}
+
+void NNArch::copyElementWeights(const NNArch& arch) {
+    if (trainsElementWeights()) {
+        statistics.elementWeights = arch.statistics.elementWeights;
+        applyElementWeights();
+    }
 }
 
 void NNArch::copySymmStatistics(const NNArch* arch) {
@@ -363,7 +410,9 @@ void NNArch::evaluateLoss(NetworkTarget target, std::span<LossTerm> terms) {
     requireLearnable();
     const ForceGradient forceGradient = forceGradientOf(target);
     std::vector<NNEnsemble>& ensembles = target == NetworkTarget::charge ? chargeEnsembles : energyEnsembles;
-    allocateFor(workOfNetworks, [&] { passOf(target).evaluateLoss(terms, forceGradient, ensembles); });
+    allocateFor(workOfNetworks, [&] {
+        passOf(target).evaluateLoss(terms, forceGradient, ensembles, elementWeightSteps.getGradient());
+    });
 }
 
 void NNArch::squareErrors(std::span<QuantityError> errors) const {
@@ -457,6 +506,7 @@ void NNArch::requireLearnable() const {
 
 void NNArch::clearWeightGrads() {
     forEachEnsemble([](std::size_t, NNEnsemble& ensemble) { ensemble.initWeightGrad(); });
+    elementWeightSteps.clearGradient();
 }
 
 void NNArch::updateLayers(float learningScale) {
@@ -470,6 +520,10 @@ void NNArch::updateLayers(float learningScale) {
     forEachEnsemble([&](std::size_t, NNEnsemble& ensemble) {
         ensemble.updateWeight(alpha, property->adamBeta1, property->adamBeta2);
     });
+    if (!elementWeightSteps.getGradient().empty()) {
+        elementWeightSteps.update(alpha, property->adamBeta1, property->adamBeta2, statistics.elementWeights);
+        applyElementWeights();
+    }
 }
 
 } // namespace melta

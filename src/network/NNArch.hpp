@@ -3,6 +3,7 @@
 #include "config/NetworkFields.hpp"
 #include "config/Property.hpp"
 #include "network/BatchGeometries.hpp"
+#include "network/ElementWeightSteps.hpp"
 #include "network/EnergyModeScheme.hpp"
 #include "network/NNEnsemble.hpp"
 #include "network/NetworkPass.hpp"
@@ -130,6 +131,24 @@ public:
     // filled them.
     void applyElementWeights();
 
+    // Whether training changes these weights: by Adam, where the settings say so, in a model of energies
+    // alone, because networks of charges would share the functions. Inputs are then computed anew in each
+    // pass, by the scales of the start.
+    [[nodiscard]] bool trainsElementWeights() const;
+
+    // Takes the weights of another arrangement of the same elements, if training changes them.
+    void copyElementWeights(const NNArch& arch);
+
+    // Gradient of the losses with respect to them since clearWeightGrads; empty where they are not trained.
+    [[nodiscard]] std::span<const float> getElementWeightGrads() const {
+        return elementWeightSteps.getGradient();
+    }
+
+    // Before a store: if training changes the weights, gives ranges and histograms of the values of the whole
+    // set with the present ones. The networks keep their inputs. Stops with "deviation of symmetry functions
+    // is too small.".
+    void renewSymmRanges(const GeometrySet& geometrySet);
+
     // By element; NNIO stores and fills them.
     SymmStatistics& getSymmStatistics() { return statistics; }
     const SymmStatistics& getSymmStatistics() const { return statistics; }
@@ -208,7 +227,8 @@ public:
 
     void clearWeightGrads();
 
-    // One Adam step with `learningScale` times the learning rate. Stops with "cannot use Adam, to update
+    // One Adam step with `learningScale` times the learning rate, also of weights of elements that are
+    // trained. Stops with "cannot use Adam, to update
     // layers." and "learning scale is not positive.".
     void updateLayers(float learningScale);
 
@@ -218,6 +238,7 @@ private:
     std::vector<NNEnsemble> makeEnsembles(const NetworkFields& fields, const std::vector<float>& scales,
                                           const std::vector<float>& shifts) const;
     [[nodiscard]] bool storesDerivatives() const;
+    void keepScales();
     void takeInputScales();
     void layOutBatch();
     void requireEnergyBatch() const;
@@ -243,6 +264,7 @@ private:
     std::unique_ptr<SymmFunc> symmFunc; // made at first need
     int numBasis = 0;                   // length of the symmetry functions, inputs of the networks
     SymmStatistics statistics;
+    ElementWeightSteps elementWeightSteps;
     std::vector<float> inputScales; // [numElems][numBasis], inputs that a raw value of 1 makes
     std::unique_ptr<SymmFuncDistribution> symmDistribution; // made at first need
 

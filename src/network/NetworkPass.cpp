@@ -111,7 +111,7 @@ void NetworkPass::evaluateShare(int thread) {
 }
 
 void NetworkPass::evaluateLoss(std::span<LossTerm> terms, ForceGradient forceGradient,
-                               std::span<NNEnsemble> ensembles) {
+                               std::span<NNEnsemble> ensembles, std::span<float> elementWeightGrads) {
     if (std::ranges::none_of(terms, &LossTerm::isInLoss)) {
         evaluate({});
         return;
@@ -119,27 +119,34 @@ void NetworkPass::evaluateLoss(std::span<LossTerm> terms, ForceGradient forceGra
     const auto numModels = static_cast<std::size_t>(ensembles.front().getNumModels());
     LossSweep work{terms, forceGradient, {terms.size(), std::vector<float>(numModels, 1.0f)}, true};
     prepareMeans(derivativesIn(terms));
-    prepareShares(terms.size(), true);
+    prepareShares(terms.size(), true, elementWeightGrads.size());
     if (std::ranges::any_of(terms, &LossTerm::takesRoot)) {
         // The gradient of a root needs the whole loss first.
         work.wantGrads = false;
         sweep(work);
         work.factors = mergeLoss(terms);
         work.wantGrads = true;
-        prepareShares(terms.size(), false);
+        prepareShares(terms.size(), false, elementWeightGrads.size());
         sweep(work);
     } else {
         sweep(work);
         mergeLoss(terms);
     }
+    mergeGrads(ensembles, elementWeightGrads);
+}
+
+// In the order of the threads.
+void NetworkPass::mergeGrads(std::span<NNEnsemble> ensembles, std::span<float> elementWeightGrads) const {
     for (const Share& share : shares) {
         for (std::size_t e = 0; e < ensembles.size(); ++e) {
             ensembles[e].mergeWeightGrad(share.grads[e]);
         }
+        std::ranges::transform(elementWeightGrads, share.elementWeightGrads, elementWeightGrads.begin(),
+                               std::plus<>());
     }
 }
 
-void NetworkPass::prepareShares(std::size_t numTerms, bool wantGrads) {
+void NetworkPass::prepareShares(std::size_t numTerms, bool wantGrads, std::size_t numElementWeights) {
     shares.resize(static_cast<std::size_t>(layout.getNumThreads()));
     const auto numModels = static_cast<std::size_t>(batch.ensembles.front().getNumModels());
     for (Share& share : shares) {
@@ -158,6 +165,7 @@ void NetworkPass::prepareShares(std::size_t numTerms, bool wantGrads) {
         for (EnsembleGrads& grads : share.grads) {
             grads.setZero();
         }
+        share.elementWeightGrads.assign(numElementWeights, 0.0f);
     }
 }
 
@@ -191,7 +199,11 @@ void NetworkPass::sweepTile(const BatchTile& part, const LossSweep& work, Share&
         sweepDerivatives(work, share);
     }
     if (work.wantGrads) {
-        tile.addWeightGrads(present.empty() ? ForceGradient::none : work.forceGradient, share.grads);
+        const ForceGradient ofForces = present.empty() ? ForceGradient::none : work.forceGradient;
+        tile.addWeightGrads(ofForces, share.grads);
+        if (!share.elementWeightGrads.empty()) {
+            tile.addElementWeightGrads(ofForces, share.elementWeightGrads);
+        }
     }
 }
 

@@ -25,9 +25,11 @@ public:
 
     // Outputs, the quantities of the derivatives that are in the loss, the loss of each term, and the
     // gradient of the losses with respect to the weights, which is added to the ensembles. `forceGradient`:
-    // how the errors of derivatives act on it; with `none` they have no loss either.
-    void evaluateLoss(std::span<LossTerm> terms, ForceGradient forceGradient,
-                      std::span<NNEnsemble> ensembles);
+    // how the errors of derivatives act on it; with `none` they have no loss either. That with respect to the
+    // weights of elements is added to `elementWeightGrads`, laid out as SymmFunc::getElementWeights, unless
+    // it is empty.
+    void evaluateLoss(std::span<LossTerm> terms, ForceGradient forceGradient, std::span<NNEnsemble> ensembles,
+                      std::span<float> elementWeightGrads = {});
 
     // Adds the squared errors of the mean values over the models of all geometries of the batch. Quantities
     // of derivatives must have been in the last evaluation.
@@ -46,6 +48,7 @@ private:
         NetworkTile tile;
         std::vector<std::vector<double>> loss; // [numTerms][numModels]
         std::vector<EnsembleGrads> grads;
+        std::vector<float> elementWeightGrads;  // empty where they are not wanted
         std::vector<std::vector<float>> values; // this thread's part of each quantity, in evaluate
     };
 
@@ -72,7 +75,8 @@ private:
     void sweepTile(const BatchTile& part, const LossSweep& work, Share& share);
     void sweepDerivatives(const LossSweep& work, Share& share);
     void evaluateShare(int thread);
-    void prepareShares(std::size_t numTerms, bool wantGrads);
+    void prepareShares(std::size_t numTerms, bool wantGrads, std::size_t numElementWeights);
+    void mergeGrads(std::span<NNEnsemble> ensembles, std::span<float> elementWeightGrads) const;
     std::vector<std::vector<float>> mergeLoss(std::span<LossTerm> terms) const;
 
     BatchView batch;

@@ -2,6 +2,7 @@
 
 #include "network/ForceKernels.hpp"
 #include "network/NNSecondDeriver.hpp"
+#include "network/SymmPreparation.hpp"
 
 #include <algorithm>
 #include <functional>
@@ -51,10 +52,21 @@ void NetworkTile::prepareEnsembles() {
 void NetworkTile::gatherInputs() {
     for (const BatchTile::Piece& piece : tile->pieces) {
         for (std::size_t a = piece.firstAtom; a < piece.firstAtom + piece.numAtoms; ++a) {
-            std::ranges::copy(batch.symm[piece.geometry]->valuesOf(a),
-                              inpData.data() + columnOf(piece, a) * numBasis);
+            const std::span<float> inputs(inpData.data() + columnOf(piece, a) * numBasis, numBasis);
+            if (batch.changing != nullptr) {
+                computeInputs(piece, a, inputs);
+            } else {
+                std::ranges::copy(batch.symm[piece.geometry]->valuesOf(a), inputs.begin());
+            }
         }
     }
+}
+
+void NetworkTile::computeInputs(const BatchTile::Piece& piece, std::size_t atom, std::span<float> inputs) {
+    const Geometry& geometry = geometryOf(piece);
+    neighbors.update(geometry, static_cast<int>(atom));
+    batch.symmFunc->calculateAtom(neighbors, inputs, {});
+    renormalize(inputs, static_cast<std::size_t>(geometry.elements[atom]), *batch.changing);
 }
 
 void NetworkTile::goForward(bool wantDerivs) {
@@ -245,6 +257,55 @@ void NetworkTile::addWeightGrads(ForceGradient forceGradient, std::span<Ensemble
             batch.ensembles[e].addWeightGrads(part, outputGrad, grads[e]);
         }
     }
+}
+
+void NetworkTile::addElementWeightGrads(ForceGradient forceGradient, std::span<float> grads) {
+    const bool withSlopes = forceGradient != ForceGradient::none;
+    const bool hasAdjoint = hasOutputGrad || forceGradient == ForceGradient::exact;
+    if (!withSlopes && !hasAdjoint) {
+        return;
+    }
+    inpLoss.reserve(tile->numAtoms * numModels * numBasis);
+    inpLoss.setZero();
+    for (std::size_t e = 0; e < ensembleTiles.size(); ++e) {
+        EnsembleTile& part = ensembleTiles[e];
+        if (hasAdjoint && part.numSamples > 0) {
+            batch.ensembles[e].getInterLayers().front().goBackward(
+                part.numSamples, part.layers.front().adjoint.data(),
+                inpLoss.data() + tile->elementStart[e] * numModels * numBasis);
+        }
+        if (withSlopes && part.numSamples > 0) {
+            batch.ensembles[e].computeInputGrads(part);
+        }
+    }
+    for (std::size_t p = 0; p < tile->pieces.size(); ++p) {
+        for (std::size_t a = 0; a < tile->pieces[p].numAtoms; ++a) {
+            addElementWeightGrads(p, a, withSlopes, grads);
+        }
+    }
+}
+
+void NetworkTile::addElementWeightGrads(std::size_t piece, std::size_t atom, bool withSlopes,
+                                        std::span<float> grads) {
+    const Geometry& geometry = geometryOf(tile->pieces[piece]);
+    const std::span<const float> scales = bindNeighbors(geometry, atom);
+    const std::size_t first = columnOf(tile->pieces[piece], atom) * numModels * numBasis;
+    const auto scaled = [&](AlignedBuffer<float>& buffer) {
+        const std::span<float> values = buffer.span().subspan(first, numModels * numBasis);
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            values[i] *= scales[i % numBasis];
+        }
+        return values;
+    };
+    std::span<const float> bySlopes;
+    if (withSlopes) {
+        bySlopes = scaled(inpGrad);
+        gatherRowGrads(piece, atom, countRows(geometry, atom) * lanes);
+    }
+    const std::size_t length = grads.size() / batch.ensembles.size();
+    products.addElementWeightGrads(
+        *batch.symmFunc, neighbors, rows.data(), scaled(inpLoss), bySlopes,
+        grads.subspan(static_cast<std::size_t>(geometry.elements[atom]) * length, length));
 }
 
 void NetworkTile::storeOutputs(std::span<const std::size_t> geometryStart, std::span<float> outputs) const {

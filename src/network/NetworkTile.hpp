@@ -13,6 +13,8 @@
 
 namespace melta {
 
+struct SymmStatistics;
+
 // The batch that tiles belong to; everything is borrowed.
 struct BatchView {
     std::span<const NNEnsemble> ensembles; // [numElems]
@@ -24,6 +26,10 @@ struct BatchView {
     // raw value of 1 makes, [numElems][numBasis].
     const SymmFunc* symmFunc = nullptr;
     std::span<const float> inputScales = {};
+
+    // Where the symmetry functions change in the course of a training: how raw values become inputs, which
+    // tiles then compute from `symmFunc`, because those in `symm` are of the past. Else null.
+    const SymmStatistics* changing = nullptr;
 };
 
 // How errors of derivatives act on the weights.
@@ -61,6 +67,10 @@ public:
     // errors of derivatives take part, after goDoubleBackwardOnForce.
     void addWeightGrads(ForceGradient forceGradient, std::span<EnsembleGrads> grads);
 
+    // Adds the gradient of the same losses with respect to the weights of elements in the symmetry functions
+    // to grads, laid out as SymmFunc::getElementWeights; after addWeightGrads, once.
+    void addElementWeightGrads(ForceGradient forceGradient, std::span<float> grads);
+
     // Stores the mean outputs over the models in outputs [numAtoms of the batch], by atoms from
     // geometryStart.
     void storeOutputs(std::span<const std::size_t> geometryStart, std::span<float> outputs) const;
@@ -80,6 +90,7 @@ private:
     };
 
     void gatherInputs();
+    void computeInputs(const BatchTile::Piece& piece, std::size_t atom, std::span<float> inputs);
     void prepareEnsembles();
     void prepareDerived(std::span<const DerivativeQuantity* const> quantities);
     void collectDerived();
@@ -93,6 +104,7 @@ private:
     void multiplyByRows(const BatchTile::Piece& piece, std::size_t atom);
     std::span<const float> bindNeighbors(const Geometry& geometry, std::size_t atom);
     void gatherRowGrads(std::size_t piece, std::size_t atom, std::size_t length);
+    void addElementWeightGrads(std::size_t piece, std::size_t atom, bool withSlopes, std::span<float> grads);
 
     BatchView batch;
     const BatchTile* tile = nullptr;
@@ -109,6 +121,7 @@ private:
     AlignedBuffer<float> outData;            // [numAtoms][numModels], energies or charges
     AlignedBuffer<float> outGrad;            // [numAtoms][numModels], gradient of their loss
     AlignedBuffer<float> inpGrad;            // [numAtoms][numForces][numBasis], dE/dG, later its coefficients
+    AlignedBuffer<float> inpLoss;            // as inpGrad, gradient of the loss with respect to the inputs
     AlignedBuffer<float> columns;            // [numBasis][lanes], scratch of one atom
     NeighborArrays neighbors;                // of one atom, where derivatives are not stored
     DerivativeProducts products;

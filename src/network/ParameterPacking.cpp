@@ -113,6 +113,7 @@ void copyLayers(NNArch& target, const NNArch* source) {
         requireSameShape(to, from);
         to.copyParameters(from);
     }
+    target.copyElementWeights(*source);
 }
 
 } // namespace melta

@@ -291,9 +291,10 @@ SymmStatistics statisticsOfRows(std::span<Geometry* const> geometries, std::span
     return collector.finish();
 }
 
-SymmStatistics statisticsOfSet(const SymmFunc& symmFunc, const GeometrySet& geometrySet, bool ofEach) {
+SymmStatistics statisticsOfSet(const SymmFunc& symmFunc, const GeometrySet& geometrySet, bool ofEach,
+                               bool isSilent) {
     std::optional<ProgressBar> bar;
-    if (geometrySet.numGeoms > 1) {
+    if (geometrySet.numGeoms > 1 && !isSilent) {
         bar.emplace(geometrySet.numGeoms);
     }
     StatisticsCollector collector(geometrySet.numElems, ofEach);

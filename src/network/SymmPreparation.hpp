@@ -58,8 +58,9 @@ SymmStatistics statisticsOfRows(std::span<Geometry* const> geometries, std::span
                                 int numElems, bool ofEach);
 
 // The same of values that are computed on the way and dropped, with a progress bar for more than one
-// geometry.
-SymmStatistics statisticsOfSet(const SymmFunc& symmFunc, const GeometrySet& geometrySet, bool ofEach);
+// geometry unless `isSilent`.
+SymmStatistics statisticsOfSet(const SymmFunc& symmFunc, const GeometrySet& geometrySet, bool ofEach,
+                               bool isSilent = false);
 
 // Whether all values are finite.
 [[nodiscard]] bool areFinite(std::span<const float> values);

@@ -44,7 +44,7 @@ SymmFuncDistribution::SymmFuncDistribution(int elems, std::span<const float> sym
 
 void SymmFuncDistribution::calcDistribution(const GeometrySet* geometrySet,
                                             std::span<Geometry* const> geometries,
-                                            std::span<const std::span<const float>> symmData) {
+                                            std::span<const std::span<const float>> symmData, bool isSilent) {
     if (geometrySet == nullptr) {
         stopWithMessage("geometrySet is null.");
     }
@@ -62,7 +62,7 @@ void SymmFuncDistribution::calcDistribution(const GeometrySet* geometrySet,
     }
 
     std::optional<ProgressBar> bar;
-    if (numGeoms > 1) {
+    if (numGeoms > 1 && !isSilent) {
         bar.emplace(numGeoms);
     }
     resizeCounts();

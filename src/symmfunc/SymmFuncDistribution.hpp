@@ -32,11 +32,11 @@ public:
 
     // Counts anew. With geometries and symmData given, over these geometries: symmData[g] is the block
     // [numAtoms][numBasis] of raw (not normalised) values of geometry g. Otherwise over all geometries of the
-    // set, computing the values, with a progress bar if there is more than one. Values beyond the range go to
-    // the outermost bins. Stops with "geometrySet is null." and "total number of geometries is not
-    // positive.".
+    // set, computing the values, with a progress bar if there is more than one, unless `isSilent`. Values
+    // beyond the range go to the outermost bins. Stops with "geometrySet is null." and "total number of
+    // geometries is not positive.".
     void calcDistribution(const GeometrySet* geometrySet, std::span<Geometry* const> geometries,
-                          std::span<const std::span<const float>> symmData);
+                          std::span<const std::span<const float>> symmData, bool isSilent = false);
 
     // Stops with "geometrySet is null.", "cannot open file: %s", "cannot write file: %s", "index of element
     // is out of range.".

@@ -8,7 +8,8 @@
 namespace melta {
 namespace {
 
-// Calls work(weights) and work(biases) for each model of each layer, always in the same order.
+// Calls work(values) for weights and biases of each model of each layer, and for the weights of elements in
+// the symmetry functions, always in the same order.
 template <class Arch, class Work>
 void forEachBlock(Arch& arch, const Work& work) {
     for (auto* const ensembles : {&arch.getEnergyEnsembles(), &arch.getChargeEnsembles()}) {
@@ -21,6 +22,7 @@ void forEachBlock(Arch& arch, const Work& work) {
             }
         }
     }
+    work(std::span(arch.getSymmStatistics().elementWeights));
 }
 
 } // namespace
@@ -41,6 +43,7 @@ void BestNetworks::exchangeWith(NNArch& arch) {
     auto next = parameters.begin();
     forEachBlock(
         arch, [&next](std::span<float> block) { next = std::swap_ranges(block.begin(), block.end(), next); });
+    arch.applyElementWeights();
 }
 
 } // namespace melta

@@ -29,7 +29,7 @@ public:
     void exchangeWith(NNArch& arch);
 
 private:
-    std::vector<float> parameters; // of all layers, as they stand
+    std::vector<float> parameters; // of all layers and of the symmetry functions, as they stand
     float leastMeasure = std::numeric_limits<float>::infinity();
     Moment moment;
 };

@@ -53,6 +53,7 @@ void TrainingState::storeBest(TrainingTask& task, const Store& storeNetworks) {
         best.exchangeWith(*arch);
     }
     keepBeginningIfSpoiled(task);
+    arch->renewSymmRanges(*geometrySet);
     if (hasCourse(*property, arch->hasEnergyNetworks())) {
         store->setCourse(textOf(course.getStanding()));
     }

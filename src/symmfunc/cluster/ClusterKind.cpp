@@ -30,6 +30,11 @@ constexpr WholeSetting bodyOrder{"bodyOrder", 4};
 constexpr WholeSetting numRadius4{"numRadius4", 4};
 constexpr WholeSetting channels{"channels", 0};
 
+constexpr WholeSetting trainChannels{"trainChannels", 0};
+
+// With two elements their sum and difference tell everything, and the networks do the rest.
+constexpr int mostElementsWithFixedWeights = 2;
+
 constexpr std::array clusterKeys{
     onOff("tanhCutoff", &Property::tanhCutoff),
     integer("numRadius", &Property::numRadius, Check::positive),
@@ -38,6 +43,7 @@ constexpr std::array clusterKeys{
     named("bodyOrder", true, Check::positive),
     named("numRadius4", true, Check::positive),
     named("channels", true, Check::notNegative),
+    named("trainChannels", true, Check::notNegative),
 };
 
 bool isGiven(const Property& property, const WholeSetting& setting) {
@@ -63,6 +69,13 @@ ClusterSettings sizesOf(const Property& property) {
 int channelsFor(const Property& property, int numElems) {
     const int given = valueOf(property, channels);
     return given > 0 ? given : std::min(numElems, mostAutomaticChannels);
+}
+
+std::string trainingText(const Property& property) {
+    if (!isGiven(property, trainChannels)) {
+        return "Auto";
+    }
+    return yesNoText(valueOf(property, trainChannels));
 }
 
 using HeadNumbers = std::array<int, 5>;
@@ -126,6 +139,11 @@ void ClusterKind::fitToElements(Property& property, int numElems) const {
     property.kindSettings[channels.key] = channelsFor(property, numElems);
 }
 
+bool ClusterKind::trainsElementWeights(const Property& property, int numElems) const {
+    return isGiven(property, trainChannels) ? valueOf(property, trainChannels) != 0
+                                            : numElems > mostElementsWithFixedWeights;
+}
+
 std::string ClusterKind::templateText(const Property& property) const {
     constexpr std::array firstLines{TemplateLine{"tanhCutoff", &Property::tanhCutoff},
                                     TemplateLine{"numRadius", &Property::numRadius}};
@@ -175,6 +193,7 @@ BannerBlock ClusterKind::bannerBlock(const Property& property, const std::string
         {"  Largest Degree = ", sizes.bodyOrder > 2 ? std::to_string(sizes.maxAngular) : "0"},
         {"  Rs of 4 Bodies = ", sizes.bodyOrder > 3 ? std::to_string(sizes.numRadius4) : "0"},
         {"  Channels       = ", numChannels > 0 ? std::to_string(numChannels) : "Auto"},
+        {"  Train Weights  = ", trainingText(property)},
         {"  Rcut           = ", shortText(sizes.rcutRadius, " Angstrom")},
         emptyLine,
         {"A. P. Bartok, R. Kondor, and G. Csanyi, Phys. Rev. B 87, 184115 (2013)", ""},

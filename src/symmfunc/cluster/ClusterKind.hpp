@@ -26,6 +26,7 @@ public:
     [[nodiscard]] float findLargestCutoff(const Property& property) const override;
     [[nodiscard]] const char* keysOfSize() const override;
     [[nodiscard]] bool scalesEachByDefault() const override { return true; }
+    [[nodiscard]] bool trainsElementWeights(const Property& property, int numElems) const override;
     [[nodiscard]] bool dependsOnElements(const Property& /*property*/) const override { return false; }
     [[nodiscard]] double countInputs(const Property& property, int numElems) const override;
     [[nodiscard]] InputMap mapInputs(const Property& property, std::span<const int> mapOfElems,

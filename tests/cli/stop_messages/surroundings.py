@@ -184,7 +184,6 @@ WALK_TEMPLATE_ROWS = [
 ]
 
 GROUPS = [
-    Group("surroundings.template", ["--template", "clutser"], {}, [row((), "unknown symmetry function: clutser")]),
     Group("surroundings.training", ["--train"], TRAINING, TRAINING_ROWS),
     Group("surroundings.restart", ["--train"], RESTART, RESTART_ROWS),
     Group("surroundings.store", ["--train"], STORING, STORE_ROWS, tolerance=RANDOM),

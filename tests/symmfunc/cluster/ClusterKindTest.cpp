@@ -106,6 +106,19 @@ TEST_F(ClusterKindTest, ElementsSettleTheChannels) {
     EXPECT_EQ(channelsFor(2), 3.0);
 }
 
+TEST_F(ClusterKindTest, TrainsTheChannelsOfMoreThanTwoElements) {
+    readText("symmFunc cluster\n");
+    EXPECT_FALSE(kind().trainsElementWeights(property, 1));
+    EXPECT_FALSE(kind().trainsElementWeights(property, 2));
+    EXPECT_TRUE(kind().trainsElementWeights(property, 3));
+
+    readText("symmFunc cluster\ntrainChannels 1\n");
+    EXPECT_TRUE(kind().trainsElementWeights(property, 2));
+
+    readText("symmFunc cluster\ntrainChannels 0\n");
+    EXPECT_FALSE(kind().trainsElementWeights(property, 3));
+}
+
 TEST_F(ClusterKindTest, RefusesSettingsThatDoNotFit) {
     const auto stopOf = [&](const std::string& keys) {
         property = Property();
@@ -131,6 +144,7 @@ TEST_F(ClusterKindTest, BannerTellsTheSizes) {
                           "    Largest Degree = 4\n"
                           "    Rs of 4 Bodies = 4\n"
                           "    Channels       = Auto\n"
+                          "    Train Weights  = Auto\n"
                           "    Rcut           = 5.000 Angstrom\n"),
               std::string::npos);
     EXPECT_NE(banner.find("    Scale of Inputs     = Each Function\n"), std::string::npos);
