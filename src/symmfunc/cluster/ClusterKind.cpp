@@ -71,7 +71,7 @@ int channelsFor(const Property& property, int numElems) {
     return given > 0 ? given : std::min(numElems, mostAutomaticChannels);
 }
 
-std::string trainingText(const Property& property) {
+std::string weightTrainingText(const Property& property) {
     if (!isGiven(property, trainChannels)) {
         return "Auto";
     }
@@ -193,7 +193,7 @@ BannerBlock ClusterKind::bannerBlock(const Property& property, const std::string
         {"  Largest Degree = ", sizes.bodyOrder > 2 ? std::to_string(sizes.maxAngular) : "0"},
         {"  Rs of 4 Bodies = ", sizes.bodyOrder > 3 ? std::to_string(sizes.numRadius4) : "0"},
         {"  Channels       = ", numChannels > 0 ? std::to_string(numChannels) : "Auto"},
-        {"  Train Weights  = ", trainingText(property)},
+        {"  Train Weights  = ", weightTrainingText(property)},
         {"  Rcut           = ", shortText(sizes.rcutRadius, " Angstrom")},
         emptyLine,
         {"A. P. Bartok, R. Kondor, and G. Csanyi, Phys. Rev. B 87, 184115 (2013)", ""},
