@@ -34,6 +34,8 @@ void checkCombinations(const Property& property, const std::string& fileName, bo
                       "keepBest needs insituTest or insituValid", fileName);
     requireConsistent(property.coefEnergyFinal <= 0.0f || property.hasEnergyCoef != 0,
                       "coefEnergyFinal needs a coefEnergy above zero", fileName);
+    requireConsistent(property.coefStressFinal <= 0.0f || property.hasStressCoef != 0,
+                      "coefStressFinal needs a coefStress above zero", fileName);
     const bool hasCosine = property.lbfgs < 1 && property.learnRateSchedule == LearnRateSchedule::cosine;
     requireConsistent(!hasCosine || property.learnRateFinal < property.learnRate,
                       "learnRateSchedule cosine needs a learnRateFinal below learnRate", fileName);
@@ -60,7 +62,7 @@ void Property::readProperty(const std::string& fileName, const std::string& behl
 }
 
 bool hasMovingWeights(const Property& property) {
-    return property.lbfgs < 1 && property.coefEnergyFinal > 0.0f;
+    return property.lbfgs < 1 && (property.coefEnergyFinal > 0.0f || property.coefStressFinal > 0.0f);
 }
 
 bool hasInsituTest(const Property& property) {

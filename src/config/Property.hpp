@@ -153,6 +153,7 @@ public:
 
     // Course of a training by Adam.
     int learnRateSchedule = LearnRateSchedule::decay; // a LearnRateSchedule
+    float coefStressFinal = 0.0f;                     // the same for coefStress
     float coefEnergyFinal = 0.0f;                     // coefEnergy of the last epoch; 0: it stays
 
     // Networks to be stored.

@@ -152,7 +152,8 @@ BannerBlock makeRateLines(const Property& property, bool chargeMode) {
         {"  Force Mixing Rate   = ", longText(property.coefForce, units.force)},
     };
     if (property.hasStressCoef != 0) {
-        lines.push_back({"  Stress Mixing Rate  = ", longText(property.coefStress, units.energy)});
+        lines.push_back({"  Stress Mixing Rate  = ",
+                         movingText(property, property.coefStress, property.coefStressFinal, units.energy)});
     }
     return lines;
 }

@@ -92,6 +92,7 @@ constexpr KeyRow keyRows[] = {
     real("rmseCharge", &Property::rmseCharge, Check::positive),
     coefficient("coefEnergy", &Property::coefEnergy, &Property::hasEnergyCoef, Check::notNegative),
     real("coefEnergyFinal", &Property::coefEnergyFinal, Check::positive),
+    real("coefStressFinal", &Property::coefStressFinal, Check::positive),
     coefficient("coefForce", &Property::coefForce, &Property::hasForceCoef, Check::notNegative),
     coefficient("coefStress", &Property::coefStress, &Property::hasStressCoef, Check::notNegative),
     coefficient("coefCharge", &Property::coefCharge, &Property::hasChargeCoef, Check::positive),

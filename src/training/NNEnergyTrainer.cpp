@@ -70,7 +70,8 @@ std::vector<LossTerm> NNEnergyTrainer::makeLossTerms() const {
     const bool isStressTested =
         property.hasDerivativeCoef() && state.testSet != nullptr && state.testSet->hasStress();
     if (property.hasStressCoef != 0 || isStressTested) {
-        add(cellStress(), property.hasStressCoef != 0, property.coefStress, anyError);
+        add(cellStress(), property.hasStressCoef != 0,
+            weightNow(property.coefStress, property.coefStressFinal), anyError);
         made.back().isWatched = isStressTested;
     }
     return made;

@@ -332,6 +332,17 @@ TEST_F(PropertyBannerTest, WhatMovesIsShownWithItsEnd) {
                 "\n");
 }
 
+TEST_F(PropertyBannerTest, WeightOfTheStressMovesByItself) {
+    property.lbfgs = 0;
+    property.hasStressCoef = 1;
+    property.coefStress = 0.5f;
+    property.coefStressFinal = 20.0f;
+
+    expectLines("    Energy Mixing Rate  = 1.0000000 eV^-2\n"
+                "    Force Mixing Rate   = 1.0000000 (Angstrom/eV)^2\n"
+                "    Stress Mixing Rate  = 0.5000000 -> 20.0000000 eV^-2\n");
+}
+
 TEST_F(PropertyBannerTest, WeightsStayWithLbfgs) {
     property.coefEnergyFinal = 30.0f;
 

@@ -86,6 +86,7 @@ const FloatKey floatKeys[] = {
     {"adamBeta2", &Property::adamBeta2},
     {"classicalLower", &Property::classicalLower},
     {"coefEnergyFinal", &Property::coefEnergyFinal},
+    {"coefStressFinal", &Property::coefStressFinal},
 };
 
 const char* const wordKeys[] = {"symmFunc", "activ", "lineSearch", "learnRateSchedule"};
@@ -261,6 +262,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"rmseCharge 0", "rmseCharge is not positive"},
         Refusal{"coefEnergy -1", "coefEnergy is negative"},
         Refusal{"coefEnergyFinal 0", "coefEnergyFinal is not positive"},
+        Refusal{"coefStressFinal 0", "coefStressFinal is not positive"},
         Refusal{"coefForce -1e-20", "coefForce is negative"},
         Refusal{"coefStress -1e-20", "coefStress is negative"},
         Refusal{"coefCharge 0", "coefCharge is not positive"},

@@ -21,12 +21,12 @@ INTEGERS = (
 REALS = (
     "maxForce minEDev maxEDev minQDev maxQDev rinner router rcutRadius rcutAngle rcutReaxFF rateReaxFF rmseEnergy"
     " rmseForce rmseCharge coefEnergy coefForce coefStress coefCharge learnRate learnRateFinal learnRateDecay adamBeta1"
-    " adamBeta2 classicalLower coefEnergyFinal rinnerZBL routerZBL"
+    " adamBeta2 classicalLower coefEnergyFinal coefStressFinal rinnerZBL routerZBL"
 ).split()
 POSITIVE = (
     "minEDev maxEDev minQDev maxQDev m2 router numRadius rcutRadius models layers nodes epochs rcutReaxFF rateReaxFF"
     " rmseEnergy rmseForce rmseCharge coefCharge learnRate learnRateFinal classicalTry gpuThreads gpuAtomBlock"
-    " maxAngular bodyOrder numRadius4 coefEnergyFinal"
+    " maxAngular bodyOrder numRadius4 coefEnergyFinal coefStressFinal"
 ).split()
 NOT_NEGATIVE = "m3 rinner numAngle rcutAngle lbfgs coefEnergy coefForce coefStress channels rinnerZBL routerZBL".split()
 
@@ -80,6 +80,7 @@ COMBINATIONS = [
     key("withClassical 1\nwithReaxFF 1", "you cannot use withClassical & withReaxFF at the same time: melta.prop"),
     key("insituTest 0\nkeepBest 1", "keepBest needs insituTest or insituValid: melta.prop"),
     key("coefEnergy 0\ncoefEnergyFinal 2", "coefEnergyFinal needs a coefEnergy above zero: melta.prop"),
+    key("coefStressFinal 2", "coefStressFinal needs a coefStress above zero: melta.prop"),
     key(
         "lbfgs 0\nlearnRateSchedule cosine",
         "learnRateSchedule cosine needs a learnRateFinal below learnRate: melta.prop",
