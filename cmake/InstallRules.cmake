@@ -1,10 +1,14 @@
 # What `cmake --install` puts in place: the command, libmelta with its public headers and what finds them (a CMake
-# package, a pkg-config file), and the wrapper around the DFT code.
+# package, a pkg-config file), the wrapper around the DFT code, and the model for the KIM API with its installer.
 
 include(CMakePackageConfigHelpers)
 
 install(TARGETS melta_command RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(PROGRAMS ${PROJECT_SOURCE_DIR}/tools/melta-pw DESTINATION ${CMAKE_INSTALL_BINDIR})
+if(TARGET melta_kim)
+  install(PROGRAMS ${PROJECT_SOURCE_DIR}/tools/melta-kim DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS melta_kim LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/melta)
+endif()
 install(TARGETS melta EXPORT meltaTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/melta DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
