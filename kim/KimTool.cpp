@@ -19,12 +19,13 @@ struct CollectionsCloser {
 
 std::string describeForceField(const std::string& file) {
     const auto potential = melta::Potential::read(file);
-    std::string text;
+    std::string text =
+        std::string(potential.descriptor()) + " " + std::to_string(potential.influenceDistance());
     for (const std::string& element : potential.elements()) {
         melta::speciesOf(element);
-        text += element + " ";
+        text += " " + element;
     }
-    return text + std::to_string(potential.influenceDistance());
+    return text;
 }
 
 std::string listFolders(const std::string& name) {
@@ -65,7 +66,8 @@ __attribute__((visibility("default"))) int melta_kim_describe(const char* file, 
 __attribute__((visibility("default"))) int melta_kim_folders(const char* collection, char* text,
                                                              unsigned size);
 
-// The elements of an exported force field and its influence distance in Angstrom, separated by blanks.
+// Of an exported force field: its kind of descriptors, its influence distance in Angstrom and its elements,
+// separated by blanks.
 int melta_kim_describe(const char* file, char* text, unsigned size) {
     return answer(text, size, [&] { return describeForceField(file); });
 }

@@ -37,7 +37,8 @@ struct HostResult {
 class HostFixture : public PotentialFixture {
 protected:
     // Exports a model with this kind of descriptors: "chebyshev", "behler", "manyBody" or "cluster", each
-    // resolved by element, or "chebyshevWeighted".
+    // resolved by element, "chebyshevWeighted", or "manyBodyPairs", many-body functions of pairs alone: those
+    // of three atoms depend on the order of the neighbours, which is another one in each host.
     std::string exportKind(const std::string& kind) {
         chooseKind(kind);
         makeModel();
@@ -134,13 +135,13 @@ private:
         property.elemWeight = kind == "chebyshevWeighted" ? 1 : 0;
         property.tanhCutoff = 1;
         property.m2 = 7;
-        property.m3 = 3;
+        property.m3 = kind == "manyBodyPairs" ? 0 : 3;
         property.rinner = 0.0f;
         property.router = 3.4f;
-        property.symmFuncKind = kind == "behler"     ? BehlerKind::code
-                                : kind == "manyBody" ? ManyBodyKind::code
-                                : kind == "cluster"  ? ClusterKind::code
-                                                     : ChebyshevKind::code;
+        property.symmFuncKind = kind == "behler"               ? BehlerKind::code
+                                : kind.starts_with("manyBody") ? ManyBodyKind::code
+                                : kind == "cluster"            ? ClusterKind::code
+                                                               : ChebyshevKind::code;
         if (kind == "behler") {
             property.numRadius = 3;
             property.numAngle = 2;
