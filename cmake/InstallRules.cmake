@@ -1,5 +1,6 @@
 # What `cmake --install` puts in place: the command, libmelta with its public headers and what finds them (a CMake
-# package, a pkg-config file), the wrapper around the DFT code, and the model for the KIM API with its installer.
+# package, a pkg-config file), the wrapper around the DFT code, the model for the KIM API with its installer,
+# and LAMMPS with our pair style.
 
 include(CMakePackageConfigHelpers)
 
@@ -8,6 +9,9 @@ install(PROGRAMS ${PROJECT_SOURCE_DIR}/tools/melta-pw DESTINATION ${CMAKE_INSTAL
 if(TARGET melta_kim)
   install(PROGRAMS ${PROJECT_SOURCE_DIR}/tools/melta-kim DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(TARGETS melta_kim LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/melta)
+endif()
+if(TARGET lmp_melta)
+  install(TARGETS lmp_melta RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 install(TARGETS melta EXPORT meltaTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})

@@ -54,6 +54,18 @@ function(melta_add_library name)
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 endfunction()
 
+# melta_find_static_library(<variable>): the name of libmelta as a static library, for hosts that have to stand on their
+# own wherever they are copied.
+function(melta_find_static_library variable)
+  set(${variable} melta PARENT_SCOPE)
+  if(BUILD_SHARED_LIBS)
+    if(NOT TARGET melta_static)
+      melta_add_library(melta_static STATIC)
+    endif()
+    set(${variable} melta_static PARENT_SCOPE)
+  endif()
+endfunction()
+
 # melta_add_tests(<directory> SOURCES ... [DEPENDS ...]): the unit tests of one subsystem.
 function(melta_add_tests name)
   cmake_parse_arguments(TESTS "" "" "SOURCES;DEPENDS" ${ARGN})
