@@ -9,26 +9,46 @@ namespace {
 
 constexpr double kilocalorie = 23.060530247; // per mole and eV, as KIM has it
 
-class LammpsTest : public KimFixture {
+// By the KIM API with stock LAMMPS, or by the pair style with the program that has it. The second parameter,
+// if there is one, is the model or the cell.
+using Way = std::tuple<const char*, const char*>;
+
+class LammpsTest : public KimFixture, public testing::WithParamInterface<Way> {
 protected:
     void SetUp() override {
-        if (!LammpsRun::isThere("lmp")) {
-            GTEST_SKIP() << "LAMMPS is not installed";
+        if (program().empty() || !LammpsRun::isThere(program())) {
+            GTEST_SKIP() << "there is no LAMMPS for this host";
         }
+    }
+
+    static bool isKim() { return std::string(std::get<0>(GetParam())) == "kim"; }
+    static std::string what() { return std::get<1>(GetParam()); }
+
+    static std::string program() {
+        if (isKim()) {
+            return std::string(MELTA_KIM_LIBRARY).empty() ? "" : "lmp";
+        }
+        return LMP_MELTA;
     }
 
     // A run of the cell with an exported force field.
     LammpsRun runOf(const std::string& forceField, const HostCell& cell, const std::string& units = "metal",
                     const std::vector<std::string>& types = {"O", "Si"}) {
         LammpsRun run;
+        run.program = program();
         run.types = types;
         run.cell = cell;
         std::string elements;
         for (const std::string& type : types) {
             elements += " " + type;
         }
-        run.unitsLines = "kim init " + installModel(forceField) + " " + units;
-        run.potentialLines = "kim interactions" + elements;
+        if (isKim()) {
+            run.unitsLines = "kim init " + installModel(forceField) + " " + units;
+            run.potentialLines = "kim interactions" + elements;
+        } else {
+            run.unitsLines = "units " + units;
+            run.potentialLines = "pair_style melta\npair_coeff * * " + forceField + elements;
+        }
         return run;
     }
 
@@ -49,31 +69,38 @@ protected:
     }
 };
 
-class LammpsKinds : public LammpsTest, public testing::WithParamInterface<const char*> {};
+std::string nameOf(const testing::TestParamInfo<Way>& instance) {
+    const auto [host, what] = instance.param;
+    return std::string(host) + "_" + what;
+}
+
+auto bothWaysOf(auto... what) {
+    return testing::Combine(testing::Values("kim", "pairStyle"), testing::Values(what...));
+}
+
+class LammpsKinds : public LammpsTest {};
 
 TEST_P(LammpsKinds, GivesWhatThePotentialGives) {
-    const std::string forceField = exportKind(GetParam());
+    const std::string forceField = exportKind(what());
 
     expectThePotential(forceField, runOf(forceField, tiltedCell()));
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, LammpsKinds,
-                         testing::Values("chebyshev", "chebyshevWeighted", "behler", "manyBodyPairs",
-                                         "cluster"),
-                         [](const auto& instance) { return std::string(instance.param); });
+                         bothWaysOf("chebyshev", "chebyshevWeighted", "behler", "manyBodyPairs", "cluster"),
+                         nameOf);
 
-class LammpsBaselines : public LammpsTest, public testing::WithParamInterface<const char*> {};
+class LammpsBaselines : public LammpsTest {};
 
 TEST_P(LammpsBaselines, IncludesTheBaseline) {
-    const std::string forceField = exportBaseline(GetParam());
+    const std::string forceField = exportBaseline(what());
 
     expectThePotential(forceField, runOf(forceField, tiltedCell()));
 }
 
-INSTANTIATE_TEST_SUITE_P(Baselines, LammpsBaselines, testing::Values("classical", "reax", "zbl"),
-                         [](const auto& instance) { return std::string(instance.param); });
+INSTANTIATE_TEST_SUITE_P(Baselines, LammpsBaselines, bothWaysOf("classical", "reax", "zbl"), nameOf);
 
-class LammpsCells : public LammpsTest, public testing::WithParamInterface<const char*> {};
+class LammpsCells : public LammpsTest {};
 
 TEST_P(LammpsCells, GivesWhatThePotentialGives) {
     const std::string forceField = exportKind("chebyshev");
@@ -88,21 +115,19 @@ TEST_P(LammpsCells, GivesWhatThePotentialGives) {
          {{6.0, 0.0, 0.0, 0.0, 6.0, 0.0, 0.0, 0.0, 6.0}, {1.0, 1.0, 1.0, 3.0, 1.5, 1.0}, {"Si", "Si"}}},
     };
 
-    expectThePotential(forceField, runOf(forceField, cells.at(GetParam())));
+    expectThePotential(forceField, runOf(forceField, cells.at(what())));
 }
 
 INSTANTIATE_TEST_SUITE_P(Cells, LammpsCells,
-                         testing::Values("cubic", "thin", "singleAtom", "loneAtom", "oneElement"),
-                         [](const auto& instance) { return std::string(instance.param); });
+                         bothWaysOf("cubic", "thin", "singleAtom", "loneAtom", "oneElement"), nameOf);
 
-class LammpsRanks : public LammpsTest, public testing::WithParamInterface<const char*> {};
+class LammpsRanks : public LammpsTest {};
 
 TEST_P(LammpsRanks, ShareTheWork) {
     if (!LammpsRun::isThere("mpirun")) {
         GTEST_SKIP() << "mpirun is not installed";
     }
-    const std::string forceField =
-        std::string(GetParam()) == "networks" ? exportKind("chebyshev") : exportBaseline(GetParam());
+    const std::string forceField = what() == "networks" ? exportKind("chebyshev") : exportBaseline(what());
     LammpsRun run = runOf(forceField, tiltedCell());
     for (const int ranks : {2, 4}) {
         run.numRanks = ranks;
@@ -111,26 +136,27 @@ TEST_P(LammpsRanks, ShareTheWork) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Ranks, LammpsRanks, testing::Values("networks", "reax"),
-                         [](const auto& instance) { return std::string(instance.param); });
+INSTANTIATE_TEST_SUITE_P(Ranks, LammpsRanks, bothWaysOf("networks", "reax"), nameOf);
 
-TEST_F(LammpsTest, TypesStandInAnyOrder) {
+class LammpsHosts : public LammpsTest {};
+
+TEST_P(LammpsHosts, TypesStandInAnyOrder) {
     const std::string forceField = exportKind("cluster");
 
     expectThePotential(forceField, runOf(forceField, cubicCell(), "metal", {"Si", "O"}));
 }
 
-TEST_F(LammpsTest, WorksInRealUnits) {
+TEST_P(LammpsHosts, WorksInRealUnits) {
     const std::string forceField = exportBaseline("zbl");
     LammpsRun run = runOf(forceField, tiltedCell(), "real");
-    run.electronVolt = kilocalorie;
+    run.electronVolt = isKim() ? kilocalorie : 23.060549;
     run.pressureUnit = 68568.415;
 
     expectThePotential(forceField, run);
 }
 
 // Minus the derivative of LAMMPS's energy by the strain of the cell, by central differences.
-TEST_F(LammpsTest, VirialIsTheDerivativeByStrain) {
+TEST_P(LammpsHosts, VirialIsTheDerivativeByStrain) {
     const std::string forceField = exportKind("chebyshev");
     LammpsRun run = runOf(forceField, tiltedCell());
     const LammpsRun::Outcome whole = run.run();
@@ -164,7 +190,7 @@ TEST_F(LammpsTest, VirialIsTheDerivativeByStrain) {
 }
 
 // LAMMPS ends by itself, with an error of its own and ours beside it.
-TEST_F(LammpsTest, StopsAtDamagedForceFields) {
+TEST_P(LammpsHosts, StopsAtDamagedForceFields) {
     const std::string forceField = exportKind("behler");
     const std::string text = readTextFile(forceField);
     writeTextFile(forceField, text.substr(0, text.size() / 2));
@@ -178,7 +204,7 @@ TEST_F(LammpsTest, StopsAtDamagedForceFields) {
     EXPECT_NE(outcome.output.find("ERROR: "), std::string::npos) << outcome.output;
 }
 
-TEST_F(LammpsTest, StopsAtElementsThatTheForceFieldLacks) {
+TEST_P(LammpsHosts, StopsAtElementsThatTheForceFieldLacks) {
     const std::string forceField = exportKind("behler");
     LammpsRun run = runOf(forceField, cubicCell(), "metal", {"O", "Si", "Fe"});
 
@@ -188,6 +214,8 @@ TEST_F(LammpsTest, StopsAtElementsThatTheForceFieldLacks) {
     EXPECT_NE(outcome.output.find("ERROR: "), std::string::npos) << outcome.output;
     EXPECT_NE(outcome.output.find("Fe"), std::string::npos) << outcome.output;
 }
+
+INSTANTIATE_TEST_SUITE_P(Hosts, LammpsHosts, bothWaysOf("each"), nameOf);
 
 } // namespace
 } // namespace melta::test
