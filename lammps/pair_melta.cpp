@@ -25,7 +25,7 @@ std::size_t sizeOf(int number) {
 
 } // namespace
 
-PairMelta::PairMelta(LAMMPS* lammps) : Pair(lammps), totals(3) {
+PairMelta::PairMelta(LAMMPS* lammps) : Pair(lammps), totals(3), shares(3) {
     single_enable = 0;
     restartinfo = 0;
     one_coeff = 1;
@@ -34,7 +34,7 @@ PairMelta::PairMelta(LAMMPS* lammps) : Pair(lammps), totals(3) {
     no_virial_fdotr_compute = 1;
     comm_reverse = 3;
     nextra = 3;
-    pvector = totals.data();
+    pvector = shares.data();
 }
 
 PairMelta::~PairMelta() {
@@ -146,6 +146,9 @@ void PairMelta::compute(int eflag, int vflag) {
     }
     if (withSpread || withNovelty) {
         report(withSpread, withNovelty);
+    }
+    if (withSpread) {
+        checkLimit();
     }
 }
 
@@ -260,16 +263,20 @@ void PairMelta::report(bool withSpread, bool withNovelty) {
         copyToProperty("novelty", novelty);
     }
     if (comm->me == 0) {
+        std::ranges::copy(totals, shares.begin());
         utils::logmesg(lmp, line + "\n");
     }
-    if (withSpread && options.limit != melta::MeltaOptions::Limit::none &&
-        totals[0] > options.largestSpread) {
-        if (options.limit == melta::MeltaOptions::Limit::stop) {
-            error->all(FLERR, "melta: the spread of forces exceeds {:g}", options.largestSpread);
-        }
-        if (comm->me == 0) {
-            error->warning(FLERR, "melta: the spread of forces exceeds {:g}", options.largestSpread);
-        }
+}
+
+void PairMelta::checkLimit() {
+    if (options.limit == melta::MeltaOptions::Limit::none || totals[0] <= options.largestSpread) {
+        return;
+    }
+    if (options.limit == melta::MeltaOptions::Limit::stop) {
+        error->all(FLERR, "melta: the spread of forces exceeds {:g}", options.largestSpread);
+    }
+    if (comm->me == 0) {
+        error->warning(FLERR, "melta: the spread of forces exceeds {:g}", options.largestSpread);
     }
 }
 

@@ -52,6 +52,7 @@ private:
     void addResults();
     void findSpread();
     void report(bool withSpread, bool withNovelty);
+    void checkLimit();
     void copyToProperty(const char* name, const std::vector<double>& values);
 
     melta::MeltaOptions options;
@@ -65,8 +66,8 @@ private:
     std::vector<const int*> lists; // [inum]
     std::vector<int> lengths;      // [inum]
     std::vector<double> novelty;   // [nlocal] of the last report
-    std::vector<double>
-        totals; // what pvector points to: largest spread of forces and of energies, novel atoms
+    std::vector<double> totals; // of the last report: largest spread of forces and of energies, novel atoms
+    std::vector<double> shares; // pvector, of which LAMMPS takes the sum: totals on one process, else 0
     double* reversed = nullptr; // [atoms and ghosts][3], what goes home from the ghosts
 };
 

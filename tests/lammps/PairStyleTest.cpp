@@ -3,6 +3,7 @@
 #include "lammps/LammpsRun.hpp"
 
 #include <cstdlib>
+#include <sstream>
 
 namespace melta::test {
 namespace {
@@ -150,14 +151,16 @@ TEST_F(PairStyleTest, ReportsTheSpreadOfTheCommittee) {
     const double ofEnergies =
         *std::max_element(result.energyDeviations.begin(),
                           result.energyDeviations.begin() + static_cast<std::ptrdiff_t>(elements.size()));
-    LammpsRun run = runOf(cell, "fix spread all property/atom d_forceSpread\n"
-                                "compute spread all property/atom d_forceSpread\n"
-                                "compute largest all reduce max c_spread\n"
-                                "thermo_style custom step c_largest\nthermo_modify format float %.9g\n"
-                                "pair_style melta spread 1 novelty 1\npair_coeff * * " +
-                                    forceField +
-                                    " O Si\n"
-                                    "neighbor 0.6 bin\nrun 0\n");
+    LammpsRun run = runOf(cell, "pair_style melta spread 1 novelty 1\npair_coeff * * " + forceField + R"( O Si
+fix spread all property/atom d_forceSpread
+compute spread all property/atom d_forceSpread
+compute largest all reduce max c_spread
+compute report all pair melta
+thermo_style custom step c_largest c_report[1] c_report[3]
+thermo_modify format float %.9g
+neighbor 0.6 bin
+run 0
+)");
     for (const int ranks : {1, 2}) {
         run.numRanks = ranks;
 
@@ -166,8 +169,15 @@ TEST_F(PairStyleTest, ReportsTheSpreadOfTheCommittee) {
         ASSERT_EQ(outcome.status, 0) << outcome.output;
         EXPECT_NEAR(numberBehind(outcome.output, "largest spread of forces"), spread, 1.0e-3 * spread);
         EXPECT_NEAR(numberBehind(outcome.output, "of energies"), ofEnergies, 1.0e-3 * ofEnergies);
-        EXPECT_NEAR(numberBehind(outcome.output, "c_largest \n       0 "), spread, 1.0e-4 * spread)
-            << outcome.output;
+        const std::string thermo = "c_largest c_report[1] c_report[3] \n       0";
+        const std::size_t row = outcome.output.find(thermo);
+        ASSERT_NE(row, std::string::npos) << outcome.output;
+        std::istringstream numbers(outcome.output.substr(row + thermo.size()));
+        std::array<double, 3> found{};
+        numbers >> found[0] >> found[1] >> found[2];
+        EXPECT_NEAR(found[0], spread, 1.0e-4 * spread);
+        EXPECT_NEAR(found[1], spread, 1.0e-4 * spread);
+        EXPECT_EQ(found[2], result.numNovel);
         EXPECT_NE(outcome.output.find(", " + std::to_string(result.numNovel) + " novel atoms\n"),
                   std::string::npos)
             << outcome.output;
