@@ -1,0 +1,97 @@
+"""What pip installs."""
+
+from __future__ import annotations
+
+import base64
+import hashlib
+import importlib.util
+import os
+import subprocess
+import sys
+import tarfile
+import zipfile
+from pathlib import Path
+
+import pytest
+
+ROOT = Path(__file__).resolve().parents[2]
+BUILD = os.environ.get("MELTA_BUILD", "")
+
+
+@pytest.fixture(scope="module")
+def backend():
+    spec = importlib.util.spec_from_file_location("build_backend", ROOT / "python" / "build_backend.py")
+    module = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(module)
+    return module
+
+
+@pytest.fixture(scope="module")
+def wheel(backend, tmp_path_factory):
+    directory = tmp_path_factory.mktemp("wheel")
+    return directory / backend.build_wheel(directory, {"build-dir": BUILD})
+
+
+def test_metadata(backend):
+    import melta
+
+    lines = backend.metadata().splitlines()
+
+    assert f"Version: {melta.__version__}" in lines
+    assert "Requires-Dist: numpy" in lines
+    assert 'Requires-Dist: ase; extra == "ase"' in lines
+    assert "Requires-Python: >=3.9" in lines
+    assert backend.entry_points() == "[console_scripts]\nmelta-data = melta.convert:main\n"
+
+
+def test_wheel_is_recorded(wheel):
+    with zipfile.ZipFile(wheel) as archive:
+        assert archive.testzip() is None
+        names = archive.namelist()
+        record = archive.read(next(name for name in names if name.endswith("/RECORD"))).decode().splitlines()
+        assert sorted(line.split(",")[0] for line in record) == sorted(names)
+        for line in record:
+            name, digest, length = line.split(",")
+            if digest:
+                data = archive.read(name)
+                expected = base64.urlsafe_b64encode(hashlib.sha256(data).digest()).rstrip(b"=").decode()
+                assert (digest, length) == (f"sha256={expected}", str(len(data)))
+
+
+def test_all_sources_are_in_the_wheel(wheel):
+    with zipfile.ZipFile(wheel) as archive:
+        names = set(archive.namelist())
+
+    for source in (ROOT / "python" / "melta").glob("*.py"):
+        assert f"melta/{source.name}" in names
+    assert any(name.startswith("melta/_core.") for name in names)
+
+
+def test_installed_by_pip(tmp_path):
+    if importlib.util.find_spec("pip") is None:
+        pytest.skip("there is no pip")
+    options = ["--quiet", "--no-index", "--no-deps", "--target", tmp_path / "site", "--no-cache-dir"]
+    settings = ["--config-settings", f"build-dir={BUILD}"]
+    pip = [sys.executable, "-m", "pip", "install", *options, *settings, ROOT / "python"]
+    done = subprocess.run(list(map(str, pip)), capture_output=True, text=True)
+    assert done.returncode == 0, done.stdout + done.stderr
+
+    environment = {**os.environ, "PYTHONPATH": str(tmp_path / "site")}
+    code = "import melta; print(melta.__file__, melta.__version__)"
+    shown = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, env=environment)
+    assert shown.stdout.startswith(str(tmp_path / "site")), shown.stderr
+    script = [sys.executable, str(tmp_path / "site" / "bin" / "melta-data"), "convert", "--help"]
+    assert "--test-fraction" in subprocess.run(script, capture_output=True, text=True, env=environment).stdout
+
+
+def test_source_distribution_has_what_the_build_needs(backend, tmp_path):
+    name = backend.build_sdist(tmp_path)
+
+    with tarfile.open(tmp_path / name) as archive:
+        names = set(archive.getnames())
+    stem = name[: -len(".tar.gz")]
+    for needed in ("PKG-INFO", "pyproject.toml", "build_backend.py", "tree/CMakeLists.txt", "tree/src/CMakeLists.txt"):
+        assert f"{stem}/{needed}" in names
+    for needed in ("python/CMakeLists.txt", "python/src/Module.cpp", "include/melta/Potential.hpp", "tools/melta-pw"):
+        assert f"{stem}/tree/{needed}" in names
+    assert not [entry for entry in names if "__pycache__" in entry or "/build/" in entry]
