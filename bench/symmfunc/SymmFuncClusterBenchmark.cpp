@@ -5,6 +5,12 @@
 //     gradient   calculateGradient (the time that is reported)
 //     chebyshev  calculateGradient of 20 radial and 20 angular Chebyshev functions
 // Counters: the shortest times, and "chebyshev/ours", of the two gradients.
+//
+// runColumns is about several columns of such an atom, as the models of an ensemble make them:
+//     gradients  calculateGradients (the time that is reported)
+//     tangents   calculateTangents
+//     singles    calculateGradient for each column
+// Counters: the shortest times, and "singles/ours", of the gradients.
 #include "structure/NeighborArrays.hpp"
 #include "symmfunc/BenchCluster.hpp"
 #include "symmfunc/chebyshev/SymmFuncChebyshev.hpp"
@@ -99,6 +105,55 @@ void runCluster(benchmark::State& state) {
     state.counters["chebyshev/ours"] = chebyshevWatch.shortest() / gradientWatch.shortest();
 }
 
+// Arguments: columns, numElems.
+void runColumns(benchmark::State& state) {
+    const auto numColumns = static_cast<std::size_t>(state.range(0));
+    const auto numElems = static_cast<int>(state.range(1));
+    const SymmFuncCluster ours(numElems, true, {.rcutRadius = rcutOfThirtyFour},
+                               SymmFuncCluster::makeChannelWeights(numElems, numElems));
+    std::vector<NeighborArrays> atoms(8);
+    for (unsigned seed = 0; seed < atoms.size(); ++seed) {
+        atoms[seed].update(*makeCluster(numElems, 20240 + seed), 0);
+    }
+    const std::vector<float> slopes = makeSlopes(ours);
+    std::vector<float> columns;
+    for (std::size_t column = 0; column < numColumns; ++column) {
+        columns.insert(columns.end(), slopes.begin(), slopes.end());
+    }
+    const std::size_t length = 3 * numNeighbors;
+    std::vector<float> positions(numColumns * length, 0.5f);
+    std::vector<float> changes(columns.size());
+
+    Stopwatch gradientWatch;
+    Stopwatch tangentWatch;
+    Stopwatch singleWatch;
+    std::size_t turn = 0;
+    for (auto _ : state) {
+        const NeighborArrays& neighbors = atoms[turn++ % atoms.size()];
+        tangentWatch.time([&] {
+            ours.calculateTangents(neighbors, positions, changes);
+            benchmark::DoNotOptimize(changes.data());
+            benchmark::ClobberMemory();
+        });
+        singleWatch.time([&] {
+            for (std::size_t column = 0; column < numColumns; ++column) {
+                ours.calculateGradient(neighbors, slopes,
+                                       std::span(positions).subspan(column * length, length));
+            }
+            benchmark::DoNotOptimize(positions.data());
+            benchmark::ClobberMemory();
+        });
+        state.SetIterationTime(gradientWatch.time([&] {
+            ours.calculateGradients(neighbors, columns, positions);
+            benchmark::DoNotOptimize(positions.data());
+            benchmark::ClobberMemory();
+        }));
+    }
+    state.counters["gradients_us"] = 1.0e6 * gradientWatch.shortest();
+    state.counters["tangents_us"] = 1.0e6 * tangentWatch.shortest();
+    state.counters["singles/ours"] = singleWatch.shortest() / gradientWatch.shortest();
+}
+
 BENCHMARK(runCluster)
     ->ArgNames({"elements", "channels", "bodyOrder"})
     ->Args({1, 1, 2})
@@ -106,6 +161,14 @@ BENCHMARK(runCluster)
     ->Args({1, 1, 4})
     ->Args({2, 2, 4})
     ->Args({4, 2, 4})
+    ->UseManualTime()
+    ->Repetitions(3)
+    ->ReportAggregatesOnly()
+    ->Unit(benchmark::kMicrosecond);
+
+BENCHMARK(runColumns)
+    ->ArgNames({"columns", "elements"})
+    ->ArgsProduct({{1, 2, 3, 4, 8, 16}, {1, 2}})
     ->UseManualTime()
     ->Repetitions(3)
     ->ReportAggregatesOnly()
