@@ -6,6 +6,7 @@
 #include "symmfunc/NeighborCutoffs.hpp"
 #include "symmfunc/NeighborShellBuilder.hpp"
 #include "symmfunc/ShellGradientBuffer.hpp"
+#include "symmfunc/cluster/ClusterBundle.hpp"
 #include "symmfunc/cluster/ClusterKernels.hpp"
 #include "symmfunc/cluster/ClusterWeightGradient.hpp"
 
@@ -45,6 +46,7 @@ struct SymmFuncCluster::Workspace {
     AlignedBuffer<float> scratch;
     std::vector<float> byValues; // [numBasis]
     ClusterWeightGradient byWeights;
+    ClusterBundle bundle;
 
     [[nodiscard]] const NeighborShell& shell() const { return builder.shell(); }
 
@@ -251,7 +253,10 @@ void SymmFuncCluster::calculateTangents(const NeighborArrays& neighbors, std::sp
     computeDensity(neighbors, work);
     const auto length = static_cast<std::size_t>(numBasis);
     const std::size_t numPositions = 3 * neighbors.size();
-    for (std::size_t column = 0; column < changes.size() / length; ++column) {
+    const ClusterNeighborhood hood{plan, work.builder, weightsOf(neighbors.getCentralElement()),
+                                   work.density.span()};
+    for (std::size_t column = work.bundle.calculateTangents(hood, directions, changes);
+         column < changes.size() / length; ++column) {
         addColumnTangent(neighbors.getCentralElement(),
                          directions.subspan(column * numPositions, numPositions), work,
                          changes.subspan(column * length, length));
@@ -285,7 +290,10 @@ void SymmFuncCluster::calculateGradients(const NeighborArrays& neighbors, std::s
     computeDensity(neighbors, work);
     const auto length = static_cast<std::size_t>(numBasis);
     const std::size_t numPositions = 3 * neighbors.size();
-    for (std::size_t column = 0; column < byValues.size() / length; ++column) {
+    const ClusterNeighborhood hood{plan, work.builder, weightsOf(neighbors.getCentralElement()),
+                                   work.density.span()};
+    for (std::size_t column = work.bundle.calculateGradients(hood, byValues, byPositions);
+         column < byValues.size() / length; ++column) {
         addColumnGradient(neighbors.getCentralElement(), byValues.subspan(column * length, length), work,
                           byPositions.subspan(column * numPositions, numPositions));
     }

@@ -93,8 +93,8 @@ private:
                            std::span<float> byPositions) const;
     void addColumnTangent(int central, std::span<const float> directions, Workspace& work,
                           std::span<float> changes) const;
-    [[nodiscard]] std::span<const float> weightsOf(int central) const;
     [[nodiscard]] std::span<const float> weightsOf(int central, int element) const;
+    [[nodiscard]] std::span<const float> weightsOf(int central) const; // [numElems][numChannels]
 
     std::vector<float> weights; // [numElems][numElems][numChannels]
     ClusterPlan plan;
