@@ -48,7 +48,6 @@ void requireFinite(const NNArch& arch, const GeometrySet& set) {
     requireFinite(areNetworksFinite(arch.getEnergyEnsembles()) &&
                       areNetworksFinite(arch.getChargeEnsembles()),
                   "weights");
-    requireFinite(areFinite(arch.getSymmStatistics().elementWeights), "weights of channels");
     requireFinite(areFinite(arch.getSymmStatistics().symmAve) && areFinite(arch.getSymmStatistics().symmDev),
                   "ranges of symmetry functions");
     requireFinite(areFinite(set.energyAve), "mean energies of the elements");

@@ -292,8 +292,10 @@ void NetworkTile::addElementWeightGrads(std::size_t piece, std::size_t atom, boo
     const std::size_t first = columnOf(tile->pieces[piece], atom) * numModels * numBasis;
     const auto scaled = [&](AlignedBuffer<float>& buffer) {
         const std::span<float> values = buffer.span().subspan(first, numModels * numBasis);
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            values[i] *= scales[i % numBasis];
+        for (std::size_t m = 0; m < numModels; ++m) {
+            std::ranges::transform(values.subspan(m * numBasis, numBasis), scales,
+                                   values.begin() + static_cast<std::ptrdiff_t>(m * numBasis),
+                                   std::multiplies<>());
         }
         return values;
     };

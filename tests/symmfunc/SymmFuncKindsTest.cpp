@@ -57,7 +57,7 @@ TEST(SymmFuncKindsTest, KindsThatShareAKeyMeanTheSameSetting) {
             EXPECT_EQ(first.target.index(), row.target.index()) << row.key;
         }
     }
-    EXPECT_EQ(rows.size(), 14U);
+    EXPECT_EQ(rows.size(), 15U);
 }
 
 TEST(SymmFuncKindsTest, SettingsOfAnUnknownKindStop) {

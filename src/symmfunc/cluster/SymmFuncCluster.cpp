@@ -326,8 +326,9 @@ void SymmFuncCluster::addElementWeightGradients(const NeighborArrays& neighbors,
     takeNeighbors(neighbors, work);
     const auto length = static_cast<std::size_t>(numBasis);
     work.byValues.assign(length, 0.0f);
-    for (std::size_t i = 0; i < byValues.size(); ++i) {
-        work.byValues[i % length] += byValues[i];
+    for (std::size_t first = 0; first < byValues.size(); first += length) {
+        std::ranges::transform(work.byValues, byValues.subspan(first, length), work.byValues.begin(),
+                               std::plus<>());
     }
     const std::span<const float> ofCentral = weightsOf(neighbors.getCentralElement());
     work.byWeights.start(planOfOne, plan, work.builder, ofCentral, work.scratch.span());

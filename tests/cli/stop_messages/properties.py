@@ -16,7 +16,7 @@ SWITCHES = (
 INTEGERS = (
     "directSF m2 m3 numRadius numAngle models layers nodes lbfgs lineSteps batchs epochs epochsStore minutesStore"
     " epochsOnlyE epochsApproxF superEpochs geomsEpoch classicalTry gpuThreads gpuAtomBlock maxAngular bodyOrder"
-    " numRadius4 channels"
+    " numRadius4 channels trainChannels"
 ).split()
 REALS = (
     "maxForce minEDev maxEDev minQDev maxQDev rinner router rcutRadius rcutAngle rcutReaxFF rateReaxFF rmseEnergy"
@@ -28,7 +28,11 @@ POSITIVE = (
     " rmseEnergy rmseForce rmseCharge coefCharge learnRate learnRateFinal classicalTry gpuThreads gpuAtomBlock"
     " maxAngular bodyOrder numRadius4 coefEnergyFinal coefStressFinal"
 ).split()
+<<<<<<< ours
 NOT_NEGATIVE = "m3 rinner numAngle rcutAngle lbfgs coefEnergy coefForce coefStress channels rinnerZBL routerZBL".split()
+=======
+NOT_NEGATIVE = "m3 rinner numAngle rcutAngle lbfgs coefEnergy coefForce channels trainChannels".split()
+>>>>>>> theirs
 
 
 def key(text: str, message: str) -> Row:
