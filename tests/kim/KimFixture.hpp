@@ -14,6 +14,13 @@ protected:
     KimFixture() : workingDirectory(directory.path()) {
         std::filesystem::create_directory(directory.path() / "models");
         setenv("KIM_API_PORTABLE_MODELS_DIR", file("models").c_str(), 1);
+        // Without a configuration KIM makes one in the home of whoever runs the test.
+        std::string configuration;
+        for (const std::string kind : {"model-drivers", "portable-models", "simulator-models"}) {
+            configuration += kind + "-dir = " + file("user") + "\n";
+        }
+        writeTextFile(file("kim.config"), configuration);
+        setenv("KIM_API_CONFIGURATION_FILE", file("kim.config").c_str(), 1);
     }
 
     // Installs an exported force field; the name of the model is unique in the process, because a library

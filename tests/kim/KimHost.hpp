@@ -26,7 +26,7 @@ public:
         std::vector<double> particleVirials; // [numParticles][6]
     };
 
-    // Throws std::runtime_error if KIM cannot make the model, with what is in KIM's log about it.
+    // Throws std::runtime_error if KIM cannot make the model; its log tells why.
     KimHost(const std::string& model, const Units& units);
 
     // The code of a species; -1 if the model does not have it.
@@ -45,13 +45,11 @@ public:
 
 private:
     struct ModelCloser {
-        void operator()(KIM::Model* model) const { KIM::Model::Destroy(&model); }
+        void operator()(KIM::Model* closed) const { KIM::Model::Destroy(&closed); }
     };
     struct ArgumentsCloser {
         const KIM::Model* model;
-        void operator()(KIM::ComputeArguments* arguments) const {
-            model->ComputeArgumentsDestroy(&arguments);
-        }
+        void operator()(KIM::ComputeArguments* closed) const { model->ComputeArgumentsDestroy(&closed); }
     };
 
     void takeParticles(const NeighborView& view, const std::vector<int>& particleOf);

@@ -11,7 +11,7 @@ constexpr double kilocalorie = 23.060530247; // per mole and eV, as KIM has it
 
 // By the KIM API with stock LAMMPS, or by the pair style with the program that has it. The second parameter,
 // if there is one, is the model or the cell.
-using Way = std::tuple<const char*, const char*>;
+using Way = std::tuple<std::string, std::string>;
 
 class LammpsTest : public KimFixture, public testing::WithParamInterface<Way> {
 protected:
@@ -21,7 +21,7 @@ protected:
         }
     }
 
-    static bool isKim() { return std::string(std::get<0>(GetParam())) == "kim"; }
+    static bool isKim() { return std::get<0>(GetParam()) == "kim"; }
     static std::string what() { return std::get<1>(GetParam()); }
 
     static std::string program() {
@@ -71,11 +71,12 @@ protected:
 
 std::string nameOf(const testing::TestParamInfo<Way>& instance) {
     const auto [host, what] = instance.param;
-    return std::string(host) + "_" + what;
+    return host + "_" + what;
 }
 
 auto bothWaysOf(auto... what) {
-    return testing::Combine(testing::Values("kim", "pairStyle"), testing::Values(what...));
+    return testing::Combine(testing::Values<std::string>("kim", "pairStyle"),
+                            testing::Values<std::string>(what...));
 }
 
 class LammpsKinds : public LammpsTest {};
