@@ -205,6 +205,32 @@ TEST_P(LammpsHosts, StopsAtDamagedForceFields) {
     EXPECT_NE(outcome.output.find("ERROR: "), std::string::npos) << outcome.output;
 }
 
+// Some bytes do no harm; LAMMPS then ends well.
+TEST_P(LammpsHosts, NoWrongByteIsACrash) {
+    const std::string forceField = exportBaseline("classical");
+    const std::string text = readTextFile(forceField);
+    sharedRandom().seed(11);
+    int numRefused = 0;
+    for (int turn = 0; turn < 10; ++turn) {
+        std::string damaged = text;
+        for (std::size_t place = static_cast<std::size_t>(sharedRandom().draw()) % 500; place < text.size();
+             place += 4000) {
+            damaged[place] = static_cast<char>(sharedRandom().draw() % 256);
+        }
+        writeTextFile(forceField, damaged);
+
+        const LammpsRun::Outcome outcome = runOf(forceField, cubicCell()).run();
+
+        ASSERT_LE(outcome.status, 1) << outcome.output;
+        if (outcome.status == 1) {
+            ++numRefused;
+            EXPECT_NE(outcome.output.find("melta: "), std::string::npos) << outcome.output;
+            EXPECT_NE(outcome.output.find("ERROR: "), std::string::npos) << outcome.output;
+        }
+    }
+    EXPECT_GE(numRefused, 3);
+}
+
 TEST_P(LammpsHosts, StopsAtElementsThatTheForceFieldLacks) {
     const std::string forceField = exportKind("behler");
     LammpsRun run = runOf(forceField, cubicCell(), "metal", {"O", "Si", "Fe"});
