@@ -11,7 +11,7 @@ namespace melta {
 namespace {
 
 constexpr double usualFirst = 0.5;
-constexpr double rise = 40.0;
+constexpr double rise = 100.0;
 constexpr double shareOfForces = 2.0;
 constexpr double scaleOfOutputs = 0.5; // Angstrom
 

@@ -21,7 +21,7 @@ struct DataWeights {
 };
 
 // Trainings do best where energies count little at first and much at the end. With forces of about 1
-// eV/Angstrom the weight goes from 0.5 to 20; where energies spread so widely that this would let them rule
+// eV/Angstrom the weight goes from 0.5 to 50; where energies spread so widely that this would let them rule
 // from the start, such as those of cells under large strain beside forces that are small, from
 // 2 (forces / energies)^2. The networks begin with outputs of the order of the forces over half an Angstrom,
 // because a step of Adam changes them in that proportion.

@@ -48,10 +48,10 @@ TEST(DataWeightsTest, EnergiesThatSpreadWidelyCountLess) {
     const DataWeights same = findWeights({0.05, 0.0});
 
     EXPECT_FLOAT_EQ(usual.first, 0.5f);
-    EXPECT_FLOAT_EQ(usual.final, 20.0f);
+    EXPECT_FLOAT_EQ(usual.final, 50.0f);
     EXPECT_DOUBLE_EQ(usual.outputScale, 0.5);
     EXPECT_FLOAT_EQ(wide.first, 0.02f);
-    EXPECT_FLOAT_EQ(wide.final, 0.8f);
+    EXPECT_FLOAT_EQ(wide.final, 2.0f);
     EXPECT_DOUBLE_EQ(wide.outputScale, 0.025);
     EXPECT_FLOAT_EQ(same.first, 0.5f);
 }
@@ -64,10 +64,10 @@ TEST(DataWeightsTest, TrainingTakesThemAndTellsIt) {
 
     const std::string text = outputOf([&] { takeDataWeights(property, *set); });
 
-    EXPECT_EQ(text, "  * Energy Mixing Rate from the data: 2.000e-02 -> 8.000e-01 1/Angstrom^2\n"
+    EXPECT_EQ(text, "  * Energy Mixing Rate from the data: 2.000e-02 -> 2.000e+00 1/Angstrom^2\n"
                     "    (forces of 5.000e-02 eV/Angstrom, energies within 5.000e-01 eV/atom)\n\n");
     EXPECT_FLOAT_EQ(property.coefEnergy, 0.02f);
-    EXPECT_FLOAT_EQ(property.coefEnergyFinal, 0.8f);
+    EXPECT_FLOAT_EQ(property.coefEnergyFinal, 2.0f);
     EXPECT_EQ(property.hasEnergyCoef, 1);
     EXPECT_NEAR(set->energyDev.front(), 0.025, 1.0e-8);
 }

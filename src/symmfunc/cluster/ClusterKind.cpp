@@ -19,6 +19,9 @@ namespace {
 // Two channels tell the elements apart well enough; more of them mostly add functions.
 constexpr int mostAutomaticChannels = 2;
 
+// Smooth functions know nothing of distances that are not in the data.
+constexpr const char* repulsionKey = "withZBL";
+
 // A whole number that only this kind knows.
 struct WholeSetting {
     const char* key;
@@ -166,6 +169,7 @@ void ClusterKind::proposeTraining(Property& property) const {
     property.epochsOnlyE = 0;
     property.epochsApproxF = 0;
     property.coefFromData = 1;
+    property.kindSettings[repulsionKey] = 1.0;
     property.learnRate = 0.007f;
     property.learnRateFinal = 1.0e-5f;
     property.learnRateSchedule = LearnRateSchedule::cosine;
@@ -180,7 +184,7 @@ std::string ClusterKind::trainingText(const Property& property) const {
                                TemplateLine{"coefFromData", &Property::coefFromData},
                                TemplateLine{"learnRate", &Property::learnRate},
                                TemplateLine{"learnRateFinal", &Property::learnRateFinal}};
-    return linesText(property, lines) + "learnRateSchedule cosine\n";
+    return linesText(property, lines) + "learnRateSchedule cosine\n" + formatText("%-15s1\n", repulsionKey);
 }
 
 BannerBlock ClusterKind::bannerBlock(const Property& property, const std::string& heading) const {

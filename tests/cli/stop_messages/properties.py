@@ -28,11 +28,9 @@ POSITIVE = (
     " rmseEnergy rmseForce rmseCharge coefCharge learnRate learnRateFinal classicalTry gpuThreads gpuAtomBlock"
     " maxAngular bodyOrder numRadius4 coefEnergyFinal coefStressFinal"
 ).split()
-<<<<<<< ours
-NOT_NEGATIVE = "m3 rinner numAngle rcutAngle lbfgs coefEnergy coefForce coefStress channels rinnerZBL routerZBL".split()
-=======
-NOT_NEGATIVE = "m3 rinner numAngle rcutAngle lbfgs coefEnergy coefForce channels trainChannels".split()
->>>>>>> theirs
+NOT_NEGATIVE = (
+    "m3 rinner numAngle rcutAngle lbfgs coefEnergy coefForce coefStress channels trainChannels rinnerZBL routerZBL"
+).split()
 
 
 def key(text: str, message: str) -> Row:
