@@ -10,7 +10,7 @@ import pytest
 from ase import Atoms
 from ase.build import bulk
 from ase.calculators.calculator import PropertyNotImplementedError
-from ase.constraints import ExpCellFilter
+from ase.constraints import UnitCellFilter
 from ase.eos import EquationOfState
 from ase.io import read, write
 from ase.md.verlet import VelocityVerlet
@@ -132,7 +132,7 @@ def test_dynamics_keep_energy_and_lists(atoms):
 
 
 def test_relaxation_with_cell(atoms):
-    BFGS(ExpCellFilter(atoms), logfile=None).run(fmax=0.02, steps=200)
+    BFGS(UnitCellFilter(atoms), logfile=None).run(fmax=0.02, steps=200)
 
     assert np.linalg.norm(atoms.get_forces(), axis=1).max() < 0.02
     assert np.abs(atoms.get_stress()).max() < 0.02
