@@ -227,6 +227,18 @@ def test_lists_follow_jumps_and_other_structures(potential, tested):
     )
 
 
+def test_box_of_a_cluster_grows_with_it(potential):
+    evaluator = melta.Evaluator(potential)
+    chain = np.array([[2.3 * i, 0.2 * (i % 2), 0.0] for i in range(6)])
+    for pair in np.linspace(0.0, 12.0, 9):
+        # Two halves move apart and turn, until the far end would meet the image of the other one.
+        apart = chain + np.where(np.arange(6) < 3, 0.0, pair)[:, None] * np.array([1.0, 0.7, 0.4])
+
+        kept = evaluator.compute(apart, [14] * 6)
+
+        assert kept["energy"] == pytest.approx(potential.energy(apart, [14] * 6), rel=2e-8)
+
+
 def test_pickle(potential, tested):
     copy = pickle.loads(pickle.dumps(potential))
 
