@@ -308,6 +308,53 @@ def test_vasprun(tmp_path):
     assert sigma.energy == pytest.approx(-9.45)
 
 
+OUTCAR = """\
+ vasp.5.4.4.18Apr17 complex
+
+ POTCAR:    PAW_PBE Si 05Jan2001
+ POTCAR:    PAW_PBE Si 05Jan2001
+   TITEL  = PAW_PBE Si 05Jan2001
+   VRHFIN =Si: s2p2
+   ions per type =               2
+   ISPIN  =      1    spin polarized calculation?
+   NELECT =       8.0000    total number of electrons
+ E-fermi :   5.0
+--------------------------------------- Iteration      1(   1)  ---------------------------------------
+  FORCE on cell =-STRESS in cart. coord.  units (eV):
+  in kB      16.02177   -10.00000    20.00000     1.00000     2.00000     3.00000
+  external pressure =       -0.10 kB  Pullay stress =        0.00 kB
+      direct lattice vectors                 reciprocal lattice vectors
+     4.000000000  0.000000000  0.000000000     0.250000000  0.000000000  0.000000000
+     0.000000000  5.000000000  0.000000000     0.000000000  0.200000000  0.000000000
+     0.000000000  0.000000000  6.000000000     0.000000000  0.000000000  0.166666667
+
+ POSITION                                       TOTAL-FORCE (eV/Angst)
+ -----------------------------------------------------------------------------------
+      0.00000      0.00000      0.00000         0.100000      0.200000      0.300000
+      1.00000      2.50000      3.00000        -0.100000     -0.200000     -0.300000
+ -----------------------------------------------------------------------------------
+    total drift:                                0.000000      0.000000      0.000000
+
+  FREE ENERGIE OF THE ION-ELECTRON SYSTEM (eV)
+  ---------------------------------------------------
+  free  energy   TOTEN  =        -9.50000000 eV
+
+  energy  without entropy=       -9.40000000  energy(sigma->0) =       -9.45000000
+"""
+
+
+def test_outcar(tmp_path):
+    (tmp_path / "OUTCAR").write_text(OUTCAR)
+
+    (one,) = formats.read(tmp_path / "OUTCAR")
+
+    assert one.labels == ["Si", "Si"]
+    assert one.energy == pytest.approx(-9.5)  # the one of the forces
+    np.testing.assert_allclose(one.forces[0], [0.1, 0.2, 0.3])
+    # kbar, positive under pressure and with xy, yz, zx behind the diagonal, in the file.
+    np.testing.assert_allclose(one.stress * 1602.1766, [-16.02177, 10.0, -20.0, -2.0, -3.0, -1.0], rtol=1e-5)
+
+
 def test_names_of_other_people(tmp_path):
     (tmp_path / "a.extxyz").write_text(
         "1\n"
