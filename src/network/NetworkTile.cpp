@@ -201,8 +201,9 @@ void NetworkTile::multiplyByGrads(const BatchTile::Piece& piece, std::size_t ato
     }
     const std::span<const float> scales = bindNeighbors(geometryOf(piece), atom);
     const std::span<float> byValues = columns.span().first(numForces * numBasis);
-    for (std::size_t i = 0; i < byValues.size(); ++i) {
-        byValues[i] = grads[i] * scales[i % numBasis];
+    for (std::size_t begin = 0; begin < byValues.size(); begin += numBasis) {
+        std::transform(scales.begin(), scales.end(), grads + begin, byValues.data() + begin,
+                       std::multiplies<>());
     }
     products.multiplyByGrads(*batch.symmFunc, neighbors, byValues, rows.data());
 }
@@ -219,8 +220,8 @@ void NetworkTile::multiplyByRows(const BatchTile::Piece& piece, std::size_t atom
     const std::span<const float> scales = bindNeighbors(geometryOf(piece), atom);
     const std::span<float> changes(grads, numForces * numBasis);
     products.multiplyByRows(*batch.symmFunc, neighbors, rows.data(), changes);
-    for (std::size_t i = 0; i < changes.size(); ++i) {
-        changes[i] *= scales[i % numBasis];
+    for (std::size_t begin = 0; begin < changes.size(); begin += numBasis) {
+        std::transform(scales.begin(), scales.end(), grads + begin, grads + begin, std::multiplies<>());
     }
 }
 

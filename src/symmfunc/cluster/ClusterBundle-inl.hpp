@@ -7,6 +7,7 @@
 #define MELTA_CLUSTER_BUNDLE_INL
 #endif
 
+#include <algorithm>
 #include <cstdint>
 #include <type_traits>
 
@@ -40,13 +41,23 @@ HWY_INLINE void CopyRow(std::size_t lanes, const float* HWY_RESTRICT from, float
     }
 }
 
-// Vectors longer than a row hold the rows of several neighbours, a group. Spreads the quantities of one group
-// over the columns: lane i takes neighbour first + i / lanes of a row of NeighborRows.
+// Vectors longer than a row hold the rows of several neighbours, a group. Which of them each lane belongs to.
+HWY_INLINE hn::Vec<hn::RebindToSigned<Lanes>> FindMembers(std::size_t lanes) {
+    const hn::RebindToSigned<Lanes> d;
+    HWY_ALIGN std::int32_t members[hn::MaxLanes(Lanes())];
+    std::int32_t member = 0;
+    for (std::size_t i = 0; i < hn::Lanes(d); i += lanes, ++member) {
+        std::fill_n(members + i, lanes, member);
+    }
+    return hn::Load(d, members);
+}
+
+// Spreads the quantities of the group that begins with a neighbour of NeighborRows over the columns.
 template <bool isWhole>
 class GroupSpread {
 public:
-    HWY_INLINE GroupSpread(std::size_t lanes, std::size_t firstNeighbor)
-        : first(firstNeighbor), indices(makeIndices(lanes, firstNeighbor)) {}
+    HWY_INLINE GroupSpread(hn::Vec<hn::RebindToSigned<Lanes>> members, std::size_t firstNeighbor)
+        : first(firstNeighbor), indices(findIndices(members, firstNeighbor)) {}
 
     HWY_INLINE hn::Vec<Lanes> operator()(const float* HWY_RESTRICT row) const {
         const Lanes d;
@@ -58,17 +69,18 @@ public:
     }
 
 private:
-    static HWY_INLINE auto makeIndices(std::size_t lanes, std::size_t first) {
-        const Lanes d;
-        HWY_ALIGN std::int32_t places[hn::MaxLanes(Lanes())];
-        for (std::size_t i = 0; i < hn::Lanes(d); ++i) {
-            places[i] = static_cast<std::int32_t>(isWhole ? 0 : first + i / lanes);
+    static HWY_INLINE auto findIndices(hn::Vec<hn::RebindToSigned<Lanes>> members, std::size_t first) {
+        const hn::RebindToSigned<Lanes> d;
+        if constexpr (isWhole) {
+            return nullptr;
+        } else {
+            return hn::IndicesFromVec(Lanes(),
+                                      hn::Add(members, hn::Set(d, static_cast<std::int32_t>(first))));
         }
-        return hn::SetTableIndices(d, places);
     }
 
     std::size_t first;
-    decltype(makeIndices(4, 0)) indices;
+    decltype(findIndices(FindMembers(1), 0)) indices;
 };
 
 // Calls action with a constant that says whether a row is a whole vector.
@@ -85,32 +97,29 @@ HWY_INLINE void WithGroups(std::size_t lanes, Action&& action) {
 // columns read one at a time.
 struct NeighborRows {
     float* HWY_RESTRICT radius;      // [numRadius][2], g and its derivative by the distance
-    float* HWY_RESTRICT harmonics;   // [numHarmonics][4], Y and its derivatives by the position
-    float* HWY_RESTRICT unit;        // [3], u
+    float* HWY_RESTRICT harmonics;   // [numHarmonics][4], Y and its derivatives by the components of u
+    float* HWY_RESTRICT unit;        // [4], u and the inverse of the distance
     float* HWY_RESTRICT polynomials; // [(L + 1) (L + 2) / 2]
 
     NeighborRows(ScratchCarver& carver, const ClusterPlan& plan)
         : radius(carver.take(2 * plan.numRadius * laneRow)),
-          harmonics(carver.take(4 * plan.numHarmonics() * laneRow)), unit(carver.take(3 * laneRow)),
+          harmonics(carver.take(4 * plan.numHarmonics() * laneRow)), unit(carver.take(4 * laneRow)),
           polynomials(carver.take((plan.maxAngular + 1) * (plan.maxAngular + 2) / 2 * laneRow)) {}
 };
 
-// A harmonic and its derivatives by the position, from those by the components of u.
 template <class V>
-HWY_INLINE void StoreHarmonic(Lanes d, const NeighborLanes<V>& lanes, V value, const VectorLanes<V>& byUnit,
-                              float* HWY_RESTRICT rows) {
-    const V along = Dot(lanes.u, byUnit);
+HWY_INLINE void StoreHarmonic(Lanes d, V value, V byX, V byY, V byZ, float* HWY_RESTRICT rows) {
     hn::Store(value, d, rows);
-    hn::Store(hn::Mul(hn::NegMulAdd(along, lanes.u.x, byUnit.x), lanes.inverse), d, rows + laneRow);
-    hn::Store(hn::Mul(hn::NegMulAdd(along, lanes.u.y, byUnit.y), lanes.inverse), d, rows + 2 * laneRow);
-    hn::Store(hn::Mul(hn::NegMulAdd(along, lanes.u.z, byUnit.z), lanes.inverse), d, rows + 3 * laneRow);
+    hn::Store(byX, d, rows + laneRow);
+    hn::Store(byY, d, rows + 2 * laneRow);
+    hn::Store(byZ, d, rows + 3 * laneRow);
 }
 
 template <class V>
-HWY_INLINE void FillHarmonics(Lanes d, const ClusterPlan& plan, const NeighborLanes<V>& lanes,
+HWY_INLINE void FillHarmonics(Lanes d, const ClusterPlan& plan, const VectorLanes<V>& u,
                               const NeighborRows& rows) {
-    FillPolynomials(d, plan.harmonics, lanes.u.z, rows.polynomials);
-    ForEachOrder(d, plan.maxAngular, lanes.u.x, lanes.u.y, [&](std::size_t m, V c, V s, V lastC, V lastS) {
+    FillPolynomials(d, plan.harmonics, u.z, rows.polynomials);
+    ForEachOrder(d, plan.maxAngular, u.x, u.y, [&](std::size_t m, V c, V s, V lastC, V lastS) {
         const auto times = hn::Set(d, static_cast<float>(m));
         for (std::size_t l = m; l <= plan.maxAngular; ++l) {
             const std::size_t place = l * (l + 1) / 2 + m;
@@ -122,11 +131,16 @@ HWY_INLINE void FillHarmonics(Lanes d, const ClusterPlan& plan, const NeighborLa
             const auto byC = hn::Mul(hn::Mul(times, p), lastC);
             const auto byS = hn::Mul(hn::Mul(times, p), lastS);
             float* const middle = rows.harmonics + 4 * l * (l + 1) * laneRow;
-            StoreHarmonic(d, lanes, hn::Mul(p, s), {byS, byC, hn::Mul(dp, s)}, middle - 4 * m * laneRow);
-            StoreHarmonic(d, lanes, hn::Mul(p, c), {byC, hn::Neg(byS), hn::Mul(dp, c)},
-                          middle + 4 * m * laneRow);
+            StoreHarmonic(d, hn::Mul(p, s), byS, byC, hn::Mul(dp, s), middle - 4 * m * laneRow);
+            StoreHarmonic(d, hn::Mul(p, c), byC, hn::Neg(byS), hn::Mul(dp, c), middle + 4 * m * laneRow);
         }
     });
+}
+
+// A vector of a group, whose rows begin at its x.
+template <class Spread>
+HWY_INLINE VectorLanes<hn::Vec<Lanes>> SpreadVector(const Spread& spread, const float* HWY_RESTRICT rows) {
+    return {spread(rows), spread(rows + laneRow), spread(rows + 2 * laneRow)};
 }
 
 // The rows of neighbours `n` and following.
@@ -137,8 +151,9 @@ HWY_INLINE void FillRows(const NeighborShell& shell, const ClusterPlan& plan, st
     hn::Store(lanes.u.x, d, rows.unit);
     hn::Store(lanes.u.y, d, rows.unit + laneRow);
     hn::Store(lanes.u.z, d, rows.unit + 2 * laneRow);
+    hn::Store(lanes.inverse, d, rows.unit + 3 * laneRow);
     FillRadius(d, shell, plan, n, lanes.x, rows.radius);
-    FillHarmonics(d, plan, lanes, rows);
+    FillHarmonics(d, plan, lanes.u, rows);
 }
 
 } // namespace HWY_NAMESPACE

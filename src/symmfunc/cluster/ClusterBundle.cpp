@@ -9,7 +9,7 @@ namespace melta {
 namespace {
 
 // As many columns as cost less in a bundle than one after the other, which take vectors of neighbours.
-constexpr std::size_t fewestColumns = 3;
+constexpr std::size_t fewestColumns = 4;
 
 // Calls visit(element's neighbours, weights) for the elements that have neighbours.
 template <class Visit>
@@ -49,11 +49,11 @@ void ClusterBundle::prepareJacobian(const ClusterNeighborhood& hood) {
 
 std::size_t ClusterBundle::calculateGradients(const ClusterNeighborhood& hood,
                                               std::span<const float> byValues, std::span<float> byPositions) {
-    const std::size_t numColumns = byValues.size() / hood.plan.numValues();
     const std::size_t numValues = hood.plan.numValues();
-    const std::size_t length = byPositions.size() / numColumns;
+    const std::size_t numColumns = byValues.size() / numValues;
     std::size_t column = 0;
     for (Cut cut = findCut(numColumns); cut.take > 0; cut = findCut(numColumns - column)) {
+        const std::size_t length = byPositions.size() / numColumns;
         prepare(hood, length / 3, cut.lanes);
         if (column == 0) {
             prepareJacobian(hood);
@@ -70,11 +70,11 @@ std::size_t ClusterBundle::calculateGradients(const ClusterNeighborhood& hood,
 
 std::size_t ClusterBundle::calculateTangents(const ClusterNeighborhood& hood,
                                              std::span<const float> directions, std::span<float> changes) {
-    const std::size_t numColumns = changes.size() / hood.plan.numValues();
     const std::size_t numValues = hood.plan.numValues();
-    const std::size_t length = directions.size() / numColumns;
+    const std::size_t numColumns = changes.size() / numValues;
     std::size_t column = 0;
     for (Cut cut = findCut(numColumns); cut.take > 0; cut = findCut(numColumns - column)) {
+        const std::size_t length = directions.size() / numColumns;
         prepare(hood, length / 3, cut.lanes);
         if (column == 0) {
             prepareJacobian(hood);

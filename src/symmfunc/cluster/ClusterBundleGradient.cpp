@@ -1,6 +1,5 @@
-// The way back from densities to neighbours, for a bundle of columns. With A and B as in ClusterGradient.cpp,
-// the gradient by a neighbour's position is the sum over the harmonics of B Y u + A dY, dY the derivatives of
-// Y by the position.
+// The way back from densities to neighbours, for a bundle of columns. The formulas are those of
+// ClusterGradient.cpp.
 
 #include "symmfunc/cluster/ClusterBundleKernels.hpp"
 
@@ -43,7 +42,7 @@ void MixChannels(D d, const ClusterPlan& plan, std::span<const float> weights,
 
 using Vector = hn::Vec<Lanes>;
 
-// The sums over the harmonics: of B Y, and of A dY.
+// The sums over the harmonics: of B Y, and of A times the derivatives of Y by the components of u.
 struct PositionSums {
     Vector along;
     VectorLanes<Vector> across;
@@ -55,15 +54,16 @@ HWY_INLINE void AddHarmonics(const ClusterPlan& plan, const NeighborRows& rows, 
                              std::size_t h, const float* HWY_RESTRICT mixed, PositionSums& sums) {
     const Lanes d;
     const std::size_t length = plan.numRadius * hn::Lanes(d);
-    const float* factors = mixed + h * length;
     const float* radius = rows.radius;
     Vector a[count], b[count];
     for (std::size_t i = 0; i < count; ++i) {
         a[i] = b[i] = hn::Zero(d);
     }
-    for (std::size_t n = 0; n < plan.numRadius; ++n, radius += 2 * laneRow, factors += hn::Lanes(d)) {
+    const float* factors = mixed + h * length;
+    for (const float* const end = factors + length; factors != end; factors += hn::Lanes(d)) {
         const auto value = spread(radius);
         const auto slope = spread(radius + laneRow);
+        radius += 2 * laneRow;
         for (std::size_t i = 0; i < count; ++i) {
             const auto factor = hn::Load(d, factors + i * length);
             a[i] = hn::MulAdd(factor, value, a[i]);
@@ -93,9 +93,13 @@ HWY_INLINE VectorLanes<Vector> SumGroup(const ClusterPlan& plan, const NeighborR
     if (h < plan.numHarmonics()) {
         AddHarmonics<1>(plan, rows, spread, h, mixed, sums);
     }
-    return {hn::MulAdd(sums.along, spread(rows.unit), sums.across.x),
-            hn::MulAdd(sums.along, spread(rows.unit + laneRow), sums.across.y),
-            hn::MulAdd(sums.along, spread(rows.unit + 2 * laneRow), sums.across.z)};
+    // The part of `across` along u is taken away.
+    const auto u = SpreadVector(spread, rows.unit);
+    const auto inverse = spread(rows.unit + 3 * laneRow);
+    const auto along = hn::NegMulAdd(Dot(u, sums.across), inverse, sums.along);
+    return {hn::MulAdd(along, u.x, hn::Mul(inverse, sums.across.x)),
+            hn::MulAdd(along, u.y, hn::Mul(inverse, sums.across.y)),
+            hn::MulAdd(along, u.z, hn::Mul(inverse, sums.across.z))};
 }
 
 // Stores the rows of the first `count` neighbours of a group.
@@ -119,11 +123,12 @@ void StoreNeighbors(const NeighborShell& shell, NeighborRange range, const Clust
                     std::span<float> byPositions) {
     const std::size_t longest = hn::Lanes(Lanes());
     const std::size_t length = byPositions.size() / 3;
+    const auto members = FindMembers(lanes);
     for (std::size_t n = range.begin; n < range.end; n += longest) {
         FillRows(shell, plan, n, rows);
         const std::size_t count = std::min(range.end - n, longest);
         for (std::size_t i = 0; i < count; i += longest / lanes) {
-            const GroupSpread<isWhole> spread(lanes, i);
+            const GroupSpread<isWhole> spread(members, i);
             const auto gradient = SumGroup(plan, rows, spread, mixed);
             const std::int32_t* const entries = shell.entry.data() + n + i;
             const std::size_t inGroup = std::min(count - i, longest / lanes);
@@ -172,7 +177,7 @@ std::size_t findClusterLanes(std::size_t numColumns) {
 
 std::size_t countClusterBundleScratch(const ClusterPlan& plan) {
     const std::size_t polynomials = (plan.maxAngular + 1) * (plan.maxAngular + 2) / 2;
-    const std::size_t numRows = 2 * plan.numRadius + 4 * plan.numHarmonics() + 3 + polynomials;
+    const std::size_t numRows = 2 * plan.numRadius + 4 * plan.numHarmonics() + 4 + polynomials;
     return numRows * shellPadding + plan.numHarmonics() * plan.numRadius * shellPadding;
 }
 

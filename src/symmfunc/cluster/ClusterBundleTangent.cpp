@@ -1,7 +1,8 @@
-// How densities change when neighbours move, for a bundle of columns: for each neighbour and harmonic, with
-// v the direction and dY the derivatives of Y by the position,
+// How densities change when neighbours move, for a bundle of columns: for each neighbour and harmonic by
 //
-//     g_n (dY v) + g_n' (u v) Y
+//     g_n (dY/du t) + g_n' (u v) Y
+//
+// with v the direction and t = (v - (u v) u) / r the change of u.
 
 #include "symmfunc/cluster/ClusterBundleKernels.hpp"
 
@@ -24,29 +25,36 @@ namespace {
 
 using Vector = hn::Vec<Lanes>;
 
-// A direction of a group of neighbours times a vector of the rows, which begins at its x.
+// A vector's part along u, and the change of u.
+struct Turn {
+    Vector along;
+    VectorLanes<Vector> turn;
+};
+
 template <class Spread>
-HWY_INLINE Vector DotRows(const VectorLanes<Vector>& direction, const Spread& spread,
-                          const float* HWY_RESTRICT vector) {
-    return Dot(direction, {spread(vector), spread(vector + laneRow), spread(vector + 2 * laneRow)});
+HWY_INLINE Turn SplitDirection(const NeighborRows& rows, const Spread& spread, const VectorLanes<Vector>& v) {
+    const auto u = SpreadVector(spread, rows.unit);
+    const auto inverse = spread(rows.unit + 3 * laneRow);
+    const auto along = Dot(u, v);
+    return {along,
+            {hn::Mul(hn::NegMulAdd(along, u.x, v.x), inverse),
+             hn::Mul(hn::NegMulAdd(along, u.y, v.y), inverse),
+             hn::Mul(hn::NegMulAdd(along, u.z, v.z), inverse)}};
 }
 
 // Adds groups of neighbours to sums [numHarmonics][numRadius][vector]. Several at once, because each sum is
 // loaded and stored.
 template <std::size_t count, class Spread>
-HWY_INLINE void
-AddGroups(const ClusterPlan& plan, const NeighborRows& rows, const std::array<Spread, count>& spread,
-          const std::array<VectorLanes<Vector>, count>& directions, float* HWY_RESTRICT sums) {
+HWY_INLINE void AddGroups(const ClusterPlan& plan, const NeighborRows& rows,
+                          const std::array<Spread, count>& spread, const std::array<Turn, count>& turns,
+                          float* HWY_RESTRICT sums) {
     const Lanes d;
-    Vector along[count], turned[count], moved[count];
-    for (std::size_t k = 0; k < count; ++k) {
-        along[k] = DotRows(directions[k], spread[k], rows.unit);
-    }
+    Vector turned[count], moved[count];
     const float* harmonic = rows.harmonics;
     for (std::size_t h = 0; h < plan.numHarmonics(); ++h, harmonic += 4 * laneRow) {
         for (std::size_t k = 0; k < count; ++k) {
-            moved[k] = hn::Mul(spread[k](harmonic), along[k]);
-            turned[k] = DotRows(directions[k], spread[k], harmonic + laneRow);
+            moved[k] = hn::Mul(spread[k](harmonic), turns[k].along);
+            turned[k] = Dot(turns[k].turn, SpreadVector(spread[k], harmonic + laneRow));
         }
         const float* radius = rows.radius;
         for (std::size_t n = 0; n < plan.numRadius; ++n, radius += 2 * laneRow, sums += hn::Lanes(d)) {
@@ -75,30 +83,33 @@ HWY_INLINE Vector LoadGroup(std::size_t count, std::size_t lanes, const std::int
     return hn::Load(d, group);
 }
 
-// The neighbours that the rows stand for, `size` of them.
+// The neighbours that the rows stand for.
 struct RowNeighbors {
-    const std::int32_t* entries;
-    std::size_t size;
+    std::span<const std::int32_t> entries;
     std::size_t lanes;
     std::span<const float> directions;
+
+    // The directions of the group that begins with neighbour `first`.
+    [[nodiscard]] HWY_INLINE VectorLanes<Vector> loadGroup(std::size_t first) const {
+        const std::size_t count = std::min(entries.size() - first, hn::Lanes(Lanes()) / lanes);
+        const std::size_t length = directions.size() / 3;
+        const std::int32_t* const group = entries.data() + first;
+        return {LoadGroup(count, lanes, group, directions.data()),
+                LoadGroup(count, lanes, group, directions.data() + length),
+                LoadGroup(count, lanes, group, directions.data() + 2 * length)};
+    }
 };
 
-// `count` groups, of which the first begins with neighbour i of the rows.
-template <std::size_t count, bool isWhole, std::size_t... k>
+// As many groups as there are numbers k; the first begins with neighbour i of the rows.
+template <class Spread, std::size_t... k>
 HWY_INLINE void AddGroupsFrom(const ClusterPlan& plan, const NeighborRows& rows, const RowNeighbors& of,
-                              std::size_t i, float* HWY_RESTRICT sums, std::index_sequence<k...> /*groups*/) {
-    const std::size_t length = of.directions.size() / 3;
-    const std::size_t inGroup = hn::Lanes(Lanes()) / of.lanes;
-    const auto load = [&](std::size_t group) -> VectorLanes<Vector> {
-        const std::size_t first = i + group * inGroup;
-        const std::size_t number = std::min(of.size - first, inGroup);
-        const float* const from = of.directions.data();
-        return {LoadGroup(number, of.lanes, of.entries + first, from),
-                LoadGroup(number, of.lanes, of.entries + first, from + length),
-                LoadGroup(number, of.lanes, of.entries + first, from + 2 * length)};
-    };
-    AddGroups<count>(plan, rows, std::array{GroupSpread<isWhole>(of.lanes, i + k * inGroup)...},
-                     std::array{load(k)...}, sums);
+                              hn::Vec<hn::RebindToSigned<Lanes>> members, std::size_t i,
+                              float* HWY_RESTRICT sums, std::index_sequence<k...> /*groups*/) {
+    constexpr std::size_t count = sizeof...(k);
+    const std::size_t step = hn::Lanes(Lanes()) / of.lanes;
+    const std::array<Spread, count> spread{Spread(members, i + k * step)...};
+    const std::array<Turn, count> turns{SplitDirection(rows, spread[k], of.loadGroup(i + k * step))...};
+    AddGroups(plan, rows, spread, turns, sums);
 }
 
 // Adds the sums of an element to the channels. The rows of a vector are those of different neighbours.
@@ -127,19 +138,21 @@ template <bool isWhole>
 void SumNeighbors(const NeighborShell& shell, NeighborRange range, const ClusterPlan& plan,
                   const NeighborRows& rows, std::span<const float> directions, std::size_t lanes,
                   float* HWY_RESTRICT sums) {
+    using Spread = GroupSpread<isWhole>;
     constexpr std::size_t atOnce = 4;
     const std::size_t longest = hn::Lanes(Lanes());
     const std::size_t step = longest / lanes;
+    const auto members = FindMembers(lanes);
     for (std::size_t n = range.begin; n < range.end; n += longest) {
         FillRows(shell, plan, n, rows);
         const std::size_t count = std::min(range.end - n, longest);
-        const RowNeighbors of{shell.entry.data() + n, count, lanes, directions};
+        const RowNeighbors of{shell.entry.subspan(n, count), lanes, directions};
         std::size_t i = 0;
         for (; i + (atOnce - 1) * step < count; i += atOnce * step) {
-            AddGroupsFrom<atOnce, isWhole>(plan, rows, of, i, sums, std::make_index_sequence<atOnce>());
+            AddGroupsFrom<Spread>(plan, rows, of, members, i, sums, std::make_index_sequence<atOnce>());
         }
         for (; i < count; i += step) {
-            AddGroupsFrom<1, isWhole>(plan, rows, of, i, sums, std::make_index_sequence<1>());
+            AddGroupsFrom<Spread>(plan, rows, of, members, i, sums, std::make_index_sequence<1>());
         }
     }
 }
