@@ -190,6 +190,7 @@ TEST_F(PropertyTest, KeepingTheBestNeedsATest) {
 TEST_F(PropertyTest, AWeightOfZeroDoesNotMove) {
     EXPECT_EQ(stopOfText("coefEnergy 0\ncoefEnergyFinal 3\n"),
               about("coefEnergyFinal needs a coefEnergy above zero"));
+    property = Property();
     EXPECT_EQ(stopOfText("coefStressFinal 3\n"), about("coefStressFinal needs a coefStress above zero"));
 }
 
