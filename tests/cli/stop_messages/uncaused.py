@@ -82,7 +82,6 @@ UNCAUSED: dict[str, list[str]] = {
     ],
     "the kind of descriptor is one of the table since its word or code was read": [
         "unknown symmetry function.",
-        "unknown symmetry function: %s",
     ],
     "many-body functions are made without weights of elements, whatever a head says": [
         "many-body does not support elemWeight.",
