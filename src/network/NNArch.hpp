@@ -228,8 +228,7 @@ public:
     void clearWeightGrads();
 
     // One Adam step with `learningScale` times the learning rate, also of weights of elements that are
-    // trained. Stops with "cannot use Adam, to update
-    // layers." and "learning scale is not positive.".
+    // trained. Stops with "cannot use Adam, to update layers." and "learning scale is not positive.".
     void updateLayers(float learningScale);
 
 private:

@@ -47,46 +47,48 @@ void ClusterBundle::prepareJacobian(const ClusterNeighborhood& hood) {
     computeClusterJacobian(hood.plan, hood.density, jacobian.span().first(length));
 }
 
+// `numComponents`: those of the neighbours of all columns.
+template <class Visit>
+std::size_t ClusterBundle::visitCuts(const ClusterNeighborhood& hood, std::size_t numColumns,
+                                     std::size_t numComponents, Visit&& visit) {
+    std::size_t column = 0;
+    for (Cut cut = findCut(numColumns); cut.take > 0; cut = findCut(numColumns - column)) {
+        prepare(hood, numComponents / numColumns / 3, cut.lanes);
+        if (column == 0) {
+            prepareJacobian(hood);
+        }
+        visit(column, cut.take);
+        column += cut.take;
+    }
+    return column;
+}
+
 std::size_t ClusterBundle::calculateGradients(const ClusterNeighborhood& hood,
                                               std::span<const float> byValues, std::span<float> byPositions) {
     const std::size_t numValues = hood.plan.numValues();
     const std::size_t numColumns = byValues.size() / numValues;
-    std::size_t column = 0;
-    for (Cut cut = findCut(numColumns); cut.take > 0; cut = findCut(numColumns - column)) {
+    return visitCuts(hood, numColumns, byPositions.size(), [&](std::size_t column, std::size_t count) {
         const std::size_t length = byPositions.size() / numColumns;
-        prepare(hood, length / 3, cut.lanes);
-        if (column == 0) {
-            prepareJacobian(hood);
-        }
-        gatherClusterColumns(byValues.subspan(column * numValues, cut.take * numValues), cut.take, lanes,
+        gatherClusterColumns(byValues.subspan(column * numValues, count * numValues), count, lanes,
                              values.span());
         sendBack(hood);
-        scatterClusterRows(positions.span(), lanes, cut.take,
-                           byPositions.subspan(column * length, cut.take * length));
-        column += cut.take;
-    }
-    return column;
+        scatterClusterRows(positions.span(), lanes, count,
+                           byPositions.subspan(column * length, count * length));
+    });
 }
 
 std::size_t ClusterBundle::calculateTangents(const ClusterNeighborhood& hood,
                                              std::span<const float> directions, std::span<float> changes) {
     const std::size_t numValues = hood.plan.numValues();
     const std::size_t numColumns = changes.size() / numValues;
-    std::size_t column = 0;
-    for (Cut cut = findCut(numColumns); cut.take > 0; cut = findCut(numColumns - column)) {
+    return visitCuts(hood, numColumns, directions.size(), [&](std::size_t column, std::size_t count) {
         const std::size_t length = directions.size() / numColumns;
-        prepare(hood, length / 3, cut.lanes);
-        if (column == 0) {
-            prepareJacobian(hood);
-        }
-        gatherClusterColumns(directions.subspan(column * length, cut.take * length), cut.take, lanes,
+        gatherClusterColumns(directions.subspan(column * length, count * length), count, lanes,
                              positions.span());
         sendForth(hood);
-        scatterClusterRows(values.span(), lanes, cut.take,
-                           changes.subspan(column * numValues, cut.take * numValues));
-        column += cut.take;
-    }
-    return column;
+        scatterClusterRows(values.span(), lanes, count,
+                           changes.subspan(column * numValues, count * numValues));
+    });
 }
 
 void ClusterBundle::sendBack(const ClusterNeighborhood& hood) {

@@ -38,6 +38,10 @@ private:
     };
     static Cut findCut(std::size_t numLeft);
 
+    // Calls visit(first column, columns) for each bundle, prepared. Gives the number of columns taken.
+    template <class Visit>
+    std::size_t visitCuts(const ClusterNeighborhood& hood, std::size_t numColumns, std::size_t numComponents,
+                          Visit&& visit);
     void prepare(const ClusterNeighborhood& hood, std::size_t numNeighbors, std::size_t numLanes);
     void prepareJacobian(const ClusterNeighborhood& hood);
     void sendBack(const ClusterNeighborhood& hood);
