@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import argparse
+import importlib
 import sys
 from pathlib import Path
 from typing import Optional, Sequence
@@ -19,10 +20,21 @@ examples:
 """
 
 
+# Modules of the commands: each has add_command(commands) for the options and run(options) for the work.
+COMMANDS = {"convert": "melta.convert"}
+
+
 def parser() -> argparse.ArgumentParser:
-    """The options, which are the manual of the command."""
+    """The options of all commands."""
     top = argparse.ArgumentParser(prog="melta-data", description="Convert data of neural-network potentials.")
     commands = top.add_subparsers(dest="command", required=True, metavar="COMMAND")
+    for module in COMMANDS.values():
+        importlib.import_module(module).add_command(commands)
+    return top
+
+
+def add_command(commands) -> argparse.ArgumentParser:
+    """Adds the options of ``melta-data convert``, which are its manual."""
     convert = commands.add_parser(
         "convert",
         help="convert structures with energies and forces",
@@ -51,12 +63,17 @@ def parser() -> argparse.ArgumentParser:
     names.add_argument("--group-key", default=formats.DEFAULT_GROUP, metavar="NAME", help="(config_type)")
     names.add_argument("--vacuum", type=float, default=12.0, metavar="L", help="around clusters, Angstrom (12)")
     convert.add_argument("--strict", action="store_true", help="stop where units look wrong")
-    return top
+    return convert
 
 
 def main(arguments: Optional[Sequence[str]] = None) -> int:
     """Runs the command; returns its status."""
     options = parser().parse_args(arguments)
+    return importlib.import_module(COMMANDS[options.command]).run(options)
+
+
+def run(options: argparse.Namespace) -> int:
+    """What ``melta-data convert`` does; returns its status."""
     try:
         convert(options)
     except DataError as error:
@@ -66,7 +83,7 @@ def main(arguments: Optional[Sequence[str]] = None) -> int:
 
 
 def convert(options: argparse.Namespace) -> None:
-    """What ``melta-data convert`` does. Raises DataError."""
+    """Converts as the options say. Raises DataError."""
     require_sense(options)
     is_xyz = Path(options.output).suffix in (".xyz", ".extxyz")
     filters = selection.Filters(
