@@ -123,7 +123,9 @@ def build_module(directory: Path) -> Path:
 
 
 def package_files(package: Path) -> dict[str, bytes]:
-    return {f"{NAME}/{file.name}": file.read_bytes() for file in sorted(package.iterdir()) if file.is_file()}
+    """Contents by their place in the wheel, those of folders in the package included."""
+    files = [file for file in sorted(package.rglob("*")) if file.is_file() and "__pycache__" not in file.parts]
+    return {f"{NAME}/{file.relative_to(package).as_posix()}": file.read_bytes() for file in files}
 
 
 def digest(data: bytes) -> str:

@@ -62,8 +62,9 @@ def test_all_sources_are_in_the_wheel(wheel):
     with zipfile.ZipFile(wheel) as archive:
         names = set(archive.namelist())
 
-    for source in (ROOT / "python" / "melta").glob("*.py"):
-        assert f"melta/{source.name}" in names
+    package = ROOT / "python" / "melta"
+    for source in package.rglob("*.py"):
+        assert f"melta/{source.relative_to(package).as_posix()}" in names
     assert any(name.startswith("melta/_core.") for name in names)
 
 
