@@ -86,7 +86,7 @@ def _read_structure(head: list[str], lines: _Lines) -> Structure:
             raise DataError(f"expected {FIELDS} fields, found {len(words)}: {lines.place()}")
         labels.append(words[0])
         rows[i] = lines.numbers(words[1:FIELDS])
-    structure = _structure_of(labels, cell, rows, values)
+    structure = structure_of(labels, cell, rows, values)
     structure.source = place
     structure.require_finite()
     return structure
@@ -99,7 +99,7 @@ def _vector(lines: _Lines) -> list[float]:
     return lines.numbers(words[:3])
 
 
-def _structure_of(labels: list, cell: np.ndarray, rows: np.ndarray, head: list[float]) -> Structure:
+def structure_of(labels: list, cell: np.ndarray, rows: np.ndarray, head: list[float]) -> Structure:
     """rows [n][12] are the numbers behind the labels, head those of the first line."""
     energies = rows[:, 3] * RYDBERG_OF_ATOMS
     has_total = len(head) >= 3
