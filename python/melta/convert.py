@@ -1,4 +1,4 @@
-"""The command ``melta-data``: data from other codes' files to ``melta.train`` and back."""
+"""The command ``melta-data``: its commands, and the conversion of other codes' files to ``melta.train`` and back."""
 
 from __future__ import annotations
 
@@ -21,12 +21,12 @@ examples:
 
 
 # Modules of the commands: each has add_command(commands) for the options and run(options) for the work.
-COMMANDS = {"convert": "melta.convert"}
+COMMANDS = {"convert": "melta.convert", "check": "melta.doctor.command"}
 
 
 def parser() -> argparse.ArgumentParser:
     """The options of all commands."""
-    top = argparse.ArgumentParser(prog="melta-data", description="Convert data of neural-network potentials.")
+    top = argparse.ArgumentParser(prog="melta-data", description="Convert and check data of neural-network potentials.")
     commands = top.add_subparsers(dest="command", required=True, metavar="COMMAND")
     for module in COMMANDS.values():
         importlib.import_module(module).add_command(commands)

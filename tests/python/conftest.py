@@ -84,6 +84,22 @@ def charged():
     shutil.rmtree(directory)
 
 
+@pytest.fixture
+def planter():
+    """Some of the bundled structures, for faults in one of them."""
+    from planting import BUNDLED, ENOUGH, FIRST, Planter
+
+    return Planter(BUNDLED, ENOUGH, FIRST)
+
+
+@pytest.fixture
+def diagnose(tmp_path):
+    """diagnose(planter): what the doctor of data says to its lines."""
+    from melta.doctor import examination
+
+    return lambda planter, **options: examination.examine(planter.write(tmp_path / "melta.train"), **options)
+
+
 def salt(seed: int):
     """A distorted cell of eight atoms with made-up values, whose units are right."""
     from melta.structure import Structure
