@@ -24,7 +24,7 @@ from planting import (
     require,
 )
 
-from melta.doctor import energies, reading, twins, work
+from melta.doctor import energies, examination, reading, temperature, twins, work
 from melta.doctor.findings import Rank
 
 # ---------------------------------------------------------------------------------------------
@@ -406,3 +406,62 @@ def test_forces_above_the_limit(planter, diagnose):
 
     require(report, Rank.REMARK, "large-forces", planter.head_line(25), 25, "1 of 40")
     assert of_kind(diagnose(planter, max_force=0.0), "large-forces") == []
+
+
+# ---------------------------------------------------------------------------------------------
+# What the data cover
+# ---------------------------------------------------------------------------------------------
+
+
+def springs(kelvin: float, count: int) -> list:
+    """Structures of atoms on springs at a temperature, around places at random."""
+    random = np.random.default_rng(1)
+    stiffness, places = 4.0, random.uniform(0.0, 8.0, (20, 3))
+    records = []
+    for index in range(count):
+        shifts = random.normal(0.0, np.sqrt(temperature.BOLTZMANN * kelvin / stiffness), (20, 3))
+        structure = salt(0)
+        structure.labels, structure.cell, structure.positions = ["Si"] * 20, 8.0 * np.eye(3), places + shifts
+        structure.forces = -stiffness * shifts
+        records.append(reading.Record(index, 1, structure, True, False, np.zeros((20, 12))))
+    return records
+
+
+def test_temperature_of_springs():
+    (found,) = temperature.find_temperatures(springs(600.0, 60))
+
+    assert found.num_structures == 60
+    assert found.temperature == pytest.approx(600.0, rel=0.05)
+    assert found.displacement == pytest.approx(np.sqrt(3.0 * temperature.BOLTZMANN * 600.0 / 4.0), rel=0.05)
+    assert temperature.find_temperatures(springs(600.0, temperature.LEAST_MEMBERS - 1)) == []
+
+
+def test_atoms_that_leave_their_places_have_no_temperature():
+    records = springs(600.0, 10)
+    records[4].structure.positions[3] += 3.0
+
+    assert temperature.find_temperatures(records) == []
+
+
+def test_peaks_of_perfect_silicon():
+    report = examination.examine(BUNDLED)
+
+    row = report.coverage.distances["Si-Si"]
+    assert row["peak"] == pytest.approx(2.34, abs=0.08)
+    assert row["shortest"] < row["peak"]
+    assert report.coverage.coordination["Si"].most_common(1)[0][0] == 4
+    assert sum(report.coverage.coordination["Si"].values()) == report.coverage.num_atoms == 2048
+    assert [one.num_structures for one in report.coverage.temperatures] == [81]
+
+
+def test_coverage_that_is_missing(diagnose):
+    planter = Planter(BUNDLED, ENOUGH)
+    for structure in range(len(planter)):  # the same cell for all, with atoms at rest
+        start, source = planter.heads[structure], planter.heads[0]
+        planter.lines[start + 1 : start + 4] = planter.lines[source + 1 : source + 4]
+    planter.scale_atoms(FORCE, 1e-3)
+
+    found = " ".join(one.found for one in of_kind(diagnose(planter), "coverage"))
+
+    assert "the same density" in found
+    assert "19 of 20 structures have force components below" in found

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from collections import Counter
-from dataclasses import dataclass, field
+from dataclasses import asdict, dataclass, field
 from typing import Iterator
 
 import numpy as np
@@ -12,6 +12,7 @@ from .energies import residuals
 from .findings import Finding, Rank
 from .record import Record
 from .survey import BIN, Survey
+from .temperature import GroupTemperature, find_temperatures
 
 QUANTILES = (0.0, 0.05, 0.5, 0.95, 1.0)
 SAME_DENSITY = 0.01  # of the middle
@@ -32,6 +33,8 @@ class Coverage:
     volumes, spreads, offsets
         (m,), one for each structure: volume of an atom, Angstrom^3; root mean square force component, eV/Angstrom;
         energy without what belongs to the elements, eV for an atom.
+    temperatures
+        Of groups of structures that solid matter could take in turn.
     """
 
     num_atoms: int = 0
@@ -43,6 +46,7 @@ class Coverage:
     volumes: np.ndarray = field(default_factory=lambda: np.zeros(0))
     spreads: np.ndarray = field(default_factory=lambda: np.zeros(0))
     offsets: np.ndarray = field(default_factory=lambda: np.zeros(0))
+    temperatures: list[GroupTemperature] = field(default_factory=list)
 
     def as_dict(self) -> dict:
         coordination = self.coordination.items()
@@ -55,6 +59,7 @@ class Coverage:
             "volume_per_atom": quantiles(self.volumes),
             "force_component": quantiles(self.spreads),
             "energy_offset": quantiles(self.offsets),
+            "temperatures": [asdict(one) for one in self.temperatures],
         }
 
 
@@ -81,7 +86,8 @@ def measure(records: list[Record], survey: Survey) -> Coverage:
         result.distances[name] = _peak(histogram)
     result.volumes = np.array([abs(one.volume) / one.num_atoms for one in records])
     result.spreads = np.array([np.sqrt(np.mean(one.forces**2)) for one in records])
-    result.offsets = residuals(records) if records else np.zeros(0)
+    result.offsets = residuals(records)
+    result.temperatures = [one for one in find_temperatures(records) if np.isfinite(one.temperature)]
     return result
 
 

@@ -48,7 +48,9 @@ def _coordination(axes, coverage: Coverage) -> None:
     for place, (name, counts) in enumerate(sorted(coverage.coordination.items())):
         total = sum(counts.values())
         numbers = np.array(sorted(counts))
-        axes.bar(numbers + place * width, [counts[n] / total for n in numbers], width, label=name)
+        middle = (place - 0.5 * (len(coverage.coordination) - 1)) * width
+        axes.bar(numbers + middle, [counts[n] / total for n in numbers], width, label=name)
+    axes.xaxis.get_major_locator().set_params(integer=True)
     axes.set(xlabel="neighbours up to 1.3 times the sum of covalent radii", ylabel="share of the atoms")
     if coverage.coordination:
         axes.legend()

@@ -140,7 +140,8 @@ class _Reader:
         index = len(self.file.records)
         if flag not in (0, 1) and head.has_total:
             found = f"the command takes {flag} as the flag and {head.values[2]:g} Ry as the energy of {quote(line)}"
-            self._add(Rank.ERROR, "head", number, index, found, wanted, "add the flag, 0 without atomic energies")
+            rank = Rank.ERROR if is_glued else Rank.WARNING
+            self._add(rank, "head", number, index, found, wanted, "write 0 or, with atomic energies, 1 as the flag")
         elif is_glued and head.has_total:
             found = f"the command takes {head.values[2]:g} Ry as the energy of {quote(line)}"
             self._add(Rank.ERROR, "head", number, index, found, wanted, "write exponents with e, and blanks between")

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+from collections import defaultdict
 from dataclasses import dataclass, field
 from functools import cached_property
 
@@ -9,6 +10,8 @@ import numpy as np
 
 from .._core import atomic_number
 from ..structure import Structure
+
+SAME_CELL = 1.0e-3  # Angstrom
 
 
 @dataclass
@@ -101,3 +104,13 @@ class Record:
     def line_of(self, atom: int) -> int:
         """Number of the line of an atom, which is counted from 0."""
         return self.line + 4 + int(atom)
+
+
+def find_groups(records: list[Record]) -> list[list[Record]]:
+    """Structures with the same cell and the same atoms in the same order, those without volume left out."""
+    groups = defaultdict(list)
+    for record in records:
+        if record.has_volume:
+            key = np.rint(record.cell / SAME_CELL).astype(np.int64).tobytes()
+            groups[(tuple(record.structure.labels), key)].append(record)
+    return list(groups.values())

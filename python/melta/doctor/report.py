@@ -84,6 +84,9 @@ def _coverage_lines(coverage: Coverage) -> Iterator[str]:
     yield from _row("volume", coverage.volumes, "Angstrom^3 for an atom")
     yield from _row("energy", coverage.offsets, "eV for an atom, off the composition")
     yield from _row("force component", coverage.spreads, "eV/Angstrom, root mean square")
+    for group in coverage.temperatures[:LISTED]:
+        size = f"{group.num_structures} structures of {group.formula} from line {group.line} on"
+        yield f"  temperature:     {group.temperature:.0f} K by the forces on displaced atoms, {size}"
 
 
 def _row(name: str, values, unit: str) -> Iterator[str]:

@@ -13,13 +13,12 @@ from typing import Iterator
 import numpy as np
 
 from .findings import Finding, Rank
-from .record import Record
+from .record import Record, find_groups
 from .survey import Survey
 
 LARGEST_SHIFT = 0.35  # of an atom, Angstrom
 SMALL_SHIFT = 0.15  # the same for pairs of which each alone may be judged
 LARGEST_BLOCK = 400  # structures of a group that are compared with each other
-SAME_CELL = 1.0e-3  # Angstrom
 LEAST_PAIRS = 5
 LEAST_WORK = 1.0e-5  # eV for an atom; below, energies are but rounding
 LEAST_AGREEMENT = 0.6  # of the work, that has to have about the same ratio
@@ -80,13 +79,8 @@ class Balance:
 
 def find_steps(records: list[Record]) -> list[Step]:
     """All pairs of structures with the same cell and the same atoms in the same order that differ little."""
-    groups = defaultdict(list)
-    for record in records:
-        if record.has_volume:
-            key = np.rint(record.cell / SAME_CELL).astype(np.int64).tobytes()
-            groups[(tuple(record.structure.labels), key)].append(record)
     steps: list[Step] = []
-    for group in groups.values():
+    for group in find_groups(records):
         for start in range(0, len(group), LARGEST_BLOCK):
             steps += _steps_of_block(group[start : start + LARGEST_BLOCK])
     return steps
