@@ -5,6 +5,7 @@ from __future__ import annotations
 import json
 import os
 import subprocess
+import sys
 import tempfile
 from pathlib import Path
 
@@ -330,6 +331,22 @@ def test_status_where_the_report_cannot_be_written(planter, tmp_path):
     path = planter.write(tmp_path / "melta.train")
 
     assert check(path, "--json", tmp_path / "none" / "report.json") == 2
+
+
+@pytest.mark.parametrize(
+    "options, missing, words",
+    [([], "melta.doctor.examination", "needs SciPy"), (["--pictures", "."], "matplotlib.figure", "need Matplotlib")],
+)
+def test_status_without_libraries(planter, tmp_path, monkeypatch, capsys, options, missing, words):
+    path = planter.write(tmp_path / "melta.train")
+    if missing.startswith("melta."):
+        monkeypatch.delattr(missing, raising=False)  # what was imported before stays an attribute
+    monkeypatch.setitem(sys.modules, missing, None)
+    monkeypatch.chdir(tmp_path)
+
+    assert check(path, *options) == 2
+
+    assert words in capsys.readouterr().err
 
 
 @pytest.mark.parametrize("text", ["", "\n", "hello\n", "\0\0\0"])

@@ -107,6 +107,19 @@ def test_gradients_instead_of_forces(diagnose, name):
     assert found.line == 1 or found.count > 1
 
 
+def test_trend_of_cells_without_small_displacements(diagnose):
+    planter = Planter(BUNDLED, 100, 150)  # each has a cell of its own
+    assert of_kind(diagnose(planter), "gradients") == []
+    planter.scale_atoms(FORCE, -1.0)
+
+    report = diagnose(planter)
+
+    found = require(report, Rank.ERROR, "gradients", 1, None, "pair functions", "change their sign")
+    assert found.count == 1
+    planter.scale_atoms(FORCE, -RYDBERG_PER_BOHR)
+    assert any("forces in eV/Angstrom" in one.advice for one in errors(diagnose(planter)))
+
+
 @needs_sets
 def test_energies_of_all_electrons_in_hartree(diagnose):
     planter = Planter(published("CarbonChain")).scale_energies(0.5).scale_atoms(FORCE, 0.5)
@@ -170,6 +183,15 @@ def test_cells_without_volume(planter, diagnose):
     planter.lines[place + 1] = planter.lines[place]
 
     require(diagnose(planter), Rank.ERROR, "cell", place + 1, 8, "no volume")
+
+
+def test_cells_too_flat_to_be_searched(planter, diagnose):
+    planter.scale(planter.head_line(8) + 3, slice(0, 3), 5.0e-5)
+
+    report = diagnose(planter)
+
+    require(report, Rank.WARNING, "not-searched", planter.head_line(8) + 1, 8, "too flat")
+    require(report, Rank.ERROR, "cell-small", planter.head_line(8) + 1, 8)
 
 
 def test_left_handed_cells(planter, diagnose):

@@ -42,11 +42,12 @@ def _examine(file: reading.DataFile, max_force: float) -> Report:
 
 
 def _check_units(records: list[Record], figures: Survey, max_force: float) -> list[Finding]:
-    found = [*units.check_lengths(records, figures), *units.check_forces(records, max_force)]
-    found += units.check_energies(records)
-    if not any(finding.kind == "units" and finding.structure is None for finding in found):
+    found = list(units.check_lengths(records, figures))
+    if all(finding.structure is not None for finding in found):
         # In wrong units all atoms stand too close.
         found += structures.check_distances(records, figures)
+    found += units.check_forces(records, max_force)
+    found += units.check_energies(records)
     if any(record.forces.any() for record in records):
         steps = work.find_steps(records)
         found += work.check(steps, figures) if work.balance(steps).is_telling else trend.check(records)

@@ -10,7 +10,8 @@ from scipy.spatial import cKDTree
 
 from .record import Record
 
-MOST_IMAGES = 2_000_000  # of a structure; flat cells and small ones with many atoms have more
+# Of a structure, for the sake of memory; flat cells have more.
+MOST_IMAGES, MOST_PAIRS = 2_000_000, 4_000_000
 
 
 @dataclass
@@ -32,12 +33,13 @@ class Pairs:
 
 
 def find_pairs(record: Record, cutoff: float) -> Optional[Pairs]:
-    """All pairs within the cutoff, Angstrom. None for a cell without volume, or one too flat to be searched."""
+    """All pairs within the cutoff, Angstrom. None for a cell without volume or with too many of them."""
     if not record.has_volume:
         return None
     reach = cutoff / record.heights
     spans = np.floor(reach + 1.0)
-    if np.prod(2.0 * spans + 1.0) * record.num_atoms > MOST_IMAGES:
+    expected = record.num_atoms**2 * 4.19 * cutoff**3 / abs(record.volume)
+    if np.prod(2.0 * spans + 1.0) * record.num_atoms > MOST_IMAGES or expected > MOST_PAIRS:
         return None
     fractions = record.positions @ record.inverse
     if not np.isfinite(fractions).all():

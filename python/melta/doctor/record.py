@@ -82,7 +82,7 @@ class Record:
     @cached_property
     def has_volume(self) -> bool:
         """Whether the cell is one in which atoms can be found."""
-        return bool(np.isfinite(self.heights).all() and self.heights.min() > 1.0e-3)
+        return bool(np.isfinite(self.heights).all() and self.heights.min() > 1.0e-4)
 
     @cached_property
     def numbers(self) -> np.ndarray:

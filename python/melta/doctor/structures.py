@@ -82,7 +82,11 @@ def check_cells(records: list[Record]) -> Iterator[Finding]:
 def check_distances(records: list[Record], survey: Survey) -> Iterator[Finding]:
     """Atoms that stand closer than covalent radii allow."""
     for record, around in zip(records, survey.surroundings):
-        if around is not None and around.closest < CLOSE:
+        if around is None and record.has_volume:
+            found = "the cell is too flat, or has too many atoms, to look for distances"
+            advice = "look at the cell; other checks of this structure are left out, too"
+            yield Finding(Rank.WARNING, "not-searched", record.line + 1, record.index, found, "a usual cell", advice)
+        elif around is not None and around.closest < CLOSE:
             yield _close_atoms(record, around)
 
 
