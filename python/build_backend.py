@@ -124,7 +124,7 @@ def build_module(directory: Path) -> Path:
 
 def package_files(package: Path) -> dict[str, bytes]:
     """Contents by their place in the wheel, those of folders in the package included."""
-    files = [file for file in sorted(package.rglob("*")) if file.is_file() and "__pycache__" not in file.parts]
+    files = [file for file in sorted(package.rglob("*")) if file.is_file() and file.suffix in (".py", ".so")]
     return {f"{NAME}/{file.relative_to(package).as_posix()}": file.read_bytes() for file in files}
 
 

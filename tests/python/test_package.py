@@ -41,7 +41,8 @@ def test_metadata(backend):
     assert "Requires-Dist: numpy" in lines
     assert 'Requires-Dist: ase; extra == "ase"' in lines
     assert "Requires-Python: >=3.9" in lines
-    assert backend.entry_points() == "[console_scripts]\nmelta-data = melta.convert:main\n"
+    commands = ["melta-data = melta.convert:main", "melta-plot = melta.plot.command:main"]
+    assert backend.entry_points().splitlines() == ["[console_scripts]", *commands]
 
 
 def test_wheel_is_recorded(wheel):
@@ -81,8 +82,10 @@ def test_installed_by_pip(tmp_path):
     code = "import melta; print(melta.__file__, melta.__version__)"
     shown = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, env=environment)
     assert shown.stdout.startswith(str(tmp_path / "site")), shown.stderr
-    script = [sys.executable, str(tmp_path / "site" / "bin" / "melta-data"), "convert", "--help"]
-    assert "--test-fraction" in subprocess.run(script, capture_output=True, text=True, env=environment).stdout
+    for command, option in (("melta-data convert", "--test-fraction"), ("melta-plot learning", "--follow")):
+        name, word = command.split()
+        script = [sys.executable, str(tmp_path / "site" / "bin" / name), word, "--help"]
+        assert option in subprocess.run(script, capture_output=True, text=True, env=environment).stdout
 
 
 def test_source_distribution_has_what_the_build_needs(backend, tmp_path):
