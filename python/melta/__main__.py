@@ -1,0 +1,7 @@
+"""``python -m melta``."""
+
+import sys
+
+from .tasks.command import main
+
+sys.exit(main())
