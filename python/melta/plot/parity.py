@@ -33,6 +33,7 @@ def draw_panel(panel, run: Run, key: str, outliers: int) -> None:
     """One quantity of one run."""
     quantity, pairs = QUANTITIES[key], run.table(key)
     low, high = limits(pairs)
+    panel.set(xlim=(low, high), ylim=(low, high), aspect="equal", title=quantity.title)
     panel.plot([low, high], [low, high], color="0.6", linewidth=0.8, zorder=1)
     chosen = thinned(pairs)
     density = densities(chosen, low, high)
@@ -44,7 +45,6 @@ def draw_panel(panel, run: Run, key: str, outliers: int) -> None:
     found = errors_of(run.errors(key))
     note = f"RMSE {found.rmse:.3g} {quantity.error_unit}\nMAE {found.mae:.3g} {quantity.error_unit}"
     panel.text(0.04, 0.96, note, transform=panel.transAxes, va="top", fontsize=8)
-    panel.set(xlim=(low, high), ylim=(low, high), aspect="equal", title=quantity.title)
     panel.set_xlabel(f"reference, {quantity.unit}")
     panel.set_ylabel(f"network, {quantity.unit}")
 
@@ -89,8 +89,13 @@ def outlier_name(run: Run, key: str, index: int) -> Optional[str]:
 def mark_outlier(panel, point: np.ndarray, name: Optional[str]) -> None:
     panel.plot(*point, marker="o", markersize=5, markerfacecolor="none", color=style.COLOURS[1], markeredgewidth=0.8)
     if name:
-        # Away from the diagonal, where there is room.
-        place, side = ((-5, 2), "right") if point[1] > point[0] else ((5, -2), "left")
-        panel.annotate(
-            name, point, xytext=place, textcoords="offset points", ha=side, va="center", fontsize=7, color="0.25"
-        )
+        place, sides = room_beside(point, panel.get_xlim())
+        panel.annotate(name, point, xytext=place, textcoords="offset points", fontsize=7, color="0.25", **sides)
+
+
+def room_beside(point: np.ndarray, limits: tuple[float, float]) -> tuple[tuple[int, int], dict]:
+    """Where the name of a point stands, in points from it: away from the diagonal, and within the panel."""
+    across = (point[0] - limits[0]) / (limits[1] - limits[0])
+    if point[1] > point[0]:
+        return ((-5, 2), {"ha": "right", "va": "center"}) if across > 0.25 else ((-3, 5), {"ha": "left", "va": "bottom"})
+    return ((5, -2), {"ha": "left", "va": "center"}) if across < 0.75 else ((3, -5), {"ha": "right", "va": "top"})
