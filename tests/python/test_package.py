@@ -6,6 +6,7 @@ import base64
 import hashlib
 import importlib.util
 import os
+import shutil
 import subprocess
 import sys
 import tarfile
@@ -99,3 +100,24 @@ def test_source_distribution_has_what_the_build_needs(backend, tmp_path):
     for needed in ("python/CMakeLists.txt", "python/src/Module.cpp", "include/melta/Potential.hpp", "tools/melta-pw"):
         assert f"{stem}/tree/{needed}" in names
     assert not [entry for entry in names if "__pycache__" in entry or "/build/" in entry]
+
+
+def test_debian_package_holds_the_python_package(tmp_path):
+    tools = ("cpack", "dpkg-deb", "dpkg-shlibdeps")
+    if missing := [tool for tool in tools if shutil.which(tool) is None]:
+        pytest.skip(f"there is no {' '.join(missing)}")
+    done = subprocess.run(["cpack", "-G", "DEB", "-B", tmp_path], cwd=BUILD, capture_output=True, text=True)
+    assert done.returncode == 0, done.stdout + done.stderr
+    (package,) = tmp_path.glob("melta_*.deb")
+    subprocess.run(["dpkg-deb", "-x", package, tmp_path / "root"], check=True)
+
+    place = tmp_path / "root" / "usr" / "lib" / "python3" / "dist-packages"
+    environment = {**os.environ, "PYTHONPATH": str(place)}
+    code = "import melta, melta.plot.command, melta.tasks; print(melta.__file__, len(melta.Potential.__doc__))"
+    shown = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, env=environment)
+    assert shown.stdout.startswith(str(place)), shown.stderr
+    for name in ("melta-data", "melta-plot"):
+        command = [sys.executable, tmp_path / "root" / "usr" / "bin" / name, "--help"]
+        assert f"usage: {name}" in subprocess.run(command, capture_output=True, text=True, env=environment).stdout
+    control = subprocess.run(["dpkg-deb", "-I", package], capture_output=True, text=True).stdout
+    assert "python3-numpy" in control and "libopenblas" in control
