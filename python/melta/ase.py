@@ -18,6 +18,27 @@ OF_VOLUME = ("stress", "virials")
 UNCERTAINTY = ("energy_std", "forces_std", "novelty")
 
 
+class Results(dict):
+    """The results that ASE knows, and beside them, for those who ask by name, ``others``.
+
+    ASE goes through all results of a calculator where it keeps them, as in a nudged elastic band with one calculator
+    for all images, and refuses names that it does not know.
+    """
+
+    def __init__(self, known: dict, others: dict):
+        super().__init__(known)
+        self.others = others
+
+    def __missing__(self, name):
+        return self.others[name]
+
+    def __contains__(self, name) -> bool:
+        return super().__contains__(name) or name in self.others
+
+    def get(self, name, default=None):
+        return self[name] if name in self else default
+
+
 class Calculator(ase_calculator.Calculator):
     """Energies, forces, stress and their spread from a trained model.
 
@@ -27,8 +48,9 @@ class Calculator(ase_calculator.Calculator):
         How much further than needed neighbour lists reach, Angstrom; they are kept while atoms and cell move
         little.
     uncertainty
-        Whether ``results`` also holds ``energy_std`` (eV), ``forces_std`` (n,), eV/Angstrom, and ``novelty``
-        (n,), bool, as ``Potential.compute`` defines them. They cost as much as half an evaluation.
+        Whether ``results`` also has ``energy_std`` (eV), ``forces_std`` (n,), eV/Angstrom, and ``novelty``
+        (n,), bool, as ``Potential.compute`` defines them. They cost as much as half an evaluation. ASE does not know
+        them, so that ``results.items()`` is without them.
     labels
         Names of the atoms' elements (n,) in the model, for models in which several have one atomic number.
 
@@ -66,7 +88,8 @@ class Calculator(ase_calculator.Calculator):
             wanted += ("charges",)
         numbers = atoms.numbers if self.labels is None else self.labels
         found = self._evaluator.compute(atoms.positions, numbers, atoms.cell.array, atoms.pbc, wanted)
-        self.results = {name: found[name] for name in wanted if name != "virials"}
-        self.results["free_energy"] = found["energy"]
+        known = {name: found[name] for name in wanted if name in ase_calculator.all_properties}
+        known["free_energy"] = found["energy"]
         if has_volume:
-            self.results["stresses"] = -found["virials"] / atoms.get_volume()
+            known["stresses"] = -found["virials"] / atoms.get_volume()
+        self.results = Results(known, {name: found[name] for name in wanted if name in UNCERTAINTY})

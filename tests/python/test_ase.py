@@ -9,12 +9,14 @@ import numpy as np
 import pytest
 from ase import Atoms
 from ase.build import bulk
-from ase.calculators.calculator import PropertyNotImplementedError
+from ase.calculators.calculator import PropertyNotImplementedError, all_properties
+from ase.calculators.singlepoint import SinglePointCalculator
 from ase.constraints import UnitCellFilter
 from ase.eos import EquationOfState
 from ase.io import read, write
 from ase.md.verlet import VelocityVerlet
 from ase.md.velocitydistribution import MaxwellBoltzmannDistribution
+from ase.neb import NEB
 from ase.optimize import BFGS
 from ase.units import fs
 from conftest import salt
@@ -114,6 +116,95 @@ def test_calculates_again_only_after_changes(atoms):
 
     atoms.get_forces()
     assert atoms.calc.results is not results
+
+
+@pytest.mark.parametrize("change", ["positions", "cell", "pbc", "numbers"])
+def test_every_change_counts(atoms, charged, change):
+    if change == "numbers":
+        structure = salt(1)
+        atoms = Atoms(structure.labels, structure.positions, cell=structure.cell, pbc=True)
+        atoms.calc = Calculator(charged)
+    before = atoms.get_potential_energy()
+    if change == "positions":
+        atoms.positions[0, 0] += 0.05
+    elif change == "cell":
+        atoms.cell[0, 0] += 0.05
+    elif change == "pbc":
+        atoms.pbc[2] = False
+    else:
+        atoms.numbers[:2] = atoms.numbers[1::-1]
+
+    assert atoms.calc.calculation_required(atoms, ["energy"])
+    after = atoms.get_potential_energy()
+    assert after != before
+    fresh = atoms.copy()
+    fresh.calc = Calculator(atoms.calc.potential)
+    assert fresh.get_potential_energy() == pytest.approx(after, rel=1e-6)
+
+
+def test_property_without_calculation(atoms):
+    calculator = atoms.calc
+
+    assert calculator.get_property("energy", atoms, allow_calculation=False) is None
+    energy = atoms.get_potential_energy()
+    assert calculator.get_property("energy", atoms, allow_calculation=False) == energy
+    atoms.positions[0, 0] += 0.01
+    assert calculator.get_property("forces", atoms, allow_calculation=False) is None
+    with pytest.raises(PropertyNotImplementedError):
+        calculator.get_property("magmoms", atoms)
+
+
+def test_results_are_not_those_of_the_calculator(atoms):
+    forces = atoms.get_forces()
+    expected = forces.copy()
+    forces[:] = 0.0
+
+    np.testing.assert_array_equal(atoms.get_forces(), expected)
+
+
+def test_copy_has_no_calculator(atoms):
+    atoms.get_potential_energy()
+
+    assert atoms.copy().calc is None
+
+
+def test_larger_cells_have_more_of_everything(atoms):
+    atoms.get_potential_energy()
+    double = atoms.repeat((2, 1, 1))
+    double.calc = Calculator(atoms.calc.potential)
+
+    assert double.get_potential_energy() == pytest.approx(2.0 * atoms.get_potential_energy(), rel=1e-6)
+    np.testing.assert_allclose(double.get_forces(), np.tile(atoms.get_forces(), (2, 1)), atol=1e-4)
+    np.testing.assert_allclose(double.get_stress(), atoms.get_stress(), atol=1e-5)
+
+
+def test_results_are_kept_by_ase(atoms):
+    atoms.get_stress()
+    results = atoms.calc.results
+
+    assert set(results) <= set(all_properties)
+    assert "novelty" in results and results.get("forces_std").shape == (8,)
+    assert results.get("charges") is None
+    kept = SinglePointCalculator(atoms, **results)
+    assert kept.get_potential_energy(atoms) == results["energy"]
+    properties = atoms.get_properties(["energy", "forces", "stress"])
+    np.testing.assert_array_equal(properties["forces"], results["forces"])
+    again = copy.deepcopy(results)
+    assert again["energy_std"] == results["energy_std"] and set(again) == set(results)
+
+
+def test_band_with_one_calculator(atoms):
+    images = [atoms.copy() for _ in range(3)]
+    images[2].positions[0] += [0.4, 0.1, 0.0]
+    for image in images:
+        image.calc = atoms.calc
+    band = NEB(images, allow_shared_calculator=True)
+    band.interpolate()
+
+    forces = band.get_forces()
+
+    assert np.isfinite(forces).all() and np.abs(forces).max() > 0.0
+    assert "energy" in images[1].calc.results
 
 
 def test_unknown_element(silicon):
