@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import json
 import shutil
+import signal
 import subprocess
 import sys
 import threading
@@ -168,9 +169,10 @@ def test_calibration_of_known_numbers():
 
 
 def test_radial_distribution_counts_neighbours():
-    # Simple cubic, lattice constant 3: 6 neighbours at 3, 12 at 4.24; two atoms in a cell that is not orthogonal.
-    cell = np.array([[6.0, 0.0, 0.0], [3.0, 3.0, 0.0], [0.0, 0.0, 3.0]])
-    one = Structure(["Si", "Si"], cell, np.array([[-7.0, 0.0, 0.1], [-4.0, 0.0, 0.1]]))
+    # Simple cubic, lattice constant 3: 6 neighbours at 3, 12 at 4.24; four atoms in a cell that is not orthogonal.
+    cell = np.array([[6.0, 0.0, 0.0], [3.0, 3.0, 0.0], [0.0, 0.0, 6.0]])
+    places = [[-7.0, 0.0, 0.1], [-4.0, 0.0, 0.1], [-7.0, 0.0, 3.1], [-4.0, 0.0, 3.1]]
+    one = Structure(["Si"] * 4, cell, np.array(places))
     bins, longest = 50, 5.0
 
     found = radial.distributions([one, one], longest, bins)[("Si", "Si")]
@@ -269,6 +271,21 @@ def test_follow_ends_with_the_training(tmp_path):
     assert "at most 96 s left" in told[1]
     assert told[-1].endswith("ended")
     assert is_picture(tmp_path / "live.png") and is_picture(tmp_path / "live.svg")
+
+
+def test_follow_ends_by_an_interrupt(tmp_path):
+    needs_matplotlib()
+    (tmp_path / "melta.log").write_text(BANNER + LINES.format(1, 0.1, 1.0))
+    code = "import sys; from melta.plot.command import main; sys.exit(main(sys.argv[1:]))"
+    words = ["learning", "--follow", "--interval", "0.1", str(tmp_path), "-o", str(tmp_path / "live.png")]
+    follower = subprocess.Popen([sys.executable, "-c", code, *words], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    assert b"epoch 1 of 100" in follower.stdout.readline()
+
+    follower.send_signal(signal.SIGINT)
+    _, complaints = follower.communicate(timeout=60)
+
+    assert follower.returncode == 0 and not complaints
+    assert is_picture(tmp_path / "live.png")
 
 
 def wait_until(holds):

@@ -31,6 +31,8 @@ def draw(runs: Sequence[Run], outliers: int = 3):
 
 def draw_panel(panel, run: Run, key: str, outliers: int) -> None:
     """One quantity of one run."""
+    from matplotlib.colors import LogNorm
+
     quantity, pairs = QUANTITIES[key], run.table(key)
     low, high = limits(pairs)
     panel.set(xlim=(low, high), ylim=(low, high), aspect="equal", title=quantity.title)
@@ -39,7 +41,7 @@ def draw_panel(panel, run: Run, key: str, outliers: int) -> None:
     density = densities(chosen, low, high)
     order = np.argsort(density)  # the dense places on top
     points = chosen[order]
-    panel.scatter(*points.T, c=density[order], cmap=style.DENSITY, s=5, linewidths=0, norm="log", rasterized=True)
+    panel.scatter(*points.T, c=density[order], cmap=style.DENSITY, s=5, linewidths=0, norm=LogNorm(), rasterized=True)
     for index in np.argsort(-np.abs(pairs[:, 1] - pairs[:, 0]))[:outliers]:
         mark_outlier(panel, pairs[index], outlier_name(run, key, int(index)))
     found = errors_of(run.errors(key))
