@@ -20,6 +20,13 @@ std::string reduceLabel(const std::string& label) {
     return symbol.empty() ? label : symbol;
 }
 
+template <std::size_t length>
+std::array<float, length> toSingle(const std::array<double, length>& numbers) {
+    std::array<float, length> converted{};
+    std::ranges::transform(numbers, converted.begin(), [](double x) { return static_cast<float>(x); });
+    return converted;
+}
+
 } // namespace
 
 GeometrySetReader::GeometrySetReader(const GeometrySet& owner, StructureSource& structures,
@@ -75,8 +82,8 @@ bool GeometrySetReader::isRefused() const {
 void GeometrySetReader::checkNumbers() const {
     for (std::size_t i = 0; i < structure.atoms.size(); ++i) {
         const StructureAtom& atom = structure.atoms[i];
-        if (!std::isfinite(atom.force[0]) || !std::isfinite(atom.force[1]) || !std::isfinite(atom.force[2]) ||
-            !std::isfinite(atom.energy)) {
+        const auto isFinite = [](float component) { return std::isfinite(component); };
+        if (!std::ranges::all_of(toSingle(atom.force), isFinite) || !std::isfinite(atom.energy)) {
             stopAtNumbersOfAtom(static_cast<int>(i), currentGeometry(), fileName);
         }
     }
@@ -88,12 +95,14 @@ void GeometrySetReader::checkNumbers() const {
 void GeometrySetReader::accept() {
     checkNumbers();
     const auto numAtoms = static_cast<int>(structure.atoms.size());
-    auto geometry = std::make_unique<Geometry>(structure.lattice, numAtoms, structure.hasAtomEnergy);
+    auto geometry =
+        std::make_unique<Geometry>(toSingle(structure.lattice), numAtoms, structure.hasAtomEnergy);
     for (int iatom = 0; iatom < numAtoms; ++iatom) {
         const StructureAtom& atom = structure.atoms[static_cast<std::size_t>(iatom)];
-        geometry->setAtom(iatom, atom.kind, table.atomNumberOf(atom.kind), atom.position[0], atom.position[1],
-                          atom.position[2], atom.force[0], atom.force[1], atom.force[2], atom.energy,
-                          atom.charge);
+        const auto [x, y, z] = toSingle(atom.position);
+        const auto [fx, fy, fz] = toSingle(atom.force);
+        geometry->setAtom(iatom, atom.kind, table.atomNumberOf(atom.kind), x, y, z, fx, fy, fz, atom.energy,
+                          static_cast<float>(atom.charge));
     }
     geometry->energyTotal = structure.energyTotal;
     takeStress(*geometry);

@@ -24,14 +24,22 @@ float lengthOf(const Vector& v) {
     return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
 }
 
-Vector timesFactor(const Vector& v, float factor) {
-    return {v[0] * factor, v[1] * factor, v[2] * factor};
+// The products are taken in single precision.
+std::array<double, 3> timesFactor(const Vector& v, float factor) {
+    const auto product = [factor](float x) { return static_cast<double>(x * factor); };
+    return {product(v[0]), product(v[1]), product(v[2])};
 }
 
 // After a splitting of the data that a kill has cut short, once that is finished.
 FilePointer openData(const std::string& fileName) {
     finishReplacement(fileName);
     return openForReading(fileName);
+}
+
+void writeNumbers(std::FILE* file, std::span<const double> numbers, double unit) {
+    for (const double number : numbers) {
+        std::fprintf(file, " %.15g", number / unit);
+    }
 }
 
 // Three lengths in Angstrom, in Bohr. The quotient is taken in single precision.
@@ -57,7 +65,8 @@ bool DataFileReader::next(Structure& structure, int igeom, const LabelNumbering&
     if (!readHead(igeom)) {
         return false;
     }
-    structure.lattice = readLattice(igeom);
+    const std::array<float, 9> lattice = readLattice(igeom);
+    std::ranges::copy(lattice, structure.lattice.begin());
     structure.hasAtomEnergy = head.hasAtomEnergy;
     structure.stress = head.stress;
     // Collected one by one: the head's number of them is only a claim.
@@ -170,7 +179,7 @@ void DataFileReader::addAtom(Structure& structure, int kind) {
     }
     structure.atoms.push_back({kind, timesFactor(line.position, units::bohr),
                                timesFactor(force, units::rydbergPerBohr), energy * units::rydbergOfAtoms,
-                               line.charge});
+                               static_cast<double>(line.charge)});
 }
 
 bool DataFileReader::hasRest() {
@@ -196,6 +205,28 @@ void writeBareStructure(std::FILE* file, std::span<const float> lattice, std::sp
         writeVector(file, positions.subspan(3 * i, 3));
         std::fputs(" 0.0 0.0 0.0 0.0 0.0 0.0 0.0 0.0 0.0\n", file);
     }
+}
+
+void writeStructure(std::FILE* file, const Structure& structure, std::span<const std::string> labels) {
+    constexpr auto bohr = static_cast<double>(units::bohr);
+    std::fprintf(file, "%zu %d %.15g", structure.atoms.size(), structure.hasAtomEnergy ? 1 : 0,
+                 structure.energyTotal / units::rydbergOfTotal);
+    if (structure.stress) {
+        writeNumbers(file, *structure.stress, units::rydbergPerCubicBohr);
+    }
+    for (std::size_t row = 0; row < 3; ++row) {
+        const auto vector = std::span(structure.lattice).subspan(3 * row, 3);
+        std::fprintf(file, "\n%.15g", vector[0] / bohr);
+        writeNumbers(file, vector.subspan(1), bohr);
+    }
+    for (const StructureAtom& atom : structure.atoms) {
+        std::fprintf(file, "\n%s", labels[static_cast<std::size_t>(atom.kind)].c_str());
+        writeNumbers(file, atom.position, bohr);
+        writeNumbers(file, {&atom.energy, 1}, units::rydbergOfAtoms);
+        writeNumbers(file, atom.force, static_cast<double>(units::rydbergPerBohr));
+        std::fprintf(file, " %.15g 0 0 0 0", atom.charge);
+    }
+    std::fputs("\n", file);
 }
 
 bool isWritableLength(float length) {

@@ -79,6 +79,10 @@ private:
 void writeBareStructure(std::FILE* file, std::span<const float> lattice, std::span<const std::string> labels,
                         std::span<const float> positions);
 
+// Writes a structure with its reference data, in fifteen digits, which keep any decimal number. `labels`:
+// those of the kinds. Failures show at the stream.
+void writeStructure(std::FILE* file, const Structure& structure, std::span<const std::string> labels);
+
 // Whether a length in Angstrom is finite there and in a data file.
 [[nodiscard]] bool isWritableLength(float length);
 

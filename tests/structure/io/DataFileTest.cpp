@@ -114,7 +114,7 @@ TEST_F(DataFileTest, MeasuresTheFullForce) {
 
     ASSERT_TRUE(readNext(reader));
 
-    EXPECT_EQ(structure.atoms[0].force, (std::array<float, 3>{}));
+    EXPECT_EQ(structure.atoms[0].force, (std::array<double, 3>{}));
     EXPECT_FLOAT_EQ(structure.largestForce, 0.5f * units::rydbergPerBohr);
 }
 
@@ -180,6 +180,38 @@ TEST_F(DataFileTest, IsTheFormatOfFilesOfAnyName) {
     }
     EXPECT_EQ(stopMessageOf([&] { (void)openStructures(directory.file("none"), false); }),
               "cannot open file: " + directory.file("none"));
+}
+
+TEST_F(DataFileTest, WhatIsWrittenIsReadAgain) {
+    structure.lattice = {5.0, 0.25, 0.0, 0.0, 6.0, 0.0, 0.125, 0.0, 7.0};
+    structure.energyTotal = -12.3456789012345;
+    structure.stress = {0.1, -0.2, 0.3, 0.01, -0.02, 0.03};
+    structure.atoms = {{0, {1.1, -2.2, 3.3}, {0.5, -0.25, 4.0}, 0.0, 0.75}, {1, {4, 5, 6}, {}, 0.0, 0.0}};
+    const std::vector<std::string> kinds{"Fe1", "O"};
+    {
+        const FilePointer file = openForWriting(name);
+        writeStructure(file.get(), structure, kinds);
+    }
+    const Structure written = structure;
+    DataFileReader reader(name, false);
+
+    ASSERT_TRUE(readNext(reader));
+
+    EXPECT_EQ(labels, kinds);
+    EXPECT_FALSE(structure.hasAtomEnergy);
+    EXPECT_NEAR(structure.energyTotal, written.energyTotal, 1e-13);
+    for (std::size_t i = 0; i < 9; ++i) {
+        EXPECT_NEAR(structure.lattice[i], written.lattice[i], 1e-6) << i;
+    }
+    for (std::size_t i = 0; i < 6; ++i) {
+        EXPECT_NEAR((*structure.stress)[i], (*written.stress)[i], 1e-14) << i;
+    }
+    for (std::size_t c = 0; c < 3; ++c) {
+        EXPECT_NEAR(structure.atoms[0].position[c], written.atoms[0].position[c], 1e-6) << c;
+        EXPECT_NEAR(structure.atoms[0].force[c], written.atoms[0].force[c], 1e-6) << c;
+    }
+    EXPECT_EQ(structure.atoms[0].charge, 0.75);
+    EXPECT_FALSE(readNext(reader, 1));
 }
 
 } // namespace
