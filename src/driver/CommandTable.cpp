@@ -12,6 +12,7 @@
 #include "driver/DebugMode.hpp"
 #include "driver/ExportMode.hpp"
 #include "driver/ForceTestMode.hpp"
+#include "driver/ImportMode.hpp"
 #include "driver/MetropolisMode.hpp"
 #include "driver/SplitMode.hpp"
 #include "driver/TestingMode.hpp"
@@ -68,6 +69,7 @@ std::span<const Command> commandTable() {
         {{"--metro", "--monte-carlo", "--mc"}, runMetropolis, Threading::parallel},
         {{"--metro-temp", "--monte-carlo-temp", "--mc-temp"}, runMetropolisTemplate, Threading::serial},
         {{"--classical"}, runClassicalFit, Threading::parallel},
+        {{"--import"}, runImport, Threading::serial},
         {{"--version"}, runVersion, Threading::serial},
     };
     return table;

@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
+import os
 import shutil
+from pathlib import Path
 
 import ase.io
 import numpy as np
@@ -212,3 +214,40 @@ def test_parts_of_a_split(fraction):
     assert bool(testing) == (fraction > 0.0)
     assert bool(training) == (fraction < 1.0)
     assert all(any(one is other for other in structures) for one in training + testing)
+
+
+@pytest.mark.parametrize("source", ["salts", "bundled", "with stress", "cluster"])
+def test_import_of_the_command_writes_the_same(salts, tmp_path, source):
+    frames = tmp_path / "in.extxyz"
+    if source == "salts":
+        frames = salts
+    else:
+        structures = list(datafile.read(EXAMPLE / "melta.test"))
+        for one in structures if source == "with stress" else []:
+            one.stress = np.array([1.0, -2.0, 3.0, 0.4, -0.5, 0.6]) * float(one.energy) * 1e-5
+        formats.write_extxyz(frames, structures)
+    if source == "cluster":
+        frames.write_text(
+            "3\nProperties=species:S:1:forces:R:3:pos:R:3:charges:R:1 energy=-12.25\n"
+            "O 0.1 0.2 -0.3 0 0 0 -0.8\nH -0.1 0 0.1 0.96 0.1 0 0.4\nH 0 -0.2 0.2 -0.24 0.93 0.05 0.4\n"
+        )
+    assert convert_files(frames, tmp_path / "expected", "--keep-duplicates") == 0
+
+    output = run(tmp_path, "--import", str(frames))
+
+    assert (tmp_path / "melta.train").read_text() == (tmp_path / "expected").read_text()
+    assert f"Number of Geometries     = {len(read(tmp_path / 'expected'))}\n" in output
+
+
+@pytest.mark.skipif(not os.environ.get("MELTA_SHARED_DATA"), reason="MELTA_SHARED_DATA names no folder")
+@pytest.mark.parametrize("name", ["Si", "Li"])
+def test_import_of_published_data(tmp_path, name):
+    source = Path(os.environ["MELTA_SHARED_DATA"]) / name
+
+    run(tmp_path, "--import", str(source / "train.extxyz"))
+
+    for one, other in zip(read(tmp_path / "melta.train"), read(source / "melta.train"), strict=True):
+        assert one.labels == other.labels
+        assert one.energy == pytest.approx(other.energy, rel=1e-9)
+        np.testing.assert_allclose(one.forces, other.forces, atol=1e-6)
+        np.testing.assert_allclose(one.positions, other.positions, atol=2e-6)

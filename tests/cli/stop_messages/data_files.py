@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from rows import Group, Row, add, drop, keep, line, put, row, take
+from rows import Group, Locked, Row, add, drop, folder, keep, line, put, row, say, shut, take
 
 TRAINING = {**take("bad_input/files", "melta.prop"), **take("shared/silica", "melta.train", "melta.test")}
 TEST = take("shared/silica", "melta.data", "melta.data_e", "melta.test")
@@ -79,6 +79,61 @@ EXTREME_ROWS = [
     row((line(TRAIN, 5, STRONG), add("melta.prop", "maxForce 100")), "there are no atoms of Ar: melta.train"),
 ]
 
+XYZ = "in.xyz"
+FRAME = """\
+2
+Lattice="4 0 0 0 5 0 0 0 6" pbc="T T T" Properties=species:S:1:pos:R:3:forces:R:3 energy=-3.5 stress="1 0 0 0 1 0 0 0 1"
+O  0.1 0.2 0.3  0.5 0 -0.5
+Si 1.7 0.2 0.3 -0.5 0  0.5
+"""
+KEYS = "Properties=species:S:1:pos:R:3:forces:R:3"
+
+
+def frame_rows(file: str) -> list[Row]:
+    """What any reader of extended XYZ says."""
+    return [
+        row(drop(file), f"cannot open file: {file}"),
+        row(line(file, 1, "two"), f"cannot read number of atoms in line 1: {file}"),
+        row(line(file, 1, "0"), f"#atoms of the 0 -th geometry is not positive: {file}"),
+        row(line(file, 1, "3000000000"), f"too large #atoms of the 0 -th geometry: {file}"),
+        *(row(keep(file, count), f"the file ends within a frame in line {count}: {file}") for count in (1, 3)),
+        row(line(file, 2, 'Lattice="4 0 0'), f"quote or bracket without end in line 2: {file}"),
+        row(line(file, 2, 'Lattice="4 0 0"'), f"incorrect Lattice in line 2: {file}"),
+        row(line(file, 2, "pbc=yes"), f"incorrect pbc in line 2: {file}"),
+        row(line(file, 2, 'pbc="T T F"'), f"periodic directions without a Lattice in line 2: {file}"),
+        row(
+            line(file, 2, 'Lattice="4 0 0 4 0 0 0 0 6"'),
+            f"vectors of the Lattice that do not span a cell in line 2: {file}",
+        ),
+        row(line(file, 2, "Properties=pos:R"), f"incorrect Properties in line 2: {file}"),
+        row(line(file, 2, "Properties=pos:R:3"), f"no species in the Properties in line 2: {file}"),
+        row(line(file, 2, "Properties=species:S:1"), f"no positions (pos:R:3) in the Properties in line 2: {file}"),
+        row(line(file, 3, "O 0.1 0.2"), f"incorrect number of columns in line 3: {file}"),
+        row(line(file, 3, "O 0.1 0.2 0.3 0.5 0 -0.5 1"), f"incorrect number of columns in line 3: {file}"),
+        row(line(file, 3, "O 0.1 0.2 .3. 0.5 0 -0.5"), f"cannot read a number in line 3: {file}"),
+        row(line(file, 3, "O 0.1 0.2 nan 0.5 0 -0.5"), f"a number that is not finite in line 3: {file}"),
+        row(
+            (line(file, 2, "Properties=Z:I:1:pos:R:3"), line(file, 3, "95 0 0 0")),
+            f"unknown atomic number in line 3: {file}",
+        ),
+        row(line(file, 3, "O" + " " * (1 << 20)), f"too long line: {file}"),
+    ]
+
+
+IMPORT_ROWS = [
+    *frame_rows(XYZ),
+    row(put(XYZ, ""), f"there are no geometries: {XYZ}"),
+    row(line(XYZ, 2, f"energy=low {KEYS}"), f"incorrect energy in line 2: {XYZ}"),
+    row(line(XYZ, 2, f'{FRAME.splitlines()[1]} stress="1 2"'), f"incorrect stress in line 2: {XYZ}"),
+    row(line(XYZ, 2, f'energy=1 virial=1 Lattice="4 0 0 0 4 0 0 0 4" {KEYS}'), f"incorrect virial in line 2: {XYZ}"),
+    row(line(XYZ, 3, "Oxygen 0.1 0.2 0.3 0.5 0 -0.5"), f"unknown element in line 3: {XYZ}"),
+    row(put(TRAIN, "2 0 -1\n"), f"the file is there already: {TRAIN}"),
+    row(folder(TRAIN), f"the file is there already: {TRAIN}"),
+    row(shut("."), f"cannot open file: {TRAIN}"),
+    row(put(".", Locked()), "another run works in this directory: <directory>"),
+    say("the name of an extended XYZ file is missing.", "--import"),
+]
+
 SPLIT = take("shared/silica", TRAIN)
 SPLIT_ROWS = [
     row(drop(TRAIN), "cannot open file: melta.train"),
@@ -91,6 +146,7 @@ SPLIT_ROWS = [
 
 GROUPS = [
     Group("data.extremes", ["--train"], TRAINING, EXTREME_ROWS),
+    Group("data.import", ["--import", XYZ], {XYZ: FRAME}, IMPORT_ROWS),
     Group("data.split", ["--split", "0.5"], SPLIT, SPLIT_ROWS),
     Group("data.training", ["--train"], TRAINING, TRAINING_ROWS),
     Group("data.test_in_training", ["--train"], TRAINING, IN_SITU_ROWS),

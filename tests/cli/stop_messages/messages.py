@@ -53,6 +53,9 @@ CARRIERS = (
     Carrier("modelio/NetworkHead.cpp", rf"\brequire{ARGUMENTS}", "incorrect {}: %s"),
     Carrier("network/NNLayer.cpp", r"\brequireLearnable\(", "{}"),
     Carrier("sampling/GeometryCard.cpp", r"\bstop\(", "{}: %s"),
+    Carrier("structure/io/Extxyz*.cpp", r"\brefuse\(", "{} in line %d: %s"),
+    Carrier("structure/io/Extxyz*.cpp", r"\brefuse(?:Comment|Atom)\([^;\"]*", "{} in line %d: %s"),
+    Carrier("structure/io/Extxyz*.cpp", r"\btensorOf\([^;\"]*", "{} in line %d: %s"),
     Carrier("structure/Geometry.cpp", r"\bfault = ", "{}"),
     Carrier("symmfunc/behler/BehlerFile.cpp", rf"\brequire{ARGUMENTS}", "{}: %s"),
     Carrier("symmfunc/behler/BehlerKind.cpp", rf"\breadParameters{ARGUMENTS}", "{}"),
@@ -80,6 +83,7 @@ COMPLAINTS = {
 # Formats of which the carriers and the keys make all messages.
 SPELT_OUT = {
     "%s %s: %s",
+    "%s in line %lld: %s",
     "%s is null.",
     "%s: %s",
     "%s",
@@ -90,7 +94,7 @@ SPELT_OUT = {
     "incorrect %s of %s neural network: %s",
 }
 # What hands messages on that are made elsewhere, and the function itself.
-KNOWN = {"base/Reporting.hpp", "base/Reporting.cpp", "baseline/BaselineStress.cpp"}
+KNOWN = {"base/CleanStop.hpp", "base/Reporting.hpp", "base/Reporting.cpp", "baseline/BaselineStress.cpp"}
 
 
 def unescape(literal: str) -> str:
