@@ -37,9 +37,9 @@ public:
         std::unique_ptr<PotentialMemory> memory;
     };
 
-    // Reads a trained model from its directory: "melta.data", "melta.data_e", "melta.data_q" and
-    // "melta.class", "ffield.reax" or "melta.zbl" where the head asks for them, and "melta.gdist" where it is
-    // present.
+    // Reads a trained model from its directory (empty: the working directory): "melta.data", "melta.data_e",
+    // "melta.data_q" and "melta.class", "ffield.reax" or "melta.zbl" where the head asks for them, and
+    // "melta.gdist" where it is present.
     static Potential load(const std::string& directory);
 
     // Reads an exported force field, a file such as "ffield.melta".

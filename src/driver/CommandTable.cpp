@@ -10,6 +10,7 @@
 #include "driver/ClassicalMode.hpp"
 #include "driver/DFTMode.hpp"
 #include "driver/DebugMode.hpp"
+#include "driver/EvaluationMode.hpp"
 #include "driver/ExportMode.hpp"
 #include "driver/ForceTestMode.hpp"
 #include "driver/ImportMode.hpp"
@@ -69,6 +70,7 @@ std::span<const Command> commandTable() {
         {{"--metro", "--monte-carlo", "--mc"}, runMetropolis, Threading::parallel},
         {{"--metro-temp", "--monte-carlo-temp", "--mc-temp"}, runMetropolisTemplate, Threading::serial},
         {{"--classical"}, runClassicalFit, Threading::parallel},
+        {{"--evaluate"}, runEvaluation, Threading::parallel},
         {{"--import"}, runImport, Threading::serial},
         {{"--version"}, runVersion, Threading::serial},
     };

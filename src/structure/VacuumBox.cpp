@@ -90,6 +90,13 @@ bool spanPeriodic(const std::array<double, 9>& cell, const std::array<bool, 3>& 
     return findDirections(cell, isPeriodic).size() == numPeriodic;
 }
 
+double volumeOf(const std::array<double, 9>& cell) {
+    const double determinant = cell[0] * (cell[4] * cell[8] - cell[5] * cell[7]) -
+                               cell[1] * (cell[3] * cell[8] - cell[5] * cell[6]) +
+                               cell[2] * (cell[3] * cell[7] - cell[4] * cell[6]);
+    return std::abs(determinant);
+}
+
 std::array<double, 9> addVacuum(const std::array<double, 9>& cell, const std::array<bool, 3>& isPeriodic,
                                 std::span<const double> positions, double gap) {
     std::array<double, 9> box = cell;

@@ -26,6 +26,7 @@ FLOORS = {
     "potential": 6,
     "training": 7,
     "testing": 7,
+    "evaluation": 7,
     "sampling": 7,
     "dfttools": 8,
     "driver": 9,

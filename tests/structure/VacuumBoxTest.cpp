@@ -56,6 +56,10 @@ TEST(VacuumBoxTest, FreeVectorsStandAtRightAnglesAndAreLongEnough) {
     }
 }
 
+TEST(VacuumBoxTest, VolumesHaveNoSign) {
+    EXPECT_DOUBLE_EQ(volumeOf({0, 2, 0, 3, 1, 0, 5, 6, 4}), 24.0);
+}
+
 TEST(VacuumBoxTest, KnowsVectorsThatSpanNothing) {
     const Cell flat{1, 0, 0, 0, 1, 0, 1, 1, 0};
 

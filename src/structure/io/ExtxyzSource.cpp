@@ -12,13 +12,6 @@ namespace {
 constexpr double vacuum = 12.0; // Angstrom
 constexpr std::size_t longestLabel = 8;
 
-double volumeOf(const std::array<double, 9>& cell) {
-    const double determinant = cell[0] * (cell[4] * cell[8] - cell[5] * cell[7]) -
-                               cell[1] * (cell[3] * cell[8] - cell[5] * cell[6]) +
-                               cell[2] * (cell[3] * cell[7] - cell[4] * cell[6]);
-    return std::abs(determinant);
-}
-
 double lengthOf(const std::array<double, 3>& v) {
     return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
 }

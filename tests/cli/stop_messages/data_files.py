@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from rows import Group, Locked, Row, add, drop, folder, keep, line, put, row, say, shut, take
+from rows import Group, Locked, Row, add, drop, folder, keep, line, link, put, row, say, shut, take
 
 TRAINING = {**take("bad_input/files", "melta.prop"), **take("shared/silica", "melta.train", "melta.test")}
 TEST = take("shared/silica", "melta.data", "melta.data_e", "melta.test")
@@ -120,6 +120,21 @@ def frame_rows(file: str) -> list[Row]:
     ]
 
 
+MODEL = {**take("shared/silica", "melta.data", "melta.data_e"), XYZ: FRAME}
+EVALUATION_ROWS = [
+    *frame_rows(XYZ),
+    row(put(XYZ, ""), f"there are no geometries: {XYZ}"),
+    row(line(XYZ, 3, "He 0.1 0.2 0.3 0.5 0 -0.5"), f"element that the model does not know in line 3: {XYZ}"),
+    row(
+        line(XYZ, 2, f'Lattice="0.1 0 0 0 0.1 0 0 0 0.1" {KEYS}'),
+        f"the frame of line 1 cannot be evaluated (volume of lattice is zero): {XYZ}",
+    ),
+    row(folder("out.xyz"), "cannot open file: out.xyz"),
+    row(link("out.xyz", "/dev/full"), "cannot write file: out.xyz"),
+    row(drop("melta.data"), "cannot open file: melta.data"),
+    row(drop("melta.data_e"), "cannot open file: melta.data_e"),
+    say("two names of extended XYZ files are needed: --evaluate IN OUT", "--evaluate", XYZ),
+]
 IMPORT_ROWS = [
     *frame_rows(XYZ),
     row(put(XYZ, ""), f"there are no geometries: {XYZ}"),
@@ -146,6 +161,7 @@ SPLIT_ROWS = [
 
 GROUPS = [
     Group("data.extremes", ["--train"], TRAINING, EXTREME_ROWS),
+    Group("data.evaluation", ["--evaluate", XYZ, "out.xyz"], MODEL, EVALUATION_ROWS),
     Group("data.import", ["--import", XYZ], {XYZ: FRAME}, IMPORT_ROWS),
     Group("data.split", ["--split", "0.5"], SPLIT, SPLIT_ROWS),
     Group("data.training", ["--train"], TRAINING, TRAINING_ROWS),

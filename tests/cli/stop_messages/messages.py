@@ -16,7 +16,7 @@ from typing import Iterator
 LITERAL = r'"((?:\\.|[^"\\\n])*)"'
 LITERALS = rf"(?:{LITERAL}\s*)+"
 STOP = re.compile(rf"\bstopWithMessage\(\s*({LITERALS}|\w+)")
-PLACE = re.compile(r"%(?:\.\d+)?[sdcf]")
+PLACE = re.compile(r"%(?:\.\d+)?(?:ll)?[sdcf]")
 ANY_TEXT = {"s": r".+", "d": r"-?\d+", "c": r".", "f": r"[\d.]+|<some>"}
 
 
@@ -54,6 +54,7 @@ CARRIERS = (
     Carrier("network/NNLayer.cpp", r"\brequireLearnable\(", "{}"),
     Carrier("sampling/GeometryCard.cpp", r"\bstop\(", "{}: %s"),
     Carrier("structure/io/Extxyz*.cpp", r"\brefuse\(", "{} in line %d: %s"),
+    Carrier("evaluation/FrameStream.cpp", r"\brefuseAtom\([^;\"]*", "{} in line %d: %s"),
     Carrier("structure/io/Extxyz*.cpp", r"\brefuse(?:Comment|Atom)\([^;\"]*", "{} in line %d: %s"),
     Carrier("structure/io/Extxyz*.cpp", r"\btensorOf\([^;\"]*", "{} in line %d: %s"),
     Carrier("structure/Geometry.cpp", r"\bfault = ", "{}"),
