@@ -13,7 +13,7 @@
 namespace melta {
 namespace {
 
-constexpr std::size_t framesOfThread = 8;
+constexpr std::size_t framesOfThread = 64;
 constexpr std::size_t mostAtoms = 20000; // of frames that are held at once, unless one has more
 
 // Without the point at the end, since it becomes a part of another message.

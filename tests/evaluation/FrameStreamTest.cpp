@@ -38,7 +38,7 @@ protected:
 
 TEST_F(FrameStreamTest, KeepsTheOrderWithAnyNumberOfThreads) {
     const int numThreads = omp_get_max_threads();
-    constexpr int numFrames = 100; // more than are held at once
+    constexpr int numFrames = 400; // more than are held at once
     std::vector<std::string> texts;
     for (const int count : {1, 3}) {
         omp_set_num_threads(count);
