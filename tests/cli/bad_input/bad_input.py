@@ -329,6 +329,38 @@ class DistributionsReader(Reader):
         yield Case("too long line", b" " * TOO_LONG_LINE + self.text.encode(), must_stop=True)
 
 
+class FramesReader(Reader):
+    """Extended XYZ: a crystal and a cluster."""
+
+    CRYSTAL, CLUSTER = 2, 7  # lines of the first atoms
+    PLACES = (1, 2, 3)
+
+    def __init__(self, words: Sequence[str]) -> None:
+        super().__init__("in.xyz", words)
+        del self.files["melta.train"]
+
+    def own_cases(self) -> Iterator[Case]:
+        yield replace_field(self.text, 0, 0, HUGE, must_stop=True)
+        yield Case("huge count alone", HUGE.encode(), must_stop=True)
+        yield Case("too long line", self.text.encode() + b" " * TOO_LONG_LINE, must_stop=True)
+        lines = self.text.splitlines(keepends=True)
+        for kept in (1, 2, 3, 4, 6, 7, 8, 9):
+            yield Case(f"cut behind line {kept}", "".join(lines[:kept]).encode(), must_stop=True)
+        for line in (self.CRYSTAL, self.CLUSTER):
+            for field in self.PLACES:
+                for value in (*NOT_FINITE, "x"):
+                    yield replace_field(self.text, line, field, value, must_stop=True)
+                for value in ODD_NUMBERS:
+                    yield replace_field(self.text, line, field, value)
+            for value in (LONG_WORD, "-", "nan"):
+                yield replace_field(self.text, line, 0, value, must_stop=True)
+        for field in range(count_fields(self.text, 1)):
+            for value in (*ODD_NUMBERS, *NOT_FINITE, "x", '"', "a=", "[[", "=", "Properties=x:R:" + HUGE, LONG_WORD):
+                yield replace_field(self.text, 1, field, value)
+        for value in (*NOT_FINITE, "x"):
+            yield replace_field(self.text, 1, 1, value, must_stop=True)
+
+
 def make_reader(name: str) -> Reader:
     if name == "melta.behler":
         return BehlerReader()
@@ -354,6 +386,10 @@ def make_reader(name: str) -> Reader:
         return CompanionReader("melta.data_e", ["--test"])
     if name == "melta.data_e-restart":
         return CompanionReader("melta.data_e", ["--train"], "restart 1\n", stride=5)
+    if name == "in.xyz":
+        return FramesReader(["--evaluate", "in.xyz", "out.xyz"])
+    if name == "in.xyz-import":
+        return FramesReader(["--import", "in.xyz"])
     raise ValueError(f"unknown reader: {name}")
 
 
