@@ -1,5 +1,7 @@
 #include "base/Interrupt.hpp"
 
+#include "base/Reporting.hpp"
+
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -33,6 +35,7 @@ extern "C" void noteInterrupt(int signalNumber) {
     std::int64_t first = 0;
     if (!requestTime.compare_exchange_strong(first, now) && now - first > burstTime) {
         // The signal is blocked while its handler runs, and acts when that has returned.
+        removeStatusAtSignal();
         std::signal(signalNumber, SIG_DFL);
         std::raise(signalNumber);
     }

@@ -3,11 +3,14 @@
 #include "base/Run.hpp"
 
 #include <array>
+#include <atomic>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 #include <string_view>
+#include <sys/ioctl.h>
+#include <unistd.h>
 #include <utility>
 
 namespace melta {
@@ -61,16 +64,52 @@ public:
 
 bool isLineOpen = false; // belongs to whoever holds the lock
 
+// The line of status, as far as it fits, and whether the terminal shows it now; they belong to whoever holds
+// the lock. Empty without one.
+std::string statusText;
+bool isStatusShown = false;
+
+// The same for a signal handler: whether the terminal may show a part of such a line.
+std::atomic<bool> mayShowStatus{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler must not wait for a lock");
+
+constexpr std::string_view lineEraser = "\r\x1b[K";
+
+void hideStatus() {
+    if (std::exchange(isStatusShown, false)) {
+        std::fwrite(lineEraser.data(), 1, lineEraser.size(), stdout);
+    }
+}
+
+// Not in the middle of another line, whose text would be lost.
+void drawStatus() {
+    if (!statusText.empty() && !isLineOpen) {
+        mayShowStatus = true;
+        std::fwrite(statusText.data(), 1, statusText.size(), stdout);
+        std::fflush(stdout);
+        isStatusShown = true;
+    }
+}
+
+std::size_t findTerminalWidth() {
+    constexpr std::size_t usualWidth = 80;
+    winsize size{};
+    const bool isKnown = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return isKnown ? size.ws_col : usualWidth;
+}
+
 void print(std::string_view text) {
     if (const Run& run = Run::current(); !run.isOfProcess()) {
         run.print(text);
         return;
     }
     const OutputLock lock;
+    hideStatus();
     std::fwrite(text.data(), 1, text.size(), stdout);
     if (!text.empty()) {
         isLineOpen = text.back() != '\n';
     }
+    drawStatus();
 }
 
 // Leaves without running destructors: other threads may still be inside a parallel region. The lock is never
@@ -78,6 +117,7 @@ void print(std::string_view text) {
 // behind it.
 [[noreturn]] void printAndExit(const std::string& message) {
     const OutputLock lock;
+    hideStatus();
     std::printf("%s[STOP] %s\n", isLineOpen ? "\n" : "", message.c_str());
     std::fflush(nullptr);
     std::_Exit(1);
@@ -134,6 +174,39 @@ void noteLineEnd() {
 void flushOut() {
     if (Run::current().isOfProcess()) {
         std::fflush(stdout);
+    }
+}
+
+bool canShowStatus() {
+    const char* const kind = std::getenv("TERM");
+    const bool isAble = kind != nullptr && *kind != '\0' && std::string_view(kind) != "dumb";
+    return isAble && isatty(STDOUT_FILENO) != 0 && isatty(STDERR_FILENO) != 0 && Run::current().isOfProcess();
+}
+
+void showStatus(const std::string& text) {
+    if (!canShowStatus()) {
+        return;
+    }
+    const OutputLock lock;
+    hideStatus();
+    // A full line would move the cursor into the next one, where it cannot be erased.
+    statusText = text.substr(0, findTerminalWidth() - 1);
+    drawStatus();
+}
+
+void removeStatus() {
+    const OutputLock lock;
+    if (!statusText.empty()) {
+        hideStatus();
+        statusText.clear();
+        std::fflush(stdout);
+        mayShowStatus = false;
+    }
+}
+
+void removeStatusAtSignal() noexcept {
+    if (mayShowStatus) {
+        static_cast<void>(!write(STDOUT_FILENO, lineEraser.data(), lineEraser.size()));
     }
 }
 

@@ -38,6 +38,21 @@ void noteLineEnd();
 // Flushes the standard output, at the milestones of long runs.
 void flushOut();
 
+// Whether a line of status can be shown: standard output and standard error are terminals, of a kind (TERM)
+// that can erase a line, and the run is that of the process.
+[[nodiscard]] bool canShowStatus();
+
+// Shows one line of status below all that is printed, where that is possible, in place of the one before. It
+// stays below what is printed later, and only its first part is shown where the terminal is too narrow. A
+// stop removes it.
+void showStatus(const std::string& text);
+
+// Removes the line of status; the terminal then looks as if there had been none.
+void removeStatus();
+
+// The same for a signal handler, behind which the process ends.
+void removeStatusAtSignal() noexcept;
+
 // Formats like printf into a string.
 std::string formatText(const char* format, ...) MELTA_PRINTF_FORMAT(1, 2);
 

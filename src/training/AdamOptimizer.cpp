@@ -3,6 +3,7 @@
 #include "base/RandomSource.hpp"
 #include "base/Reporting.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <numeric>
 
@@ -28,7 +29,7 @@ void AdamOptimizer::optimize(bool isFullBatch, bool isDirect, int sizeOfBatch) {
     for (int epoch = 1; epoch <= property.epochs; ++epoch) {
         state->course.beginEpoch(epoch);
         task->weighLoss(state->course.getPosition());
-        const bool isStopped = runBatches(epoch == property.epochs);
+        const bool isStopped = runBatches(epoch);
         finishEpoch(epoch, isStopped);
         // A convergence or a stop in the very last epoch counts as the end of the epochs.
         if (epoch == property.epochs) {
@@ -55,7 +56,8 @@ void AdamOptimizer::prepareInCore() const {
 }
 
 // True when the training has to end.
-bool AdamOptimizer::runBatches(bool isLastEpoch) {
+bool AdamOptimizer::runBatches(int epoch) {
+    const bool isLastEpoch = epoch == state->property->epochs;
     if (!hasBatch) {
         sharedRandom().shuffle(index);
     }
@@ -66,6 +68,8 @@ bool AdamOptimizer::runBatches(bool isLastEpoch) {
         if (runBatch(position, isLastEpoch)) {
             return true;
         }
+        const double part = static_cast<double>(position + batchSize) / state->numGeomsSuper;
+        state->showProgress(epoch - 1 + std::min(part, 1.0));
     }
     return false;
 }

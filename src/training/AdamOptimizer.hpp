@@ -18,7 +18,7 @@ public:
 
 private:
     void prepareInCore() const;
-    bool runBatches(bool isLastEpoch);
+    bool runBatches(int epoch);
     bool runBatch(int position, bool isLastEpoch);
     void setBatch(int position) const;
     std::vector<Geometry*> geometriesOf(const std::vector<int>& batch) const;

@@ -133,6 +133,7 @@ float LbfgsOptimizer::evaluate(std::span<const float> x, std::span<float> gradie
     }
     convertToTotalData(*state->arch, gradient, true);
     noteStart(task->lossValue(), gradient);
+    state->showProgress(epochCount);
     return task->lossValue();
 }
 
@@ -148,6 +149,7 @@ bool LbfgsOptimizer::progress(std::span<const float> x, float loss) {
     state->epochTimer.stop();
     state->wallTimer.suspend();
     task->printProgress(epoch);
+    state->showProgress(epoch);
     state->hasEpoch = true;
     if (state->trainState == TrainState::converged || state->pollStopFile()) {
         lbfgsStop = true;

@@ -192,6 +192,7 @@ void NNTrainer::prepareTestData() {
 
 void NNTrainer::runSuperEpochs(const TrainingPlan& plan) {
     state.numSuperEpochs = plan.numSuperEpochs;
+    state.status.start(static_cast<double>(plan.numSuperEpochs) * static_cast<double>(getProperty().epochs));
     for (int s = 0; s < plan.numSuperEpochs; ++s) {
         state.superEpoch = s;
         if (plan.numSuperEpochs > 1) {
@@ -213,6 +214,7 @@ void NNTrainer::runSuperEpochs(const TrainingPlan& plan) {
             state.storeMeanwhile(*this);
         }
     }
+    state.status.finish();
 }
 
 // The next share of a random order of all data; a new order when the last one is used up.
@@ -323,6 +325,11 @@ bool NNTrainer::evaluateTest() {
     }
     state.testArch->evaluate(targetOfTrainer(), derivativesToTest(terms));
     testErrors = errorsOf(*state.testArch, true);
+    for (std::size_t t = 0; t < terms.size(); ++t) {
+        if (testErrors[t]) {
+            state.status.noteError(terms[t].getQuantity().getNames().symbol, *testErrors[t]);
+        }
+    }
     return meetsTargets(testErrors);
 }
 

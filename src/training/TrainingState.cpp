@@ -85,6 +85,10 @@ void TrainingState::keepBeginningIfSpoiled(TrainingTask& task) {
     task.weighLoss(course.getPosition());
 }
 
+void TrainingState::showProgress(double epochs) {
+    status.advance(static_cast<double>(superEpoch) * static_cast<double>(property->epochs) + epochs);
+}
+
 void TrainingState::testNetworks(int epoch, TrainingTask& task) {
     if (!testArch) {
         task.evaluateTest();

@@ -9,6 +9,7 @@
 #include "training/BeginningWatch.hpp"
 #include "training/BestNetworks.hpp"
 #include "training/LearningCourse.hpp"
+#include "training/TrainingStatus.hpp"
 
 #include <chrono>
 #include <memory>
@@ -47,6 +48,7 @@ struct TrainingState {
     BeginningWatch beginning; // of such a run
     LearningCourse course;    // of learning rate and weights, by Adam
     BestNetworks best;        // with keepBest
+    TrainingStatus status;    // for the user of a terminal
     std::chrono::steady_clock::time_point lastStore = std::chrono::steady_clock::now(); // or the start
 
     // Whether another console or a signal asked to stop; takes the stop file away and notes it.
@@ -61,6 +63,9 @@ struct TrainingState {
 
     // Stores the network at the end. Stops as ModelStore::storeNN.
     void storeNetwork(TrainingTask& task);
+
+    // Tells the status line how many epochs of the present super epoch are done.
+    void showProgress(double epochs);
 
     // The in-situ test of the present networks after an epoch, or with 0 of those of the beginning; with
     // keepBest it notes them if they are the best.
