@@ -17,6 +17,7 @@ enum class Wish : unsigned {
     modelEnergies = 1U << 5U, // modelEnergies and energyDeviations
     modelForces = 1U << 6U,   // modelForces and forceDeviations
     novelty = 1U << 7U,       // novelty and numNovel
+    descriptors = 1U << 8U,   // descriptors
 };
 
 class Wishes {
@@ -71,6 +72,11 @@ struct Evaluation {
     // With novelty: how far the farthest value of a descriptor lies beyond the range of the training data, in
     // half widths of that range; 0 where all lie inside.
     double excess = 0.0;
+
+    // [numAtoms][Potential::numDescriptors()], the descriptors of each atom as the networks see them: raw
+    // ones minus the centre of Potential::descriptorRange, over half its width, so that those of the training
+    // data lie between -1 and 1. 0 for ghosts.
+    std::vector<float> descriptors;
 };
 
 } // namespace melta

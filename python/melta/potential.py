@@ -27,6 +27,7 @@ WISHES = {
     "model_forces": (Wish.forces, Wish.model_forces),
     "novelty": (Wish.novelty,),
     "excess": (Wish.novelty,),
+    "descriptors": (Wish.descriptors,),
 }
 DEFAULT = ("energy", "forces")
 
@@ -68,7 +69,7 @@ class Potential:
         Whether the directions of the cell are periodic: one or three truth values. None: they are where a
         cell is given.
 
-    Results are float64 arrays. What is wrong is raised as ``melta.Error`` in the words of the command, arrays
+    Results are float64 arrays, descriptors float32. What is wrong is raised as ``melta.Error`` in the words of the command, arrays
     of other shapes as ``ValueError``.
     """
 
@@ -119,6 +120,11 @@ class Potential:
         """The kind of descriptors, such as ``chebyshev``."""
         return self._core.descriptor
 
+    @property
+    def num_descriptors(self) -> int:
+        """How many numbers describe the neighbourhood of an atom."""
+        return self._core.num_descriptors
+
     def element_indices(self, numbers) -> np.ndarray:
         """Places (n,) of the atoms' elements in ``elements``. Raises Error for an element that is not there."""
         numbers = np.asarray(numbers)
@@ -165,6 +171,9 @@ class Potential:
         novelty, excess
             (n,), bool: True where the descriptor of an atom lies outside of what the training data cover; float:
             how far the farthest one lies outside the range of the training data, in half widths of the range.
+        descriptors
+            (n, num_descriptors), float32: the descriptors of the atoms as the networks see them, those of the
+            training data between -1 and 1.
         """
         return Evaluator(self, skin=0.0).compute(positions, numbers, cell, pbc, properties)
 
@@ -219,6 +228,10 @@ class Potential:
         """Standard deviation of the networks' energies, eV, and that of their forces (n,), eV/Angstrom."""
         results = self.compute(positions, numbers, cell, pbc, ("energy_std", "forces_std"))
         return results["energy_std"], results["forces_std"]
+
+    def descriptors(self, positions, numbers, cell=None, pbc=None) -> np.ndarray:
+        """Descriptors of the atoms (n, num_descriptors), as the networks see them."""
+        return self.compute(positions, numbers, cell, pbc, ("descriptors",))["descriptors"]
 
     def novelty(self, positions, numbers, cell=None, pbc=None) -> np.ndarray:
         """Which atoms (n,) the training data do not cover."""

@@ -62,7 +62,7 @@ py::array arrayOf(std::vector<Value> values, const std::vector<py::ssize_t>& sha
     return py::array_t<Value>(shape, data, base);
 }
 
-py::dict dictOf(Results results, Wishes wishes) {
+py::dict dictOf(Results results, Wishes wishes, py::ssize_t numDescriptors) {
     const auto numModels = static_cast<py::ssize_t>(results.modelEnergies.size());
     const auto numAtoms = [](std::size_t length, py::ssize_t width) {
         return static_cast<py::ssize_t>(length) / width;
@@ -103,6 +103,10 @@ py::dict dictOf(Results results, Wishes wishes) {
         dict["novelty"] = arrayOf(std::move(results.novelty), {n}).attr("view")("bool");
         dict["excess"] = results.excess;
     }
+    if (wishes.has(Wish::descriptors)) {
+        const py::ssize_t n = numAtoms(results.descriptors.size(), numDescriptors);
+        dict["descriptors"] = arrayOf(std::move(results.descriptors), {n, numDescriptors});
+    }
     return dict;
 }
 
@@ -123,7 +127,7 @@ py::dict evaluateOne(StructureEvaluator& evaluator, const DoubleArray& positions
         const py::gil_scoped_release released;
         results = evaluator.evaluate(structure, wishes);
     }
-    return dictOf(std::move(results), wishes);
+    return dictOf(std::move(results), wishes, evaluator.numDescriptors());
 }
 
 struct Arrays {
@@ -156,7 +160,7 @@ py::list evaluateMany(const Potential& potential, const std::vector<py::tuple>& 
     }
     py::list dicts;
     for (Results& one : results) {
-        dicts.append(dictOf(std::move(one), wishes));
+        dicts.append(dictOf(std::move(one), wishes, potential.numDescriptors()));
     }
     return dicts;
 }
@@ -170,7 +174,8 @@ void defineWishes(py::module_& module) {
         .value("charges", Wish::charges)
         .value("model_energies", Wish::modelEnergies)
         .value("model_forces", Wish::modelForces)
-        .value("novelty", Wish::novelty);
+        .value("novelty", Wish::novelty)
+        .value("descriptors", Wish::descriptors);
 }
 
 void definePotential(py::module_& module) {

@@ -32,6 +32,8 @@ struct Results {
 
     std::vector<std::uint8_t> novelty; // [n], 1 where the training data do not cover the atom
     double excess = 0.0;               // as Evaluation::excess
+
+    std::vector<float> descriptors; // [n][numDescriptors], as Evaluation::descriptors
 };
 
 } // namespace melta::python

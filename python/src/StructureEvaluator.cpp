@@ -96,6 +96,8 @@ Results StructureEvaluator::evaluate(const Structure& structure, Wishes wishes) 
     results.energyDeviation = deviationOf(results.modelEnergies);
     results.novelty = localPart(evaluation.novelty, numAtoms);
     results.excess = evaluation.excess;
+    results.descriptors =
+        localPart(evaluation.descriptors, numAtoms * static_cast<std::size_t>(potential.numDescriptors()));
     foldForces(numAtoms, results);
     foldModels(numAtoms, results);
     return results;

@@ -23,6 +23,9 @@ public:
     // How often neighbour lists were built so far.
     [[nodiscard]] int numBuilds() const;
 
+    // As Potential::numDescriptors.
+    [[nodiscard]] int numDescriptors() const { return potential.numDescriptors(); }
+
 private:
     void foldForces(std::size_t numAtoms, Results& results) const;
     void foldModels(std::size_t numAtoms, Results& results) const;

@@ -60,6 +60,8 @@ void prepareResult(const ModelData& model, std::size_t numAtoms, Wishes wishes, 
     resetIf(withModelForces, result.modelForces, 3 * numModels * numAtoms);
     resetIf(withModelForces, result.forceDeviations, numAtoms);
     resetIf(wishes.has(Wish::novelty), result.novelty, numAtoms);
+    resetIf(wishes.has(Wish::descriptors), result.descriptors,
+            numAtoms * sizeOf(model.symmFunc->getNumBasis()));
 }
 
 void TileEvaluator::evaluate(const ModelData& model, const AtomSource& source, std::span<const int> atoms,
@@ -145,6 +147,9 @@ void TileEvaluator::evaluateDescriptors(const Job& job, std::span<const int> ato
         renormalize(input, element, job.model.statistics);
         if (job.wishes.has(Wish::novelty)) {
             noteNovelty(job, atoms[k], element, input);
+        }
+        if (job.wishes.has(Wish::descriptors)) {
+            std::ranges::copy(input, job.result.descriptors.data() + sizeOf(atoms[k]) * numBasis);
         }
     }
 }

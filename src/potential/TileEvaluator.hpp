@@ -29,8 +29,8 @@ public:
     static constexpr std::size_t tileSize = 96;
 
     // Adds what `wishes` ask for to `result`, whose arrays have their sizes and start values; energies,
-    // charges, energyDeviations and novelty of the atoms are set. Deviations of forces are not made here.
-    // Stops as AtomSource::stopAtDescriptors.
+    // charges, energyDeviations, novelty and descriptors of the atoms are set. Deviations of forces are not
+    // made here. Stops as AtomSource::stopAtDescriptors.
     void evaluate(const ModelData& model, const AtomSource& source, std::span<const int> atoms, Wishes wishes,
                   Evaluation& result);
 

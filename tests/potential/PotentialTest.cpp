@@ -1,6 +1,8 @@
 #include "melta/Potential.hpp"
 
+#include "network/SymmPreparation.hpp"
 #include "potential/PotentialFixture.hpp"
+#include "symmfunc/SymmFuncFactory.hpp"
 #include "symmfunc/behler/BehlerKind.hpp"
 #include "symmfunc/chebyshev/ChebyshevKind.hpp"
 #include "symmfunc/cluster/ClusterKind.hpp"
@@ -284,6 +286,57 @@ TEST_F(PotentialTest, TrainingDataAreNotNovel) {
         potential.evaluate(close, Wish::novelty, result, workspace);
         EXPECT_GE(result.numNovel, 1);
         EXPECT_EQ(result.numNovel, std::accumulate(result.novelty.begin(), result.novelty.end(), 0));
+    }
+}
+
+// The range of the raw values of the training data becomes -1 to 1.
+TEST_F(PotentialTest, DescriptorsOfTheTrainingDataFillTheirRange) {
+    makeModel();
+    const Potential potential = Potential::load(directory.path());
+    const auto numBasis = static_cast<std::size_t>(potential.numDescriptors());
+    Potential::Workspace workspace;
+    Evaluation result;
+    std::vector<float> lows(potential.elements().size(), 9.0f);
+    std::vector<float> highs(potential.elements().size(), -9.0f);
+    for (const auto& geometry : set->geometries) {
+        const PeriodicView view = viewOf(*geometry, potential);
+        const NeighborView& atoms = view.view();
+        potential.evaluate(atoms, Wish::descriptors, result, workspace);
+        ASSERT_EQ(result.descriptors.size(), numBasis * static_cast<std::size_t>(atoms.numAtoms));
+        for (std::size_t a = 0; a < static_cast<std::size_t>(atoms.numLocal); ++a) {
+            const auto values = std::span(result.descriptors).subspan(a * numBasis, numBasis);
+            const auto element = static_cast<std::size_t>(atoms.elements[a]);
+            const auto [low, high] = std::ranges::minmax(values);
+            lows[element] = std::min(lows[element], low);
+            highs[element] = std::max(highs[element], high);
+        }
+    }
+    for (std::size_t e = 0; e < lows.size(); ++e) {
+        EXPECT_NEAR(lows[e], -1.0f, 1.0e-4f) << e;
+        EXPECT_NEAR(highs[e], 1.0f, 1.0e-4f) << e;
+    }
+}
+
+TEST_F(PotentialTest, DescriptorsAreTheInputsOfTheArrangement) {
+    makeModel();
+    const Potential potential = Potential::load(directory.path());
+    const SymmStatistics& statistics = arch->getSymmStatistics();
+    Potential::Workspace workspace;
+    Evaluation result;
+    Geometry* const geometry = set->geometries.back().get();
+    const auto symmFunc = SymmFuncFactory().createSymmFunc(arch->getNumElems(), property);
+    const auto rows = calculateSymmRows(*symmFunc, std::span(&geometry, 1), false, false);
+
+    potential.evaluate(viewOf(*geometry, potential).view(), Wish::descriptors, result, workspace);
+
+    const auto numBasis = static_cast<std::size_t>(potential.numDescriptors());
+    for (int atom = 0; atom < geometry->numAtoms; ++atom) {
+        const auto a = static_cast<std::size_t>(atom);
+        const auto e = static_cast<std::size_t>(geometry->elements[a]);
+        for (std::size_t i = 0; i < numBasis; ++i) {
+            const float expected = (rows[0].valuesOf(a)[i] - statistics.symmAve[e]) / statistics.symmDev[e];
+            EXPECT_NEAR(result.descriptors[a * numBasis + i], expected, 1.0e-5f) << atom << ' ' << i;
+        }
     }
 }
 

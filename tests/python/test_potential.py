@@ -106,6 +106,19 @@ def test_shares_add_up(potential, tested):
     assert found["novelty"].dtype == bool
 
 
+def test_descriptors(silicon, potential, tested):
+    training = [potential.descriptors(*arguments(one)) for one in datafile.read(silicon / "melta.train")]
+
+    assert all(one.shape == (8, potential.num_descriptors) for one in training)
+    assert min(one.min() for one in training) == pytest.approx(-1.0, abs=1e-4)
+    assert max(one.max() for one in training) == pytest.approx(1.0, abs=1e-4)
+    for structure in tested[:3]:
+        found = potential.compute(*arguments(structure), properties=("descriptors", "excess"))
+        assert max(np.abs(found["descriptors"]).max() - 1.0, 0.0) == pytest.approx(found["excess"], abs=1e-6)
+        moved = potential.descriptors(structure.positions + 0.7, structure.labels, structure.cell)
+        np.testing.assert_allclose(moved, found["descriptors"], atol=2e-4)
+
+
 def test_charges(charged):
     potential = melta.Potential(charged)
     structure = salt(3)
