@@ -20,13 +20,14 @@ examples:
 """
 
 
-# Modules of the commands: each has add_command(commands) for the options and run(options) for the work.
-COMMANDS = {"convert": "melta.convert", "check": "melta.doctor.command"}
+# Modules of the commands: each has add_command(commands) for the options, and run(options) for the work, which returns
+# the status.
+COMMANDS = {"convert": "melta.convert", "check": "melta.doctor.command", "select": "melta.select"}
 
 
 def parser() -> argparse.ArgumentParser:
     """The options of all commands."""
-    top = argparse.ArgumentParser(prog="melta-data", description="Convert and check data of neural-network potentials.")
+    top = argparse.ArgumentParser(prog="melta-data", description="Data of neural-network potentials.")
     commands = top.add_subparsers(dest="command", required=True, metavar="COMMAND")
     for module in COMMANDS.values():
         importlib.import_module(module).add_command(commands)
@@ -69,16 +70,16 @@ def add_command(commands) -> argparse.ArgumentParser:
 def main(arguments: Optional[Sequence[str]] = None) -> int:
     """Runs the command; returns its status."""
     options = parser().parse_args(arguments)
-    return importlib.import_module(COMMANDS[options.command]).run(options)
-
-
-def run(options: argparse.Namespace) -> int:
-    """What ``melta-data convert`` does; returns its status."""
     try:
-        convert(options)
+        return importlib.import_module(COMMANDS[options.command]).run(options)
     except DataError as error:
         print(f"melta-data: {error}", file=sys.stderr)
         return 1
+
+
+def run(options: argparse.Namespace) -> int:
+    """What ``melta-data convert`` does; returns its status. Raises DataError."""
+    convert(options)
     return 0
 
 

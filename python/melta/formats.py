@@ -219,6 +219,17 @@ def write_extxyz(path, structures: Iterable[Structure]) -> int:
     return datafile.replace_file(path, (_frame(structure) for structure in structures))
 
 
+def write_cards(path, structure: Structure) -> int:
+    """Writes cell and atoms as the walks do (``dft_geom/geom.N``); returns 1."""
+    structure.require_finite()
+    lines = ["CELL_PARAMETERS {angstrom}"]
+    lines += ["".join(f"{number:15.8f}" for number in vector) for vector in structure.cell]
+    lines += ["", "ATOMIC_POSITIONS {angstrom}"]
+    for label, position in zip(structure.labels, structure.positions):
+        lines.append(f"  {label:<8}" + "".join(f"{number:15.8f}" for number in position))
+    return datafile.replace_file(path, ["\n".join(lines) + "\n\n"])
+
+
 def _frame(structure: Structure) -> str:
     structure.require_finite()
     symbols = structure.symbols()
