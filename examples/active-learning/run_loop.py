@@ -2,14 +2,15 @@
 """Learns a potential actively: it decides itself which configurations are calculated.
 
 The start is a handful of configurations. Each turn takes the potential of the turn before,
-walks on it (melta --metro), takes geometries that its training data do not cover, calculates
-them (melta --dft, then "sh dft_run.sh" with pw.x), appends them to the training data, trains
-anew and tests. Nobody has to do anything by hand. The end is a table of the errors on the
-test data and of the unknown geometries, before the first turn and after each.
+walks on it (melta --metro, or molecular dynamics by lmp_melta), takes geometries that its
+training data do not cover, calculates them (melta --dft, then "sh dft_run.sh" with pw.x),
+appends them to the training data, trains anew and tests. Nobody has to do anything by hand.
+The end is a table of the errors on the test data and of the unknown geometries, before the
+first turn and after each.
 
 The system is described by six files, by default those beside this script: melta.train (the
-start), melta.test, adam.prop and lbfgs.prop (the two trainings), melta.metro (the walk) and
-pw.in (the DFT calculation).
+start), melta.test, adam.prop and lbfgs.prop (the two trainings), melta.metro (the walk; for
+dynamics in.md) and pw.in (the DFT calculation).
 
 Everything is kept in the work directory, and finished steps are not repeated: a stopped run
 goes on where it was when it is started again, and more turns can be added to a finished one.
@@ -32,12 +33,24 @@ from pathlib import Path
 from typing import NoReturn, Optional, Sequence
 
 HERE = Path(__file__).resolve().parent
+sys.path.insert(0, os.fspath(HERE))
+
+import choosing  # noqa: E402
+import dynamics  # noqa: E402
+import turn_table  # noqa: E402
+from turn_table import Row, Walks  # noqa: E402
+
 REPOSITORY = HERE.parent.parent
 MELTA_PW = REPOSITORY / "tools" / "melta-pw"
-BUILT_MELTA = REPOSITORY / "build" / "release" / "src" / "driver" / "melta"
+BUILD = REPOSITORY / "build" / "release"
+BUILT_MELTA = BUILD / "src" / "driver" / "melta"
+BUILT_LMP = BUILD / "lammps" / "lmp_melta"
+BUILT_PACKAGE = BUILD / "python"
 
 TRAININGS = ("adam", "lbfgs")
-INPUT_FILES = ("melta.train", "melta.test", "adam.prop", "lbfgs.prop", "melta.metro", "pw.in")
+INPUT_FILES = ("melta.train", "melta.test", "adam.prop", "lbfgs.prop", "pw.in")
+SOURCE_FILES = {"metro": "melta.metro", "md": dynamics.SCRIPT}
+DEFAULT_SPREAD = {"metro": None, "md": 0.1}  # eV/Angstrom, with which a geometry begins to be worth a calculation
 MODEL_FILES = ("melta.data", "melta.data_e", "melta.gdist")
 NEW_DATA = "new.train"  # the data of a finished batch of calculations
 BATCH_SIZE = 5  # calculations of one dft_run.sh; a stopped run repeats no more than that for each job
@@ -99,69 +112,6 @@ def append_data(earlier: Path, new: Sequence[Path], target: Path) -> int:
 
 
 # ---------------------------------------------------------------------------------------------
-# Table
-# ---------------------------------------------------------------------------------------------
-
-
-@dataclass(frozen=True)
-class Walks:
-    """What the walks on one model have found."""
-
-    steps: int
-    accepted: int
-    unknown: int
-
-
-@dataclass(frozen=True)
-class Row:
-    """One model: its training data, its errors on the test data, and the walks on it."""
-
-    turn: int
-    geometries: int
-    refused: int
-    energy_error: float  # eV/atom
-    force_error: float  # eV/Angstrom
-    walks: Walks
-    new_force_error: Optional[float] = None  # on what was calculated next, before it was learned
-
-
-HEAD = (
-    "model",
-    "training geometries",
-    "test RMSE(E), meV/atom",
-    "test RMSE(F), eV/A",
-    "RMSE(F) on the next geometries",
-    "accepted steps",
-    "unknown geometries",
-)
-
-
-def format_table(rows: Sequence[Row]) -> str:
-    """A table that can be read on a console and by a Markdown viewer."""
-    lines = [HEAD, ("---",) + ("---:",) * (len(HEAD) - 1)]
-    for row in rows:
-        share = row.walks.unknown / row.walks.accepted if row.walks.accepted else 0.0
-        lines.append(
-            (
-                "start" if row.turn == 0 else f"after turn {row.turn}",
-                str(row.geometries) + (f" - {row.refused}" if row.refused else ""),
-                f"{1000.0 * row.energy_error:.1f}",
-                f"{row.force_error:.3f}",
-                "" if row.new_force_error is None else f"{row.new_force_error:.3f}",
-                f"{row.walks.accepted} of {row.walks.steps}",
-                f"{row.walks.unknown} ({share:.0%})",
-            )
-        )
-    widths = [max(len(line[i]) for line in lines) for i in range(len(HEAD))]
-    return "".join("| " + " | ".join(map(pad, line, widths)) + " |\n" for line in lines)
-
-
-def pad(cell: str, width: int) -> str:
-    """Fills a cell up; those of the line under the head with more of their dashes."""
-    return cell.replace("---", "-" * (width - len(cell) + 3)) if cell.startswith("---") else cell.rjust(width)
-
-
-# ---------------------------------------------------------------------------------------------
 # Programs
 # ---------------------------------------------------------------------------------------------
 
@@ -177,6 +127,11 @@ class Settings:
     jobs: int
     threads: int
     displace: Optional[float]
+    source: str  # metro or md
+    lmp: str
+    min_spread: Optional[float]  # eV/Angstrom; of dynamics, where frames begin to be uncertain
+    max_spread: Optional[float]
+    selector: Optional[choosing.Selector]  # None: geometries are taken evenly spaced
 
 
 def run_melta(settings: Settings, words: Sequence[str], directory: Path, answers: str = "") -> str:
@@ -288,8 +243,16 @@ def count_refused(log: str) -> int:
 # ---------------------------------------------------------------------------------------------
 
 
+def explore(settings: Settings, turn: int) -> tuple[list[Path], Walks]:
+    """Geometries that the model of this turn does not know, in their order, and how many there were."""
+    if settings.source == "md":
+        return simulate(settings, turn)
+    found = walk(settings, turn)
+    return found, count_walks(walk_directories(settings, turn))
+
+
 def walk(settings: Settings, turn: int) -> list[Path]:
-    """Walks several times on the model of this turn; the unknown geometries of all walks, in their order."""
+    """Walks several times on the model of this turn; the unknown geometries of all walks."""
     found: list[Path] = []
     for number in range(1, settings.walks + 1):
         directory = turn_directory(settings, turn) / f"walk-{number}"
@@ -336,10 +299,42 @@ def count_walks(directories: Sequence[Path]) -> Walks:
     )
 
 
-def evenly_spaced(found: Sequence[Path], wanted: int) -> list[Path]:
-    """Neighbours in a walk differ by the place of one atom, so those taken are as far apart as they can be."""
-    count = min(wanted, len(found))
-    return [found[(2 * i + 1) * len(found) // (2 * count)] for i in range(count)]
+def simulate(settings: Settings, turn: int) -> tuple[list[Path], Walks]:
+    """Runs dynamics several times with the model of this turn; the frames that it is not sure of, as geometries."""
+    logged_step(settings, turn_directory(settings, turn) / "export.log", ["--export"])
+    found: list[Path] = []
+    steps = num_frames = 0
+    for number, directory in enumerate(walk_directories(settings, turn), start=1):
+        if not (directory / "walk.log").exists():
+            make_anew(directory)
+            shutil.copy(settings.work / "input" / dynamics.SCRIPT, directory)
+            shutil.copy(turn_directory(settings, turn) / dynamics.FORCE_FIELD, directory)
+            output = dynamics.run(settings.lmp, directory, 1000 * turn + number)
+            dynamics.write_uncertain(directory, settings.min_spread or 0.0, settings.max_spread or math.inf)
+            write_whole(directory / "walk.log", output)
+        frames = list(dynamics.read_frames(directory / dynamics.DUMP))
+        uncertain = geometries_in(directory / "dft_geom")
+        say(f"turn {turn}: dynamics {number}: {len(uncertain)} uncertain frames of {len(frames)}")
+        steps += frames[-1].step if frames else 0
+        num_frames += len(frames)
+        found += uncertain
+    return found, Walks(steps=steps, accepted=num_frames, unknown=len(found))
+
+
+def choose(settings: Settings, turn: int, found: Sequence[Path]) -> list[Path]:
+    """Those of the found geometries that are calculated."""
+    if settings.selector is None or not found:
+        return choosing.evenly_spaced(found, settings.geoms)
+    directory = turn_directory(settings, turn)
+    log = directory / "chosen.log"
+    if not log.exists():
+        shutil.rmtree(directory / "chosen", ignore_errors=True)
+        folders = dict.fromkeys(os.fspath(path.parent.relative_to(directory)) for path in found)
+        output = settings.selector.select(directory, list(folders), settings.geoms, "chosen")
+        write_whole(log, output)
+    chosen = geometries_in(directory / "chosen")
+    say(f"turn {turn}: {len(chosen)} of {len(found)} geometries are chosen")
+    return chosen
 
 
 # ---------------------------------------------------------------------------------------------
@@ -476,14 +471,14 @@ def evaluate(settings: Settings, turn: int) -> tuple[Row, list[Path]]:
     directory = turn_directory(settings, turn)
     train(settings, turn)
     energy_error, force_error = test(settings, turn)
-    found = walk(settings, turn)
+    found, walks = explore(settings, turn)
     row = Row(
         turn=turn,
         geometries=len(split_blocks((directory / "melta.train").read_text(encoding="utf-8"))),
         refused=count_refused((directory / f"{TRAININGS[0]}.log").read_text(encoding="utf-8")),
         energy_error=energy_error,
         force_error=force_error,
-        walks=count_walks(walk_directories(settings, turn)),
+        walks=walks,
     )
     say(
         f"turn {turn}: test errors {1000.0 * energy_error:.1f} meV/atom and {force_error:.3f} eV/A, "
@@ -497,12 +492,12 @@ def run_loop(settings: Settings) -> list[Row]:
     for turn in range(settings.turns + 1):
         row, found = evaluate(settings, turn)
         rows.append(row)
-        write_whole(settings.work / "table.md", format_table(rows))
+        write_whole(settings.work / "table.md", turn_table.format_table(rows, settings.source))
         if turn == settings.turns:
             break
-        chosen = [] if settings.displace is not None else evenly_spaced(found, settings.geoms)
+        chosen = [] if settings.displace is not None else choose(settings, turn, found)
         if not chosen and settings.displace is None:
-            say("The walks find nothing that the data do not cover: a longer or hotter walk would be needed.")
+            say("Nothing is found that the data do not cover: longer or hotter walks would be needed.")
             break
         calculate(settings, turn + 1, batches_of(settings, turn, chosen))
         rows[-1] = replace(row, new_force_error=test_on_new(settings, turn))
@@ -516,13 +511,12 @@ def run_loop(settings: Settings) -> list[Row]:
 
 def begin_work(settings: Settings, inputs: Path, pseudo_dir: Optional[Path]) -> None:
     """Copies the inputs. A run that goes on has to have the same ones."""
-    marks = f"geoms {settings.geoms}\nwalks {settings.walks}\ndisplace {settings.displace}\n"
-    texts = {name: read_input(inputs / name) for name in INPUT_FILES}
+    texts = {name: read_input(inputs / name) for name in (*INPUT_FILES, SOURCE_FILES[settings.source])}
     texts["pw.in"] = with_pseudo_dir(texts["pw.in"], pseudo_dir)
-    texts["settings"] = marks  # the last to be written
+    texts["settings"] = marks_of(settings)  # the last to be written
     copies = settings.work / "input"
     if (copies / "settings").exists():
-        changed = [name for name, text in texts.items() if (copies / name).read_text(encoding="utf-8") != text]
+        changed = [name for name, text in texts.items() if text_of(copies / name) != text]
         if changed:
             raise LoopError(
                 f"{settings.work} was begun with another {', '.join(changed)}; take another directory with --work"
@@ -531,6 +525,25 @@ def begin_work(settings: Settings, inputs: Path, pseudo_dir: Optional[Path]) -> 
     copies.mkdir(parents=True, exist_ok=True)
     for name, text in texts.items():
         write_whole(copies / name, text)
+
+
+def marks_of(settings: Settings) -> str:
+    """What a run that goes on has to have been begun with."""
+    marks = {
+        "geoms": settings.geoms,
+        "walks": settings.walks,
+        "displace": settings.displace,
+        "source": settings.source,
+        "choose": "even" if settings.selector is None else "farthest",
+        "min-spread": settings.min_spread,
+        "max-spread": settings.max_spread,
+    }
+    return "".join(f"{name} {value}\n" for name, value in marks.items())
+
+
+def text_of(path: Path) -> str:
+    """What stands in a file; nothing in one that is not there."""
+    return path.read_text(encoding="utf-8") if path.exists() else ""
 
 
 def read_input(path: Path) -> str:
@@ -587,6 +600,23 @@ def parse_arguments(words: Optional[Sequence[str]] = None) -> argparse.Namespace
     parser.add_argument("--turns", type=whole_number, default=2, help="turns of the loop (default 2)")
     parser.add_argument("--geoms", type=whole_number, default=40, help="calculations of a turn (default 40)")
     parser.add_argument("--walks", type=whole_number, default=8, help="walks on each model (default 8)")
+    parser.add_argument(
+        "--source", choices=SOURCE_FILES, default="metro", help="Monte Carlo walks, or molecular dynamics (metro)"
+    )
+    parser.add_argument(
+        "--choose",
+        choices=("even", "farthest"),
+        default="even",
+        help="what is calculated of the found geometries: some at equal intervals, or those that differ most (even)",
+    )
+    parser.add_argument(
+        "--min-spread",
+        type=length,
+        metavar="X",
+        help="take geometries where the networks' forces differ by X eV/Angstrom (default: any of walks, "
+        f"{DEFAULT_SPREAD['md']} of dynamics)",
+    )
+    parser.add_argument("--max-spread", type=length, metavar="X", help="and by no more than X")
     parser.add_argument("--jobs", type=whole_number, default=2, help="calculations at the same time (default 2)")
     parser.add_argument(
         "--threads", type=whole_number, default=1, help="threads of melta (default 1, enough for small cells)"
@@ -598,11 +628,18 @@ def parse_arguments(words: Optional[Sequence[str]] = None) -> argparse.Namespace
         help="for comparison: calculate the atoms of pw.in, displaced at random by this standard deviation "
         "in Angstrom, in place of what the walks find",
     )
+    add_programs(parser)
+    return parser.parse_args(words)
+
+
+def add_programs(parser: argparse.ArgumentParser) -> None:
     built = str(BUILT_MELTA) if BUILT_MELTA.exists() else "melta"
     parser.add_argument("--melta", default=built, help="the command (default: the one built here, else that on PATH)")
     parser.add_argument("--pw", default="pw.x", help="the pw.x to run (default: the one on PATH)")
     parser.add_argument("--pseudo-dir", type=Path, help="directory of the pseudopotentials (default: that in pw.in)")
-    return parser.parse_args(words)
+    lmp = str(BUILT_LMP) if BUILT_LMP.exists() else "lmp_melta"
+    parser.add_argument("--lmp", default=lmp, help="the lmp_melta for dynamics (default: as for --melta)")
+    parser.add_argument("--melta-data", help="the melta-data that chooses (default: as for --melta)")
 
 
 def settings_of(arguments: argparse.Namespace) -> Settings:
@@ -616,7 +653,35 @@ def settings_of(arguments: argparse.Namespace) -> Settings:
         jobs=arguments.jobs,
         threads=arguments.threads,
         displace=arguments.displace,
+        source=arguments.source,
+        lmp=lmp_of(arguments),
+        min_spread=arguments.min_spread or DEFAULT_SPREAD[arguments.source],
+        max_spread=arguments.max_spread,
+        selector=selector_of(arguments),
     )
+
+
+def lmp_of(arguments: argparse.Namespace) -> str:
+    if arguments.source != "md":
+        return ""
+    return find_program(arguments.lmp, "build it (it needs liblammps-dev), or give its place with --lmp")
+
+
+def selector_of(arguments: argparse.Namespace) -> Optional[choosing.Selector]:
+    """None where geometries are taken evenly spaced, because that is wanted or because nothing else can be."""
+    limits = {"--min-spread": arguments.min_spread, "--max-spread": arguments.max_spread}
+    words = [f"{name}={value}" for name, value in limits.items() if value is not None]
+    selector = None
+    if arguments.choose == "farthest":
+        selector = choosing.find_selector(BUILT_PACKAGE, arguments.melta_data, words)
+        if selector is None:
+            say(
+                "There is no melta-data that can select: geometries are taken EVENLY SPACED. Install pybind11-dev, "
+                "python3-dev and python3-numpy and build, or give its place with --melta-data."
+            )
+    if selector is None and words and arguments.source == "metro":
+        raise LoopError("limits of the spread of walks need --choose farthest, and melta-data for it")
+    return selector
 
 
 def end_on_signal(_number: int, _frame: object) -> NoReturn:
@@ -631,14 +696,15 @@ def main() -> int:
         settings = settings_of(arguments)
         begin_work(settings, arguments.input, arguments.pseudo_dir)
         rows = run_loop(settings)
-    except LoopError as error:
+    except (LoopError, choosing.ChoiceError, dynamics.DynamicsError) as error:
         print(f"run_loop.py: {error}", file=sys.stderr)
         return 1
     except KeyboardInterrupt:
         print("stopped; the same command goes on from here", file=sys.stderr)
         return 130
     seconds = time.monotonic() - started
-    say(f"\n{format_table(rows)}\nThis run took {seconds:.0f} s. The table is in {settings.work / 'table.md'}")
+    say(f"\n{turn_table.format_table(rows, settings.source)}")
+    say(f"This run took {seconds:.0f} s. The table is in {settings.work / 'table.md'}")
     return 0
 
 

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """Tests of examples/active-learning/run_loop.py.
 
-usage: active_learning_test.py --command PATH stand_in|pw
+usage: active_learning_test.py --command PATH [--lmp PATH] [--package PATH --python PATH] stand_in|select|md|pw
 
 With "stand_in" the parts of the script and whole loops with the true melta, in which a small program plays the part of
-pw.x. With "pw" one loop with the true pw.x; where that or its pseudopotential is not installed the status is 77, which
-ctest shows as skipped.
+pw.x; with "select" and "md" those in which melta-data chooses and in which lmp_melta makes the configurations. With
+"pw" one loop with the true pw.x. Where something is not installed or built the status is 77: ctest shows it as skipped.
 """
 
 from __future__ import annotations
@@ -34,7 +34,8 @@ STATUS_SKIPPED = 77
 PSEUDO_FILE = "Si.pz-vbc.UPF"
 LATTICE = 5.4  # Angstrom
 
-COMMAND = Path()  # the melta to test, from the command line
+# From the command line: the melta and the lmp_melta to test; the folder of the Python package, and its interpreter.
+COMMAND = LMP = PACKAGE = PYTHON = Path()
 
 run_loop = load_script(SCRIPT)
 
@@ -104,14 +105,15 @@ class TableTest(unittest.TestCase):
             run_loop.Row(1, 56, 2, 0.0044, 0.1289, run_loop.Walks(4000, 2000, 500), None),
         ]
 
-        lines = [[cell.strip() for cell in line.split("|")[1:-1]] for line in run_loop.format_table(rows).splitlines()]
+        text = run_loop.turn_table.format_table(rows)
+        lines = [[cell.strip() for cell in line.split("|")[1:-1]] for line in text.splitlines()]
 
-        self.assertEqual(lines[0], list(run_loop.HEAD))
+        self.assertEqual(lines[0], list(run_loop.turn_table.HEAD))
         self.assertEqual(lines[2], ["start", "16", "28.9", "0.482", "0.654", "2000 of 4000", "2000 (100%)"])
         self.assertEqual(lines[3], ["after turn 1", "56 - 2", "4.4", "0.129", "", "2000 of 4000", "500 (25%)"])
 
     def test_all_lines_are_equally_long(self) -> None:
-        table = run_loop.format_table([run_loop.Row(0, 16, 0, 0.1, 0.1, run_loop.Walks(10, 0, 0))])
+        table = run_loop.turn_table.format_table([run_loop.Row(0, 16, 0, 0.1, 0.1, run_loop.Walks(10, 0, 0))], "md")
 
         self.assertEqual(len({len(line) for line in table.splitlines()}), 1, table)
         self.assertRegex(table.splitlines()[1], r"^\| -+ \|( -+: \|){6}$")
@@ -119,11 +121,60 @@ class TableTest(unittest.TestCase):
 
 class ChoiceTest(unittest.TestCase):
     def test_chosen_geometries_are_evenly_spaced(self) -> None:
-        self.assertEqual(run_loop.evenly_spaced(list(range(100)), 4), [12, 37, 62, 87])
+        self.assertEqual(run_loop.choosing.evenly_spaced(list(range(100)), 4), [12, 37, 62, 87])
 
     def test_few_geometries_are_all_chosen(self) -> None:
-        self.assertEqual(run_loop.evenly_spaced([1, 2, 3], 4), [1, 2, 3])
-        self.assertEqual(run_loop.evenly_spaced([], 4), [])
+        self.assertEqual(run_loop.choosing.evenly_spaced([1, 2, 3], 4), [1, 2, 3])
+        self.assertEqual(run_loop.choosing.evenly_spaced([], 4), [])
+
+
+def frame_text(step: int, spreads: Sequence[float], box: str = "pp pp pp\n1 6\n0 5\n0 5") -> str:
+    """A frame of a dump with an atom for each spread."""
+    atoms = "".join(f"{i} Si {i}.5 2 3 {spread}\n" for i, spread in enumerate(spreads, start=1))
+    head = f"ITEM: TIMESTEP\n{step}\nITEM: NUMBER OF ATOMS\n{len(spreads)}\nITEM: BOX BOUNDS {box}\n"
+    return f"{head}ITEM: ATOMS id element x y z c_spread\n{atoms}"
+
+
+class DumpTest(DirectoryTest):
+    def test_frames_and_their_spread(self) -> None:
+        dump = self.write("md.dump", frame_text(0, [0.1, 0.2]) + frame_text(10, [0.4, 0.3]))
+
+        frames = list(run_loop.dynamics.read_frames(dump))
+
+        self.assertEqual([(frame.step, frame.spread) for frame in frames], [(0, 0.2), (10, 0.4)])
+        self.assertEqual([line.split() for line in frames[1].atoms], [["Si", "1.5", "2", "3"], ["Si", "2.5", "2", "3"]])
+        self.assertEqual([float(word) for line in frames[1].cell for word in line.split()], [5, 0, 0, 0, 5, 0, 0, 0, 5])
+
+    def test_a_tilted_box(self) -> None:
+        # The bounds go around vectors (4 0 0), (1 5 0), (-2 0.5 6).
+        box = "xy xz yz pp pp pp\n-2 5 1\n0 5.5 -2\n0 6 0.5"
+
+        frame = next(run_loop.dynamics.read_frames(self.write("md.dump", frame_text(0, [0.1], box))))
+
+        cell = [float(word) for line in frame.cell for word in line.split()]
+        self.assertEqual(cell, [4, 0, 0, 1, 5, 0, -2, 0.5, 6])
+
+    def test_a_frame_that_is_cut_short_does_not_count(self) -> None:
+        text = frame_text(0, [0.1, 0.2]) + frame_text(10, [0.4, 0.3])
+        for lost in (1, 2, 9):
+            dump = self.write("md.dump", "\n".join(text.splitlines()[:-lost]) + "\n")
+            self.assertEqual(len(list(run_loop.dynamics.read_frames(dump))), 1)
+
+    def test_other_columns_are_a_failure(self) -> None:
+        dump = self.write("md.dump", frame_text(0, [0.1]).replace("c_spread", "c_1"))
+
+        with self.assertRaisesRegex(run_loop.dynamics.DynamicsError, "has no c_spread"):
+            list(run_loop.dynamics.read_frames(dump))
+
+    def test_uncertain_frames_become_geometries(self) -> None:
+        self.write("md.dump", frame_text(0, [0.1]) + frame_text(10, [0.4]) + frame_text(20, [0.2]))
+
+        run_loop.dynamics.write_uncertain(self.directory, 0.15, 0.3)
+
+        self.assertEqual([path.name for path in (self.directory / "dft_geom").iterdir()], ["geom.1"])
+        lines = (self.directory / "dft_geom" / "geom.1").read_text(encoding="utf-8").splitlines()
+        self.assertEqual((lines[0], lines[5]), ("CELL_PARAMETERS {angstrom}", "ATOMIC_POSITIONS {angstrom}"))
+        self.assertEqual(lines[6].split(), ["Si", "1.5", "2", "3"])
 
 
 class LogTest(unittest.TestCase):
@@ -273,7 +324,7 @@ class LoopTest(DirectoryTest):
         return [[cell.strip() for cell in line.split("|")[1:-1]] for line in lines[2:]]
 
 
-class StandInLoopTest(LoopTest):
+class StandInTest(LoopTest):
     OPTIONS = ("--walks", "1", "--geoms", "7")
 
     def setUp(self) -> None:
@@ -288,6 +339,13 @@ class StandInLoopTest(LoopTest):
     def calls(self) -> list[str]:
         return (self.directory / "calls").read_text(encoding="utf-8").splitlines()
 
+    def calculated(self) -> list[bytes]:
+        """The geometries of the batches of turn 0, in their order."""
+        folders = sorted(self.work.glob("turn-0/dft-*"), key=lambda path: int(path.name[len("dft-") :]))
+        return [path.read_bytes() for folder in folders for path in run_loop.geometries_in(folder / "dft_geom")]
+
+
+class StandInLoopTest(StandInTest):
     def test_two_turns(self) -> None:
         done = self.run_loop()
 
@@ -379,12 +437,113 @@ class StandInLoopTest(LoopTest):
         self.assertIn("[STOP] unknown key word: noSuchKey", done.stderr)
 
     def test_missing_programs(self) -> None:
-        for option, name in (("--melta", "melta"), ("--pw", "pw.x")):
+        for option, name in (("--melta", "melta"), ("--pw", "pw.x"), ("--lmp", "lmp_melta")):
             with self.subTest(option=option):
-                done = self.run_loop(option, f"/nowhere/{name}")
+                done = self.run_loop("--source", "md", option, f"/nowhere/{name}")
 
                 self.assertEqual(done.returncode, 1)
                 self.assertIn(f"cannot find the command /nowhere/{name}", done.stderr)
+
+
+    def test_without_melta_data_the_choice_is_evenly_spaced_and_said(self) -> None:
+        done = self.run_loop("--turns", "1", "--choose", "farthest", "--melta-data", "/nowhere/melta-data")
+
+        self.assert_done(done)
+        self.assertIn("geometries are taken EVENLY SPACED", done.stdout)
+        found = run_loop.geometries_in(self.work / "turn-0" / "walk-1" / "dft_geom")
+        expected = [path.read_bytes() for path in run_loop.choosing.evenly_spaced(found, 7)]
+        self.assertEqual(self.calculated(), expected)
+
+    def test_limits_of_walks_need_melta_data(self) -> None:
+        for options in (["--choose", "even"], ["--choose", "farthest", "--melta-data", "/nowhere/melta-data"]):
+            with self.subTest(options=options):
+                done = self.run_loop("--max-spread", "1.5", *options)
+
+                self.assertEqual(done.returncode, 1)
+                self.assertIn("limits of the spread of walks need --choose farthest", done.stderr)
+
+
+class SelectLoopTest(StandInTest):
+    """Loops in which melta-data chooses."""
+
+    def words(self, *options: str) -> list[str]:
+        command = self.write("melta-data", f"#!/bin/sh\nexec '{PYTHON}' -m melta.convert \"$@\"\n")
+        command.chmod(0o755)
+        return super().words("--choose", "farthest", "--melta-data", str(command), *options)
+
+    def setUp(self) -> None:
+        super().setUp()
+        self.replace("adam.prop", "models 1", "models 2")
+        os.environ["PYTHONPATH"] = os.fspath(PACKAGE)
+        self.addCleanup(os.environ.pop, "PYTHONPATH")
+
+    def test_the_farthest_are_calculated(self) -> None:
+        done = self.run_loop("--turns", "1")
+
+        self.assert_done(done)
+        self.assertIn("turn 0: 7 of ", done.stdout)
+        chosen = [path.read_bytes() for path in run_loop.geometries_in(self.work / "turn-0" / "chosen")]
+        self.assertEqual(self.calculated(), chosen)
+        self.assertIn("known:     4 structures of melta.train", (self.work / "turn-0" / "chosen.log").read_text())
+        self.assertEqual([row[1] for row in self.table()], ["4", "10"])
+
+        self.assert_done(self.run_loop("--turns", "1"))
+        self.assertEqual(len(self.calls()), 7)
+
+    def test_nothing_within_the_limits_ends_the_loop(self) -> None:
+        done = self.run_loop("--min-spread", "1e9")
+
+        self.assert_done(done)
+        self.assertIn("Nothing is found that the data do not cover", done.stdout)
+        self.assertEqual(len(self.table()), 1)
+
+    def test_a_failing_choice(self) -> None:
+        self.replace("adam.prop", "models 2", "models 1")
+
+        done = self.run_loop("--min-spread", "0.1")
+
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("the model has one network, which has no spread.", done.stderr)
+
+
+class MdLoopTest(StandInTest):
+    """Loops in which dynamics make the configurations."""
+
+    def setUp(self) -> None:
+        super().setUp()
+        self.replace("adam.prop", "models 1", "models 2")
+        self.replace("in.md", "run           2000", "run 200")
+        self.replace("in.md", "stop 0.8", "stop 1e6")
+
+    def words(self, *options: str) -> list[str]:
+        return super().words("--source", "md", "--lmp", str(LMP), "--min-spread", "1e-4", *options)
+
+    def test_two_turns_of_dynamics(self) -> None:
+        done = self.run_loop("--walks", "2")
+
+        self.assert_done(done)
+        self.assertEqual([row[1] for row in self.table()], ["4", "10", "17"])
+        self.assertEqual(len(set(blocks_of(self.work / "turn-2" / "melta.train"))), 17)
+        frames, of, steps = self.table()[0][5].split()
+        self.assertEqual((int(frames), of, int(steps)), (82, "of", 400))
+        dumps = [(self.work / "turn-0" / f"walk-{i}" / "md.dump").read_text(encoding="utf-8") for i in (1, 2)]
+        self.assertNotEqual(dumps[0], dumps[1])
+
+    def test_a_run_that_ends_at_its_limit_gives_what_it_has(self) -> None:
+        self.replace("in.md", "stop 1e6", "stop 1e-5")
+
+        done = self.run_loop("--turns", "1")
+
+        self.assert_done(done)
+        self.assertIn("the spread of forces exceeds", (self.work / "turn-0" / "walk-1" / "walk.log").read_text())
+
+    def test_a_broken_input(self) -> None:
+        self.replace("in.md", "timestep", "no-such-command")
+
+        done = self.run_loop("--turns", "1")
+
+        self.assertEqual(done.returncode, 1)
+        self.assertRegex(done.stderr, "in.md has failed in .*ERROR: Unknown command: no-such-command")
 
 
 class PwLoopTest(LoopTest):
@@ -422,21 +581,43 @@ def pseudo_directory() -> Path:
     return Path(pw).resolve().parents[1] / "share" / "espresso" / "pseudo" if pw != "/" else Path(pw)
 
 
+# Loops that need more than the command, by the word that asks for them.
+SPECIAL = {"pw": PwLoopTest, "select": SelectLoopTest, "md": MdLoopTest}
+
+
+def what_is_missing(test: str) -> str:
+    """Why a test cannot run here, or nothing."""
+    if test == "pw" and not (pseudo_directory() / PSEUDO_FILE).exists():
+        return f"pw.x of Quantum ESPRESSO with {PSEUDO_FILE} is not installed"
+    if test == "md" and not LMP.is_file():
+        return "lmp_melta is not built"
+    if test == "select":
+        code = "import melta.select"
+        environment = {**os.environ, "PYTHONPATH": os.fspath(PACKAGE)}
+        if not PYTHON.is_file() or subprocess.run([PYTHON, "-B", "-c", code], env=environment, check=False).returncode:
+            return "the Python package is not built"
+    return ""
+
+
 def main(words: Sequence[str]) -> int:
-    global COMMAND
+    global COMMAND, LMP, PACKAGE, PYTHON
     parser = argparse.ArgumentParser(description="Tests the example of active learning.")
     parser.add_argument("--command", type=Path, required=True, help="the command to test")
-    parser.add_argument("test", choices=("stand_in", "pw"))
+    parser.add_argument("--lmp", type=Path, default=Path(), help="the lmp_melta to test")
+    parser.add_argument("--package", type=Path, default=Path(), help="folder of the Python package")
+    parser.add_argument("--python", type=Path, default=Path(), help="interpreter of the Python package")
+    parser.add_argument("test", choices=("stand_in", *SPECIAL))
     options = parser.parse_args(words)
-    COMMAND = options.command.resolve()
-    if options.test == "pw" and not (pseudo_directory() / PSEUDO_FILE).exists():
-        print(f"SKIPPED: pw.x of Quantum ESPRESSO with {PSEUDO_FILE} is not installed")
+    COMMAND, LMP, PACKAGE, PYTHON = options.command.resolve(), options.lmp, options.package, options.python
+    if reason := what_is_missing(options.test):
+        print(f"SKIPPED: {reason}")
         return STATUS_SKIPPED
 
-    is_pw_wanted = options.test == "pw"
     suite = unittest.TestSuite()
     for case in list(globals().values()):
-        if isinstance(case, type) and issubclass(case, unittest.TestCase) and (case is PwLoopTest) == is_pw_wanted:
+        if not (isinstance(case, type) and issubclass(case, unittest.TestCase)):
+            continue
+        if case is SPECIAL.get(options.test) or (options.test == "stand_in" and case not in SPECIAL.values()):
             suite.addTests(unittest.defaultTestLoader.loadTestsFromTestCase(case))
     return 0 if unittest.TextTestRunner(verbosity=2).run(suite).wasSuccessful() else 1
 
