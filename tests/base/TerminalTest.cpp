@@ -108,7 +108,7 @@ TEST_F(TerminalTest, IsForTerminalsThatCanEraseOnly) {
     const auto show = [] { showStatus("status"); };
     EXPECT_EQ(writtenBy(show), "status");
     EXPECT_EQ(writtenBy([] {
-                  Run run;
+                  melta::Run run;
                   const RunScope scope(run);
                   showStatus("status");
               }),
