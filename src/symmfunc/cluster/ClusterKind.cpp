@@ -167,7 +167,7 @@ void ClusterKind::proposeTraining(Property& property) const {
     property.modelsEnergy = property.modelsCharge = 4;
     property.lbfgs = 0;
     property.batchs = 2;
-    property.epochs = 200;
+    property.epochs = 300;
     property.superEpochs = 1;
     property.geomsEpoch = 0;
     property.epochsOnlyE = 0;
