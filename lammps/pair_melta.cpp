@@ -52,6 +52,7 @@ void PairMelta::settings(int narg, char** arg) {
     } catch (const melta::Error& failure) {
         error->all(FLERR, "melta: {}", failure.what());
     }
+    dump = options.dumpFile.empty() ? nullptr : std::make_unique<melta::MeltaDump>(lmp, options.dumpFile);
 }
 
 void PairMelta::allocate() {
@@ -70,11 +71,15 @@ void PairMelta::coeff(int narg, char** arg) {
     }
     readForceField(arg[2]);
     elementOf.assign(sizeOf(atom->ntypes) + 1, -1);
+    elementNames.assign(elementOf.size(), "X");
     for (int type = 1; type <= atom->ntypes; ++type) {
         const std::string label = arg[2 + type];
         elementOf[sizeOf(type)] = potential->elementIndex(label);
         if (label != "NULL" && elementOf[sizeOf(type)] < 0) {
             error->all(FLERR, "melta: the force field has no element {}", label);
+        }
+        if (elementOf[sizeOf(type)] >= 0) {
+            elementNames[sizeOf(type)] = label;
         }
     }
     // Beside other styles only the pairs that are ours are claimed; alone, types without an element do
@@ -271,6 +276,9 @@ void PairMelta::report(bool withSpread, bool withNovelty) {
 void PairMelta::checkLimit() {
     if (options.limit == melta::MeltaOptions::Limit::none || totals[0] <= options.largestSpread) {
         return;
+    }
+    if (dump != nullptr) {
+        dump->add(elementNames, committee.forceSpread);
     }
     if (options.limit == melta::MeltaOptions::Limit::stop) {
         error->all(FLERR, "melta: the spread of forces exceeds {:g}", options.largestSpread);

@@ -9,6 +9,7 @@ PairStyle(melta,PairMelta);
 #define LMP_PAIR_MELTA_H
 
 #include "MeltaCommittee.hpp"
+#include "MeltaDump.hpp"
 #include "MeltaOptions.hpp"
 #include "melta/Potential.hpp"
 #include "pair.h"
@@ -19,7 +20,7 @@ PairStyle(melta,PairMelta);
 
 namespace LAMMPS_NS {
 
-// pair_style melta [spread N [warn X | stop X]] [novelty N]
+// pair_style melta [spread N [warn X | stop X [dump FILE]]] [novelty N]
 // pair_coeff * * ffield.melta <element of each atom type, or NULL>
 //
 // Energies, forces, global and per-atom virial of an exported force field, in units metal or real. Needs
@@ -60,8 +61,10 @@ private:
     melta::Potential::Workspace workspace;
     melta::Evaluation result;
     melta::MeltaCommittee committee;
+    std::unique_ptr<melta::MeltaDump> dump; // null without the option
     double electronVolt = 1.0;     // in the units of the run
     std::vector<int> elementOf;    // [ntypes + 1], -1 for NULL
+    std::vector<std::string> elementNames; // [ntypes + 1], X for NULL, which is what extended XYZ calls no element
     std::vector<int> elements;     // [atoms and ghosts]
     std::vector<const int*> lists; // [inum]
     std::vector<int> lengths;      // [inum]

@@ -1,49 +1,12 @@
 // What the pair style has beyond the KIM API.
-#include "kim/KimFixture.hpp"
-#include "lammps/LammpsRun.hpp"
+#include "lammps/PairStyleFixture.hpp"
 
-#include <cstdlib>
 #include <sstream>
 
 namespace melta::test {
 namespace {
 
-class PairStyleTest : public KimFixture {
-protected:
-    void SetUp() override {
-        if (!LammpsRun::isThere(LMP_MELTA)) {
-            GTEST_SKIP() << "lmp_melta is not built";
-        }
-    }
-
-    [[nodiscard]] LammpsRun runOf(const HostCell& cell, const std::string& potentialLines,
-                                  const std::vector<std::string>& types = {"O", "Si"}) const {
-        LammpsRun run;
-        run.program = LMP_MELTA;
-        run.unitsLines = "units metal";
-        run.potentialLines = potentialLines;
-        run.types = types;
-        run.cell = cell;
-        return run;
-    }
-
-    // The complaint of a run that ends with an error of LAMMPS.
-    static std::string complaintOf(const LammpsRun& run) {
-        const LammpsRun::Outcome outcome = run.run();
-        EXPECT_EQ(outcome.status, 1) << outcome.output;
-        const std::size_t begin = outcome.output.find("ERROR: ");
-        return begin == std::string::npos
-                   ? "(none) " + outcome.output
-                   : outcome.output.substr(begin, outcome.output.find(" (", begin) - begin);
-    }
-
-    // The number behind a text.
-    static double numberBehind(const std::string& output, const std::string& text) {
-        const std::size_t place = output.find(text);
-        return place == std::string::npos ? std::nan("")
-                                          : std::strtod(output.c_str() + place + text.size(), nullptr);
-    }
-};
+class PairStyleTest : public PairStyleFixture {};
 
 TEST_F(PairStyleTest, TypesWithoutElementDoNothing) {
     const std::string forceField = exportKind("chebyshev");
@@ -216,6 +179,12 @@ TEST_F(PairStyleTest, RefusesWhatItCannotDo) {
               "ERROR: melta: is no option of pair_style melta: speed");
     EXPECT_EQ(complaintOf(runOf(cell, "pair_style melta warn 1\n")),
               "ERROR: melta: a limit needs the option spread");
+    EXPECT_EQ(complaintOf(runOf(cell, "pair_style melta spread 1 dump found.xyz\n")),
+              "ERROR: melta: the option dump needs warn or stop");
+    EXPECT_EQ(complaintOf(runOf(cell, "pair_style melta spread 1 warn 1 dump\n")),
+              "ERROR: melta: there is no file behind dump");
+    EXPECT_EQ(complaintOf(runOf(cell, "pair_style melta spread 1 warn 1 dump none/found.xyz\n")),
+              "ERROR: melta: cannot open file: none/found.xyz");
     EXPECT_EQ(complaintOf(runOf(cell, "pair_style melta\npair_coeff * * none O Si\n")),
               "ERROR: melta: cannot open file: none");
     EXPECT_EQ(complaintOf(runOf(cell, "pair_style melta\npair_coeff * * " + forceField + " O\n")),
