@@ -1,9 +1,10 @@
 # melta_find_lammps_headers(<variable>): the folder of LAMMPS's own headers, which pair styles are compiled with, or
-# empty.
+# empty. Beside them are the sources of the packages PLUGIN and ML-SNAP, which the distribution leaves out: tests load
+# our plugin by the one, benchmarks run the other.
 #
 # The distribution's development package has the library and a choice of headers, without those of neighbour requests
 # and of text formatting. The rest comes from the same release: MELTA_LAMMPS_SOURCE_DIR, when it is set (the folder src
-# of an unpacked source), or the distribution's source package, of which the headers are kept in MELTA_DEPENDENCY_DIR.
+# of an unpacked source), or the distribution's source package, of which these are kept in MELTA_DEPENDENCY_DIR.
 
 set(MELTA_LAMMPS_SOURCE_DIR "" CACHE PATH "Folder src of the source that the installed LAMMPS library was built from")
 
@@ -21,8 +22,10 @@ function(melta_unpack_lammps_headers directory)
   file(SHA256 "${tarball}" found)
   set(scratch "${directory}.unpacked")
   if(found STREQUAL MELTA_LAMMPS_TARBALL_HASH)
-    file(ARCHIVE_EXTRACT INPUT "${tarball}" DESTINATION "${scratch}" PATTERNS "*/src/*.h")
+    file(ARCHIVE_EXTRACT INPUT "${tarball}" DESTINATION "${scratch}"
+      PATTERNS "*/src/*.h" "*/src/PLUGIN/*.cpp" "*/src/ML-SNAP/*.cpp")
     file(GLOB source "${scratch}/*/src")
+    file(REMOVE_RECURSE "${directory}")
     file(RENAME "${source}" "${directory}")
   else()
     message(WARNING "${tarball} has unexpected contents (SHA-256 ${found})")
@@ -51,7 +54,7 @@ function(melta_find_lammps_headers variable)
   set(directory "${MELTA_DEPENDENCY_DIR}/lammps-headers-${version}")
   file(MAKE_DIRECTORY "${MELTA_DEPENDENCY_DIR}")
   file(LOCK "${MELTA_DEPENDENCY_DIR}" DIRECTORY GUARD FUNCTION TIMEOUT 900)
-  if(NOT EXISTS "${directory}/pair.h" AND MELTA_ALLOW_DOWNLOADS)
+  if(NOT EXISTS "${directory}/PLUGIN/plugin.cpp" AND MELTA_ALLOW_DOWNLOADS)
     melta_unpack_lammps_headers("${directory}")
   endif()
   if(EXISTS "${directory}/pair.h")
