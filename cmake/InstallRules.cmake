@@ -1,6 +1,6 @@
 # What `cmake --install` puts in place: the command, libmelta with its public headers and what finds them (a CMake
 # package, a pkg-config file), the wrapper around the DFT code, the model for the KIM API with its installer,
-# and LAMMPS with our pair style.
+# LAMMPS with our pair style and the plugin that has it.
 
 include(CMakePackageConfigHelpers)
 
@@ -12,6 +12,8 @@ if(TARGET melta_kim)
 endif()
 if(TARGET lmp_melta)
   install(TARGETS lmp_melta RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+if(TARGET meltaplugin)
   install(TARGETS meltaplugin LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/melta)
 endif()
 install(TARGETS melta EXPORT meltaTargets
