@@ -24,10 +24,19 @@ struct PotentialMemory;
 class MELTA_API Potential {
 public:
     // Memory that evaluations keep from one to the next. It grows with the largest evaluation so far and then
-    // stays. One thread at a time; it may serve several potentials in turn.
+    // stays. One caller at a time; it may serve several potentials in turn.
     class MELTA_API Workspace {
     public:
+        // For evaluations on the thread that calls.
         Workspace();
+
+        // For evaluations that divide the local atoms among `numThreads` threads of OpenMP, which the caller
+        // is one of; the baseline potential stays with the caller. Results depend on this number by rounding,
+        // and on nothing else of the threads. With 1 it is as above. Each thread has forces (and the forces
+        // of each model, where they are asked for) of its own. Throws Error if the number is below 1, or so
+        // large that such a team cannot be made.
+        explicit Workspace(int numThreads);
+
         ~Workspace();
         Workspace(Workspace&& other) noexcept;
         Workspace& operator=(Workspace&& other) noexcept;

@@ -2,6 +2,7 @@
 
 #include "base/Reporting.hpp"
 #include "base/Run.hpp"
+#include "base/ThreadTeam.hpp"
 #include "config/SymmFuncKind.hpp"
 #include "potential/ModelLoader.hpp"
 #include "potential/PotentialEvaluator.hpp"
@@ -12,11 +13,31 @@
 
 namespace melta {
 
+namespace {
+
+int requireTeam(int numThreads) {
+    Run run;
+    const RunScope scope(run);
+    if (numThreads < 1 || numThreads > findLargestTeam()) {
+        stopWithMessage("number of threads is out of range.");
+    }
+    if (numThreads > 1) {
+        requireThreads(numThreads);
+    }
+    return numThreads;
+}
+
+} // namespace
+
 struct PotentialMemory {
+    explicit PotentialMemory(int numThreads) : evaluator(numThreads) {}
+
     PotentialEvaluator evaluator;
 };
 
-Potential::Workspace::Workspace() : memory(std::make_unique<PotentialMemory>()) {}
+Potential::Workspace::Workspace() : Workspace(1) {}
+Potential::Workspace::Workspace(int numThreads)
+    : memory(std::make_unique<PotentialMemory>(requireTeam(numThreads))) {}
 Potential::Workspace::~Workspace() = default;
 Potential::Workspace::Workspace(Workspace&& other) noexcept = default;
 Potential::Workspace& Potential::Workspace::operator=(Workspace&& other) noexcept = default;

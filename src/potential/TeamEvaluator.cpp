@@ -2,6 +2,7 @@
 
 #include "base/MemoryPurpose.hpp"
 #include "base/ParallelGuard.hpp"
+#include "potential/AtomShares.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -10,11 +11,6 @@
 
 namespace melta {
 namespace {
-
-std::span<const int> partOf(std::span<const int> atoms, std::size_t share, std::size_t numShares) {
-    const std::size_t first = atoms.size() * share / numShares;
-    return atoms.subspan(first, atoms.size() * (share + 1) / numShares - first);
-}
 
 bool areFinite(std::span<const double> values) {
     return std::ranges::all_of(values, [](double value) { return std::isfinite(value); });

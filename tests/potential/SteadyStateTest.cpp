@@ -1,17 +1,19 @@
-// Evaluations one after the other take no new memory: counted by the operators of this program.
+// Evaluations one after the other take no new memory: counted by the operators of this program, on all
+// threads.
 
 #include "baseline/reax/ReaxFieldText.hpp"
 #include "potential/PotentialFixture.hpp"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <new>
 
 namespace {
 
-thread_local std::size_t numAllocations = 0;
+std::atomic<std::size_t> numAllocations = 0;
 
 void* allocate(std::size_t size, std::size_t alignment) {
     ++numAllocations;
@@ -54,11 +56,11 @@ namespace {
 class SteadyStateTest : public PotentialFixture {
 protected:
     // Allocations of an evaluation of a larger and of a smaller geometry, once both have been evaluated.
-    std::size_t countAllocations(Wishes wishes) {
+    std::size_t countAllocations(Wishes wishes, int numThreads = 1) {
         const Potential potential = Potential::load(directory.path());
         const PeriodicView large = viewOf(*set->geometries[0], potential);
         const PeriodicView small = viewOf(*set->geometries[1], potential);
-        Potential::Workspace workspace;
+        Potential::Workspace workspace(numThreads);
         Evaluation result;
         const auto evaluateBoth = [&] {
             potential.evaluate(large.view(), wishes, result, workspace);
@@ -87,6 +89,16 @@ TEST_F(SteadyStateTest, EvaluationsTakeNoMemory) {
     EXPECT_EQ(countAllocations(Wish::energy), 0U);
     EXPECT_EQ(countAllocations(Wish::energy | Wish::forces | Wish::virial | Wish::atomVirials), 0U);
     EXPECT_EQ(countAllocations(Wish::charges | Wish::modelEnergies | Wish::modelForces | Wish::novelty), 0U);
+}
+
+TEST_F(SteadyStateTest, EvaluationsWithThreadsTakeNoMemory) {
+    property.withCharge = 1;
+    makeModel();
+    writeHistograms();
+
+    EXPECT_EQ(countAllocations(Wish::energy | Wish::forces | Wish::virial | Wish::atomVirials, 3), 0U);
+    EXPECT_EQ(countAllocations(Wish::charges | Wish::modelEnergies | Wish::modelForces | Wish::novelty, 3),
+              0U);
 }
 
 TEST_F(SteadyStateTest, ClassicalBaselineTakesNoMemory) {

@@ -139,6 +139,7 @@ UNCAUSED: dict[str, list[str]] = {
         "cell needs nine numbers.",
         "incorrect view: %s.",
         "number of atoms is not positive.",
+        "number of threads is out of range.",
         "positions need three numbers for each atom.",
         "rows and sums need three numbers for each atom.",
         "this model has no charges.",
