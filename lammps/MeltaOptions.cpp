@@ -11,7 +11,8 @@ namespace melta {
 namespace {
 
 bool isOption(const std::string& word) {
-    static constexpr std::array<std::string_view, 5> options{"spread", "novelty", "warn", "stop", "dump"};
+    static constexpr std::array<std::string_view, 6> options{"spread", "novelty", "warn",
+                                                             "stop",   "dump",    "threads"};
     return std::ranges::find(options, word) != options.end();
 }
 
@@ -54,6 +55,8 @@ void MeltaOptions::take(const std::string& option, const std::string& value) {
         spreadEvery = readPositive<int>(option, value);
     } else if (option == "novelty") {
         noveltyEvery = readPositive<int>(option, value);
+    } else if (option == "threads") {
+        threads = readPositive<int>(option, value);
     } else if (option == "dump") {
         dumpFile = value;
     } else {

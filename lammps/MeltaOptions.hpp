@@ -13,9 +13,11 @@ struct MeltaOptions {
     int noveltyEvery = 0; // steps between reports of atoms that the training data do not cover; 0: none
     Limit limit = Limit::none;
     double largestSpread = 0.0; // of the force on an atom, beyond which there is a warning or the end
+    int threads = 1;            // of each process
     std::string dumpFile;       // for configurations that exceed the limit; empty: none
 
-    // Reads "[spread N [warn X | stop X [dump FILE]]] [novelty N]". Throws Error for anything else.
+    // Reads "[spread N [warn X | stop X [dump FILE]]] [novelty N] [threads N]". Throws Error for anything
+    // else.
     static MeltaOptions read(std::span<const std::string> words);
 
 private:

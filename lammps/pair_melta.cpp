@@ -49,6 +49,7 @@ void PairMelta::settings(int narg, char** arg) {
     const std::vector<std::string> words(arg, arg + narg);
     try {
         options = melta::MeltaOptions::read(words);
+        workspace = melta::Potential::Workspace(options.threads);
     } catch (const melta::Error& failure) {
         error->all(FLERR, "melta: {}", failure.what());
     }

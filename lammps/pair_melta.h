@@ -20,7 +20,7 @@ PairStyle(melta,PairMelta);
 
 namespace LAMMPS_NS {
 
-// pair_style melta [spread N [warn X | stop X [dump FILE]]] [novelty N]
+// pair_style melta [spread N [warn X | stop X [dump FILE]]] [novelty N] [threads N]
 // pair_coeff * * ffield.melta <element of each atom type, or NULL>
 //
 // Energies, forces, global and per-atom virial of an exported force field, in units metal or real. Needs

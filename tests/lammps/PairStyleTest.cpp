@@ -83,6 +83,48 @@ TEST_F(PairStyleTest, OtherStylesMayStandBesideIt) {
     expectSame(both.result->forces, forces, "forces");
 }
 
+// Energy, forces, virials, spread and novelty, beside a baseline and a type without element.
+TEST_F(PairStyleTest, ThreadsChangeNothingButRounding) {
+    const std::string forceField = exportBaseline("zbl");
+    HostCell cell = cubicCell();
+    // Denser than the data, so that there is something new.
+    std::ranges::transform(cell.cell, cell.cell.begin(), [](double x) { return 0.8 * x; });
+    std::ranges::transform(cell.positions, cell.positions.begin(), [](double x) { return 0.8 * x; });
+    cell.labels.emplace_back("wall");
+    cell.positions.insert(cell.positions.end(), {0.7, 0.9, 1.1});
+    const auto runWith = [&](int threads) {
+        return runOf(cell,
+                     "pair_style melta threads " + std::to_string(threads) +
+                         " spread 1 novelty 1\npair_coeff * * " + forceField + " O NULL Si\nreplicate 2 2 2",
+                     {"O", "wall", "Si"});
+    };
+    const auto reportOf = [](const std::string& output) {
+        const std::size_t place = output.find("melta: step 0");
+        return place == std::string::npos ? output : output.substr(place, output.find('\n', place) - place);
+    };
+    const auto expected = runWith(1).run();
+    ASSERT_EQ(expected.status, 0) << expected.output;
+    for (const int ranks : {1, 2}) {
+        LammpsRun run = runWith(2);
+        run.numRanks = ranks;
+
+        const auto found = run.run();
+
+        ASSERT_EQ(found.status, 0) << found.output;
+        const auto& [energy, energies, forces, virial, virials] = *found.result;
+        expectSame({energy}, {expected.result->energy}, "energy", 1.0e-9);
+        expectSame(energies, expected.result->energies, "energies", 1.0e-9);
+        expectSame(forces, expected.result->forces, "forces", 1.0e-9);
+        expectSame({virial.begin(), virial.end()},
+                   {expected.result->virial.begin(), expected.result->virial.end()}, "virial", 1.0e-9);
+        expectSame(virials, expected.result->virials, "virials", 1.0e-9);
+        EXPECT_EQ(reportOf(found.output), reportOf(expected.output));
+    }
+    EXPECT_GE(numberBehind(expected.output, "largest spread of forces"), 1.0e-3);
+    EXPECT_GE(numberBehind(expected.output, "of energies"), 1.0e-6);
+    EXPECT_EQ(expected.result->forces.size(), 3U * 8U * 5U);
+}
+
 // The spread of atoms in a periodic cell: the forces of each model are those of atoms with all their images.
 TEST_F(PairStyleTest, ReportsTheSpreadOfTheCommittee) {
     const std::string forceField = exportBaseline("zbl");
@@ -175,6 +217,12 @@ TEST_F(PairStyleTest, RefusesWhatItCannotDo) {
               "ERROR: melta: there is no number behind spread");
     EXPECT_EQ(complaintOf(runOf(cell, "pair_style melta spread no\n")),
               "ERROR: melta: is no positive number behind spread: no");
+    for (const std::string number : {"0", "-1", "two"}) {
+        EXPECT_EQ(complaintOf(runOf(cell, "pair_style melta threads " + number + "\n")),
+                  "ERROR: melta: is no positive number behind threads: " + number);
+    }
+    EXPECT_EQ(complaintOf(runOf(cell, "pair_style melta threads 1000000\n")),
+              "ERROR: melta: number of threads is out of range.");
     EXPECT_EQ(complaintOf(runOf(cell, "pair_style melta speed 1\n")),
               "ERROR: melta: is no option of pair_style melta: speed");
     EXPECT_EQ(complaintOf(runOf(cell, "pair_style melta warn 1\n")),
