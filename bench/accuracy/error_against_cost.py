@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Train every kind of descriptor in several sizes on one data set, and draw test errors against what they cost.
 
-usage: bench/accuracy/error_against_cost DATA [option ...]
+usage: bench/accuracy/error_against_cost.py DATA [option ...]
 
 DATA is a folder with melta.train and melta.test of silicon. Each model is one network of two layers of 40 nodes,
 trained with the settings that `melta --template cluster` proposes but for its descriptor; its cost is that of energy
@@ -79,13 +79,14 @@ def many_body(pairs: int, sides: int) -> Model:
 
 def cluster(radial: int, degree: int, order: int = 4) -> Model:
     keys = {"symmFunc": "cluster", "numRadius": radial, "maxAngular": degree, "bodyOrder": order, "rcutRadius": 6.5}
-    return Model("cluster", f"N {radial}, L {degree}, {order} bodies", keys)
+    # The size: radial functions, largest degree, bodies.
+    return Model("cluster", f"{radial}, {degree}, {order}", keys)
 
 
 MODELS = [
     chebyshev(8, 8), chebyshev(12, 12), chebyshev(20, 20), chebyshev(30, 30),
     behler(12, 4), behler(20, 9), behler(30, 15),
-    many_body(20, 4), many_body(40, 6),
+    many_body(12, 3), many_body(20, 4),
     cluster(4, 2, 3), cluster(6, 3, 3), cluster(6, 3), cluster(8, 4), cluster(10, 5),
 ]  # fmt: skip
 
@@ -236,10 +237,13 @@ def draw(points: list[Point], file: Path) -> None:
             line = "none" if kind == "LAMMPS" else "-"
             axes.plot([p.cost for p in mine], [p.rmse for p in mine], marker=marker, linestyle=line, label=kind)
             for point in mine:
-                axes.annotate(point.size, (point.cost, point.rmse), fontsize=7, xytext=(4, 4),
-                              textcoords="offset points")  # fmt: skip
+                below = kind == "cluster"
+                axes.annotate(point.size, (point.cost, point.rmse), fontsize=7, rotation=-35 if below else 35,
+                              xytext=(0, -5 if below else 5), textcoords="offset points", rotation_mode="anchor",
+                              va="top" if below else "bottom")  # fmt: skip
         axes.set(xscale="log", yscale="log", xlabel="CPU time of energy and forces, us for each atom",
                  ylabel="RMSE of the test forces, eV/Angstrom")  # fmt: skip
+        axes.set(xlim=(0.4, 50.0), ylim=(0.06, 2.5))
         axes.grid(True, which="both", linewidth=0.3)
         axes.legend()
         figure.tight_layout()
