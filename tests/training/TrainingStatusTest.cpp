@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <regex>
+#include <string>
 
 namespace melta {
 namespace {
@@ -21,7 +21,13 @@ protected:
 
     // Without the memory, which is another one each time.
     std::string text() {
-        return std::regex_replace(status.makeText(now), std::regex(R"( \| [1-9]\d* MiB)"), "");
+        std::string text = status.makeText(now);
+        const std::size_t begin = text.find(" | ");
+        const std::size_t unit = text.find(" MiB");
+        const std::string memory = text.substr(begin + 3, unit - begin - 3);
+        EXPECT_GT(std::stoi(memory), 0) << text;
+        EXPECT_EQ(memory.find_first_not_of("0123456789"), std::string::npos) << text;
+        return text.erase(begin, unit + 4 - begin);
     }
 
     TrainingStatus status;
