@@ -8,7 +8,8 @@ and through the pair style, with and without the spread of forces in each step, 
 LAMMPS. "All" is the whole loop with lists that are built anew every 20 steps, "without lists" the pair style alone. The
 least of --repeat runs counts, because other work on the machine only ever adds.
 
---scaling instead measures wall time on 1 and 2 processes; nothing else may run then.
+--scaling instead compares 2 processes, and 1 process with 2 threads, with 1 process on one core: how many times as fast
+by the clock, where 2 is best, and their processor time in that of 1 process, where 1 is best. Nothing else may run then.
 
 The networks are trained for a moment on examples/silicon, as far as a crystal that stays one needs it. Times do not
 depend on their weights.
@@ -75,6 +76,7 @@ class Case:
     host: Host
     lattice: float
     pace: float = 1.0  # steps, compared with SIZES
+    threaded: Optional[Host] = None  # the same with 2 threads
     scales: bool = False  # whether --scaling measures it
 
 
@@ -114,7 +116,8 @@ def our_cases(work: Path, wanted: re.Pattern[str]) -> list[Case]:
             file = force_field(kind, models, work)
             scales = models == 16
             cases.append(Case(f"{title}, KIM", kim(file, f"Melta_{kind}_{models}", work), 5.41, scales=scales))
-            cases.append(Case(f"{title}, pair style", pair_style(file), 5.41, scales=scales))
+            threaded = pair_style(file, "threads 2")
+            cases.append(Case(f"{title}, pair style", pair_style(file), 5.41, threaded=threaded, scales=scales))
             if models > 1:
                 cases.append(Case(f"{title}, pair style, spread 1", pair_style(file, "spread 1"), 5.41))
     return cases
@@ -132,11 +135,12 @@ def their_cases(wanted: re.Pattern[str]) -> list[Case]:
     return [case for case in cases if wanted.search(case.name)]
 
 
-def measure(case: Case, atoms: int, folder: Path, ranks: int = 1) -> Log:
+def measure(case: Case, atoms: int, folder: Path, ranks: int = 1, host: Optional[Host] = None) -> Log:
+    host = host or case.host
     cells, steps = SIZES[atoms]
-    text = crystal(case.host, cells, case.lattice, 300.0) + INPUT.format(steps=max(4, round(case.pace * steps)))
+    text = crystal(host, cells, case.lattice, 300.0) + INPUT.format(steps=max(4, round(case.pace * steps)))
     shutil.rmtree(folder, ignore_errors=True)
-    return run(case.host, text, folder, ranks)
+    return run(host, text, folder, ranks)
 
 
 def speed_row(case: Case, work: Path, repeat: int) -> list[str]:
@@ -149,14 +153,19 @@ def speed_row(case: Case, work: Path, repeat: int) -> list[str]:
     return row
 
 
-def scaling_row(case: Case, work: Path, repeat: int) -> list[str]:
-    row = [case.name]
+def scaling_rows(case: Case, work: Path, repeat: int) -> list[list[str]]:
+    """A row for 2 processes and, where there are threads, one for 2 of these; the runs take turns."""
+    layouts = [("1 process", 1, case.host), ("2 processes", 2, case.host)]
+    if case.threaded is not None:
+        layouts.append(("1 process, 2 threads", 1, case.threaded))
+    rows = [[f"{case.name}, {name}"] for name, _, _ in layouts]
     for atoms in SIZES:
-        one, two = (
-            min(measure(case, atoms, work / "run", ranks).loop_seconds for _ in range(repeat)) for ranks in (1, 2)
-        )
-        row.append(f"{one / two:.2f}")
-    return row
+        turns = [[measure(case, atoms, work / "run", ranks, host) for _, ranks, host in layouts] for _ in range(repeat)]
+        wall = [min(log.loop_seconds for log in logs) for logs in zip(*turns)]
+        cpu = [min(log.cpu_seconds for log in logs) for logs in zip(*turns)]
+        for i, row in enumerate(rows):
+            row += [f"{wall[0] / wall[i]:.2f}", f"{cpu[i] / cpu[0]:.2f}"]
+    return rows[1:]
 
 
 def parse_arguments(arguments: Optional[Sequence[str]] = None) -> argparse.Namespace:
@@ -174,8 +183,9 @@ def main() -> int:
     try:
         cases = our_cases(work, arguments.only) + their_cases(arguments.only)
         if arguments.scaling:
-            head = ["2 processes against 1, wall time", *(f"{atoms:,} atoms" for atoms in SIZES)]
-            rows = (scaling_row(case, work, arguments.repeat) for case in cases if case.scales)
+            head = ["against 1 process"]
+            head += [f"{atoms:,} atoms, {what}" for atoms in SIZES for what in ("times as fast", "processor time")]
+            rows = (row for case in cases if case.scales for row in scaling_rows(case, work, arguments.repeat))
         else:
             head = ["us for each atom and step"]
             head += [f"{atoms:,} atoms, {what}" for atoms in SIZES for what in ("all", "without lists")]
