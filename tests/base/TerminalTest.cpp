@@ -12,6 +12,7 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <string>
@@ -28,9 +29,11 @@ protected:
     std::string writtenBy(const std::function<void()>& action, unsigned short columns = 80) {
         winsize size{.ws_row = 24, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
         int terminal = -1;
+        std::fflush(nullptr); // or the child writes it once more
         const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
         if (child == 0) {
             setenv("TERM", kind.c_str(), 1);
+            noteLineEnd(); // whatever tests before this one have printed
             action();
             flushOut();
             _exit(0);
