@@ -62,13 +62,13 @@ private:
     melta::Evaluation result;
     melta::MeltaCommittee committee;
     std::unique_ptr<melta::MeltaDump> dump; // null without the option
-    double electronVolt = 1.0;     // in the units of the run
-    std::vector<int> elementOf;    // [ntypes + 1], -1 for NULL
-    std::vector<std::string> elementNames; // [ntypes + 1], X for NULL, which is what extended XYZ calls no element
-    std::vector<int> elements;     // [atoms and ghosts]
-    std::vector<const int*> lists; // [inum]
-    std::vector<int> lengths;      // [inum]
-    std::vector<double> novelty;   // [nlocal] of the last report
+    double electronVolt = 1.0;              // in the units of the run
+    std::vector<int> elementOf;             // [ntypes + 1], -1 for NULL
+    std::vector<std::string> elementNames;  // [ntypes + 1], X for NULL as in XYZ
+    std::vector<int> elements;              // [atoms and ghosts]
+    std::vector<const int*> lists;          // [inum]
+    std::vector<int> lengths;               // [inum]
+    std::vector<double> novelty;            // [nlocal] of the last report
     std::vector<double> totals; // of the last report: largest spread of forces and of energies, novel atoms
     std::vector<double> shares; // pvector, of which LAMMPS takes the sum: totals on one process, else 0
     double* reversed = nullptr; // [atoms and ghosts][3], what goes home from the ghosts
