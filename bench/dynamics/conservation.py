@@ -24,7 +24,7 @@ from typing import Sequence
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 
-from lammps import Host, Log, RunFailure, crystal, pair_style, print_table, published, run  # noqa: E402
+from lammps import Host, Log, crystal, pair_style, parser_of, print_table, published, run, status_of  # noqa: E402
 
 THERMO = """\
 thermo {every}
@@ -135,7 +135,7 @@ def work(arguments: argparse.Namespace) -> None:
 
 
 def parse_arguments() -> argparse.Namespace:
-    parser = argparse.ArgumentParser(usage=__doc__.split("usage: ")[1].splitlines()[0], allow_abbrev=False)
+    parser = parser_of(__doc__)
     parser.add_argument("ffield", type=Path)
     parser.add_argument("--work", type=Path, default=Path("conservation"))
     parser.add_argument("--steps", type=int, default=20000)
@@ -145,15 +145,5 @@ def parse_arguments() -> argparse.Namespace:
     return parser.parse_args()
 
 
-def main() -> int:
-    arguments = parse_arguments()
-    try:
-        work(arguments)
-    except RunFailure as failure:
-        print(failure)
-        return 1
-    return 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(status_of(lambda: work(parse_arguments())))

@@ -6,12 +6,13 @@ on where it was.
 
 from __future__ import annotations
 
+import argparse
 import os
 import re
 import subprocess
 from dataclasses import dataclass
 from pathlib import Path
-from typing import Iterable, Mapping, Sequence
+from typing import Callable, Iterable, Mapping, Sequence
 
 ROOT = Path(__file__).resolve().parents[2]
 RELEASE = ROOT / "build" / "release"
@@ -141,6 +142,21 @@ def _numbers(line: str) -> list[float]:
         return [float(word) for word in line.split()]
     except ValueError:
         return []
+
+
+def parser_of(doc: str) -> argparse.ArgumentParser:
+    """A parser whose usage is the line of the script's own text."""
+    return argparse.ArgumentParser(usage=doc.split("usage: ")[1].splitlines()[0], allow_abbrev=False)
+
+
+def status_of(work: Callable[[], None]) -> int:
+    """Does the work: 0, or 1 with the words of a run that ended badly."""
+    try:
+        work()
+    except RunFailure as failure:
+        print(failure)
+        return 1
+    return 0
 
 
 def print_table(head: Sequence[str], rows: Iterable[Sequence[str]]) -> None:

@@ -16,7 +16,7 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 
-from lammps import Log, RunFailure, crystal, pair_style, print_table, run  # noqa: E402
+from lammps import Log, crystal, pair_style, parser_of, print_table, run, status_of  # noqa: E402
 
 LATTICE = 5.466  # Angstrom
 
@@ -28,7 +28,7 @@ def measure(arguments: argparse.Namespace, cells: int, steps: int) -> Log:
 
 
 def parse_arguments() -> argparse.Namespace:
-    parser = argparse.ArgumentParser(usage=__doc__.split("usage: ")[1].splitlines()[0], allow_abbrev=False)
+    parser = parser_of(__doc__)
     parser.add_argument("ffield", type=Path)
     parser.add_argument("--work", type=Path, default=Path("memory"))
     parser.add_argument("--large", type=int, default=50, help="cubic cells along an edge of the largest crystal")
@@ -36,25 +36,19 @@ def parse_arguments() -> argparse.Namespace:
     return parser.parse_args()
 
 
-def main() -> int:
-    arguments = parse_arguments()
-    try:
-        least = measure(arguments, 1, 3).peak_bytes
-        rows = []
-        for cells in (10, 20, arguments.large):
-            log = measure(arguments, cells, 3)
-            each = (log.peak_bytes - least) / log.atoms
-            rows.append([f"{log.atoms:,} atoms", f"{log.peak_bytes / 1e9:.2f}", f"{each:.0f}"])
-        print_table(["", "peak, GB", "bytes for each atom"], rows)
-        print()
-        short, long = measure(arguments, 5, arguments.steps // 20), measure(arguments, 5, arguments.steps)
-        rows = [[f"{log.steps:,} steps", f"{log.peak_bytes / 1e6:.2f}"] for log in (short, long)]
-        print_table(["1,000 atoms, 1,500 K", "peak, MB"], rows)
-    except RunFailure as failure:
-        print(failure)
-        return 1
-    return 0
+def measure_all(arguments: argparse.Namespace) -> None:
+    least = measure(arguments, 1, 3).peak_bytes
+    rows = []
+    for cells in (10, 20, arguments.large):
+        log = measure(arguments, cells, 3)
+        each = (log.peak_bytes - least) / log.atoms
+        rows.append([f"{log.atoms:,} atoms", f"{log.peak_bytes / 1e9:.2f}", f"{each:.0f}"])
+    print_table(["", "peak, GB", "bytes for each atom"], rows)
+    print()
+    short, long = measure(arguments, 5, arguments.steps // 20), measure(arguments, 5, arguments.steps)
+    rows = [[f"{log.steps:,} steps", f"{log.peak_bytes / 1e6:.2f}"] for log in (short, long)]
+    print_table(["1,000 atoms, 1,500 K", "peak, MB"], rows)
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(status_of(lambda: measure_all(parse_arguments())))

@@ -29,8 +29,8 @@ from typing import Optional, Sequence
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 
-from lammps import LMP, MELTA, RELEASE, ROOT, Host, Log, RunFailure, crystal, pair_style, print_table  # noqa: E402
-from lammps import published, run  # noqa: E402
+from lammps import LMP, MELTA, RELEASE, ROOT, Host, Log, RunFailure, crystal, pair_style  # noqa: E402
+from lammps import parser_of, print_table, published, run, status_of  # noqa: E402
 
 SILICON = ROOT / "examples" / "silicon"
 SNAP = RELEASE / "bench" / "dynamics" / "melta_snap_host"
@@ -169,7 +169,7 @@ def scaling_rows(case: Case, work: Path, repeat: int) -> list[list[str]]:
 
 
 def parse_arguments(arguments: Optional[Sequence[str]] = None) -> argparse.Namespace:
-    parser = argparse.ArgumentParser(usage=__doc__.split("usage: ")[1].splitlines()[0], allow_abbrev=False)
+    parser = parser_of(__doc__)
     parser.add_argument("--work", type=Path, default=Path("speed"))
     parser.add_argument("--repeat", type=int, default=3)
     parser.add_argument("--only", type=re.compile, default=re.compile(""), help="rows whose name has a match")
@@ -177,25 +177,19 @@ def parse_arguments(arguments: Optional[Sequence[str]] = None) -> argparse.Names
     return parser.parse_args(arguments)
 
 
-def main() -> int:
-    arguments = parse_arguments()
+def measure_all(arguments: argparse.Namespace) -> None:
     work = arguments.work.resolve()
-    try:
-        cases = our_cases(work, arguments.only) + their_cases(arguments.only)
-        if arguments.scaling:
-            head = ["against 1 process"]
-            head += [f"{atoms:,} atoms, {what}" for atoms in SIZES for what in ("times as fast", "processor time")]
-            rows = (row for case in cases if case.scales for row in scaling_rows(case, work, arguments.repeat))
-        else:
-            head = ["us for each atom and step"]
-            head += [f"{atoms:,} atoms, {what}" for atoms in SIZES for what in ("all", "without lists")]
-            rows = (speed_row(case, work, arguments.repeat) for case in cases)
-        print_table(head, rows)
-    except RunFailure as failure:
-        print(failure)
-        return 1
-    return 0
+    cases = our_cases(work, arguments.only) + their_cases(arguments.only)
+    if arguments.scaling:
+        head = ["against 1 process"]
+        head += [f"{atoms:,} atoms, {what}" for atoms in SIZES for what in ("times as fast", "processor time")]
+        rows = (row for case in cases if case.scales for row in scaling_rows(case, work, arguments.repeat))
+    else:
+        head = ["us for each atom and step"]
+        head += [f"{atoms:,} atoms, {what}" for atoms in SIZES for what in ("all", "without lists")]
+        rows = (speed_row(case, work, arguments.repeat) for case in cases)
+    print_table(head, rows)
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(status_of(lambda: measure_all(parse_arguments())))

@@ -24,7 +24,7 @@ from typing import Sequence
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 
-from lammps import REPORT, Log, RunFailure, crystal, pair_style, print_table, run  # noqa: E402
+from lammps import REPORT, Log, crystal, pair_style, parser_of, print_table, run, status_of  # noqa: E402
 
 PRESSED = "npt temp {0} {0} 0.1 iso 0.0 0.0 1.0"
 ENSEMBLES = {300.0: PRESSED, 1500.0: PRESSED, 3000.0: "nvt temp {0} {0} 0.1"}  # by temperature, K
@@ -113,7 +113,7 @@ def draw(courses: Sequence[Course], file: Path) -> None:
 
 
 def parse_arguments() -> argparse.Namespace:
-    parser = argparse.ArgumentParser(usage=__doc__.split("usage: ")[1].splitlines()[0], allow_abbrev=False)
+    parser = parser_of(__doc__)
     parser.add_argument("ffield", type=Path)
     parser.add_argument("--work", type=Path, default=Path("temperatures"))
     parser.add_argument("--steps", type=int, default=100000)
@@ -124,21 +124,15 @@ def parse_arguments() -> argparse.Namespace:
     return parser.parse_args()
 
 
-def main() -> int:
-    arguments = parse_arguments()
-    try:
-        with ThreadPoolExecutor(arguments.jobs) as pool:
-            courses = list(pool.map(lambda temperature: follow(arguments, temperature), ENSEMBLES))
-    except RunFailure as failure:
-        print(failure)
-        return 1
+def measure_all(arguments: argparse.Namespace) -> None:
+    with ThreadPoolExecutor(arguments.jobs) as pool:
+        courses = list(pool.map(lambda temperature: follow(arguments, temperature), ENSEMBLES))
     head = ["", "mean temperature, K", "potential energy, eV/atom", "density, g/cm^3"]
     head += ["spread of forces, mean, eV/Angstrom", "largest"]
     print_table(head, [row_of(course) for course in courses])
     if arguments.picture:
         draw(courses, arguments.picture)
-    return 0
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(status_of(lambda: measure_all(parse_arguments())))
