@@ -2,8 +2,6 @@
 
 #include "melta/Error.hpp"
 
-#include <cmath>
-
 namespace melta {
 namespace {
 
@@ -71,10 +69,6 @@ void KimAtoms::copyAtoms(const double* coordinates, const int* codes, double ang
         const auto particle = static_cast<std::size_t>(particleOf[i]);
         for (std::size_t c = 0; c < 3; ++c) {
             positions[3 * i + c] = coordinates[3 * particle + c] / angstrom;
-            // Such an atom would pass for one that is far from all others.
-            if (!std::isfinite(positions[3 * i + c])) {
-                throw Error("the simulator gives a position that is not finite.");
-            }
         }
         if (codes[particle] < 0 || codes[particle] >= numElements) {
             throw Error("the simulator gives a code of species that the model does not have.");

@@ -14,7 +14,7 @@ class KimAtoms {
 public:
     // Takes particles and lists from the arguments. `angstrom`: one Angstrom in the units of the simulator.
     // `numElements`: the codes of species are below. Throws Error if the simulator leaves out an argument or
-    // a list, or hands over a code or a neighbour that is out of range, or a position that is not finite.
+    // a list, or hands over a code or a neighbour that is out of range.
     void update(const KIM::ModelComputeArguments& arguments, double angstrom, int numElements);
 
     // Valid until the next update.

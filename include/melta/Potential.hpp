@@ -84,9 +84,9 @@ public:
     [[nodiscard]] Range descriptorRange(int element) const;
 
     // Evaluates the local atoms of the view. `result`: overwritten; its arrays take the sizes of the view.
-    // Throws if the view is not consistent (an index of an atom or an element that is out of range), if
-    // descriptors are not finite ("NaN at symmetry functions of the %d -th atom.") and if charges are asked
-    // for that the model does not have.
+    // Throws if the view is not consistent (an index of an atom or an element that is out of range, a
+    // position that is not finite), if descriptors are not finite ("NaN at symmetry functions of the %d -th
+    // atom.") and if charges are asked for that the model does not have.
     void evaluate(const NeighborView& view, Wishes wishes, Evaluation& result, Workspace& workspace) const;
 
 private:

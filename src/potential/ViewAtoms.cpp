@@ -3,6 +3,7 @@
 #include "base/Reporting.hpp"
 
 #include <algorithm>
+#include <cmath>
 
 namespace melta {
 namespace {
@@ -11,6 +12,10 @@ void requireView(bool isValid, const char* complaint) {
     if (!isValid) {
         stopWithMessage("incorrect view: %s.", complaint);
     }
+}
+
+bool areFinite(const double* position) {
+    return std::isfinite(position[0]) && std::isfinite(position[1]) && std::isfinite(position[2]);
 }
 
 bool isBelow(int index, int limit) {
@@ -32,6 +37,9 @@ void ViewAtoms::update(const NeighborView& source, std::span<const std::int32_t>
     const auto numElems = static_cast<int>(atomNumbers.size());
     for (int i = 0; i < view.numAtoms; ++i) {
         requireView(view.elements[i] < numElems, "index of an element");
+        // Such an atom would pass for one that is far from all others.
+        requireView(view.elements[i] < 0 || areFinite(view.positions + 3 * static_cast<std::size_t>(i)),
+                    "a position that is not finite");
     }
     listOf.assign(static_cast<std::size_t>(view.numLocal), -1);
     for (int l = 0; l < view.numLists; ++l) {

@@ -201,7 +201,7 @@ TEST_F(KimModelTest, NumbersThatAreNotFiniteAreRefused) {
     EXPECT_FALSE(host.compute(atoms.view, atoms.particleOf, result));
 
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "melta: the simulator gives a position that is not finite.\n");
+              "melta: incorrect view: a position that is not finite.\n");
 }
 
 // What is wrong stands on the console and in the log of KIM, which alone would be easily overlooked.

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numeric>
 #include <thread>
 
@@ -402,6 +403,18 @@ TEST_F(PotentialTest, ViewsThatAreNotConsistentAreRefused) {
     view = whole.view();
     view.elements = elements.data();
     EXPECT_EQ(refusalOf(view), "incorrect view: index of an element.");
+    const auto numAtoms = static_cast<std::size_t>(whole.view().numAtoms);
+    std::vector<double> positions(whole.view().positions, whole.view().positions + 3 * numAtoms);
+    view = whole.view();
+    view.positions = positions.data();
+    positions.back() = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(refusalOf(view), "incorrect view: a position that is not finite.");
+    positions.back() = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(refusalOf(view), "incorrect view: a position that is not finite.");
+    elements[0] = whole.view().elements[0];
+    elements.back() = -1;
+    view.elements = elements.data();
+    EXPECT_EQ(refusalOf(view), "(none)");
 }
 
 TEST_F(PotentialTest, MaskedEntriesAndListsInAnyOrderAreTheSameView) {
