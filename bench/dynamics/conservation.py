@@ -22,7 +22,7 @@ from pathlib import Path
 from typing import Sequence
 
 sys.dont_write_bytecode = True
-sys.path.insert(0, str(Path(__file__).resolve().parent))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 
 from lammps import Host, Log, crystal, pair_style, parser_of, print_table, published, run, status_of  # noqa: E402
 

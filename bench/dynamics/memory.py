@@ -14,7 +14,7 @@ import sys
 from pathlib import Path
 
 sys.dont_write_bytecode = True
-sys.path.insert(0, str(Path(__file__).resolve().parent))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 
 from lammps import Log, crystal, pair_style, parser_of, print_table, run, status_of  # noqa: E402
 

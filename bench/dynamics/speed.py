@@ -27,13 +27,12 @@ from pathlib import Path
 from typing import Optional, Sequence
 
 sys.dont_write_bytecode = True
-sys.path.insert(0, str(Path(__file__).resolve().parent))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 
-from lammps import LMP, MELTA, RELEASE, ROOT, Host, Log, RunFailure, crystal, pair_style  # noqa: E402
-from lammps import parser_of, print_table, published, run, status_of  # noqa: E402
+from lammps import LMP, LMP_SNAP, MELTA, RELEASE, ROOT, Host, Log, RunFailure, crystal, pair_style  # noqa: E402
+from lammps import parser_of, print_table, published, run, snap, status_of  # noqa: E402
 
 SILICON = ROOT / "examples" / "silicon"
-SNAP = RELEASE / "bench" / "dynamics" / "melta_snap_host"
 NAMES = {
     "cluster": "cluster functions",
     "chebyshev20": "20 + 20 Chebyshev functions",
@@ -128,10 +127,8 @@ def their_cases(wanted: re.Pattern[str]) -> list[Case]:
         Case("Stillinger-Weber", published("sw", "Si.sw"), 5.431, 5.0),
         Case("Tersoff", published("tersoff", "Si.tersoff"), 5.432, 5.0),
     ]
-    if SNAP.exists():
-        potentials = "/usr/share/lammps/potentials/Si_Zuo_JPCA2020"
-        lines = f"pair_style snap\npair_coeff * * {potentials}.snapcoeff {potentials}.snapparam Si"
-        cases.append(Case("SNAP", Host("snap", str(SNAP), lines), 5.468, 0.1))
+    if LMP_SNAP.exists():
+        cases.append(Case("SNAP", snap(), 5.468, 0.1))
     return [case for case in cases if wanted.search(case.name)]
 
 

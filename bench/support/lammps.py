@@ -1,4 +1,4 @@
-"""What the scripts of this folder share: silicon in LAMMPS, and what its log says.
+"""What the scripts of the benchmarks share: silicon in LAMMPS, and what its log says.
 
 A run is kept in a folder of its own and not repeated as long as its input stays the same: a series that was stopped goes
 on where it was.
@@ -19,6 +19,7 @@ RELEASE = ROOT / "build" / "release"
 MELTA = RELEASE / "src" / "driver" / "melta"
 LMP_MELTA = RELEASE / "lammps" / "lmp_melta"
 LMP = "lmp"
+LMP_SNAP = RELEASE / "bench" / "dynamics" / "melta_snap_host"
 POTENTIALS = Path("/usr/share/lammps/potentials")
 LOOP = re.compile(r"^Loop time of (\S+) on (\d+) procs for (\d+) steps with (\d+) atoms", re.MULTILINE)
 PAIR = re.compile(r"^Pair +\| [^|]*\| (\S+) ", re.MULTILINE)
@@ -66,6 +67,12 @@ def pair_style(force_field: Path, options: str = "") -> Host:
 def published(style: str, file: str) -> Host:
     """A style of the distribution's LAMMPS with the parameters that come with it."""
     return Host(style, LMP, f"pair_style {style}\npair_coeff * * {POTENTIALS / file} Si")
+
+
+def snap(kind: str = "") -> Host:
+    """The published potentials of the pair style snap for silicon, `kind` "" or ".quadratic", that come with LAMMPS."""
+    files = f"{POTENTIALS}/Si_Zuo_JPCA2020{kind}"
+    return Host("snap", str(LMP_SNAP), f"pair_style snap\npair_coeff * * {files}.snapcoeff {files}.snapparam Si")
 
 
 def crystal(host: Host, cells: int, lattice: float, temperature: float, seed: int = 4321) -> str:
