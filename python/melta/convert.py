@@ -9,6 +9,7 @@ from pathlib import Path
 from typing import Optional, Sequence
 
 from . import datafile, formats, plausibility, selection
+from ._console import status_of
 from .structure import DataError
 
 EXAMPLES = """\
@@ -70,11 +71,7 @@ def add_command(commands) -> argparse.ArgumentParser:
 def main(arguments: Optional[Sequence[str]] = None) -> int:
     """Runs the command; returns its status."""
     options = parser().parse_args(arguments)
-    try:
-        return importlib.import_module(COMMANDS[options.command]).run(options)
-    except DataError as error:
-        print(f"melta-data: {error}", file=sys.stderr)
-        return 1
+    return status_of("melta-data", lambda: importlib.import_module(COMMANDS[options.command]).run(options))
 
 
 def run(options: argparse.Namespace) -> int:

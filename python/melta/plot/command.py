@@ -8,7 +8,7 @@ from pathlib import Path
 from typing import Optional, Sequence
 
 from .. import formats
-from .._core import Error
+from .._console import INTERRUPTED, status_of
 from ..structure import DataError
 from . import errors, figures, groups, learning, log, parity, radial, spread, style
 from .run import Run
@@ -64,14 +64,9 @@ def add_command(commands, name: str, text: str, run: str = "directory of a teste
 def main(arguments: Optional[Sequence[str]] = None) -> int:
     """Runs the command; returns its status."""
     options = parser().parse_args(arguments)
-    try:
-        COMMANDS[options.command](options)
-    except (DataError, Error) as error:
-        print(f"melta-plot: {error}", file=sys.stderr)
-        return 1
-    except KeyboardInterrupt:
-        return 0 if getattr(options, "follow", False) else 130
-    return 0
+    status = status_of("melta-plot", lambda: COMMANDS[options.command](options))
+    # A picture that follows a training is ended in no other way.
+    return 0 if status == INTERRUPTED and getattr(options, "follow", False) else status
 
 
 def save(figure, output: str) -> None:

@@ -6,7 +6,7 @@ import argparse
 import sys
 from typing import Optional, Sequence
 
-from .. import Error
+from .._console import status_of
 from ..structure import DataError
 
 EXAMPLES = """\
@@ -91,12 +91,7 @@ def add_command(commands, name: str, text: str) -> argparse.ArgumentParser:
 def main(arguments: Optional[Sequence[str]] = None) -> int:
     """Runs the command; returns its status."""
     options = parser().parse_args(arguments)
-    try:
-        run(options)
-    except (DataError, Error) as error:
-        print(f"melta: {error}", file=sys.stderr)
-        return 1
-    return 0
+    return status_of("melta", lambda: run(options))
 
 
 def run(options: argparse.Namespace) -> None:
