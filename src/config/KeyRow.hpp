@@ -27,10 +27,12 @@ struct SwitchTarget {
     IntField field;
 };
 
-// A key with a real number. A coefficient also has a flag that tells whether it is effective.
+// A key with a real number. A coefficient also has a flag that tells whether it is effective, and may have
+// one that tells that it was given.
 struct FloatTarget {
     FloatField field;
     IntField flag;
+    IntField given = nullptr;
 };
 
 // A key with one of a few words, stored as its code. In charge mode it goes to `chargeField`.
@@ -78,8 +80,9 @@ constexpr KeyRow real(const char* key, FloatField field, Check check = Check::an
     return {key, check, FloatTarget{field, nullptr}, key, key};
 }
 
-constexpr KeyRow coefficient(const char* key, FloatField field, IntField flag, Check check) {
-    return {key, check, FloatTarget{field, flag}, key, key};
+constexpr KeyRow coefficient(const char* key, FloatField field, IntField flag, Check check,
+                             IntField given = nullptr) {
+    return {key, check, FloatTarget{field, flag, given}, key, key};
 }
 
 constexpr KeyRow named(const char* key, bool isWhole, Check check) {

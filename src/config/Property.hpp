@@ -131,6 +131,7 @@ public:
     int hasForceCoef = 1;     // the same for coefForce
     int hasChargeCoef = 1;    // the same for coefCharge
     int hasStressCoef = 0;    // the same for coefStress
+    int givesStressCoef = 0;  // non-zero: the user has chosen coefStress, also where it is zero
     int approxForce = 0;      // non-zero: forces approximated in training
     float rmseEnergy = 0.01f; // convergence target, eV
     float rmseForce = 0.1f;   // convergence target, eV/Angstrom
@@ -144,7 +145,7 @@ public:
     [[nodiscard]] bool hasDerivativeCoef() const { return hasForceCoef != 0 || hasStressCoef != 0; }
 
     // Adam.
-    int coefFromData = 0;           // non-zero: the weights of the energy term follow from the data
+    int coefFromData = 0;           // non-zero: weights of energies and stress follow from the data
     float learnRate = 1.0e-4f;      // first learning rate
     float learnRateFinal = 1.0e-4f; // last learning rate
     float learnRateDecay = 0.9999f; // decay factor

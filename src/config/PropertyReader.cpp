@@ -94,7 +94,8 @@ constexpr KeyRow keyRows[] = {
     real("coefEnergyFinal", &Property::coefEnergyFinal, Check::positive),
     real("coefStressFinal", &Property::coefStressFinal, Check::positive),
     coefficient("coefForce", &Property::coefForce, &Property::hasForceCoef, Check::notNegative),
-    coefficient("coefStress", &Property::coefStress, &Property::hasStressCoef, Check::notNegative),
+    coefficient("coefStress", &Property::coefStress, &Property::hasStressCoef, Check::notNegative,
+                &Property::givesStressCoef),
     coefficient("coefCharge", &Property::coefCharge, &Property::hasChargeCoef, Check::positive),
     real("learnRate", &Property::learnRate, Check::positive),
     real("learnRateFinal", &Property::learnRateFinal, Check::positive),
@@ -140,6 +141,9 @@ public:
             const bool isEffective = value > negligibleCoef;
             value = isEffective ? value : 0.0f;
             property.*target.flag = isEffective ? 1 : 0;
+        }
+        if (target.given != nullptr) {
+            property.*target.given = 1;
         }
         property.*target.field = value;
     }

@@ -11,9 +11,18 @@ namespace melta {
 namespace {
 
 constexpr double usualFirst = 0.5;
-constexpr double rise = 100.0;
-constexpr double shareOfForces = 2.0;
+constexpr double usualFinal = 50.0;
+constexpr double firstOfWide = 2.0;
+constexpr double finalOfWide = 500.0;
+constexpr double narrow = 25.0; // forces / energies, 1/Angstrom
+constexpr double mostOfNarrow = 10.0;
+constexpr double stressOfFirst = 0.6;
 constexpr double scaleOfOutputs = 0.5; // Angstrom
+
+bool takesStress(const Property& property, const GeometrySet& set) {
+    return property.givesStressCoef == 0 && property.withCharge == 0 && property.renormLoss == 0 &&
+           set.hasStress();
+}
 
 } // namespace
 
@@ -38,11 +47,14 @@ DataSpread measureSpread(const GeometrySet& set) {
 
 DataWeights findWeights(const DataSpread& spread) {
     double first = usualFirst;
+    double final = usualFinal;
     if (spread.energies > 0.0) {
         const double ratio = spread.forces / spread.energies;
-        first = std::min(first, shareOfForces * ratio * ratio);
+        first = std::min(first, firstOfWide * ratio * ratio);
+        final = std::min(final * std::clamp(ratio / narrow, 1.0, mostOfNarrow), finalOfWide * ratio * ratio);
     }
-    return {static_cast<float>(first), static_cast<float>(rise * first), scaleOfOutputs * spread.forces};
+    return {static_cast<float>(first), static_cast<float>(final), static_cast<float>(stressOfFirst * first),
+            scaleOfOutputs * spread.forces};
 }
 
 void takeDataWeights(Property& property, GeometrySet& set) {
@@ -60,6 +72,12 @@ void takeDataWeights(Property& property, GeometrySet& set) {
     std::ranges::fill(set.energyDev, weights.outputScale);
     printOut("  * Energy Mixing Rate from the data: %.3e -> %.3e 1/Angstrom^2\n",
              static_cast<double>(weights.first), static_cast<double>(weights.final));
+    if (takesStress(property, set)) {
+        property.hasStressCoef = 1;
+        property.coefStress = weights.stress;
+        printOut("    Stress Mixing Rate from the data: %.3e 1/Angstrom^2\n",
+                 static_cast<double>(weights.stress));
+    }
     printOut("    (forces of %.3e eV/Angstrom, energies within %.3e eV/atom)\n\n", spread.forces,
              spread.energies);
 }

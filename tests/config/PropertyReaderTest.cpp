@@ -382,6 +382,7 @@ TEST_F(PropertyReaderTest, LaterCoefficientBringsTheFlagBack) {
 TEST_F(PropertyReaderTest, StressIsInTheLossOnlyWhereAsked) {
     EXPECT_EQ(property.hasStressCoef, 0);
     EXPECT_EQ(property.coefStress, 0.0f);
+    EXPECT_EQ(property.givesStressCoef, 0);
 
     readText("coefStress 0.5\n");
 
@@ -389,6 +390,7 @@ TEST_F(PropertyReaderTest, StressIsInTheLossOnlyWhereAsked) {
     EXPECT_TRUE(property.hasDerivativeCoef());
     readText("coefStress 0\n");
     EXPECT_EQ(property.hasStressCoef, 0);
+    EXPECT_EQ(property.givesStressCoef, 1);
     EXPECT_TRUE(property.hasDerivativeCoef());
     readText("coefForce 0\n");
     EXPECT_FALSE(property.hasDerivativeCoef());

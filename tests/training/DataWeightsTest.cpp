@@ -51,9 +51,21 @@ TEST(DataWeightsTest, EnergiesThatSpreadWidelyCountLess) {
     EXPECT_FLOAT_EQ(usual.final, 50.0f);
     EXPECT_DOUBLE_EQ(usual.outputScale, 0.5);
     EXPECT_FLOAT_EQ(wide.first, 0.02f);
-    EXPECT_FLOAT_EQ(wide.final, 2.0f);
+    EXPECT_FLOAT_EQ(wide.final, 5.0f);
     EXPECT_DOUBLE_EQ(wide.outputScale, 0.025);
     EXPECT_FLOAT_EQ(same.first, 0.5f);
+    EXPECT_FLOAT_EQ(usual.stress, 0.3f);
+    EXPECT_FLOAT_EQ(wide.stress, 0.012f);
+}
+
+TEST(DataWeightsTest, EnergiesThatHardlyDifferCountMoreAtTheEnd) {
+    const DataWeights narrow = findWeights({1.0, 0.01});
+    const DataWeights narrowest = findWeights({1.0, 1.0e-4});
+
+    EXPECT_FLOAT_EQ(narrow.first, 0.5f);
+    EXPECT_FLOAT_EQ(narrow.final, 200.0f);
+    EXPECT_FLOAT_EQ(narrow.stress, 0.3f);
+    EXPECT_FLOAT_EQ(narrowest.final, 500.0f);
 }
 
 TEST(DataWeightsTest, TrainingTakesThemAndTellsIt) {
@@ -64,12 +76,47 @@ TEST(DataWeightsTest, TrainingTakesThemAndTellsIt) {
 
     const std::string text = outputOf([&] { takeDataWeights(property, *set); });
 
-    EXPECT_EQ(text, "  * Energy Mixing Rate from the data: 2.000e-02 -> 2.000e+00 1/Angstrom^2\n"
+    EXPECT_EQ(text, "  * Energy Mixing Rate from the data: 2.000e-02 -> 5.000e+00 1/Angstrom^2\n"
                     "    (forces of 5.000e-02 eV/Angstrom, energies within 5.000e-01 eV/atom)\n\n");
     EXPECT_FLOAT_EQ(property.coefEnergy, 0.02f);
-    EXPECT_FLOAT_EQ(property.coefEnergyFinal, 2.0f);
+    EXPECT_FLOAT_EQ(property.coefEnergyFinal, 5.0f);
+    EXPECT_EQ(property.hasStressCoef, 0);
     EXPECT_EQ(property.hasEnergyCoef, 1);
     EXPECT_NEAR(set->energyDev.front(), 0.025, 1.0e-8);
+}
+
+TEST(DataWeightsTest, StressTakesPartWhereTheDataHaveIt) {
+    const auto set = makeSet(-0.5, 0.5, 0.05f);
+    set->geometries.back()->stressVolume = std::array<float, 6>{};
+    Property property;
+    property.coefFromData = 1;
+
+    const std::string text = outputOf([&] { takeDataWeights(property, *set); });
+
+    EXPECT_EQ(text, "  * Energy Mixing Rate from the data: 2.000e-02 -> 5.000e+00 1/Angstrom^2\n"
+                    "    Stress Mixing Rate from the data: 1.200e-02 1/Angstrom^2\n"
+                    "    (forces of 5.000e-02 eV/Angstrom, energies within 5.000e-01 eV/atom)\n\n");
+    EXPECT_EQ(property.hasStressCoef, 1);
+    EXPECT_FLOAT_EQ(property.coefStress, 0.012f);
+}
+
+TEST(DataWeightsTest, StressStaysAsTheUserOrTheModelWantsIt) {
+    const auto set = makeSet(-0.5, 0.5, 0.05f);
+    set->geometries.back()->stressVolume = std::array<float, 6>{};
+    Property given;
+    given.givesStressCoef = 1;
+    Property charged;
+    charged.withCharge = 1;
+    Property renormalised;
+    renormalised.renormLoss = 1;
+    for (Property* property : {&given, &charged, &renormalised}) {
+        property->coefFromData = 1;
+
+        const std::string text = outputOf([&] { takeDataWeights(*property, *set); });
+
+        EXPECT_EQ(text.find("Stress"), std::string::npos);
+        EXPECT_EQ(property->hasStressCoef, 0);
+    }
 }
 
 TEST(DataWeightsTest, NothingChangesWithoutTheKeyOrWithoutForces) {

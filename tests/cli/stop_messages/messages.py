@@ -114,7 +114,7 @@ def key_messages(check: str, unreadable: str, checked: str) -> Iterator[str]:
 
 def messages_of_keys(text: str) -> Iterator[str]:
     for kind, key, rest in SIMPLE_KEY.findall(text):
-        check = "positive" if kind == "shape" else rest.rpartition("Check::")[2]
+        check = "positive" if kind == "shape" else "".join(re.findall(r"Check::(\w+)", rest))
         yield from key_messages(check, key, key)
     for _, check, target, unreadable, checked in FULL_KEY.findall(text):
         yield from key_messages(check, unreadable, checked)
