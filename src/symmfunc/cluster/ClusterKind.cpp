@@ -165,7 +165,7 @@ void ClusterKind::proposeTraining(Property& property) const {
     // structures have larger ones.
     property.maxForce = 50.0f;
     property.modelsEnergy = property.modelsCharge = 4;
-    property.nodesEnergy = property.nodesCharge = 48;
+    property.nodesEnergy = property.nodesCharge = 64;
     property.lbfgs = 0;
     property.batchs = 2;
     property.epochs = 300;
