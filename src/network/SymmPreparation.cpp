@@ -77,12 +77,14 @@ public:
         const double largest = *std::ranges::max_element(deviations);
         for (const double deviation : deviations) {
             const double least = std::max(deviation, smallestShare * largest);
-            statistics.functionScale.push_back(static_cast<float>(spread / std::sqrt(least * largest)));
+            const double width = std::pow(least, power) * std::pow(largest, 1.0 - power);
+            statistics.functionScale.push_back(static_cast<float>(spread / width));
         }
     }
 
 private:
     static constexpr double spread = 0.4;           // deviation of the inputs that vary most
+    static constexpr double power = 0.7;            // 0: all functions keep their proportions, 1: none
     static constexpr double smallestShare = 1.0e-4; // what varies less is rounding
 
     double count = 0.0;

@@ -13,7 +13,7 @@ namespace {
 constexpr double usualFirst = 0.5;
 constexpr double usualFinal = 50.0;
 constexpr double firstOfWide = 2.0;
-constexpr double finalOfWide = 500.0;
+constexpr double finalOfWide = 1000.0;
 constexpr double narrow = 25.0; // forces / energies, 1/Angstrom
 constexpr double mostOfNarrow = 10.0;
 constexpr double stressOfFirst = 0.6;

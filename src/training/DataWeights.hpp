@@ -23,7 +23,7 @@ struct DataWeights {
 
 // Trainings do best where energies count little at first and much at the end. The weight goes from 0.5 to
 // 50. Where energies spread so widely that this would let them rule from the start, such as those of cells
-// under large strain beside forces that are small, it goes from 2 to 500 (forces / energies)^2. Where they
+// under large strain beside forces that are small, it goes from 2 to 1000 (forces / energies)^2. Where they
 // hardly differ, such as those of large cells of a liquid, it ends at up to ten times as much, in proportion
 // to forces / energies. Stress has 0.6 of the first weight all along. The networks begin with outputs of the
 // order of the forces over half an Angstrom, because a step of Adam changes them in that proportion.

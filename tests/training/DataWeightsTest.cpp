@@ -51,7 +51,7 @@ TEST(DataWeightsTest, EnergiesThatSpreadWidelyCountLess) {
     EXPECT_FLOAT_EQ(usual.final, 50.0f);
     EXPECT_DOUBLE_EQ(usual.outputScale, 0.5);
     EXPECT_FLOAT_EQ(wide.first, 0.02f);
-    EXPECT_FLOAT_EQ(wide.final, 5.0f);
+    EXPECT_FLOAT_EQ(wide.final, 10.0f);
     EXPECT_DOUBLE_EQ(wide.outputScale, 0.025);
     EXPECT_FLOAT_EQ(same.first, 0.5f);
     EXPECT_FLOAT_EQ(usual.stress, 0.3f);
@@ -76,10 +76,10 @@ TEST(DataWeightsTest, TrainingTakesThemAndTellsIt) {
 
     const std::string text = outputOf([&] { takeDataWeights(property, *set); });
 
-    EXPECT_EQ(text, "  * Energy Mixing Rate from the data: 2.000e-02 -> 5.000e+00 1/Angstrom^2\n"
+    EXPECT_EQ(text, "  * Energy Mixing Rate from the data: 2.000e-02 -> 1.000e+01 1/Angstrom^2\n"
                     "    (forces of 5.000e-02 eV/Angstrom, energies within 5.000e-01 eV/atom)\n\n");
     EXPECT_FLOAT_EQ(property.coefEnergy, 0.02f);
-    EXPECT_FLOAT_EQ(property.coefEnergyFinal, 5.0f);
+    EXPECT_FLOAT_EQ(property.coefEnergyFinal, 10.0f);
     EXPECT_EQ(property.hasStressCoef, 0);
     EXPECT_EQ(property.hasEnergyCoef, 1);
     EXPECT_NEAR(set->energyDev.front(), 0.025, 1.0e-8);
@@ -93,7 +93,7 @@ TEST(DataWeightsTest, StressTakesPartWhereTheDataHaveIt) {
 
     const std::string text = outputOf([&] { takeDataWeights(property, *set); });
 
-    EXPECT_EQ(text, "  * Energy Mixing Rate from the data: 2.000e-02 -> 5.000e+00 1/Angstrom^2\n"
+    EXPECT_EQ(text, "  * Energy Mixing Rate from the data: 2.000e-02 -> 1.000e+01 1/Angstrom^2\n"
                     "    Stress Mixing Rate from the data: 1.200e-02 1/Angstrom^2\n"
                     "    (forces of 5.000e-02 eV/Angstrom, energies within 5.000e-01 eV/atom)\n\n");
     EXPECT_EQ(property.hasStressCoef, 1);
