@@ -1,8 +1,10 @@
 #include "training/NNEnergyTrainer.hpp"
 
 #include "base/Reporting.hpp"
+#include "training/EnergyLevel.hpp"
 #include "training/LossScales.hpp"
 
+#include <cmath>
 #include <limits>
 #include <utility>
 
@@ -75,6 +77,21 @@ std::vector<LossTerm> NNEnergyTrainer::makeLossTerms() const {
         made.back().isWatched = isStressTested;
     }
     return made;
+}
+
+// The networks of the best epoch are stored as they were tested.
+void NNEnergyTrainer::settle(int batchSize) {
+    const Property& property = getProperty();
+    if (property.coefFromData == 0 || property.hasEnergyCoef == 0 || property.lbfgs > 0 ||
+        property.withHDNNP == 0 || property.keepBest != 0) {
+        return;
+    }
+    const double error = meanEnergyError(*state.arch, getGeometrySet(), batchSize);
+    if (!std::isfinite(error)) {
+        return;
+    }
+    shiftEnergies(*state.arch, -error);
+    printOut("\n  * Mean Error of Energy taken away: %+.3e eV/atom\n", error);
 }
 
 bool NNEnergyTrainer::updateScheme(int epoch) {

@@ -28,6 +28,7 @@ private:
     [[nodiscard]] Derivatives neededDerivatives() const override {
         return getProperty().hasDerivativeCoef() ? Derivatives::yes : Derivatives::no;
     }
+    void settle(int batchSize) override;
     bool updateScheme(int epoch) override;
     bool advanceScheme() override;
 

@@ -72,6 +72,9 @@ void NNTrainer::performTraining(const std::string& nnFile, const std::string& di
         printOut("  Optimization:\n\n");
         flushOut();
         runSuperEpochs(plan);
+        if (state.hasEpoch && !plan.direct && !plan.partial) {
+            settle(plan.batchSize);
+        }
     }
     printResult();
     storeResult();

@@ -49,6 +49,9 @@ protected:
         return hasMovingWeights(getProperty()) ? weightAt(weightPosition, first, last) : first;
     }
 
+    // What is left to do with the networks when the optimiser is done, where all data are kept.
+    virtual void settle(int /*batchSize*/) {}
+
     // The check itself, with the arrangement ready for batches.
     virtual void debugGradients(float shift);
 

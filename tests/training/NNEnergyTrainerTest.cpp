@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <sstream>
 
 namespace melta {
@@ -51,6 +52,46 @@ TEST_F(EnergyTrainer, StressInTheLossNeedsData) {
     const auto set = makeSet(property, makeDataText({}));
 
     EXPECT_EQ(stopOfTraining(*set), "this training data has no stress, please set \"coefStress 0\".");
+}
+
+// --- level of the energies
+// ------------------------------------------------------------------------------------------
+
+double meanErrorOf(const GeometrySet& set, const Reference& reference) {
+    double sum = 0.0;
+    for (std::size_t g = 0; g < set.geometries.size(); ++g) {
+        const std::vector<float>& energies = reference.energies[g];
+        const double total = std::accumulate(energies.begin(), energies.end(), 0.0);
+        sum += (total - set.geometries[g]->energyTotal) / set.geometries[g]->numAtoms;
+    }
+    return sum / static_cast<double>(set.geometries.size());
+}
+
+TEST_F(EnergyTrainer, TakesTheMeanErrorOfTheEnergiesAwayWhereTheDataGiveTheWeights) {
+    property.lbfgs = 0;
+    property.batchs = 2;
+    property.modelsEnergy = 2;
+    const auto set = makeSet(property, makeDataText({.numGeoms = 5}));
+
+    const std::string plain = train(*set);
+    const double left = meanErrorOf(*set, evaluate(*set));
+    property.coefFromData = 1;
+    const std::string settled = train(*set);
+
+    EXPECT_GT(std::abs(left), 1.0e-3);
+    EXPECT_EQ(countOf(plain, "Mean Error of Energy"), 0);
+    EXPECT_NEAR(meanErrorOf(*set, evaluate(*set)), 0.0, 1.0e-5);
+    EXPECT_EQ(countOf(settled, "\n  * Mean Error of Energy taken away: "), 1);
+}
+
+TEST_F(EnergyTrainer, LeavesTheEnergiesOfTheBestEpochAsTheyWereTested) {
+    property.lbfgs = 0;
+    property.insituTest = 1;
+    property.keepBest = 1;
+    property.coefFromData = 1;
+    const auto set = makeSet(property, makeDataText({.numGeoms = 3}));
+
+    EXPECT_EQ(countOf(train(*set, set.get()), "Mean Error of Energy"), 0);
 }
 
 // --- stress
