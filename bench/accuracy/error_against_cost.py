@@ -3,7 +3,7 @@
 
 usage: bench/accuracy/error_against_cost.py DATA [option ...]
 
-DATA is a folder with melta.train and melta.test of silicon. Each model is one network of two layers of 40 nodes,
+DATA is a folder with melta.train and melta.test of silicon. Each model is one network of two layers of 64 nodes,
 trained with the settings that `melta --template cluster` proposes but for its descriptor; its cost is that of energy
 and forces of 1,000 atoms of a crystal at rest plus noise, neighbour lists left out, CPU time of one thread. Potentials
 of LAMMPS stand beside them where it and its files are installed (Tersoff, Stillinger-Weber, and SNAP in the release's
@@ -33,7 +33,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 from lammps import LMP_SNAP, MELTA, RELEASE, Host, crystal, published, run, snap  # noqa: E402
 
 COMMON = {
-    "models": 1, "layers": 2, "nodes": 40, "activ": "twtanh", "lbfgs": 0, "epochs": 300, "geomsEpoch": 0,
+    "models": 1, "layers": 2, "nodes": 64, "activ": "twtanh", "lbfgs": 0, "epochs": 300, "geomsEpoch": 0,
     "batchs": 2, "maxForce": 50, "epochsOnlyE": 0, "epochsApproxF": 0, "coefFromData": 1, "learnRate": 0.003,
     "learnRateFinal": 1.0e-5, "learnRateSchedule": "cosine", "rmseEnergy": 1.0e-9, "rmseForce": 1.0e-9,
     "symmScale": "each",
@@ -239,8 +239,10 @@ def draw(points: list[Point], file: Path) -> None:
         for kind, marker in markers.items():
             mine = sorted((point for point in points if point.kind == kind), key=lambda point: point.cost)
             line = "none" if kind == "LAMMPS" else "-"
+            # The sizes between the ends would cover each other.
+            named = mine if kind == "LAMMPS" else {mine[0].size: mine[0], mine[-1].size: mine[-1]}.values()
             axes.plot([p.cost for p in mine], [p.rmse for p in mine], marker=marker, linestyle=line, label=kind)
-            for point in mine:
+            for point in named:
                 below = kind == "cluster"
                 axes.annotate(point.size, (point.cost, point.rmse), fontsize=7, rotation=-35 if below else 35,
                               xytext=(0, -5 if below else 5), textcoords="offset points", rotation_mode="anchor",
