@@ -299,7 +299,7 @@ def test_follow_a_real_training(tmp_path):
     needs_matplotlib()
     for name in ("melta.train", "melta.prop"):
         shutil.copy(EXAMPLE / name, tmp_path)
-    text = (tmp_path / "melta.prop").read_text().replace("insituTest     1", "insituTest 0").replace("1200", "15")
+    text = (tmp_path / "melta.prop").read_text().replace("insituTest     1", "insituTest 0").replace("epochs         300", "epochs 15")
     (tmp_path / "melta.prop").write_text(text)
     with open(tmp_path / "melta.log", "w") as file:
         training = subprocess.Popen([COMMAND, "--train"], cwd=tmp_path, stdout=file)
