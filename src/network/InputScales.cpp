@@ -28,9 +28,10 @@ void rescaleInputs(NNEnsemble& ensemble, const InputScales& old, const InputScal
             auto bias = static_cast<double>(biases[o]);
             for (std::size_t i = 0; i < numInputs; ++i) {
                 float& weight = weights[o * numInputs + i];
-                const double byValue = static_cast<double>(weight) * old.scale[i];
-                bias += byValue * (next.shift[i] - old.shift[i]);
-                weight = static_cast<float>(byValue / next.scale[i]);
+                weight = static_cast<float>(static_cast<double>(weight) * old.scale[i] / next.scale[i]);
+                // With the weight as it has been rounded, so that nothing changes where the function is
+                // at its old shift.
+                bias += static_cast<double>(weight) * next.scale[i] * (next.shift[i] - old.shift[i]);
             }
             biases[o] = static_cast<float>(bias);
         }

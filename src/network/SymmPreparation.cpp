@@ -85,7 +85,7 @@ public:
 private:
     static constexpr double spread = 0.4;           // deviation of the inputs that vary most
     static constexpr double power = 0.7;            // 0: all functions keep their proportions, 1: none
-    static constexpr double smallestShare = 1.0e-4; // what varies less is rounding
+    static constexpr double smallestShare = 2.0e-4; // what varies less is rounding
 
     double count = 0.0;
     std::vector<float> origin; // [numBasis], like the others

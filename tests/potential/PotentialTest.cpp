@@ -66,9 +66,7 @@ TEST_P(PotentialOfKinds, GivesTheEnergiesAndForcesOfTheArrangement) {
         const double scale =
             std::abs(*std::ranges::max_element(expected.forces, {}, [](double x) { return std::abs(x); }));
         for (std::size_t a = 0; a < expected.energies.size(); ++a) {
-            // What the one scale of the files costs functions that hardly vary, by rounding.
-            const double rounding = 5.0e-6 * std::abs(expected.energies[a]);
-            EXPECT_LE(std::abs(result.energies[a] - expected.energies[a]), rounding) << a;
+            EXPECT_LE(std::abs(result.energies[a] - expected.energies[a]), 2.0e-5) << a;
         }
         for (std::size_t i = 0; i < forces.size(); ++i) {
             EXPECT_LE(std::abs(forces[i] - expected.forces[i]), 2.0e-5 * (1.0 + scale)) << i;
